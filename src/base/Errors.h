@@ -1,0 +1,25 @@
+#pragma once
+// Error reports of the model framework. Each writes a fixed message to standard
+// error; only MemoryAllocationError ends the process (status 1), and
+// InvalidStructType does not return normally either.
+
+[[noreturn]] void MemoryAllocationError();
+void MemoryError();
+void ErrorEmptyParameter(const char* name);
+void InconsistantState();
+void UserError();
+void ArrayTypeMismatchError(char* first, char* second);
+void StructTypeMismatchError(char* first, char* second);
+void InvalidArrayType();
+[[noreturn]] void InvalidStructType();
+void InvalidUnorderedType();
+void ArrayOutOfBoundsError(char* where);
+
+namespace SyncError {
+void WrongDistributionType();
+void NoAction();
+} // namespace SyncError
+
+// Copies a NUL-terminated text into a new array-new buffer; reports through
+// MemoryAllocationError when the copy cannot be allocated.
+char* copyText(const char* text);

@@ -1,0 +1,1 @@
+// Placeholder; replaced by the shipped model's generated classes.

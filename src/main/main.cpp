@@ -1,0 +1,2 @@
+// Placeholder driver; replaced by the run driver.
+int main() { return 0; }

@@ -1,0 +1,95 @@
+#pragma once
+// SANModel: one atomic SAN model, holding its own places, the places it only
+// reads, its activities and its groups. Its local state is the packed bytes of
+// its non-shared own places in place order. LocalState is the SAN's snapshot:
+// a byte vector with a hash, an ordering and a binary file form.
+
+#include "models/BaseModelClass.h"
+
+class Activity;
+class Place;
+
+class SANModel : public BaseModelClass {
+public:
+    // Snapshot of a SAN's local state.
+    class LocalState : public State {
+    public:
+        explicit LocalState(SANModel* model); // Size = model's StateSize(); Data uninitialised
+        LocalState(const LocalState&) = delete;
+
+        std::uint32_t hash() const override;            // prime-weighted sum of the bytes
+        int compare(const State& other) const override; // memcmp over Size bytes
+        void print() override;                          // each byte as "%5d", then a newline
+        int fwriteState(std::FILE* f) override;         // Size (4 bytes), then the bytes
+        int freadState(std::FILE* f) override;          // a record of the same Size
+        const State& operator=(const State& other) override;
+        ~LocalState() override;
+        void SetState(const BaseModelClass* model) const override;
+        void GetState(const BaseModelClass* model) override;
+        void* GetStatePtr() override { return Data; }
+
+        char* Data; // owned buffer of Size bytes
+        int Size;
+    };
+
+    SANModel();
+    SANModel(const char* name, int numPlaces, BaseStateVariableClass** places, int numReadOnly,
+             BaseStateVariableClass** readOnly, int numActivities, Activity** activities,
+             int numGroups, BaseGroupClass** groups);
+    ~SANModel() override;
+
+    void listModels(const char* name, List<BaseModelClass>* models) override;
+    void CurrentState(void* to) override;
+    void listActions(List<BaseActionClass>* actions) override;
+    void listGroups(List<BaseGroupClass>* groups) override;
+    void SetState(void* from) override;
+    int StateSize() override;
+    bool CompareState(void* a, void* b) override;
+    void listActions(const char* name, List<BaseActionClass>* actions) override;
+    void listSVs(const char* modelName, const char* svName, List<BaseStateVariableClass>* svs,
+                 List<BaseModelClass>* models) override;
+    using BaseModelClass::printState;
+    void printState(std::ostream* os) override;
+    BaseStateVariableClass** GetLocalStateVariables(std::ostream* os) override; // Places
+    ModelType GetModelType() override;           // AtomicSANModel
+    int GetNumberOfChildren() override;          // 0
+    BaseModelClass* GetChild(int i) override;    // assertion failure
+    void GetLocalActions(ActionChain& out) override;
+    void GetGlobalActions(ActionChain& out) override;
+    bool HasLocalState() override;               // StateSize() > 0
+    void GetLocalState(State* s) override;
+    void SetLocalState(const State* s) override;
+    void ConstructLocalState(State*& s) override;
+    void DestructLocalState(State* s) override;
+
+    // Takes the model's name, places, activities and groups (copying the arrays)
+    // and makes itself the parent model of every activity and group.
+    void initializeSANModelNow(const char* name, int numPlaces, BaseStateVariableClass** places,
+                               int numReadOnly, BaseStateVariableClass** readOnly,
+                               int numActivities, Activity** activities, int numGroups,
+                               BaseGroupClass** groups);
+    // Overwrite the entries of the existing arrays (counts unchanged).
+    void SetPlaces(BaseStateVariableClass** places);
+    void SetReadOnlyPlaces(BaseStateVariableClass** readOnly);
+    void SetActions(Activity** activities);
+    void SetGroups(BaseGroupClass** groups);
+    void PrintSANModelInfo();
+
+    BaseStateVariableClass** Places;         // owned array of the own places; places not owned
+    BaseStateVariableClass** ReadOnlyPlaces; // owned array; places not owned
+    int NumReadOnlyPlaces;
+
+private:
+    int numOwnPlaces() const { return NumStateVariables - NumReadOnlyPlaces; }
+
+    // StateSize() cache, valid while no variable's sharing flags have changed.
+    int cachedStateSize = 0;
+    unsigned long cachedLayoutVersion = 0;
+    bool stateSizeKnown = false;
+};
+
+// True when the array holds exactly the model's own places / read-only places /
+// activities, in order (true for a count of 0).
+bool checkLocalSVs(SANModel* model, Place** places);
+bool checkReadOnlyPlaces(SANModel* model, BaseStateVariableClass** readOnly);
+bool checkLocalActions(SANModel* model, Activity** activities);

@@ -3,6 +3,7 @@
 // most once. Used for the framework's collections of state variables, actions,
 // groups and models. The list owns its slot array, never the items.
 
+#include "base/Assert.h"
 #include "base/Errors.h"
 
 #include <iostream>
@@ -11,8 +12,13 @@
 template <class T> class List {
 public:
     List() : List(10) {}
-    explicit List(int n) { allocate(n); }
-    // Copies hold their own slot array, so no two lists ever free one array.
+    explicit List(int n) {
+        GEN_ASSERT(n >= 1, "List");
+        allocate(n);
+    }
+    // Copies hold their own slot array, so no two lists ever free one array. There is
+    // no separate move: a moved-from list would have no slot to append into, so a
+    // move copies as well.
     List(const List& other) {
         allocate(other.arraySize > 0 ? other.arraySize : 1);
         for (int i = 0; i < other.numItems; ++i)
@@ -70,6 +76,7 @@ public:
     }
 
     void increaseArraySize(int n) {
+        GEN_ASSERT(n >= 1, "List");
         T** grown = new (std::nothrow) T*[n];
         if (grown == nullptr) {
             std::cerr << "!! Crtical error in "
@@ -77,6 +84,7 @@ public:
                       << " do to insufficient memory...exiting" << std::endl;
             MemoryAllocationError();
         }
+        // Shrinking below the item count drops the items that no longer fit.
         int kept = numItems < n ? numItems : n;
         for (int i = 0; i < kept; ++i)
             grown[i] = list[i];
@@ -84,6 +92,7 @@ public:
             grown[i] = nullptr;
         delete[] list;
         list = grown;
+        numItems = kept;
         arraySize = n;
     }
 
@@ -98,7 +107,12 @@ public:
         }
     }
 
+    // Puts newItem where oldItem is; when newItem is held already, oldItem is removed
+    // instead (as by remove), so newItem stays held once. Replacing an item by itself
+    // changes nothing.
     void replaceItem(T* oldItem, T* newItem) {
+        if (oldItem == newItem)
+            return;
         int oldAt = -1;
         int newAt = -1;
         for (int i = 0; i < numItems && (oldAt < 0 || newAt < 0); ++i) {

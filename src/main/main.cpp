@@ -1,2 +1,67 @@
-// Placeholder driver; replaced by the run driver.
-int main() { return 0; }
+// gen: parses the command line, sets up the study's experiment and runs the
+// state-space generator over the model's reward model.
+
+#include "main/commandline.h"
+#include "study/BaseStudyClass.h"
+
+#include <cstdlib>
+#include <iostream>
+
+namespace {
+
+// Every output file name is built from the path and the name, so both are required.
+bool requiredOptionsGiven() {
+    bool given = true;
+    if (exp_path == nullptr) {
+        std::cerr << "ERROR: missing option -P (experiment path)" << std::endl;
+        given = false;
+    }
+    if (ExpName == nullptr) {
+        std::cerr << "ERROR: missing option -N (experiment name)" << std::endl;
+        given = false;
+    }
+    return given;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    int fileType = 1;
+    char* traceFileName = nullptr;
+    commandline(argc, argv, fileType, traceFileName);
+    if (!requiredOptionsGiven()) {
+        resetCommandLineSettings();
+        std::free(traceFileName);
+        return 1;
+    }
+
+    BaseStudyClass* study = GenerateStudy();
+    if (ExpNum < 0 || ExpNum >= study->GetNumExps()) {
+        std::cerr << "ERROR: experiment number " << ExpNum << " (option -B) is out of range 0.."
+                  << study->GetNumExps() - 1 << std::endl;
+        DestructStudy();
+        resetCommandLineSettings();
+        std::free(traceFileName);
+        return 1;
+    }
+    study->SetGVs(ExpNum);
+    study->PrintGlobalValues(ExpNum);
+    if (OverrideString != nullptr) {
+        study->overrideGVs(OverrideString);
+        std::cout << "Overriding global variables in ssg" << '\n';
+    }
+
+    // The model and its exploration go here, in this order:
+    //   PVModel* model = study->GetPVModel(false);
+    //   construct the StateSpaceGen from model, exp_path, ExpName, flagAbsorb,
+    //     hash_value, db_host, db_entity and traceFileName (it takes over traceFileName);
+    //   print "SSG: SetTraceLevel: " TempTraceLevel, then set its trace level;
+    //   InitializeTrace(); GenStateSpace();
+    // then, after DestructStudy(), destroy the generator.
+    (void)fileType; // accepted for command lines written for the tool; nothing reads it
+
+    DestructStudy();
+    resetCommandLineSettings();
+    std::free(traceFileName); // until the generator owns it
+    return 0;
+}

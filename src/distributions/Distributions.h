@@ -30,4 +30,11 @@ public:
     double Pareto(double xm, double alpha);
 
     RandomNumberGenerator* generator; // owned
+
+private:
+    // One accepted candidate of the polar method: never rejected for its sign.
+    double polarNormal(double mean, double variance);
+    // Gamma samples of scale 1 for a shape below 1 and above 1.
+    double gammaBelowOne(double alpha);
+    double gammaAboveOne(double alpha);
 };

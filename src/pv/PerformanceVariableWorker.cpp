@@ -1,0 +1,23 @@
+#include "pv/PerformanceVariableWorker.h"
+
+#include "base/Errors.h"
+
+#include <iostream>
+
+PerformanceVariableWorker::~PerformanceVariableWorker() { delete[] Name; }
+
+void PerformanceVariableWorker::CurrentReward() {
+    std::cerr << "!! Calling PerformanceVariableWorker::CurrentReward()" << std::endl;
+}
+
+void PerformanceVariableWorker::Reset() {
+    Reward = 0.0;
+    RewardSquared = 0.0;
+}
+
+void PerformanceVariableWorker::DefineName(const char* name, int number) {
+    char* copy = copyText(name);
+    delete[] Name;
+    Name = copy;
+    WorkerNumber = number;
+}

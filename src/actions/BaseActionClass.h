@@ -89,8 +89,8 @@ public:
     bool IsPVImpulseDSAllocated() const { return PVImpulseSets != nullptr; }
     void AllocatePVRateDS(int n);
     void AllocatePVImpulseDS(int n);
-    void DeallocatePVRateDS();    // the pointer is left as it is
-    void DeallocatePVImpulseDS(); // releases the outer arrays, not the blocks they point to
+    void DeallocatePVRateDS();    // and clears the pointer
+    void DeallocatePVImpulseDS(); // the outer arrays, not the blocks they point to; clears the pointers
 
     // Phase counter of Erlang actions.
     void ResetPhase() { Phase = 1; }

@@ -38,6 +38,7 @@ public:
     }
 
     int getNumItems() const { return numItems; }
+    int getArraySize() const { return arraySize; }
     T** getList() const { return list; }
     T* getItem(int i) const { return list[i]; }
     T* operator[](int i) const { return list[i]; }

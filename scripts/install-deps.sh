@@ -1,0 +1,25 @@
+#!/usr/bin/env bash
+# Installs with apt-get what building and testing gen need and a fresh Debian 12
+# machine may lack: cmake, g++, make and GoogleTest. Does nothing when all are there.
+set -euo pipefail
+
+need=()
+command -v cmake >/dev/null 2>&1 || need+=(cmake)
+command -v g++ >/dev/null 2>&1 || need+=(g++)
+command -v make >/dev/null 2>&1 || need+=(make)
+[ -f /usr/include/gtest/gtest.h ] || need+=(libgtest-dev)
+[ ${#need[@]} -eq 0 ] && exit 0
+
+sudo=()
+if [ "$(id -u)" -ne 0 ]; then
+    if command -v sudo >/dev/null 2>&1; then
+        sudo=(sudo)
+    else
+        echo "Missing packages: ${need[*]} (install them with apt-get as root)" >&2
+        exit 1
+    fi
+fi
+echo "Installing: ${need[*]}"
+export DEBIAN_FRONTEND=noninteractive
+"${sudo[@]}" apt-get update -qq
+"${sudo[@]}" apt-get install -y -qq "${need[@]}"

@@ -34,7 +34,9 @@ char* duplicate(const char* text) {
     return copy;
 }
 
-double* newColumn() { return new double[numExperiments]; }
+double* newColumn() {
+    return new double[numExperiments];
+}
 
 void fillColumn(double* column, double value) {
     for (int e = 0; e < numExperiments; ++e)
@@ -87,9 +89,15 @@ study_1RangeStudy::~study_1RangeStudy() {
     // the study deletes it here.
 }
 
-void study_1RangeStudy::SetValues_alpha() { fillColumn(alphaValues, 1000.0); }
-void study_1RangeStudy::SetValues_beta() { fillColumn(betaValues, 10000.0); }
-void study_1RangeStudy::SetValues_lambda_i() { fillColumn(lambda_iValues, 1e-7); }
+void study_1RangeStudy::SetValues_alpha() {
+    fillColumn(alphaValues, 1000.0);
+}
+void study_1RangeStudy::SetValues_beta() {
+    fillColumn(betaValues, 10000.0);
+}
+void study_1RangeStudy::SetValues_lambda_i() {
+    fillColumn(lambda_iValues, 1e-7);
+}
 
 void study_1RangeStudy::SetValues_lambda_w() {
     for (int e = 0; e < numExperiments; ++e)
@@ -115,8 +123,8 @@ void study_1RangeStudy::PrintGlobalValues(int exp) {
         return;
     }
     SetGVs(exp);
-    std::cout << "The Global Variable values for experiment " << GetExpName(exp) << " are:"
-              << std::endl;
+    std::cout << "The Global Variable values for experiment " << GetExpName(exp)
+              << " are:" << std::endl;
     std::cout << "alpha\tdouble\t" << alpha << std::endl;
     std::cout << "beta\tdouble\t" << beta << std::endl;
     std::cout << "lambda_i\tdouble\t" << lambda_i << std::endl;

@@ -105,7 +105,7 @@ void commandline(int argc, char** argv, int& fileType, char*& traceFileName) {
             flagAbsorb = 1;
             continue;
         }
-        const bool known = std::strchr("PNBhFesltO", letter) != nullptr && letter != '\0';
+        const bool known = letter != '\0' && std::strchr("PNBhFesltO", letter) != nullptr;
         if (!known || value == nullptr) {
             unknownArgument(current);
             continue;
@@ -115,17 +115,31 @@ void commandline(int argc, char** argv, int& fileType, char*& traceFileName) {
             replaceText(exp_path, value);
             std::cout << "path=[" << exp_path << "]" << '\n';
             break;
-        case 'N': replaceText(ExpName, value); break;
-        case 'B': ExpNum = decimal(value); break;
-        case 'h': std::sscanf(value, "%lf", &hash_value); break;
-        case 'F': fileType = decimal(value); break;
-        case 'e': replaceText(db_entity, value); break;
-        case 's': replaceText(db_host, value); break;
+        case 'N':
+            replaceText(ExpName, value);
+            break;
+        case 'B':
+            ExpNum = decimal(value);
+            break;
+        case 'h':
+            std::sscanf(value, "%lf", &hash_value);
+            break;
+        case 'F':
+            fileType = decimal(value);
+            break;
+        case 'e':
+            replaceText(db_entity, value);
+            break;
+        case 's':
+            replaceText(db_host, value);
+            break;
         case 'l':
             TempTraceLevel = decimal(value);
             std::cout << "TraceLevel=" << TempTraceLevel << '\n';
             break;
-        case 't': replaceMallocText(traceFileName, value); break;
+        case 't':
+            replaceMallocText(traceFileName, value);
+            break;
         case 'O':
             replaceMallocText(OverrideString, value);
             std::cout << "OverrideString is " << OverrideString << '\n';

@@ -43,14 +43,22 @@ std::vector<std::string> splitAtColons(const char* text) {
 // The C type that an override's type letter stands for, or null for an unknown letter.
 const char* typeNameOfLetter(char letter) {
     switch (letter) {
-    case 'b': return "bool";
-    case 'c': return "char";
-    case 'd': return "double";
-    case 'f': return "float";
-    case 'i': return "int";
-    case 'l': return "long";
-    case 's': return "short";
-    default: return nullptr;
+    case 'b':
+        return "bool";
+    case 'c':
+        return "char";
+    case 'd':
+        return "double";
+    case 'f':
+        return "float";
+    case 'i':
+        return "int";
+    case 'l':
+        return "long";
+    case 's':
+        return "short";
+    default:
+        return nullptr;
     }
 }
 
@@ -99,13 +107,19 @@ BaseStudyClass::~BaseStudyClass() {
     delete[] DefaultVantorRoot;
 }
 
-PVModel* BaseStudyClass::GetPVModel(bool) { return ThePVModel; }
+PVModel* BaseStudyClass::GetPVModel(bool) {
+    return ThePVModel;
+}
 
-void BaseStudyClass::SetGVs(int) { std::cout << "basestudyclass::SetGVs" << std::endl; }
+void BaseStudyClass::SetGVs(int) {
+    std::cout << "basestudyclass::SetGVs" << std::endl;
+}
 
 void BaseStudyClass::PrintGlobalValues(int) {}
 
-void* BaseStudyClass::GetGVValue(const char*) { return nullptr; }
+void* BaseStudyClass::GetGVValue(const char*) {
+    return nullptr;
+}
 
 void BaseStudyClass::OverrideGVValue(const char*, const void*) {}
 

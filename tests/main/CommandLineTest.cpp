@@ -33,8 +33,8 @@ protected:
 };
 
 TEST_F(CommandLineTest, AttachedValuesAndEchoLines) {
-    std::string out = parse({"-P/tmp/run/", "-Nexp1", "-B3", "-h0.75", "-F2", "-eentity",
-                             "-shost", "-l4", "-ttrace.txt", "-Od:alpha:5", "-a"});
+    std::string out = parse({"-P/tmp/run/", "-Nexp1", "-B3", "-h0.75", "-F2", "-eentity", "-shost",
+                             "-l4", "-ttrace.txt", "-Od:alpha:5", "-a"});
     EXPECT_EQ(out, "path=[/tmp/run/]\n"
                    "TraceLevel=4\n"
                    "OverrideString is d:alpha:5\n");
@@ -67,22 +67,19 @@ TEST_F(CommandLineTest, NumbersConvertWithoutValidation) {
 }
 
 TEST_F(CommandLineTest, UnknownOptionsAndMissingValuesAreReportedAndSkipped) {
-    EXPECT_EQ(parse({"-xyz", "-q", "plain", "-P.", "-Nn"}),
-              "ERROR: unknown argument: -xyz\n"
-              "ERROR: unknown argument: plain\n"
-              "path=[.]\n");
+    EXPECT_EQ(parse({"-xyz", "-q", "plain", "-P.", "-Nn"}), "ERROR: unknown argument: -xyz\n"
+                                                            "ERROR: unknown argument: plain\n"
+                                                            "path=[.]\n");
     // -B without a value: the next word begins with '-', so -l2 is its own option.
-    EXPECT_EQ(parse({"-B", "-l2", "-P.", "-Nn", "-O"}),
-              "ERROR: unknown argument: -B\n"
-              "TraceLevel=2\n"
-              "path=[.]\n"
-              "ERROR: unknown argument: -O\n");
+    EXPECT_EQ(parse({"-B", "-l2", "-P.", "-Nn", "-O"}), "ERROR: unknown argument: -B\n"
+                                                        "TraceLevel=2\n"
+                                                        "path=[.]\n"
+                                                        "ERROR: unknown argument: -O\n");
     EXPECT_EQ(ExpNum, 0);
     EXPECT_EQ(OverrideString, nullptr);
-    EXPECT_EQ(parse({"-", "stray", "-p.", "-P", "-Nn"}),
-              "ERROR: unknown argument: -\n"
-              "ERROR: unknown argument: -p.\n"
-              "ERROR: unknown argument: -P\n");
+    EXPECT_EQ(parse({"-", "stray", "-p.", "-P", "-Nn"}), "ERROR: unknown argument: -\n"
+                                                         "ERROR: unknown argument: -p.\n"
+                                                         "ERROR: unknown argument: -P\n");
     EXPECT_EQ(exp_path, nullptr); // cleared by this parse
     EXPECT_STREQ(ExpName, "n");
 }

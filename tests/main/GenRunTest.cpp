@@ -63,12 +63,13 @@ TEST_F(GenRunTest, EchoesAndUnknownArgumentsComeBeforeTheStudy) {
 TEST_F(GenRunTest, OverrideMessagesDoNotStopTheRun) {
     RunResult result = gen("-P./ -Nexp1 -B0 -O x:alpha:1:d:gamma:2:d:beta:two:i:beta:3:d:beta");
     EXPECT_EQ(result.status, 0);
-    expectStartsWith(result.out, "path=[./]\n"
-                                 "OverrideString is x:alpha:1:d:gamma:2:d:beta:two:i:beta:3:d:beta\n" +
-                                     experiment1 +
-                                     "Type x not recognized\n"
-                                     "Not enough double override tokens"
-                                     "Overriding global variables in ssg\n");
+    expectStartsWith(result.out,
+                     "path=[./]\n"
+                     "OverrideString is x:alpha:1:d:gamma:2:d:beta:two:i:beta:3:d:beta\n" +
+                         experiment1 +
+                         "Type x not recognized\n"
+                         "Not enough double override tokens"
+                         "Overriding global variables in ssg\n");
     expectStartsWith(result.err,
                      "!! study_1RangeStudy::OverrideGVValue: Global Variable gamma does not "
                      "exist.\n"

@@ -36,7 +36,9 @@ struct Case {
     double alpha, beta, lambda_i, lambda_w; // values afterwards
 };
 
-void PrintTo(const Case& c, std::ostream* os) { *os << (c.overrides ? c.overrides : "(null)"); }
+void PrintTo(const Case& c, std::ostream* os) {
+    *os << (c.overrides ? c.overrides : "(null)");
+}
 
 constexpr double A = 1000.0, B = 10000.0, I = 1e-7, W = 1e-6; // experiment 1
 
@@ -49,16 +51,15 @@ const Case cases[] = {
     {" d:alpha:5", "Type   not recognized\n", "", A, B, I, W},
     {"dbl:alpha:5", "", "", 5, B, I, W}, // only the first character is the letter
     {"d:gamma:1", "",
-     "!! study_1RangeStudy::OverrideGVValue: Global Variable gamma does not exist.\n", A, B, I,
-     W},
+     "!! study_1RangeStudy::OverrideGVValue: Global Variable gamma does not exist.\n", A, B, I, W},
     {"d::alpha::5", "", "", 5, B, I, W},
     {"::d:::alpha:5:::", "", "", 5, B, I, W},
     {"d:alpha:5:d:alpha:6", "", "", 6, B, I, W},
     // Values that do not convert, as a whole token, are refused; the run goes on.
-    {"d:alpha:5abc:d:beta:2", "", "!! Override of alpha with \"5abc\" refused: not a valid double\n",
-     A, 2, I, W},
-    {"d:alpha:1e999", "", "!! Override of alpha with \"1e999\" refused: not a valid double\n", A,
-     B, I, W},
+    {"d:alpha:5abc:d:beta:2", "",
+     "!! Override of alpha with \"5abc\" refused: not a valid double\n", A, 2, I, W},
+    {"d:alpha:1e999", "", "!! Override of alpha with \"1e999\" refused: not a valid double\n", A, B,
+     I, W},
     // A letter of another type than the variable's is refused, not reinterpreted.
     {"i:alpha:5:d:beta:3", "",
      "!! Override of alpha with \"5\" refused: type letter i (int) does not match its type "
@@ -66,8 +67,7 @@ const Case cases[] = {
      A, 3, I, W},
     // An unknown name cannot be type-checked; the study reports it.
     {"i:gamma:5", "",
-     "!! study_1RangeStudy::OverrideGVValue: Global Variable gamma does not exist.\n", A, B, I,
-     W},
+     "!! study_1RangeStudy::OverrideGVValue: Global Variable gamma does not exist.\n", A, B, I, W},
 };
 
 class RangeOverrideTest : public ::testing::TestWithParam<Case> {

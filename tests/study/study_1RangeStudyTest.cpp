@@ -1,6 +1,6 @@
+#include "study_1RangeStudy.h"
 #include "GlobalVariables.h"
 #include "study/BaseStudyClass.h"
-#include "study_1RangeStudy.h"
 
 #include <gtest/gtest.h>
 
@@ -33,10 +33,9 @@ TEST_F(RangeStudyTest, DescribesItsVariablesAndSetsTheExperimentTable) {
 
     // Each lambda_w entry is the previous one plus 1e-6 in double arithmetic.
     const double lambda_wRow[10] = {
-        0x1.0c6f7a0b5ed8dp-20, 0x1.0c6f7a0b5ed8dp-19, 0x1.92a737110e454p-19,
-        0x1.0c6f7a0b5ed8dp-18, 0x1.4f8b588e368f0p-18, 0x1.92a737110e453p-18,
-        0x1.d5c31593e5fb6p-18, 0x1.0c6f7a0b5ed8dp-17, 0x1.2dfd694ccab3fp-17,
-        0x1.4f8b588e368f1p-17};
+        0x1.0c6f7a0b5ed8dp-20, 0x1.0c6f7a0b5ed8dp-19, 0x1.92a737110e454p-19, 0x1.0c6f7a0b5ed8dp-18,
+        0x1.4f8b588e368f0p-18, 0x1.92a737110e453p-18, 0x1.d5c31593e5fb6p-18, 0x1.0c6f7a0b5ed8dp-17,
+        0x1.2dfd694ccab3fp-17, 0x1.4f8b588e368f1p-17};
     for (int exp = 9; exp >= 0; --exp) {
         study->SetGVs(exp);
         EXPECT_EQ(alpha, 1000.0) << exp;

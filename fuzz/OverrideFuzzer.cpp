@@ -34,8 +34,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     // bit for bit, so a NaN stays a NaN).
     for (int i = 0; i < count; ++i) {
         const char* name = study->GetGVName(i);
-        if (std::strcmp(study->GetGVType(i), "double") != 0 ||
-            text.find(name) != std::string::npos)
+        if (std::strcmp(study->GetGVType(i), "double") != 0 || text.find(name) != std::string::npos)
             continue;
         if (std::memcmp(&before[i], study->GetGVValue(name), sizeof(double)) != 0)
             std::abort();

@@ -20,24 +20,38 @@ void Activity::ActivityInitialize(const char* name, int groupId, Distribution di
     BaseActionClassInitialize(name, groupId, dist, policy, numAffected, numEnabling, reactivation);
 }
 
-double Activity::Weight() { return BaseActionClass::Weight(); }
+double Activity::Weight() {
+    return BaseActionClass::Weight();
+}
 
-double Activity::Rate() { return BaseActionClass::Rate(); }
+double Activity::Rate() {
+    return BaseActionClass::Rate();
+}
 
-double Activity::SampleDistribution() { return BaseActionClass::SampleDistribution(); }
+double Activity::SampleDistribution() {
+    return BaseActionClass::SampleDistribution();
+}
 
-int Activity::Rank() { return BaseActionClass::Rank(); }
+int Activity::Rank() {
+    return BaseActionClass::Rank();
+}
 
 bool Activity::EnablingChange() {
     Enabled(); // the generated Enabled() shifts CurrentEnabled into PreviousEnabled
     return PreviousEnabled != CurrentEnabled;
 }
 
-double Activity::Probability(BaseActionClass* a) { return a == this ? 1.0 : 0.0; }
+double Activity::Probability(BaseActionClass* a) {
+    return a == this ? 1.0 : 0.0;
+}
 
-bool Activity::SelectAction() { return Enabled(); }
+bool Activity::SelectAction() {
+    return Enabled();
+}
 
-void Activity::setGroupId(int id) { GroupID = id; }
+void Activity::setGroupId(int id) {
+    GroupID = id;
+}
 
 bool Activity::IsAnAffectingStateVariable(BaseStateVariableClass* sv) {
     return AffectedSVs.contains(sv);

@@ -18,12 +18,12 @@ public:
     double Rate() override;               // 0.0
     double SampleDistribution() override; // 0.0
     BaseActionClass* Fire() override = 0;
-    int Rank() override;                  // 0
-    bool EnablingChange() override;       // Enabled() again; did the result change?
+    int Rank() override;                             // 0
+    bool EnablingChange() override;                  // Enabled() again; did the result change?
     double Probability(BaseActionClass* a) override; // 1.0 for itself, else 0.0
-    bool SelectAction() override;         // Enabled()
-    void setGroupId(int id) override;     // sets GroupID
-    virtual void LinkVariables() = 0;     // binds the marking pointers
+    bool SelectAction() override;                    // Enabled()
+    void setGroupId(int id) override;                // sets GroupID
+    virtual void LinkVariables() = 0;                // binds the marking pointers
 
     void ActivityInitialize(const char* name, int groupId, Distribution dist,
                             ExecutionPolicyType policy, int numAffected, int numEnabling,

@@ -48,7 +48,9 @@ BaseActionClass::BaseActionClass(const char* name, int groupId, Distribution dis
     BaseActionClassInitialize(name, groupId, dist, policy, numAffected, numEnabling, reactivation);
 }
 
-BaseActionClass::~BaseActionClass() { delete[] Name; }
+BaseActionClass::~BaseActionClass() {
+    delete[] Name;
+}
 
 void BaseActionClass::BaseActionClassInitialize(const char* name, int groupId, Distribution dist,
                                                 ExecutionPolicyType policy, int, int,
@@ -67,22 +69,54 @@ char* BaseActionClass::defineName(const char* name) {
     return Name;
 }
 
-bool BaseActionClass::isSync() { return false; }
-bool BaseActionClass::Enabled() { return false; }
-double BaseActionClass::Weight() { return 0.0; }
-double BaseActionClass::Rate() { return 0.0; }
-bool BaseActionClass::ReactivationPredicate() { return false; }
-bool BaseActionClass::ReactivationFunction() { return false; }
-double BaseActionClass::SampleDistribution() { return 0.0; }
-double* BaseActionClass::ReturnDistributionParameters() { return nullptr; }
-void BaseActionClass::SetFired(int fired) { Fired = fired != 0; }
-BaseActionClass* BaseActionClass::Fire() { return nullptr; }
-int BaseActionClass::Rank() { return 0; }
-bool BaseActionClass::EnablingChange() { return false; }
-bool BaseActionClass::IsAMember(BaseActionClass* a) { return a == this; }
-double BaseActionClass::Probability(BaseActionClass*) { return 1.0; }
-BaseActionClass* BaseActionClass::getPrintedAction() { return this; }
-double BaseActionClass::ErlangParamM() { return 1.0; }
+bool BaseActionClass::isSync() {
+    return false;
+}
+bool BaseActionClass::Enabled() {
+    return false;
+}
+double BaseActionClass::Weight() {
+    return 0.0;
+}
+double BaseActionClass::Rate() {
+    return 0.0;
+}
+bool BaseActionClass::ReactivationPredicate() {
+    return false;
+}
+bool BaseActionClass::ReactivationFunction() {
+    return false;
+}
+double BaseActionClass::SampleDistribution() {
+    return 0.0;
+}
+double* BaseActionClass::ReturnDistributionParameters() {
+    return nullptr;
+}
+void BaseActionClass::SetFired(int fired) {
+    Fired = fired != 0;
+}
+BaseActionClass* BaseActionClass::Fire() {
+    return nullptr;
+}
+int BaseActionClass::Rank() {
+    return 0;
+}
+bool BaseActionClass::EnablingChange() {
+    return false;
+}
+bool BaseActionClass::IsAMember(BaseActionClass* a) {
+    return a == this;
+}
+double BaseActionClass::Probability(BaseActionClass*) {
+    return 1.0;
+}
+BaseActionClass* BaseActionClass::getPrintedAction() {
+    return this;
+}
+double BaseActionClass::ErlangParamM() {
+    return 1.0;
+}
 
 void BaseActionClass::printAffectedState(std::ostream* os) {
     for (int i = 0; i < AffectedSVs.getNumItems(); ++i)

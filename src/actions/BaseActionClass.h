@@ -52,24 +52,24 @@ public:
 
     // Virtual operations, in this order.
     virtual ~BaseActionClass();
-    virtual bool isSync();                              // false
-    virtual bool Enabled();                             // false
-    virtual double Weight();                            // 0.0
-    virtual double Rate();                              // 0.0
-    virtual bool ReactivationPredicate();               // false
-    virtual bool ReactivationFunction();                // false
-    virtual double SampleDistribution();                // 0.0
-    virtual double* ReturnDistributionParameters();     // null; else owned by the action
-    virtual void SetFired(int fired);                   // Fired = (fired != 0)
-    virtual BaseActionClass* Fire();                    // null
-    virtual int Rank();                                 // 0
-    virtual bool EnablingChange();                      // false
-    virtual bool IsAMember(BaseActionClass* a);         // a == this
-    virtual double Probability(BaseActionClass* a);     // 1.0
-    virtual void printAffectedState(std::ostream* os);  // printState of each of AffectedSVs
-    virtual void printEnablingState(std::ostream* os);  // printState of each of EnablingSVs
-    virtual BaseActionClass* getPrintedAction();        // this
-    virtual double ErlangParamM();                      // 1.0
+    virtual bool isSync();                             // false
+    virtual bool Enabled();                            // false
+    virtual double Weight();                           // 0.0
+    virtual double Rate();                             // 0.0
+    virtual bool ReactivationPredicate();              // false
+    virtual bool ReactivationFunction();               // false
+    virtual double SampleDistribution();               // 0.0
+    virtual double* ReturnDistributionParameters();    // null; else owned by the action
+    virtual void SetFired(int fired);                  // Fired = (fired != 0)
+    virtual BaseActionClass* Fire();                   // null
+    virtual int Rank();                                // 0
+    virtual bool EnablingChange();                     // false
+    virtual bool IsAMember(BaseActionClass* a);        // a == this
+    virtual double Probability(BaseActionClass* a);    // 1.0
+    virtual void printAffectedState(std::ostream* os); // printState of each of AffectedSVs
+    virtual void printEnablingState(std::ostream* os); // printState of each of EnablingSVs
+    virtual BaseActionClass* getPrintedAction();       // this
+    virtual double ErlangParamM();                     // 1.0
 
     // Replaces the name and sets the group id, distribution, policy and
     // reactivation flag. The two counts are accepted and not stored.
@@ -89,8 +89,9 @@ public:
     bool IsPVImpulseDSAllocated() const { return PVImpulseSets != nullptr; }
     void AllocatePVRateDS(int n);
     void AllocatePVImpulseDS(int n);
-    void DeallocatePVRateDS();    // and clears the pointer
-    void DeallocatePVImpulseDS(); // the outer arrays, not the blocks they point to; clears the pointers
+    void DeallocatePVRateDS(); // and clears the pointer
+    void
+    DeallocatePVImpulseDS(); // the outer arrays, not the blocks they point to; clears the pointers
 
     // Phase counter of Erlang actions.
     void ResetPhase() { Phase = 1; }
@@ -101,23 +102,23 @@ public:
 
     static int MaxID; // id of the next action constructed
 
-    int GroupID;                        // index of the action's group in its model's group list
+    int GroupID; // index of the action's group in its model's group list
     ExecutionPolicyType ExecutionPolicy;
-    bool Disabled;                      // not part of the last group selection
+    bool Disabled; // not part of the last group selection
     bool Reactivation;
-    char* Name;                         // owned
+    char* Name; // owned
     bool Fired;
     Distribution DistributionType;
-    BaseModelClass* ParentModel;        // not owned: the model that holds the action
+    BaseModelClass* ParentModel;          // not owned: the model that holds the action
     FastSet AffectedNodesByImpulseReward; // performance variables with an impulse on the action
-    FastSet* PVImpulseSets;             // per performance variable: impulse numbers; owned array
-    int*** PVImpulseWorkers;            // per variable, per impulse: worker numbers; outer array owned
-    int** PVImpulseWorkerCounts;        // per variable, per impulse: entry counts; outer array owned
-    FastSet* PVRateWorkers;             // per performance variable: rate-worker numbers; owned array
-    FastSet AffectedNodes;              // union of the two node sets
-    FastSet AffectedNodesByRateReward;  // performance variables whose rate reward it can change
-    short Phase;                        // Erlang phase counter, from 1
-    int ID;                             // unique number, in construction order from 0
-    List<BaseStateVariableClass> AffectedSVs;  // variables it changes (not owned)
-    List<BaseStateVariableClass> EnablingSVs;  // variables its enabling reads (not owned)
+    FastSet* PVImpulseSets;               // per performance variable: impulse numbers; owned array
+    int*** PVImpulseWorkers;     // per variable, per impulse: worker numbers; outer array owned
+    int** PVImpulseWorkerCounts; // per variable, per impulse: entry counts; outer array owned
+    FastSet* PVRateWorkers;      // per performance variable: rate-worker numbers; owned array
+    FastSet AffectedNodes;       // union of the two node sets
+    FastSet AffectedNodesByRateReward; // performance variables whose rate reward it can change
+    short Phase;                       // Erlang phase counter, from 1
+    int ID;                            // unique number, in construction order from 0
+    List<BaseStateVariableClass> AffectedSVs; // variables it changes (not owned)
+    List<BaseStateVariableClass> EnablingSVs; // variables its enabling reads (not owned)
 };

@@ -78,9 +78,13 @@ double BaseGroupClass::Rate() {
     return SelectedAction->Rate();
 }
 
-bool BaseGroupClass::ReactivationPredicate() { return false; }
+bool BaseGroupClass::ReactivationPredicate() {
+    return false;
+}
 
-bool BaseGroupClass::ReactivationFunction() { return false; }
+bool BaseGroupClass::ReactivationFunction() {
+    return false;
+}
 
 double BaseGroupClass::SampleDistribution() {
     GEN_ASSERT(SelectedAction != nullptr, "BaseGroupClass");

@@ -13,16 +13,36 @@ EmptyGroup::EmptyGroup() {
 
 EmptyGroup::~EmptyGroup() = default;
 
-bool EmptyGroup::Enabled() { return false; }
-double EmptyGroup::Weight() { return 0.0; }
-double EmptyGroup::Rate() { return 0.0; }
-bool EmptyGroup::ReactivationPredicate() { return false; }
-bool EmptyGroup::ReactivationFunction() { return false; }
-double EmptyGroup::SampleDistribution() { return 0.0; }
-BaseActionClass* EmptyGroup::Fire() { return nullptr; }
-int EmptyGroup::Rank() { return 0; }
-bool EmptyGroup::EnablingChange() { return false; }
-double EmptyGroup::Probability(BaseActionClass*) { return 0.0; }
+bool EmptyGroup::Enabled() {
+    return false;
+}
+double EmptyGroup::Weight() {
+    return 0.0;
+}
+double EmptyGroup::Rate() {
+    return 0.0;
+}
+bool EmptyGroup::ReactivationPredicate() {
+    return false;
+}
+bool EmptyGroup::ReactivationFunction() {
+    return false;
+}
+double EmptyGroup::SampleDistribution() {
+    return 0.0;
+}
+BaseActionClass* EmptyGroup::Fire() {
+    return nullptr;
+}
+int EmptyGroup::Rank() {
+    return 0;
+}
+bool EmptyGroup::EnablingChange() {
+    return false;
+}
+double EmptyGroup::Probability(BaseActionClass*) {
+    return 0.0;
+}
 
 bool EmptyGroup::SelectAction() {
     InconsistantState();

@@ -44,9 +44,13 @@ bool SingleGroup::Enabled() {
     return CurrentEnabled != 0;
 }
 
-double SingleGroup::Weight() { return Action != nullptr ? Action->Weight() : 0.0; }
+double SingleGroup::Weight() {
+    return Action != nullptr ? Action->Weight() : 0.0;
+}
 
-double SingleGroup::Rate() { return Action != nullptr ? Action->Rate() : 0.0; }
+double SingleGroup::Rate() {
+    return Action != nullptr ? Action->Rate() : 0.0;
+}
 
 bool SingleGroup::ReactivationPredicate() {
     return Action != nullptr && Action->ReactivationPredicate();
@@ -60,13 +64,21 @@ double SingleGroup::SampleDistribution() {
     return Action != nullptr ? Action->SampleDistribution() : 0.0;
 }
 
-BaseActionClass* SingleGroup::Fire() { return Action != nullptr ? Action->Fire() : nullptr; }
+BaseActionClass* SingleGroup::Fire() {
+    return Action != nullptr ? Action->Fire() : nullptr;
+}
 
-int SingleGroup::Rank() { return Action != nullptr ? Action->Rank() : 0; }
+int SingleGroup::Rank() {
+    return Action != nullptr ? Action->Rank() : 0;
+}
 
-bool SingleGroup::EnablingChange() { return CurrentEnabled != PreviousEnabled; }
+bool SingleGroup::EnablingChange() {
+    return CurrentEnabled != PreviousEnabled;
+}
 
-bool SingleGroup::IsAMember(BaseActionClass* a) { return Action != nullptr && a == Action; }
+bool SingleGroup::IsAMember(BaseActionClass* a) {
+    return Action != nullptr && a == Action;
+}
 
 double SingleGroup::Probability(BaseActionClass* a) {
     return Action != nullptr && a == Action ? 1.0 : 0.0;
@@ -78,7 +90,9 @@ void SingleGroup::printEnablingState(std::ostream* os) {
         shown->EnablingSVs[i]->printState(os);
 }
 
-BaseActionClass* SingleGroup::getPrintedAction() { return Action != nullptr ? Action : this; }
+BaseActionClass* SingleGroup::getPrintedAction() {
+    return Action != nullptr ? Action : this;
+}
 
 bool SingleGroup::SelectAction() {
     InconsistantState();

@@ -12,7 +12,7 @@ public:
     explicit SingleGroup(BaseGroupClass* g); // wraps g (none when g is null)
     ~SingleGroup() override;
 
-    bool Enabled() override;                // Action's; remembers the previous result
+    bool Enabled() override; // Action's; remembers the previous result
     double Weight() override;
     double Rate() override;
     bool ReactivationPredicate() override;
@@ -20,13 +20,13 @@ public:
     double SampleDistribution() override;
     BaseActionClass* Fire() override;
     int Rank() override;
-    bool EnablingChange() override;         // CurrentEnabled != PreviousEnabled
+    bool EnablingChange() override;                  // CurrentEnabled != PreviousEnabled
     bool IsAMember(BaseActionClass* a) override;     // a is Action
     double Probability(BaseActionClass* a) override; // 1.0 for Action, else 0.0
     void printEnablingState(std::ostream* os) override;
-    BaseActionClass* getPrintedAction() override;    // Action, or the group itself
+    BaseActionClass* getPrintedAction() override; // Action, or the group itself
     bool SelectAction() override;
-    void setGroupId(int id) override;       // on Action
+    void setGroupId(int id) override; // on Action
     // Wraps `a`, which must be a group (an Activity) or null (no action).
     virtual void SetAction(BaseActionClass* a);
 

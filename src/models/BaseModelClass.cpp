@@ -9,21 +9,27 @@
 
 double BaseModelClass::LastActionTime = 0.0;
 
-std::uint32_t State::hash() const { return 1; }
+std::uint32_t State::hash() const {
+    return 1;
+}
 
-int State::compare(const State&) const { return 1; }
+int State::compare(const State&) const {
+    return 1;
+}
 
 State::~State() = default;
 
 BaseModelClass::BaseModelClass()
-    : NumStateVariables(0), NumActions(0), NumGroups(0), Groups(nullptr), Name(nullptr),
-      ModelId(0), ParentId(0), Actions(nullptr) {
+    : NumStateVariables(0), NumActions(0), NumGroups(0), Groups(nullptr), Name(nullptr), ModelId(0),
+      ParentId(0), Actions(nullptr) {
     static int globalModelId = 0;
     ModelId = ++globalModelId;
     ParentId = ModelId;
 }
 
-BaseModelClass::~BaseModelClass() { delete[] Name; }
+BaseModelClass::~BaseModelClass() {
+    delete[] Name;
+}
 
 char* BaseModelClass::DefineName(const char* name) {
     char* copy = copyText(name);
@@ -32,15 +38,23 @@ char* BaseModelClass::DefineName(const char* name) {
     return Name;
 }
 
-int BaseModelClass::getNumStateVariables() { return NumStateVariables; }
+int BaseModelClass::getNumStateVariables() {
+    return NumStateVariables;
+}
 
 void BaseModelClass::printState(std::ostream*) {}
 
-void BaseModelClass::printState() { printState(&std::cout); }
+void BaseModelClass::printState() {
+    printState(&std::cout);
+}
 
-BaseStateVariableClass** BaseModelClass::GetLocalStateVariables(std::ostream*) { return nullptr; }
+BaseStateVariableClass** BaseModelClass::GetLocalStateVariables(std::ostream*) {
+    return nullptr;
+}
 
-BaseStateVariableClass** BaseModelClass::GetSharedStateVariables() { return nullptr; }
+BaseStateVariableClass** BaseModelClass::GetSharedStateVariables() {
+    return nullptr;
+}
 
 BaseStateVariableClass* BaseModelClass::getMainSharedVariable(BaseStateVariableClass*) {
     return nullptr;
@@ -60,13 +74,17 @@ void BaseModelClass::AddEnableArc(BaseStateVariableClass* sv, BaseActionClass* a
     action->addEnablingSV(sv);
 }
 
-ModelType BaseModelClass::GetModelType() { GEN_UNREACHABLE("BaseModelClass", "GetModelType"); }
+ModelType BaseModelClass::GetModelType() {
+    GEN_UNREACHABLE("BaseModelClass", "GetModelType");
+}
 
 int BaseModelClass::GetNumberOfChildren() {
     GEN_UNREACHABLE("BaseModelClass", "GetNumberOfChildren");
 }
 
-BaseModelClass* BaseModelClass::GetChild(int) { GEN_UNREACHABLE("BaseModelClass", "GetChild"); }
+BaseModelClass* BaseModelClass::GetChild(int) {
+    GEN_UNREACHABLE("BaseModelClass", "GetChild");
+}
 
 void BaseModelClass::GetLocalActions(ActionChain&) {
     GEN_UNREACHABLE("BaseModelClass", "GetLocalActions");
@@ -76,9 +94,13 @@ void BaseModelClass::GetGlobalActions(ActionChain&) {
     GEN_UNREACHABLE("BaseModelClass", "GetGlobalActions");
 }
 
-bool BaseModelClass::HasLocalState() { GEN_UNREACHABLE("BaseModelClass", "HasLocalState"); }
+bool BaseModelClass::HasLocalState() {
+    GEN_UNREACHABLE("BaseModelClass", "HasLocalState");
+}
 
-void BaseModelClass::GetLocalState(State*) { GEN_UNREACHABLE("BaseModelClass", "GetLocalState"); }
+void BaseModelClass::GetLocalState(State*) {
+    GEN_UNREACHABLE("BaseModelClass", "GetLocalState");
+}
 
 void BaseModelClass::SetLocalState(const State*) {
     GEN_UNREACHABLE("BaseModelClass", "SetLocalState");

@@ -37,12 +37,13 @@ public:
     virtual std::uint32_t hash() const;            // 1
     virtual int compare(const State& other) const; // 1
     virtual void print() = 0;
-    virtual int fwriteState(std::FILE* f) = 0;     // true (non-zero) on failure
-    virtual int freadState(std::FILE* f) = 0;      // true (non-zero) on failure
+    virtual int fwriteState(std::FILE* f) = 0; // true (non-zero) on failure
+    virtual int freadState(std::FILE* f) = 0;  // true (non-zero) on failure
     virtual const State& operator=(const State& other) = 0;
     virtual ~State();
-    virtual void SetState(const BaseModelClass* model) const = 0; // restore the model from the snapshot
-    virtual void GetState(const BaseModelClass* model) = 0;       // capture the model's state
+    virtual void
+    SetState(const BaseModelClass* model) const = 0;        // restore the model from the snapshot
+    virtual void GetState(const BaseModelClass* model) = 0; // capture the model's state
     virtual void* GetStatePtr() = 0;
 };
 
@@ -67,10 +68,11 @@ public:
                          List<BaseStateVariableClass>* svs, List<BaseModelClass>* models) = 0;
     virtual void printState(std::ostream* os); // nothing
     virtual void printState();                 // printState(&std::cout)
-    virtual BaseStateVariableClass** GetLocalStateVariables(std::ostream* os); // null
-    virtual BaseStateVariableClass** GetSharedStateVariables();                // null
+    virtual BaseStateVariableClass** GetLocalStateVariables(std::ostream* os);         // null
+    virtual BaseStateVariableClass** GetSharedStateVariables();                        // null
     virtual BaseStateVariableClass* getMainSharedVariable(BaseStateVariableClass* sv); // null
-    virtual List<BaseStateVariableClass>* getListOfSharedVariables(BaseStateVariableClass* sv); // null
+    virtual List<BaseStateVariableClass>*
+    getListOfSharedVariables(BaseStateVariableClass* sv); // null
     virtual void AddAffectArc(BaseStateVariableClass* sv, BaseActionClass* action);
     virtual void AddEnableArc(BaseStateVariableClass* sv, BaseActionClass* action);
     // The operations below fail with an assertion in the base: a model kind that
@@ -91,7 +93,7 @@ public:
 
     static double LastActionTime; // time of the last fired action (kept by the reward model)
 
-    int NumStateVariables;     // own places plus read-only places
+    int NumStateVariables; // own places plus read-only places
     int NumActions;
     int NumGroups;
     BaseGroupClass** Groups;   // owned array; groups not owned

@@ -56,8 +56,8 @@ SANModel::SANModel(const char* name, int numPlaces, BaseStateVariableClass** pla
                    int numReadOnly, BaseStateVariableClass** readOnly, int numActivities,
                    Activity** activities, int numGroups, BaseGroupClass** groups)
     : SANModel() {
-    initializeSANModelNow(name, numPlaces, places, numReadOnly, readOnly, numActivities,
-                          activities, numGroups, groups);
+    initializeSANModelNow(name, numPlaces, places, numReadOnly, readOnly, numActivities, activities,
+                          numGroups, groups);
 }
 
 SANModel::~SANModel() {
@@ -162,9 +162,13 @@ bool SANModel::CompareState(void* a, void* b) {
     return std::memcmp(a, b, static_cast<std::size_t>(StateSize())) == 0;
 }
 
-void SANModel::listActions(List<BaseActionClass>* actions) { actions->append(Actions, NumActions); }
+void SANModel::listActions(List<BaseActionClass>* actions) {
+    actions->append(Actions, NumActions);
+}
 
-void SANModel::listGroups(List<BaseGroupClass>* groups) { groups->append(Groups, NumGroups); }
+void SANModel::listGroups(List<BaseGroupClass>* groups) {
+    groups->append(Groups, NumGroups);
+}
 
 void SANModel::listActions(const char* name, List<BaseActionClass>* actions) {
     for (int i = 0; i < NumActions; ++i) {
@@ -175,8 +179,8 @@ void SANModel::listActions(const char* name, List<BaseActionClass>* actions) {
     }
 }
 
-void SANModel::listSVs(const char* modelName, const char* svName,
-                       List<BaseStateVariableClass>* svs, List<BaseModelClass>* models) {
+void SANModel::listSVs(const char* modelName, const char* svName, List<BaseStateVariableClass>* svs,
+                       List<BaseModelClass>* models) {
     if (!sameName(modelName, Name))
         return;
     for (int i = 0; i < numOwnPlaces(); ++i) {
@@ -205,13 +209,21 @@ void SANModel::printState(std::ostream* os) {
     }
 }
 
-BaseStateVariableClass** SANModel::GetLocalStateVariables(std::ostream*) { return Places; }
+BaseStateVariableClass** SANModel::GetLocalStateVariables(std::ostream*) {
+    return Places;
+}
 
-ModelType SANModel::GetModelType() { return AtomicSANModel; }
+ModelType SANModel::GetModelType() {
+    return AtomicSANModel;
+}
 
-int SANModel::GetNumberOfChildren() { return 0; }
+int SANModel::GetNumberOfChildren() {
+    return 0;
+}
 
-BaseModelClass* SANModel::GetChild(int) { GEN_UNREACHABLE("SANModel", "GetChild"); }
+BaseModelClass* SANModel::GetChild(int) {
+    GEN_UNREACHABLE("SANModel", "GetChild");
+}
 
 void SANModel::GetGlobalActions(ActionChain& out) {
     std::set<BaseActionClass*> own(Actions, Actions + NumActions);
@@ -241,11 +253,17 @@ void SANModel::GetLocalActions(ActionChain& out) {
     }
 }
 
-bool SANModel::HasLocalState() { return StateSize() > 0; }
+bool SANModel::HasLocalState() {
+    return StateSize() > 0;
+}
 
-void SANModel::GetLocalState(State* s) { s->GetState(this); }
+void SANModel::GetLocalState(State* s) {
+    s->GetState(this);
+}
 
-void SANModel::SetLocalState(const State* s) { s->SetState(this); }
+void SANModel::SetLocalState(const State* s) {
+    s->SetState(this);
+}
 
 void SANModel::ConstructLocalState(State*& s) {
     s = new (std::nothrow) LocalState(this);
@@ -253,7 +271,9 @@ void SANModel::ConstructLocalState(State*& s) {
         MemoryAllocationError();
 }
 
-void SANModel::DestructLocalState(State* s) { delete s; }
+void SANModel::DestructLocalState(State* s) {
+    delete s;
+}
 
 void SANModel::PrintSANModelInfo() {
     std::printf("SANModelInfo\n");
@@ -307,13 +327,16 @@ SANModel::LocalState::LocalState(SANModel* model) : Data(nullptr), Size(model->S
         MemoryAllocationError();
 }
 
-SANModel::LocalState::~LocalState() { delete[] Data; }
+SANModel::LocalState::~LocalState() {
+    delete[] Data;
+}
 
 std::uint32_t SANModel::LocalState::hash() const {
     std::uint32_t h = 0;
     for (int i = 0; i < Size; ++i) {
         // Each byte counts as a signed 8-bit value, widened to 32 bits.
-        auto byte = static_cast<std::uint32_t>(static_cast<std::int32_t>(static_cast<signed char>(Data[i])));
+        auto byte = static_cast<std::uint32_t>(
+            static_cast<std::int32_t>(static_cast<signed char>(Data[i])));
         h += byte * primes[static_cast<std::size_t>(i) % primes.size()];
     }
     return h;
@@ -336,8 +359,7 @@ int SANModel::LocalState::fwriteState(std::FILE* f) {
     std::int32_t size = Size;
     if (std::fwrite(&size, sizeof size, 1, f) != 1)
         return 1;
-    return std::fwrite(Data, 1, static_cast<std::size_t>(Size), f) <
-                   static_cast<std::size_t>(Size)
+    return std::fwrite(Data, 1, static_cast<std::size_t>(Size), f) < static_cast<std::size_t>(Size)
                ? 1
                : 0;
 }
@@ -350,8 +372,7 @@ int SANModel::LocalState::freadState(std::FILE* f) {
     // (and its bytes are left unread).
     if (size != Size)
         return 1;
-    return std::fread(Data, 1, static_cast<std::size_t>(Size), f) <
-                   static_cast<std::size_t>(Size)
+    return std::fread(Data, 1, static_cast<std::size_t>(Size), f) < static_cast<std::size_t>(Size)
                ? 1
                : 0;
 }

@@ -23,6 +23,11 @@ public:
         int fwriteState(std::FILE* f) override;         // Size (4 bytes), then the bytes
         int freadState(std::FILE* f) override;          // a record of the same Size
         const State& operator=(const State& other) override;
+        // Assignment between two snapshots goes through the checked copy above.
+        LocalState& operator=(const LocalState& other) {
+            operator=(static_cast<const State&>(other));
+            return *this;
+        }
         ~LocalState() override;
         void SetState(const BaseModelClass* model) const override;
         void GetState(const BaseModelClass* model) override;
@@ -51,12 +56,12 @@ public:
     using BaseModelClass::printState;
     void printState(std::ostream* os) override;
     BaseStateVariableClass** GetLocalStateVariables(std::ostream* os) override; // Places
-    ModelType GetModelType() override;           // AtomicSANModel
-    int GetNumberOfChildren() override;          // 0
-    BaseModelClass* GetChild(int i) override;    // assertion failure
+    ModelType GetModelType() override;                                          // AtomicSANModel
+    int GetNumberOfChildren() override;                                         // 0
+    BaseModelClass* GetChild(int i) override;                                   // assertion failure
     void GetLocalActions(ActionChain& out) override;
     void GetGlobalActions(ActionChain& out) override;
-    bool HasLocalState() override;               // StateSize() > 0
+    bool HasLocalState() override; // StateSize() > 0
     void GetLocalState(State* s) override;
     void SetLocalState(const State* s) override;
     void ConstructLocalState(State*& s) override;

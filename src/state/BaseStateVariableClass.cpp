@@ -37,7 +37,9 @@ BaseStateVariableClass::~BaseStateVariableClass() {
 
 void BaseStateVariableClass::printState(std::ostream*) {}
 
-void BaseStateVariableClass::printState() { printState(&std::cout); }
+void BaseStateVariableClass::printState() {
+    printState(&std::cout);
+}
 
 void BaseStateVariableClass::printStateVal(std::ostream*) {}
 
@@ -78,13 +80,21 @@ List<BaseStateVariableClass>* BaseStateVariableClass::getLeafNodes() {
     return leaves;
 }
 
-int BaseStateVariableClass::getNumLeafNodes() { return 1; }
+int BaseStateVariableClass::getNumLeafNodes() {
+    return 1;
+}
 
-bool BaseStateVariableClass::isLeafNode() { return true; }
+bool BaseStateVariableClass::isLeafNode() {
+    return true;
+}
 
-void BaseStateVariableClass::appendEnabledAction(BaseActionClass* a) { SVEnabledActions->append(a); }
+void BaseStateVariableClass::appendEnabledAction(BaseActionClass* a) {
+    SVEnabledActions->append(a);
+}
 
-void BaseStateVariableClass::removeEnabledAction(BaseActionClass* a) { SVEnabledActions->remove(a); }
+void BaseStateVariableClass::removeEnabledAction(BaseActionClass* a) {
+    SVEnabledActions->remove(a);
+}
 
 void BaseStateVariableClass::replaceEnabledAction(BaseActionClass* oldAction,
                                                   BaseActionClass* newAction) {
@@ -129,7 +139,9 @@ int BaseStateVariableClass::getNumAffectingActions() const {
     return SVAffectingActions->getNumItems();
 }
 
-int BaseStateVariableClass::getNumEnabledActions() const { return SVEnabledActions->getNumItems(); }
+int BaseStateVariableClass::getNumEnabledActions() const {
+    return SVEnabledActions->getNumItems();
+}
 
 BaseActionClass* BaseStateVariableClass::getAffectingAction(int i) const {
     if (i >= SVAffectingActions->getNumItems()) {

@@ -19,11 +19,11 @@ public:
 
     // Virtual operations, in this order.
     virtual ~BaseStateVariableClass();
-    virtual int StateSize() = 0;              // bytes occupied in a state vector
-    virtual void SetState(void* from) = 0;    // reads the value from `from`
-    virtual void CurrentState(void* to) = 0;  // writes the value to `to`
+    virtual int StateSize() = 0;             // bytes occupied in a state vector
+    virtual void SetState(void* from) = 0;   // reads the value from `from`
+    virtual void CurrentState(void* to) = 0; // writes the value to `to`
     virtual void printState(std::ostream* out);
-    virtual void printState();                // printState(&std::cout)
+    virtual void printState(); // printState(&std::cout)
     virtual void printStateVal(std::ostream* out);
     virtual void share(BaseStateVariableClass* other) = 0;
     virtual void appendAffectingAction(BaseActionClass* a);
@@ -81,13 +81,12 @@ protected:
     static void redirectActions(BaseStateVariableClass* from, BaseStateVariableClass* to);
 
 public:
-
-    char* name;                 // owned
-    char* prefix;               // owned; stored only
-    bool shared;                // takes part in a sharing group
-    bool stored;                // owns its storage (unshared, or a group's representative)
-    bool functionallyShared;    // kept and reported only
-    int sharingCount;           // value pointers registered (a representative: its whole group's)
+    char* name;              // owned
+    char* prefix;            // owned; stored only
+    bool shared;             // takes part in a sharing group
+    bool stored;             // owns its storage (unshared, or a group's representative)
+    bool functionallyShared; // kept and reported only
+    int sharingCount;        // value pointers registered (a representative: its whole group's)
     List<BaseActionClass>* SVAffectingActions; // owned while `stored`; else the representative's
     List<BaseActionClass>* SVEnabledActions;   // owned while `stored`; else the representative's
 };

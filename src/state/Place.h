@@ -7,13 +7,13 @@
 
 class Place : public SharableSV<short> {
 public:
-    Place();                                 // as Place("default", 0)
-    explicit Place(const char* name);        // as Place(name, 0)
+    Place();                          // as Place("default", 0)
+    explicit Place(const char* name); // as Place(name, 0)
     Place(const char* name, short initial);
     ~Place() override;
 
     short getMark() const { return *Mark; }
-    void setMark(short m) { *Mark = m; }     // in the group's cell
+    void setMark(short m) { *Mark = m; } // in the group's cell
     void test() {}
 
     short* Mark; // not owned: points at the group's cell

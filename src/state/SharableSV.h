@@ -34,8 +34,8 @@ public:
     SharableSV<C>* getOwner() const { return owner; }
     SharedPointerElement* getNext() const { return next; }
 
-    C** pointer;           // not owned
-    SharableSV<C>* owner;  // not owned; null for an owner-less pointer
+    C** pointer;                // not owned
+    SharableSV<C>* owner;       // not owned; null for an owner-less pointer
     SharedPointerElement* next; // not owned (the list's holder owns every element)
 };
 
@@ -99,7 +99,9 @@ template <class C> void SharableSV<C>::printState(std::ostream* out) {
     *out << name << " = " << +*value << std::endl;
 }
 
-template <class C> void SharableSV<C>::printStateVal(std::ostream* out) { *out << +*value; }
+template <class C> void SharableSV<C>::printStateVal(std::ostream* out) {
+    *out << +*value;
+}
 
 template <class C> void SharableSV<C>::push(C** pointer, SharableSV* owner) {
     Element* e = new (std::nothrow) Element(pointer, owner, elements);
@@ -125,6 +127,7 @@ template <class C> void SharableSV<C>::registerPointer(C** pointer) {
 }
 
 template <class C> void SharableSV<C>::Register(SharableSV* TheOtherPointer) {
+    GEN_ASSERT(representative == this, "state/SharableSV");
     GEN_ASSERT(TheOtherPointer != this, "state/SharableSV");
     GEN_ASSERT(SVAffectingActions, "state/SharableSV");
     GEN_ASSERT(SVEnabledActions, "state/SharableSV");

@@ -175,4 +175,6 @@ int BaseStructStateVariable::getNumLeafNodes() {
     return n == 0 ? 1 : n;
 }
 
-bool BaseStructStateVariable::isLeafNode() { return fields.empty(); }
+bool BaseStructStateVariable::isLeafNode() {
+    return fields.empty();
+}

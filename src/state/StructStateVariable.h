@@ -67,11 +67,15 @@ public:
 
 // Typed memory helpers: values are copied byte for byte in host byte order; the
 // addresses need no alignment. Meant for short, int, double, float, char, bool.
-template <class T> void readMemory2(void* from, T* to) { std::memcpy(to, from, sizeof(T)); }
+template <class T> void readMemory2(void* from, T* to) {
+    std::memcpy(to, from, sizeof(T));
+}
 template <class T> void readArray(T* to, void* from, int n) {
     std::memcpy(to, from, static_cast<std::size_t>(n) * sizeof(T));
 }
-template <class T> void writeMemory(T value, void* to) { std::memcpy(to, &value, sizeof(T)); }
+template <class T> void writeMemory(T value, void* to) {
+    std::memcpy(to, &value, sizeof(T));
+}
 template <class T> void writeArray(T* from, void* to, int n) {
     std::memcpy(to, from, static_cast<std::size_t>(n) * sizeof(T));
 }

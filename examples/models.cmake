@@ -1,0 +1,1 @@
+gen_add_model(polling DIRECTORY examples/polling)

@@ -1,0 +1,58 @@
+#pragma once
+// TextBuffer: formats numbers into a large buffer and writes it to a stream in
+// big blocks. Integers are plain decimal; doubles come out byte for byte as a
+// stream would format them: `scientific10` as std::scientific with precision 10
+// (2.5000000000e-01), `general6` as the default notation with precision 6
+// (0.5, 1e-07, 123457). Binary values are little-endian.
+
+#include <cstddef>
+#include <cstdint>
+#include <iosfwd>
+
+class TextBuffer {
+public:
+    // `fileName`, when given, names the file in the message of a failed write,
+    // which then ends the process with status 1; without it a failure only
+    // leaves the stream failed (flush() returns false).
+    explicit TextBuffer(std::ostream& out, const char* fileName = nullptr,
+                        std::size_t capacity = 1 << 16);
+    ~TextBuffer(); // writes what is left
+    TextBuffer(const TextBuffer&) = delete;
+    TextBuffer& operator=(const TextBuffer&) = delete;
+    TextBuffer(TextBuffer&&) = delete;
+    TextBuffer& operator=(TextBuffer&&) = delete;
+
+    // One value and a line feed.
+    void line(long long value);
+    void lineScientific10(double value);
+    void lineGeneral6(double value);
+    // Raw text or bytes.
+    void text(const char* text);
+    void bytes(const void* data, std::size_t length);
+    // Fixed-width little-endian binary values.
+    void binaryInt32(std::int32_t value);
+    void binaryDouble(double value);
+
+    // Writes the buffered bytes to the stream; false when the stream has failed.
+    bool flush();
+
+    // Formats `value` as the stream would; returns the end of the text. `first`
+    // needs room for MaxNumberLength characters.
+    static char* formatScientific10(char* first, double value);
+    static char* formatGeneral6(char* first, double value);
+    static constexpr std::size_t MaxNumberLength = 48;
+
+private:
+    // Makes room for `length` more bytes (writing the buffer out when needed).
+    void reserve(std::size_t length) {
+        if (static_cast<std::size_t>(End - Position) < length)
+            writeOut();
+    }
+    void writeOut();
+
+    std::ostream& Out;            // not owned
+    const char* FileName;         // not owned; null when failures are left to the caller
+    char* Data = nullptr;         // owned buffer of `capacity` bytes
+    char* Position = nullptr;     // next free byte of Data
+    char* End = nullptr;          // one past the last byte of Data
+};

@@ -12,7 +12,7 @@ public:
     TraceFileContainer(); // level 1, no files, no model
 
     void AddTraceFile(TraceFile* t); // appended; not owned
-    void RemoveTraceFile(TraceFile* t) {} // does nothing
+    void RemoveTraceFile(TraceFile*) {} // does nothing
     void addPVModel(PVModel* pv) { pvModel = pv; }
 
     // The traced model's header, state and initial state, for each file.

@@ -1,0 +1,53 @@
+#pragma once
+// RateAccumulator: the outgoing rates of the one state being explored, summed
+// per target state number. A flat table that is reused from state to state:
+// entries are created with 0.0 on first use and summed into in call order, and
+// the row comes out in ascending target order, as an ordered map would give it.
+
+#include <cstdint>
+
+class RateAccumulator {
+public:
+    RateAccumulator();
+    ~RateAccumulator();
+    RateAccumulator(const RateAccumulator&) = delete;
+    RateAccumulator& operator=(const RateAccumulator&) = delete;
+    RateAccumulator(RateAccumulator&&) = delete;
+    RateAccumulator& operator=(RateAccumulator&&) = delete;
+
+    // Adds `rate` to the entry of `target` (created with 0.0).
+    void add(std::uint32_t target, double rate) {
+        Entry& entry = find(target);
+        entry.rate += rate;
+    }
+    bool empty() const { return Count == 0; }
+    std::uint32_t size() const { return Count; }
+    // Puts the entries in ascending target order; call once the row is complete.
+    void sort();
+    std::uint32_t target(std::uint32_t i) const { return Entries[i].target; }
+    double rate(std::uint32_t i) const { return Entries[i].rate; }
+    // Empties the row (no memory is released).
+    void clear();
+
+private:
+    struct Entry {
+        std::uint32_t target;
+        double rate;
+    };
+    // A slot of the index: the entry's position, valid when `stamp` is the
+    // present row's stamp, so a row is forgotten without touching the slots.
+    struct Slot {
+        std::uint32_t stamp;
+        std::uint32_t position;
+    };
+
+    Entry& find(std::uint32_t target);
+    void grow();
+
+    Entry* Entries = nullptr;    // owned; Capacity entries, Count in use
+    std::uint32_t Count = 0;
+    std::uint32_t Capacity = 0;
+    Slot* Slots = nullptr;       // owned; 2 x Capacity slots (a power of two)
+    std::uint32_t SlotMask = 0;  // number of slots - 1
+    std::uint32_t Stamp = 1;     // stamp of the present row
+};

@@ -1,0 +1,73 @@
+#include "ssg/Reward.h"
+
+#include "pv/PVModel.h"
+#include "pv/PerformanceVariableNode.h"
+#include "ssg/TextBuffer.h"
+
+#include <cstdlib>
+#include <iostream>
+
+std::fstream rewfile;
+
+namespace {
+
+constexpr std::size_t BufferBytes = 1 << 20;
+
+bool textFormat(short format) { return format == 1 || format == 3 || format == 5; }
+
+[[noreturn]] void writeFailed(const char* fileName) {
+    std::cerr << "Error: Could not write file " << fileName << std::endl;
+    std::exit(1);
+}
+
+} // namespace
+
+Reward::Reward(PVModel* model, short format, const char* fileName)
+    : Model(model), Format(format), FileName(fileName) {
+    rewfile.open(fileName, std::ios::in | std::ios::out | std::ios::trunc | std::ios::binary);
+    if (!rewfile) {
+        std::cerr << "Could not open file dude" << std::endl;
+        std::exit(1);
+    }
+    Out = std::make_unique<TextBuffer>(rewfile, FileName, BufferBytes);
+    for (counter = 0; counter < Model->NumPVs; ++counter) {
+        const char* name = Model->PVList[counter]->Name;
+        if (name == nullptr)
+            writeFailed(FileName); // a variable without a name leaves no valid header
+        Out->text(name);
+        Out->text("\n");
+    }
+}
+
+Reward::~Reward() { close(); }
+
+void Reward::Calculate(unsigned long stateNumber) {
+    PerformanceVariableNode** nodes = Model->PVList;
+    int count = Model->NumPVs;
+    if (textFormat(Format)) {
+        Out->line(static_cast<long long>(stateNumber));
+        for (int p = 0; p < count; ++p) {
+            Out->lineGeneral6(nodes[p]->ImpulseReward);
+            Out->lineGeneral6(nodes[p]->RateReward);
+        }
+    } else {
+        Out->binaryInt32(static_cast<std::int32_t>(stateNumber));
+        for (int p = 0; p < count; ++p) {
+            Out->binaryDouble(nodes[p]->ImpulseReward);
+            Out->binaryDouble(nodes[p]->RateReward);
+        }
+    }
+}
+
+void Reward::close() {
+    if (!Out)
+        return;
+    Out->flush(); // ends the run itself when the write fails
+    Out.reset();
+    rewfile.flush();
+    if (!rewfile)
+        writeFailed(FileName);
+    rewfile.close();
+    if (!rewfile)
+        writeFailed(FileName);
+}

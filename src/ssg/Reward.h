@@ -1,0 +1,40 @@
+#pragma once
+// Reward: writer of the reward file (.var): a header with the names of the
+// model's performance variables, then one record per state, in numbering order,
+// with each variable's impulse and rate reward as they stand when the state has
+// just been reached.
+
+#include <fstream>
+#include <memory>
+
+class PVModel;
+class TextBuffer;
+
+// The reward file's stream, shared by the process; opened by Reward's constructor.
+extern std::fstream rewfile;
+
+class Reward {
+public:
+    // Opens the file (read and write, truncated) and writes the header; format
+    // 1, 3 and 5 select text records, any other value binary ones.
+    Reward(PVModel* model, short format, const char* fileName);
+    // Writes what is buffered and closes the file (see close()).
+    ~Reward();
+    Reward(const Reward&) = delete;
+    Reward& operator=(const Reward&) = delete;
+    Reward(Reward&&) = delete;
+    Reward& operator=(Reward&&) = delete;
+
+    // Appends the record of `stateNumber` with the values the variables hold now.
+    void Calculate(unsigned long stateNumber);
+    // Writes what is buffered and closes the file; a failed write or close ends
+    // the run with a message (status 1).
+    void close();
+
+private:
+    PVModel* Model;                    // not owned
+    short Format;                      // output file type
+    int counter = 0;                   // the variable whose name is being written
+    const char* FileName;              // not owned; for the message of a failed write
+    std::unique_ptr<TextBuffer> Out;   // owned; buffers the records of rewfile
+};

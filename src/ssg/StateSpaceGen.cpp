@@ -1,0 +1,656 @@
+#include "ssg/StateSpaceGen.h"
+
+#include "actions/BaseActionClass.h"
+#include "actions/BaseGroupClass.h"
+#include "base/Errors.h"
+#include "pv/PVModel.h"
+#include "ssg/HybridHash.h"
+#include "ssg/Queue.h"
+#include "ssg/Reward.h"
+#include "ssg/TextBuffer.h"
+#include "study/ResultsDB.h"
+#include "trace/TraceFileContainer.h"
+#include "trace/TraceFileVantorSSG.h"
+
+#include <charconv>
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <iostream>
+#include <new>
+#include <string>
+#include <sys/resource.h>
+
+void (StateSpaceGen::*FindNext)(char* state) = nullptr;
+
+namespace {
+
+// The state store's parameters: first index size, vectors per block, hash
+// chunk length, room of the block array.
+constexpr unsigned long FirstTableSize = 131071;
+constexpr unsigned long StatesPerBlock = 100000;
+constexpr unsigned long HashChunk = 5;
+constexpr unsigned long MaxStoreBlocks = 128;
+
+constexpr int NormalHeaderBlanks = 63;
+constexpr int DeterministicHeaderBlanks = 8;
+constexpr std::size_t ArmBufferBytes = 1 << 20;
+
+// Distribution mask bits and the value that marks an unsupported type.
+constexpr int MaskTimedOrInstant = 1;
+constexpr int MaskDeterministic = 2;
+constexpr int MaskErlang = 4;
+constexpr int MaskUnsupported = 61440;
+
+[[noreturn]] void unsupportedTypes() {
+    std::cout << "Error:  Can not generate state space with Current Action"
+              << " Distribution Type" << std::endl;
+    std::exit(1);
+}
+
+[[noreturn]] void writeFailed(const char* fileName) {
+    std::cerr << "Error: Could not write file " << fileName << std::endl;
+    std::exit(1);
+}
+
+// Processor time of the process so far (user + system), in seconds.
+double processorTime() {
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    return static_cast<double>(usage.ru_utime.tv_sec) +
+           static_cast<double>(usage.ru_utime.tv_usec) / 1000000.0 +
+           static_cast<double>(usage.ru_stime.tv_sec) +
+           static_cast<double>(usage.ru_stime.tv_usec) / 1000000.0;
+}
+
+template <class T> std::unique_ptr<T[]> allocate(std::size_t count) {
+    T* array = new (std::nothrow) T[count > 0 ? count : 1]();
+    if (array == nullptr)
+        MemoryAllocationError();
+    return std::unique_ptr<T[]>(array);
+}
+
+} // namespace
+
+// ---- Set-up ----
+
+StateSpaceGen::StateSpaceGen(PVModel* model, const char* path, const char* name,
+                             short absorbFlag, double hashValue, const char* dbHost,
+                             const char*, char* traceFileName)
+    : Model(model), ExperimentPath(path), ExperimentName(name), AbsorbFlag(absorbFlag),
+      TraceFileName(traceFileName), HashValue(hashValue) {
+    if (dbHost != nullptr)
+        Database = std::make_unique<ResultsDB>(dbHost, -1, nullptr, nullptr, nullptr);
+
+    Model->ConsiderOnly(nullptr, -1);
+    Model->listActions(&ActionList);
+    Actions = ActionList.getList();
+
+    StateSize = static_cast<std::uint32_t>(Model->StateSize());
+    if (StateSize == 0) {
+        std::cout << "The model is empty, i.e., does not have any state variables." << std::endl;
+        std::exit(1);
+    }
+
+    int numActions = Model->NumActions;
+    if (numActions > ActionList.getNumItems())
+        numActions = ActionList.getNumItems();
+    Model->listGroups(&GroupList);
+    Groups = GroupList.getList();
+
+    StateTable = std::make_unique<HybridHash>(Model, StateSize, FirstTableSize, StatesPerBlock,
+                                              HashChunk, MaxStoreBlocks, HashValue);
+    StateQueue = std::make_unique<Queue>(StateSize);
+
+    // Classify the actions: count, then fill arrays of exactly those sizes.
+    for (int i = 0; i < numActions; ++i) {
+        BaseActionClass* action = Actions[i];
+        if (action->GroupID < 0 || action->GroupID >= GroupList.getNumItems()) {
+            std::cerr << "Error: action " << action->Name << " names group " << action->GroupID
+                      << ", but the model has " << GroupList.getNumItems() << " groups"
+                      << std::endl;
+            std::exit(1);
+        }
+        switch (action->DistributionType) {
+        case Instantaneous:
+            ++NumInstantActions;
+            DistributionMask |= MaskTimedOrInstant;
+            break;
+        case Exponential:
+            ++NumTimedActions;
+            DistributionMask |= MaskTimedOrInstant;
+            break;
+        case Deterministic:
+            ++NumTimedActions;
+            DistributionMask |= MaskDeterministic;
+            break;
+        case Erlang:
+            ++NumTimedActions;
+            ++NumPhaseActions;
+            DistributionMask |= MaskErlang;
+            break;
+        default:
+            ++NumTimedActions;
+            DistributionMask = MaskUnsupported;
+            break;
+        }
+    }
+    InstantActions = allocate<BaseActionClass*>(NumInstantActions);
+    TimedActions = allocate<BaseActionClass*>(NumTimedActions);
+    PhaseActions = allocate<BaseActionClass*>(NumPhaseActions);
+    std::uint32_t instant = 0, timed = 0, phase = 0;
+    for (int i = 0; i < numActions; ++i) {
+        BaseActionClass* action = Actions[i];
+        if (action->DistributionType == Instantaneous) {
+            InstantActions[instant++] = action;
+        } else {
+            TimedActions[timed++] = action;
+            if (action->DistributionType == Erlang)
+                PhaseActions[phase++] = action;
+        }
+    }
+
+    // Scratch buffers of the exploration, allocated once: the loop allocates nothing.
+    NextState = allocate<char>(StateSize);
+    ExploredState = allocate<char>(StateSize);
+    std::size_t depths = MaxZeroTimeDepth + 1;
+    SavedStates = allocate<char>(depths * StateSize);
+    EnabledInstant = allocate<BaseActionClass*>(depths * NumInstantActions);
+    CurrentState.state = NextState.get();
+
+    // Seed: the initial state is state 1.
+    std::unique_ptr<char[]> initial = allocate<char>(StateSize);
+    NumStates = 1;
+    Model->CurrentState(initial.get());
+    state_struct seed{initial.get(), 1};
+    StateQueue->Enqueue(&seed);
+    StateTable->Insert(initial.get(), 1);
+    Model->SetState(initial.get());
+}
+
+StateSpaceGen::~StateSpaceGen() { std::free(TraceFileName); }
+
+void StateSpaceGen::InitializeTrace() {
+    Trace = std::make_unique<TraceFileContainer>();
+    Trace->setTraceLevel(TraceLevel);
+    if (TraceFileName != nullptr)
+        TraceOut = std::make_unique<TraceFileVantorSSG>(TraceFileName);
+    else
+        TraceOut = std::make_unique<TraceFileVantorSSG>(&std::cout);
+    TraceOut->setTraceLevel(TraceLevel);
+    Trace->AddTraceFile(TraceOut.get());
+    Trace->addPVModel(Model);
+}
+
+void StateSpaceGen::GenStateSpace() {
+    OutputFormat = 1;
+    double start = processorTime();
+    SetMethodPointers();
+    if (CurrentStateNumber == 0)
+        CurrentStateNumber = 1;
+    std::cout << "_$" << CurrentStateNumber << "$" << std::endl;
+    if (traces(1))
+        Trace->printf(1, "Generated: %d states", static_cast<int>(CurrentStateNumber));
+    std::cout << "Generated: " << CurrentStateNumber << " states" << std::endl;
+    if (Database && !Database->writeSSGExperInfo(ExperimentName, CurrentStateNumber))
+        std::cout << "Error writing ssg experiment info" << std::endl;
+    double elapsed = processorTime() - start;
+    double seconds = std::floor(elapsed * 100000 + 0.5) / 100000;
+    if (traces(1))
+        Trace->printf(1, "Computation time (user + system): %f", seconds);
+    std::cout << "Computation Time (user + system): " << seconds << " seconds" << std::endl;
+}
+
+void StateSpaceGen::SetMethodPointers() {
+    std::string stem = std::string(ExperimentPath ? ExperimentPath : "") +
+                       (ExperimentName ? ExperimentName : "");
+    std::string armName = stem + ".arm";
+    std::string varName = stem + ".var";
+    std::string pvTypeName = stem + ".pvtype";
+    Model->WritePVTypeFile(pvTypeName.c_str());
+
+    if (Model->NumActions == 0) {
+        FindNext = &StateSpaceGen::FindNextNormal;
+        GenStateSpaceNormal(armName.c_str(), varName.c_str());
+        return;
+    }
+    switch (DistributionMask) {
+    case MaskTimedOrInstant:
+    case MaskErlang:
+    case MaskErlang | MaskTimedOrInstant:
+        // The model still holds the initial state.
+        for (std::uint32_t i = 0; i < NumInstantActions; ++i) {
+            if (InstantActions[i]->Enabled()) {
+                std::cout << "Error: The initial state is not stable, i.e., at least"
+                          << " one instantaneous action is enabled in that state." << std::endl;
+                std::exit(1);
+            }
+        }
+        FindNext = NumInstantActions > 0 ? &StateSpaceGen::FindNextInstant
+                                         : &StateSpaceGen::FindNextNormal;
+        GenStateSpaceNormal(armName.c_str(), varName.c_str());
+        break;
+    case MaskDeterministic:
+    case MaskDeterministic | MaskTimedOrInstant: {
+        std::string detName = stem + ".det";
+        FindNext = &StateSpaceGen::FindNextDeterministic;
+        GenStateSpaceDeterministic(armName.c_str(), varName.c_str(), detName.c_str());
+        break;
+    }
+    default:
+        unsupportedTypes();
+    }
+}
+
+// ---- Files of an exploration ----
+
+void StateSpaceGen::beginExploration(const char* armName, const char* varName,
+                                     const char* openMessage, int blanks) {
+    ArmName = armName;
+    HeaderBlanks = blanks;
+    ArmFile.open(armName, std::ios::out | std::ios::trunc | std::ios::binary);
+    if (!ArmFile) {
+        std::cerr << openMessage << std::endl;
+        std::exit(1);
+    }
+    std::cout.setf(std::ios::scientific, std::ios::floatfield);
+    ArmOut = std::make_unique<TextBuffer>(ArmFile, ArmName, ArmBufferBytes);
+
+    RewardOut = std::make_unique<Reward>(Model, OutputFormat, varName);
+    Model->FireAction(NextState.get(), &Model->NoActionFiredYet);
+    RewardOut->Calculate(NumStates);
+
+    // Placeholder header: the output type, then a blank line wide enough for the
+    // count written over it at the end. Until then no reader can take the file
+    // for complete.
+    ArmOut->line(OutputFormat);
+    std::string filler(static_cast<std::size_t>(blanks), ' ');
+    filler += '\n';
+    ArmOut->text(filler.c_str());
+    ExploredStates = 0;
+}
+
+void StateSpaceGen::writeRow() {
+    RateMap.sort();
+    for (std::uint32_t i = 0; i < RateMap.size(); ++i) {
+        ArmOut->line(RateMap.target(i));
+        ArmOut->lineScientific10(RateMap.rate(i));
+    }
+    ArmOut->line(0);
+    RateMap.clear();
+}
+
+void StateSpaceGen::finishExploration() {
+    ArmOut->flush(); // ends the run itself when the write fails
+    ArmOut.reset();
+    // The header over the placeholder: the output type and the count, each on
+    // its line; the rest of the blank line stays.
+    char header[2 * TextBuffer::MaxNumberLength];
+    char* end = std::to_chars(header, header + TextBuffer::MaxNumberLength, OutputFormat).ptr;
+    *end++ = '\n';
+    end = std::to_chars(end, end + TextBuffer::MaxNumberLength, ExploredStates).ptr;
+    *end++ = '\n';
+    ArmFile.seekp(0);
+    ArmFile.write(header, end - header);
+    ArmFile.flush();
+    if (!ArmFile)
+        writeFailed(ArmName);
+    StateTable->ReleaseIndex();
+    ArmFile.close();
+    if (!ArmFile)
+        writeFailed(ArmName);
+    RewardOut->close();
+    RewardOut.reset();
+}
+
+// ---- Stable-state exploration ----
+
+void StateSpaceGen::GenStateSpaceNormal(const char* armName, const char* varName) {
+    beginExploration(armName, varName, "Error: Could not open state space output file",
+                     NormalHeaderBlanks);
+
+    for (state_struct* record = StateQueue->Dequeue(); record != nullptr;
+         record = StateQueue->Dequeue()) {
+        CurrentStateNumber = record->number;
+        if (CurrentStateNumber == 0)
+            continue;
+        ++ExploredStates;
+        if (traces(1))
+            Trace->printf(1, "State Number = %d", static_cast<int>(CurrentStateNumber));
+        (this->*FindNext)(record->state);
+        ArmOut->line(CurrentStateNumber);
+        if (CurrentStateNumber % 1000 == 0)
+            std::cout << "_$" << CurrentStateNumber << "$" << std::endl;
+        if (AbsorbFlag == 1 && RateMap.empty()) {
+            if (Trace)
+                Trace->printStr(1, "The following state is absorbing: ");
+            std::cout << "absorbing state" << std::endl;
+            if (Trace)
+                Trace->printState();
+        }
+        writeRow();
+    }
+    finishExploration();
+}
+
+void StateSpaceGen::FindNextNormal(char* state) {
+    // The record may be overwritten by the queue while new states are queued.
+    std::memcpy(ExploredState.get(), state, StateSize);
+    Model->SetState(ExploredState.get());
+    for (std::uint32_t i = 0; i < NumTimedActions; ++i) {
+        BaseActionClass* action = TimedActions[i];
+        if (traces(4))
+            Trace->printf(4, "Checking Action: %s", action->Name);
+        if (!action->Enabled())
+            continue;
+        FireAction(action, ExploredState.get());
+        if (traces(4))
+            Trace->printf(4, "The rate to this state: %f", Rate);
+        // The lookup has no effect on a rate that is dropped, so it is made only
+        // for the rates that count.
+        if (Rate > 0) {
+            long target = StateTable->Lookup(NextState.get());
+            if (target < 0)
+                SaveStableState(Rate, target);
+            else
+                RateMap.add(static_cast<std::uint32_t>(target), Rate);
+        }
+        Model->SetState(ExploredState.get());
+    }
+}
+
+void StateSpaceGen::FindNextInstant(char* state) {
+    std::memcpy(ExploredState.get(), state, StateSize);
+    Model->SetState(ExploredState.get());
+    for (std::uint32_t i = 0; i < NumTimedActions; ++i) {
+        BaseActionClass* action = TimedActions[i];
+        if (traces(4))
+            Trace->printf(4, "Checking Action: %s", action->Name);
+        // Enabled() only reads the marking: a disabled action leaves the model
+        // as loaded, so only a firing needs the reload.
+        if (!action->Enabled())
+            continue;
+        if (FireAction(action, ExploredState.get())) {
+            ZeroTimeDepth = 0;
+            FireInstant(1.0);
+        }
+        Model->SetState(ExploredState.get());
+    }
+}
+
+bool StateSpaceGen::FireAction(BaseActionClass* action, char* state) {
+    if (traces(1))
+        Trace->printFireAction(action, 0.0);
+    BaseGroupClass* group = Groups[action->GroupID];
+    if (action->DistributionType == Erlang && !action->ReadyToFire()) {
+        // Not at its last phase: the firing only advances the phase counters.
+        Model->AgeAction(state, action);
+        if (group->NumMembers < 1) {
+            action->Age();
+            Rate = action->Rate();
+        } else {
+            for (int m = 0; m < group->NumMembers; ++m)
+                group->Members[m]->Age();
+            Rate = action->Rate() / group->NumMembers;
+        }
+        Model->CurrentState(NextState.get());
+        return true;
+    }
+    double rate = action->Rate();
+    Rate = group->Probability(action) * rate;
+    Model->FireAction(NextState.get(), action);
+    for (std::uint32_t i = 0; i < NumPhaseActions; ++i) {
+        if (!PhaseActions[i]->Enabled())
+            PhaseActions[i]->ResetPhase();
+    }
+    // Phases are not part of the state vector and Enabled() only reads the
+    // marking, so the state that the model's FireAction wrote is still current:
+    // writing it into NextState once more would change nothing.
+    return true;
+}
+
+void StateSpaceGen::zeroTimeLimit(const char* firstLine, const char* lastLine) const {
+    std::cerr << firstLine << "(" << MaxZeroTimeDepth << lastLine << std::endl
+              << "Please check the model and try again" << std::endl;
+    std::exit(1);
+}
+
+void StateSpaceGen::FireInstant(double probability) {
+    if (ZeroTimeDepth > MaxZeroTimeDepth)
+        zeroTimeLimit("Error:  Maximum number of zero time transition recursive firings exceeded",
+                      ")\nPossible undetermined model.");
+    // The model holds the state that it last wrote into NextState; writing it
+    // out and loading it back would leave it unchanged, so that round trip is
+    // not made.
+    BaseActionClass** enabled = EnabledInstant.get() +
+                                static_cast<std::size_t>(ZeroTimeDepth) * NumInstantActions;
+    std::uint32_t numEnabled = 0;
+    for (std::uint32_t i = 0; i < NumInstantActions; ++i) {
+        if (InstantActions[i]->Enabled())
+            enabled[numEnabled++] = InstantActions[i];
+    }
+
+    if (numEnabled == 0) {
+        double rate = probability * Rate;
+        if (traces(4))
+            Trace->printf(4, "The rate to this state: %f", rate);
+        if (rate > 0) {
+            long target = StateTable->Lookup(NextState.get());
+            if (target < 0)
+                SaveStableState(rate, target);
+            else
+                RateMap.add(static_cast<std::uint32_t>(target), rate);
+        }
+        return;
+    }
+
+    if (numEnabled == 1) {
+        if (traces(1))
+            Trace->printFireAction(enabled[0], 0.0);
+        Model->FireAction(NextState.get(), enabled[0]);
+        ++ZeroTimeDepth;
+        FireInstant(probability);
+        --ZeroTimeDepth;
+        return;
+    }
+
+    int maxRank = 0;
+    for (std::uint32_t i = 0; i < numEnabled; ++i) {
+        int rank = enabled[i]->Rank();
+        if (rank > maxRank)
+            maxRank = rank;
+    }
+    // Keep the actions of the highest rank, in order, in the front of the list.
+    std::uint32_t numSelected = 0;
+    double total = 0.0;
+    for (std::uint32_t i = 0; i < numEnabled; ++i) {
+        if (enabled[i]->Rank() == maxRank) {
+            enabled[numSelected++] = enabled[i];
+            total += enabled[i]->Weight();
+        }
+    }
+    char* saved = SavedStates.get() + static_cast<std::size_t>(ZeroTimeDepth) * StateSize;
+    Model->CurrentState(saved);
+    for (std::uint32_t i = 0; i < numSelected; ++i) {
+        BaseActionClass* action = enabled[i];
+        double share = action->Weight() / total;
+        if (traces(1))
+            Trace->printFireAction(action, 0.0);
+        Model->FireAction(NextState.get(), action);
+        ++ZeroTimeDepth;
+        FireInstant(share * probability);
+        --ZeroTimeDepth;
+        Model->SetState(saved);
+    }
+}
+
+void StateSpaceGen::SaveStableState(double rate, long stateNumber) {
+    if (traces(4))
+        Trace->printf(4, "The rate to this state: %f", rate);
+    if (!(rate > 0))
+        return;
+    if (stateNumber >= 0)
+        RateMap.add(static_cast<std::uint32_t>(stateNumber), rate);
+    else
+        newState(rate);
+}
+
+void StateSpaceGen::newState(double rate) {
+    ++NumStates;
+    // CurrentState's bytes are NextState itself: the queue and the store each
+    // take their own copy, so no third copy is made.
+    CurrentState.number = NumStates;
+    StateQueue->Enqueue(&CurrentState);
+    StateTable->Insert(NextState.get(), NumStates);
+    RateMap.add(NumStates, rate);
+    RewardOut->Calculate(NumStates);
+}
+
+// ---- Exploration with deterministic actions ----
+
+void StateSpaceGen::GenStateSpaceDeterministic(const char* armName, const char* varName,
+                                               const char* detName) {
+    std::ofstream detFile(detName, std::ios::out | std::ios::trunc | std::ios::binary);
+    if (!detFile) {
+        std::cerr << "Error: Could not open det file " << std::endl;
+        std::exit(1);
+    }
+    detFile.setf(std::ios::scientific, std::ios::floatfield);
+    detFile.precision(10);
+    beginExploration(armName, varName, "Error: Could not open binary file dude",
+                     DeterministicHeaderBlanks);
+
+    for (state_struct* record = StateQueue->Dequeue(); record != nullptr;
+         record = StateQueue->Dequeue()) {
+        CurrentStateNumber = record->number;
+        if (traces(1))
+            Trace->printf(1, "State Number = %d", static_cast<int>(CurrentStateNumber));
+        if (CurrentStateNumber == 0)
+            continue;
+        ++ExploredStates;
+        FindNextDeterministic(record->state);
+        ArmOut->line(CurrentStateNumber);
+        if (CurrentStateNumber % 1000 == 0)
+            std::cout << "_$" << CurrentStateNumber << "$" << std::endl;
+        if (AbsorbFlag == 1 && RateMap.empty()) {
+            std::cout << '\n' << "This following State is absorbing:" << std::endl;
+            Model->printState(&std::cout);
+        }
+        writeRow();
+    }
+
+    OutputFileType type = (OutputFormat == 2 || OutputFormat == 4 || OutputFormat == 6) ? 1 : 0;
+    DetList.writeEnablingStates(detFile, type);
+    finishExploration();
+    detFile.flush();
+    if (!detFile)
+        writeFailed(detName);
+    detFile.close();
+    if (!detFile)
+        writeFailed(detName);
+}
+
+void StateSpaceGen::FindNextDeterministic(char* state) {
+    std::memcpy(ExploredState.get(), state, StateSize);
+    Model->SetState(ExploredState.get());
+    // The model is reloaded before each action only when a firing changed it:
+    // Enabled() only reads the marking.
+    bool changed = false;
+    for (std::uint32_t i = 0; i < NumTimedActions; ++i) {
+        BaseActionClass* action = TimedActions[i];
+        if (changed) {
+            Model->SetState(ExploredState.get());
+            changed = false;
+        }
+        if (!action->Enabled())
+            continue;
+        double share = Groups[action->GroupID]->Probability(action);
+        if (traces(1))
+            Trace->printf(1, "Enabled: %s", action->Name);
+        if (action->DistributionType != Deterministic) {
+            Rate = action->Rate() * share;
+        } else {
+            Rate = -share;
+            // The explored state is stored under the number it was queued with,
+            // so its lookup would give CurrentStateNumber.
+            double* parameters = action->ReturnDistributionParameters();
+            if (parameters == nullptr) {
+                std::cerr << "Error: deterministic action " << action->Name
+                          << " gives no delay" << std::endl;
+                std::exit(1);
+            }
+            DetList.insertEnablingState(static_cast<int>(CurrentStateNumber), parameters[0]);
+        }
+        if (traces(1))
+            Trace->printFireAction(action, 0.0);
+        Model->FireAction(NextState.get(), action);
+        changed = true;
+        ZeroTimeDepth = 0;
+        FireInstantDet(1.0);
+    }
+}
+
+void StateSpaceGen::FireInstantDet(double probability) {
+    if (ZeroTimeDepth > MaxZeroTimeDepth)
+        zeroTimeLimit("Error:  Maximum number of zero time transition firings exceeded",
+                      ")\nPossible undetermined model");
+    BaseActionClass** enabled = EnabledInstant.get() +
+                                static_cast<std::size_t>(ZeroTimeDepth) * NumInstantActions;
+    std::uint32_t numEnabled = 0;
+    for (std::uint32_t i = 0; i < NumInstantActions; ++i) {
+        if (InstantActions[i]->Enabled())
+            enabled[numEnabled++] = InstantActions[i];
+    }
+
+    if (numEnabled == 0) {
+        double rate = probability * Rate;
+        if (traces(4))
+            Trace->printf(4, "The rate to this state: %f", rate);
+        // Negative values are the deterministic transitions: only 0 is dropped.
+        if (rate != 0) {
+            long target = StateTable->Lookup(NextState.get());
+            if (target < 0)
+                newState(rate);
+            else
+                RateMap.add(static_cast<std::uint32_t>(target), rate);
+        }
+        return;
+    }
+
+    if (numEnabled == 1) {
+        BaseActionClass* action = enabled[0];
+        double share = Groups[action->GroupID]->Probability(action);
+        if (traces(1))
+            Trace->printFireAction(action, 0.0);
+        Model->FireAction(NextState.get(), action);
+        ++ZeroTimeDepth;
+        FireInstantDet(share * probability);
+        --ZeroTimeDepth;
+        return;
+    }
+
+    int maxRank = 0;
+    for (std::uint32_t i = 0; i < numEnabled; ++i) {
+        int rank = enabled[i]->Rank();
+        if (rank > maxRank)
+            maxRank = rank;
+    }
+    std::uint32_t numSelected = 0;
+    for (std::uint32_t i = 0; i < numEnabled; ++i) {
+        if (enabled[i]->Rank() == maxRank)
+            enabled[numSelected++] = enabled[i];
+    }
+    char* saved = SavedStates.get() + static_cast<std::size_t>(ZeroTimeDepth) * StateSize;
+    Model->CurrentState(saved);
+    for (std::uint32_t i = 0; i < numSelected; ++i) {
+        BaseActionClass* action = enabled[i];
+        double share = Groups[action->GroupID]->Probability(action);
+        if (traces(1))
+            Trace->printFireAction(action, 0.0);
+        Model->FireAction(NextState.get(), action);
+        ++ZeroTimeDepth;
+        FireInstantDet(share * probability);
+        --ZeroTimeDepth;
+        Model->SetState(saved);
+    }
+}

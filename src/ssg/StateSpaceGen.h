@@ -1,0 +1,128 @@
+#pragma once
+// StateSpaceGen: the state-space generator. Built over the model's reward model,
+// it sorts the actions by delay distribution, seeds the store and the frontier
+// with the initial state (number 1), and when run explores every reachable
+// stable state breadth-first, writing the rate rows (.arm), the reward records
+// (.var) and, with deterministic actions, their enabling states (.det).
+
+#include "base/List.h"
+#include "ssg/DeterministicList.h"
+#include "ssg/RateAccumulator.h"
+#include "ssg/state_struct.h"
+
+#include <cstdint>
+#include <fstream>
+#include <memory>
+
+class BaseActionClass;
+class BaseGroupClass;
+class HybridHash;
+class PVModel;
+class Queue;
+class ResultsDB;
+class Reward;
+class TextBuffer;
+class TraceFileContainer;
+class TraceFileVantorSSG;
+
+class StateSpaceGen {
+public:
+    // path and name are not owned (they must outlive the generator); dbEntity
+    // is not used; traceFileName (malloc'd or null) is taken over and freed.
+    // Ends the process (status 1) for a model without state variables.
+    StateSpaceGen(PVModel* model, const char* path, const char* name, short absorbFlag,
+                  double hashValue, const char* dbHost, const char* dbEntity,
+                  char* traceFileName);
+    ~StateSpaceGen();
+    StateSpaceGen(const StateSpaceGen&) = delete;
+    StateSpaceGen& operator=(const StateSpaceGen&) = delete;
+    StateSpaceGen(StateSpaceGen&&) = delete;
+    StateSpaceGen& operator=(StateSpaceGen&&) = delete;
+
+    // Builds the trace output; call after setting TraceLevel.
+    void InitializeTrace();
+    // The whole run: .pvtype, exploration, counts and processor time.
+    void GenStateSpace();
+    // Builds the file names, writes .pvtype, chooses and runs the exploration.
+    void SetMethodPointers();
+    void setHashValue(double value) { HashValue = value; }
+
+    // Stable-state exploration.
+    void GenStateSpaceNormal(const char* armName, const char* varName);
+    void FindNextNormal(char* state);
+    void FindNextInstant(char* state);
+    bool FireAction(BaseActionClass* action, char* state);
+    void FireInstant(double probability);
+    void SaveStableState(double rate, long stateNumber);
+
+    // Exploration with deterministic actions.
+    void GenStateSpaceDeterministic(const char* armName, const char* varName,
+                                    const char* detName);
+    void FindNextDeterministic(char* state);
+    void FireInstantDet(double probability);
+
+    // Longest chain of successive zero-time firings that may end in a stable state.
+    static constexpr short MaxZeroTimeDepth = 23;
+
+    std::uint32_t CurrentStateNumber = 0; // the state being explored; the last one afterwards
+    RateAccumulator RateMap;              // rates from the explored state, per target
+    std::uint32_t NumTimedActions = 0;
+    std::uint32_t NumStates = 0;          // highest number handed out
+    std::uint32_t StateSize = 0;          // bytes of one state vector
+    std::uint32_t NumPhaseActions = 0;
+    std::unique_ptr<ResultsDB> Database;  // owned; only with a database host
+    int DistributionMask = 0;             // the timed actions' distribution types
+    PVModel* Model;                       // not owned
+    std::unique_ptr<Reward> RewardOut;    // owned during an exploration
+    std::unique_ptr<Queue> StateQueue;    // owned; states numbered, not yet explored
+    std::unique_ptr<HybridHash> StateTable; // owned; every numbered state
+    std::unique_ptr<BaseActionClass*[]> InstantActions; // owned array; type 18, model order
+    std::unique_ptr<BaseActionClass*[]> TimedActions;   // owned array; all others
+    std::unique_ptr<BaseActionClass*[]> PhaseActions;   // owned array; type 7
+    List<BaseActionClass> ActionList;     // the model's actions
+    BaseActionClass** Actions = nullptr;  // ActionList's item array
+    List<BaseGroupClass> GroupList;       // the model's groups
+    BaseGroupClass** Groups = nullptr;    // GroupList's item array, indexed by GroupID
+    state_struct CurrentState;            // hands a new state (the bytes of NextState) to the queue
+    double Rate = 0.0;                    // rate of the timed action fired last
+    DeterministicList DetList;            // enabling states of deterministic actions
+    std::unique_ptr<char[]> NextState;    // owned; the model's state after each firing
+    const char* ExperimentPath;           // not owned
+    const char* ExperimentName;           // not owned
+    short AbsorbFlag;                     // 1: report absorbing states
+    short OutputFormat = 1;               // output file type; 1 (text)
+    char* TraceFileName;                  // owned (free); null for standard output
+    std::unique_ptr<TraceFileContainer> Trace;   // owned; null until InitializeTrace
+    std::unique_ptr<TraceFileVantorSSG> TraceOut; // owned; the one trace file
+    int TraceLevel = 0;                   // 0 to 4, set before InitializeTrace
+    short ZeroTimeDepth = 0;              // instantaneous firings on the present path
+    std::uint32_t NumInstantActions = 0;
+    double HashValue;                     // load factor of the store
+
+private:
+    bool traces(int level) const { return Trace != nullptr && TraceLevel >= level; }
+    // Numbers NextState as a new state: queued, stored, rate recorded, reward written.
+    void newState(double rate);
+    // Opens the .arm file, writes the placeholder header and the initial state's
+    // reward record; `blanks` is the width of the placeholder line.
+    void beginExploration(const char* armName, const char* varName, const char* openMessage,
+                          int blanks);
+    // Writes the explored state's row and empties RateMap.
+    void writeRow();
+    // Rewrites the header with the count, closes .arm and .var.
+    void finishExploration();
+    void reportAbsorbing();
+    [[noreturn]] void zeroTimeLimit(const char* firstLine, const char* lastLine) const;
+
+    std::unique_ptr<char[]> ExploredState;   // owned; copy of the state being explored
+    std::unique_ptr<char[]> SavedStates;     // owned; per zero-time depth, a saved state
+    std::unique_ptr<BaseActionClass*[]> EnabledInstant; // owned; per depth, enabled actions
+    std::ofstream ArmFile;                   // the .arm file during an exploration
+    std::unique_ptr<TextBuffer> ArmOut;      // owned; buffers ArmFile
+    const char* ArmName = nullptr;           // not owned; for messages
+    int HeaderBlanks = 0;                    // width of the placeholder line
+    std::uint32_t ExploredStates = 0;        // states explored so far
+};
+
+// The exploration step that the loop calls for every dequeued state.
+extern void (StateSpaceGen::*FindNext)(char* state);

@@ -4,9 +4,9 @@
 // activities arrival, completion, busy_fail and idle_fail whose rates are the
 // global variables alpha, beta, lambda_w and lambda_i, read at every call.
 
-#include "generated/GlobalVariables.h"
 #include "actions/Activity.h"
 #include "actions/EmptyGroup.h"
+#include "generated/GlobalVariables.h"
 #include "models/SANModel.h"
 #include "state/Place.h"
 

@@ -1,6 +1,7 @@
 #include "study_1RangeStudy.h"
 
 #include "GlobalVariables.h"
+#include "reliabPVModel.h"
 #include "base/Assert.h"
 #include "base/Errors.h"
 
@@ -85,8 +86,7 @@ study_1RangeStudy::~study_1RangeStudy() {
     delete[] betaValues;
     delete[] lambda_iValues;
     delete[] lambda_wValues;
-    // ThePVModel stays null until GetPVModel builds the reward model; from then on
-    // the study deletes it here.
+    delete ThePVModel;
 }
 
 void study_1RangeStudy::SetValues_alpha() {
@@ -104,8 +104,11 @@ void study_1RangeStudy::SetValues_lambda_w() {
         lambda_wValues[e] = lambda_wColumn[e];
 }
 
-PVModel* study_1RangeStudy::GetPVModel(bool) {
-    // The reward model is built here.
+PVModel* study_1RangeStudy::GetPVModel(bool expandTimePoints) {
+    // A second call replaces the first model, which is destroyed before the next is built.
+    delete ThePVModel;
+    ThePVModel = nullptr;
+    ThePVModel = new reliabPVModel(expandTimePoints);
     return ThePVModel;
 }
 

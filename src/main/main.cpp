@@ -51,8 +51,8 @@ int main(int argc, char** argv) {
         std::cout << "Overriding global variables in ssg" << '\n';
     }
 
-    // The model and its exploration go here, in this order:
-    //   PVModel* model = study->GetPVModel(false);
+    study->GetPVModel(false); // the study keeps the reward model
+    // The exploration goes here, in this order:
     //   construct the StateSpaceGen from model, exp_path, ExpName, flagAbsorb,
     //     hash_value, db_host, db_entity and traceFileName (it takes over traceFileName);
     //   print "SSG: SetTraceLevel: " TempTraceLevel, then set its trace level;

@@ -5,7 +5,9 @@
 #include <cstdlib>
 #include <cstring>
 
-ImpulseNodeClass::~ImpulseNodeClass() { free(Name); }
+ImpulseNodeClass::~ImpulseNodeClass() {
+    free(Name);
+}
 
 void ImpulseNodeClass::Reset() {
     Value = 0.0;

@@ -4,7 +4,9 @@
 
 #include <new>
 
-ModelGroupClass::~ModelGroupClass() { delete[] Models; }
+ModelGroupClass::~ModelGroupClass() {
+    delete[] Models;
+}
 
 void ModelGroupClass::CreateModelList(int n) {
     delete[] Models;

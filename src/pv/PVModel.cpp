@@ -47,7 +47,9 @@ PVModel::PVModel() : LastAction(&NoActionFiredYet) {
     BaseModelClass::LastActionTime = 0.0;
 }
 
-PVModel::~PVModel() { Destruct(); }
+PVModel::~PVModel() {
+    Destruct();
+}
 
 // ---- State operations ----
 
@@ -55,17 +57,29 @@ void PVModel::listModels(const char* name, List<BaseModelClass>* models) {
     SubModel->listModels(name, models);
 }
 
-void PVModel::CurrentState(void* to) { SubModel->CurrentState(to); }
+void PVModel::CurrentState(void* to) {
+    SubModel->CurrentState(to);
+}
 
-void PVModel::listActions(List<BaseActionClass>* actions) { actions->append(ActionList, NumActions); }
+void PVModel::listActions(List<BaseActionClass>* actions) {
+    actions->append(ActionList, NumActions);
+}
 
-void PVModel::listGroups(List<BaseGroupClass>* groups) { groups->append(Groups, NumGroups); }
+void PVModel::listGroups(List<BaseGroupClass>* groups) {
+    groups->append(Groups, NumGroups);
+}
 
-void PVModel::SetState(void* from) { SubModel->SetState(from); }
+void PVModel::SetState(void* from) {
+    SubModel->SetState(from);
+}
 
-int PVModel::StateSize() { return TotalStateSize; }
+int PVModel::StateSize() {
+    return TotalStateSize;
+}
 
-bool PVModel::CompareState(void* a, void* b) { return SubModel->CompareState(a, b); }
+bool PVModel::CompareState(void* a, void* b) {
+    return SubModel->CompareState(a, b);
+}
 
 void PVModel::listActions(const char* name, List<BaseActionClass>* actions) {
     SubModel->listActions(name, actions);
@@ -76,7 +90,9 @@ void PVModel::listSVs(const char* modelName, const char* svName, List<BaseStateV
     SubModel->listSVs(modelName, svName, svs, models);
 }
 
-void PVModel::printState(std::ostream* os) { SubModel->printState(os); }
+void PVModel::printState(std::ostream* os) {
+    SubModel->printState(os);
+}
 
 // ---- Construction ----
 
@@ -229,7 +245,8 @@ void PVModel::MakeImpulseAffectedLists() {
                     action->AffectedNodesByImpulseReward.insert(PVCounter);
                     ++node->NumNodeActions;
                     action->PVImpulseWorkers[PVCounter] = allocateArray<int*>(node->NumImpulses);
-                    action->PVImpulseWorkerCounts[PVCounter] = allocateArray<int>(node->NumImpulses);
+                    action->PVImpulseWorkerCounts[PVCounter] =
+                        allocateArray<int>(node->NumImpulses);
                 }
                 int*& workers = action->PVImpulseWorkers[PVCounter][j];
                 int& count = action->PVImpulseWorkerCounts[PVCounter][j];
@@ -338,7 +355,9 @@ void PVModel::PVReset() {
     BaseModelClass::LastActionTime = 0.0;
 }
 
-void PVModel::SteadyState() { PVReset(); }
+void PVModel::SteadyState() {
+    PVReset();
+}
 
 // ---- The .pvtype file ----
 
@@ -401,6 +420,7 @@ void PVModel::Destruct() {
             action->PVRateWorkers = nullptr;
         }
         FreeImpulseStructures(action);
+        PerformanceVariableNode::ForgetUpdates(action);
     }
 
     for (int p = 0; p < NumPVs; ++p) {

@@ -79,8 +79,8 @@ public:
 
     PerformanceVariableNode** PVList = nullptr; // owned, with the nodes
     int NumPVs = 0;
-    BaseModelClass* SubModel = nullptr;  // owned; built by the derived class
-    BaseActionClass* LastAction;         // not owned; initially &NoActionFiredYet
+    BaseModelClass* SubModel = nullptr;           // owned; built by the derived class
+    BaseActionClass* LastAction;                  // not owned; initially &NoActionFiredYet
     BaseActionClass** ActionList = nullptr;       // the submodel's action array; not owned
     BaseActionClass** AffectingActions = nullptr; // owned array; actions affecting a node
     FastSet** AffectedNodeSets = nullptr;         // owned array; each action's AffectedNodes

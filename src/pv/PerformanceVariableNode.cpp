@@ -42,7 +42,7 @@ std::unordered_map<const BaseActionClass*, int>& updatedNodeCounts() {
     return counts;
 }
 
-int countModels(BaseModelClass* submodel, char* name, List<BaseModelClass>& scratch) {
+int countModels(BaseModelClass* submodel, const char* name, List<BaseModelClass>& scratch) {
     scratch.clearList();
     submodel->listModels(name, &scratch);
     return scratch.getNumItems();
@@ -213,8 +213,7 @@ void PerformanceVariableNode::FixWorkerList() {
     }
 }
 
-void PerformanceVariableNode::AddPVWorkersToAction(BaseActionClass* action,
-                                                   BaseModelClass* model) {
+void PerformanceVariableNode::AddPVWorkersToAction(BaseActionClass* action, BaseModelClass* model) {
     for (int w = 0; w < NumWorkers; ++w)
         if (ModelGroups[w].IsDependentOnModel(model))
             action->PVRateWorkers[Id].insert(w);
@@ -540,6 +539,10 @@ void PerformanceVariableNode::TotalAccumulation() {
     }
     RateReward += ImpulseReward;
     RateRewardSquared += ImpulseRewardSquared;
+}
+
+void PerformanceVariableNode::ForgetUpdates(const BaseActionClass* action) {
+    updatedNodeCounts().erase(action);
 }
 
 void PerformanceVariableNode::UpdateDependencies() {

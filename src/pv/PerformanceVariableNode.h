@@ -82,7 +82,11 @@ public:
     void UpdateAccumulate(double now);
     void CommonAccumulate(double now, double last, BaseActionClass* action);
     void TotalAccumulation();
+    // Counts this node as updated for each of its actions; an action whose
+    // nodes have all updated has its AffectedNodes cleared.
     void UpdateDependencies();
+    // Drops the update count kept for an action that is going away.
+    static void ForgetUpdates(const BaseActionClass* action);
 
     // The member actions of a synchronizing action (one whose isSync() is
     // true): a synchronizing action is a group, its members are the group's members.
@@ -108,22 +112,23 @@ public:
     int Id = -1;               // the node's number, also its position in the PV model's list
     BaseActionClass** NodeActions = nullptr; // owned array; the actions that affect the node
     int NumNodeActions = 0;
-    int NodeActionRoom = 0; // entries allocated in NodeActions
+    int NodeActionRoom = 0;                 // entries allocated in NodeActions
     ModelGroupClass* ModelGroups = nullptr; // owned, NumWorkers groups
     int NumWorkers = 0;
-    PerformanceVariableWorker** Workers = nullptr; // owned array; the workers belong to the derived node
-    VarModelPairClass* VarDeps = nullptr;          // owned
+    PerformanceVariableWorker** Workers =
+        nullptr;                          // owned array; the workers belong to the derived node
+    VarModelPairClass* VarDeps = nullptr; // owned
     int NumVarDeps = 0;
 
     // Impulses: one entry per impulse in each array.
     int NumImpulses = 0;
-    int* ImpulseModelDepCounts = nullptr;      // owned
-    int* NumImpulseWorkers = nullptr;          // owned
-    int* ImpulseActionModelCounts = nullptr;   // owned
-    ImpulseNodeClass** ImpulseNodes = nullptr; // owned array; the registered nodes are not owned
-    ImpulseNodeClass*** ImpulseWorkers = nullptr;   // owned arrays; the workers are not owned
-    ActionModelPairClass* ImpulsePairs = nullptr;   // owned
-    char*** ImpulseModelDeps = nullptr;             // owned arrays of owned texts (array new)
+    int* ImpulseModelDepCounts = nullptr;         // owned
+    int* NumImpulseWorkers = nullptr;             // owned
+    int* ImpulseActionModelCounts = nullptr;      // owned
+    ImpulseNodeClass** ImpulseNodes = nullptr;    // owned array; the registered nodes are not owned
+    ImpulseNodeClass*** ImpulseWorkers = nullptr; // owned arrays; the workers are not owned
+    ActionModelPairClass* ImpulsePairs = nullptr; // owned
+    char*** ImpulseModelDeps = nullptr;           // owned arrays of owned texts (array new)
     ModelGroupClass** ImpulseModelGroups = nullptr; // owned, NumImpulseWorkers groups per impulse
 
     char** ModelDeps = nullptr; // owned array of owned texts (array new)

@@ -4,7 +4,9 @@
 
 #include <iostream>
 
-PerformanceVariableWorker::~PerformanceVariableWorker() { delete[] Name; }
+PerformanceVariableWorker::~PerformanceVariableWorker() {
+    delete[] Name;
+}
 
 void PerformanceVariableWorker::CurrentReward() {
     std::cerr << "!! Calling PerformanceVariableWorker::CurrentReward()" << std::endl;

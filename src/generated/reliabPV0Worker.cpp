@@ -6,7 +6,8 @@ reliabPV0Worker::reliabPV0Worker() {
     NumModelRefs = 1;
     // The node stores the worker's computerSAN instance through this entry;
     // computerSAN derives from BaseModelClass alone, so both pointers are the same.
-    ModelRefs = new BaseModelClass** [1] { reinterpret_cast<BaseModelClass**>(&computer) };
+    ModelRefs = new BaseModelClass**[1];
+    ModelRefs[0] = reinterpret_cast<BaseModelClass**>(&computer);
 }
 
 reliabPV0Worker::~reliabPV0Worker() {

@@ -105,13 +105,17 @@ short markingOf(BaseModelClass* model, const char* place) {
 
 PlaceWorker::PlaceWorker(const char* place, double scale) : place(place), scale(scale) {
     NumModelRefs = 2;
-    ModelRefs = new BaseModelClass** [2] { &first, &second };
+    ModelRefs = new BaseModelClass**[2];
+    ModelRefs[0] = &first;
+    ModelRefs[1] = &second;
 }
 
 CountingImpulse::CountingImpulse(int refs, const char* place, double scale, double perWorker)
     : place(place), scale(scale), perWorker(perWorker) {
     NumModelRefs = refs;
-    ModelRefs = new BaseModelClass** [2] { &first, &second };
+    ModelRefs = new BaseModelClass**[2];
+    ModelRefs[0] = &first;
+    ModelRefs[1] = &second;
 }
 
 CountingImpulse::~CountingImpulse() {

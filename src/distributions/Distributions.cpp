@@ -21,13 +21,21 @@ Distributions::Distributions() : generator(new (std::nothrow) LaggedFibonacci) {
         MemoryAllocationError();
 }
 
-Distributions::~Distributions() { delete generator; }
+Distributions::~Distributions() {
+    delete generator;
+}
 
-double Distributions::Exponential(double rate) { return -std::log(generator->rnd()) / rate; }
+double Distributions::Exponential(double rate) {
+    return -std::log(generator->rnd()) / rate;
+}
 
-double Distributions::Deterministic(double value) { return value; }
+double Distributions::Deterministic(double value) {
+    return value;
+}
 
-double Distributions::Uniform(double a, double b) { return generator->rnd() * (b - a) + a; }
+double Distributions::Uniform(double a, double b) {
+    return generator->rnd() * (b - a) + a;
+}
 
 double Distributions::Geometric(double p) {
     return std::floor(std::log(generator->rnd()) / std::log(1.0 - p));

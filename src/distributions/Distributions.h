@@ -32,7 +32,7 @@ public:
     RandomNumberGenerator* generator; // owned
 
 private:
-    // One accepted candidate of the polar method: never rejected for its sign.
+    // One candidate of the polar method inside the unit disc, of either sign.
     double polarNormal(double mean, double variance);
     // Gamma samples of scale 1 for a shape below 1 and above 1.
     double gammaBelowOne(double alpha);

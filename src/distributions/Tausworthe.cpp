@@ -19,4 +19,6 @@ double Tausworthe::rnd() {
     return x * stateScale;
 }
 
-void Tausworthe::srnd(unsigned long s) { seed = static_cast<std::uint32_t>(s); }
+void Tausworthe::srnd(unsigned long s) {
+    seed = static_cast<std::uint32_t>(s);
+}

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <iostream>
 #include <new>
+#include <sys/mman.h>
 
 namespace {
 
@@ -18,6 +19,22 @@ constexpr std::uint32_t PrimeArray[22] = {
 
 // Most blocks that a reference can name: the block sits in its top 8 bits.
 constexpr unsigned long ReferenceBlocks = 256;
+
+// Large tables are aligned to 2 MiB and offered to the kernel for huge pages:
+// the index is read at random, once per lookup, and with small pages most of
+// those reads also miss the address-translation cache.
+void* allocateZeroed(std::size_t bytes) {
+    constexpr std::size_t hugePage = 2u << 20;
+    if (bytes < hugePage)
+        return std::calloc(bytes > 0 ? bytes : 1, 1);
+    std::size_t rounded = (bytes + hugePage - 1) / hugePage * hugePage;
+    void* memory = std::aligned_alloc(hugePage, rounded);
+    if (memory == nullptr)
+        return nullptr;
+    madvise(memory, rounded, MADV_HUGEPAGE);
+    std::memset(memory, 0, rounded);
+    return memory;
+}
 
 [[noreturn]] void fatal(const char* message) {
     std::cerr << message << std::endl;
@@ -62,16 +79,16 @@ private:
 
 HybridHash::HybridHash(PVModel* model, unsigned long stateSize, unsigned long tableSize,
                        unsigned long blockSize, unsigned long chunkLength,
-                       unsigned long maxBlocks, double loadFactor)
+                       unsigned long maxBlocks, double loadFactor, HomeHash homeHash)
     : Model(model), StateSize(static_cast<std::uint32_t>(stateSize)),
       BlockSize(static_cast<std::uint32_t>(blockSize)),
       TableSize(static_cast<std::uint32_t>(tableSize)),
       ChunkLength(static_cast<std::uint32_t>(chunkLength)),
       MaxBlocks(static_cast<std::uint32_t>(maxBlocks < ReferenceBlocks ? maxBlocks
                                                                        : ReferenceBlocks)),
-      LoadFactor(loadFactor) {
+      LoadFactor(loadFactor), Home(homeHash) {
     GEN_ASSERT(tableSize > 0 && blockSize > 0 && chunkLength > 0 && maxBlocks > 0, "HybridHash");
-    Table = new (std::nothrow) std::uint32_t[TableSize]();
+    Table = static_cast<Entry*>(allocateZeroed(sizeof(Entry) * TableSize));
     Blocks = new (std::nothrow) char*[MaxBlocks]();
     Sums = new (std::nothrow) std::uint32_t[StateSize + 1];
     if (Table == nullptr || Blocks == nullptr || Sums == nullptr)
@@ -88,11 +105,11 @@ HybridHash::~HybridHash() {
     }
     delete[] Blocks;
     delete[] Sums;
-    delete[] Table;
+    std::free(Table);
 }
 
 void HybridHash::ReleaseIndex() {
-    delete[] Table;
+    std::free(Table);
     Table = nullptr;
 }
 
@@ -107,16 +124,31 @@ void HybridHash::fullStore(unsigned long number) const {
     std::exit(1);
 }
 
-std::uint32_t HybridHash::hash(const char* state, std::uint32_t tableSize) {
-    if (StateSize <= ChunkLength) {
-        // Too short for a chunk sum: FNV-1a over the bytes spreads such keys.
-        std::uint32_t h = 2166136261u;
-        for (std::uint32_t i = 0; i < StateSize; ++i) {
-            h ^= static_cast<unsigned char>(state[i]);
-            h *= 16777619u;
-        }
-        return h % tableSize;
+std::uint32_t HybridHash::fingerprintOf(const char* state) const {
+    constexpr std::uint64_t multiplier = 0xbf58476d1ce4e5b9ULL;
+    std::uint64_t h = 0x9E3779B97F4A7C15ULL ^ StateSize;
+    std::uint32_t left = StateSize;
+    const char* bytes = state;
+    while (left > 0) {
+        std::uint64_t word = 0;
+        std::uint32_t length = left < 8 ? left : 8;
+        std::memcpy(&word, bytes, length);
+        h = (h ^ word) * multiplier;
+        h ^= h >> 31;
+        bytes += length;
+        left -= length;
     }
+    h *= 0x94d049bb133111ebULL;
+    return static_cast<std::uint32_t>(h >> 32);
+}
+
+std::uint32_t HybridHash::home(const char* state, std::uint32_t fingerprint,
+                               std::uint32_t tableSize) {
+    // The mixed home slot is the fingerprint scaled to the index size.
+    return chunked() ? chunkHash(state, tableSize) : scaled(fingerprint, tableSize);
+}
+
+std::uint32_t HybridHash::chunkHash(const char* state, std::uint32_t tableSize) {
     // Chunk sums: full chunks while more than a chunk remains, then the rest.
     std::uint32_t numSums = 0;
     std::uint32_t position = 0;
@@ -142,7 +174,9 @@ std::uint32_t HybridHash::hash(const char* state, std::uint32_t tableSize) {
     return h % tableSize;
 }
 
-std::uint32_t HybridHash::HomeSlot(const char* state) { return hash(state, TableSize); }
+std::uint32_t HybridHash::HomeSlot(const char* state) {
+    return home(state, fingerprintOf(state), TableSize);
+}
 
 bool HybridHash::damaged(std::uint32_t number, std::uint32_t block) const {
     return block > LastBlock || number - block * BlockSize >= BlockSize;
@@ -170,27 +204,30 @@ void HybridHash::Insert(const char* state, unsigned long number) {
     GEN_ASSERT(number >= static_cast<unsigned long>(LastBlock) * BlockSize &&
                    number < (static_cast<unsigned long>(LastBlock) + 1) * BlockSize,
                "HybridHash");
-    Probe probe(hash(state, TableSize), PrimeIndex, TableSize);
-    while (Table[probe.slot()] != 0)
+    std::uint32_t fingerprint = fingerprintOf(state);
+    Probe probe(home(state, fingerprint, TableSize), PrimeIndex, TableSize);
+    while (Table[probe.slot()].reference != 0)
         probe.next();
     std::uint32_t n = static_cast<std::uint32_t>(number);
-    Table[probe.slot()] = n + (LastBlock << BlockShift);
+    Table[probe.slot()] = {n + (LastBlock << BlockShift), fingerprint};
     std::memcpy(vector(n, LastBlock), state, StateSize);
 }
 
 long HybridHash::Lookup(const char* state) {
-    Probe probe(hash(state, TableSize), PrimeIndex, TableSize);
+    std::uint32_t fingerprint = fingerprintOf(state);
+    Probe probe(home(state, fingerprint, TableSize), PrimeIndex, TableSize);
     for (;;) {
-        std::uint32_t& entry = Table[probe.slot()];
-        if (entry == 0)
+        Entry& entry = Table[probe.slot()];
+        if (entry.reference == 0)
             return -1;
-        std::uint32_t number = entry & NumberMask;
-        std::uint32_t block = entry >> BlockShift;
+        std::uint32_t number = entry.reference & NumberMask;
+        std::uint32_t block = entry.reference >> BlockShift;
         if (damaged(number, block)) {
-            entry = 0;
+            entry = {0, 0};
             return -1;
         }
-        if (equal(vector(number, block), state))
+        // Equal vectors have equal fingerprints: the model is asked only then.
+        if (entry.fingerprint == fingerprint && equal(vector(number, block), state))
             return number;
         probe.next();
     }
@@ -211,27 +248,30 @@ void HybridHash::Rehash() {
     std::uint32_t grown = PrimeIndex < 22 ? PrimeArray[PrimeIndex] : 0;
     if (grown == 0)
         fatal("Hash:  Error:  allocate more memory for Hash Table");
-    std::uint32_t* table = new (std::nothrow) std::uint32_t[grown]();
+    Entry* table = static_cast<Entry*>(allocateZeroed(sizeof(Entry) * grown));
     if (table == nullptr)
         fatal("Error:  TempHashTable not allocated");
     if (grown < TableSize)
         fatal("Hash:  Error, there is a typo in the Hash Table, check .h file");
     for (std::uint32_t slot = 0; slot < TableSize; ++slot) {
-        std::uint32_t entry = Table[slot];
-        if (entry == 0)
+        const Entry& entry = Table[slot];
+        if (entry.reference == 0)
             continue;
-        std::uint32_t number = entry & NumberMask;
-        std::uint32_t block = entry >> BlockShift;
+        std::uint32_t number = entry.reference & NumberMask;
+        std::uint32_t block = entry.reference >> BlockShift;
         if (damaged(number, block))
             continue;
-        // The stored vector is hashed where it lies: it does not move, so the
-        // scratch copy that a rehash could take would change nothing.
-        Probe probe(hash(vector(number, block), grown), PrimeIndex, grown);
-        while (table[probe.slot()] != 0)
+        // Mixed home slots come from the fingerprint, so no vector is read; the
+        // chunk sums are taken from the stored vector where it lies (a scratch
+        // copy of it would change nothing).
+        std::uint32_t homeSlot = chunked() ? chunkHash(vector(number, block), grown)
+                                           : scaled(entry.fingerprint, grown);
+        Probe probe(homeSlot, PrimeIndex, grown);
+        while (table[probe.slot()].reference != 0)
             probe.next();
         table[probe.slot()] = entry;
     }
-    delete[] Table;
+    std::free(Table);
     Table = table;
     TableSize = grown;
 }

@@ -114,6 +114,30 @@ TEST(HybridHash, RehashAndNewBlocksKeepEveryNumber) {
     EXPECT_EQ(store.Lookup(numbered(count + 1).data()), -1);
 }
 
+TEST(HybridHash, MixedHomeSlotsKeepEveryNumberThroughGrowth) {
+    // Vectors of small values, as the generator's models produce them.
+    HybridHash store(nullptr, 8, 131071, 1000, 5, 128, 0.01, HybridHash::HomeHash::Mixed);
+    auto key = [](std::uint32_t n) {
+        std::array<char, 8> v{};
+        for (int i = 0; i < 8; ++i)
+            v[i] = static_cast<char>((n >> (2 * i)) & 3);
+        return v;
+    };
+    const std::uint32_t count = 20000;
+    for (std::uint32_t n = 1; n <= count; ++n)
+        store.Insert(key(n).data(), n);
+    EXPECT_EQ(store.getPrimeIndex(), 5u); // grown at 1311, 3933, 7865, 11797, 19661
+    std::vector<std::uint32_t> homes;
+    for (std::uint32_t n = 1; n <= count; ++n) {
+        ASSERT_EQ(store.Lookup(key(n).data()), static_cast<long>(n));
+        homes.push_back(store.HomeSlot(key(n).data()));
+    }
+    EXPECT_EQ(store.Lookup(key(count + 1).data()), -1);
+    // The home slots spread: hardly two vectors share one.
+    std::sort(homes.begin(), homes.end());
+    EXPECT_GT(std::unique(homes.begin(), homes.end()) - homes.begin(), 19000);
+}
+
 TEST(HybridHash, NewBlockTakesTheNextNumberInItsFirstSlot) {
     HybridHash store = defaultStore(6, 0.5, 10);
     for (std::uint32_t n = 1; n <= 9; ++n)

@@ -2,10 +2,12 @@
 // state-space generator over the model's reward model.
 
 #include "main/commandline.h"
+#include "ssg/StateSpaceGen.h"
 #include "study/BaseStudyClass.h"
 
 #include <cstdlib>
 #include <iostream>
+#include <memory>
 
 namespace {
 
@@ -51,17 +53,18 @@ int main(int argc, char** argv) {
         std::cout << "Overriding global variables in ssg" << '\n';
     }
 
-    study->GetPVModel(false); // the study keeps the reward model
-    // The exploration goes here, in this order:
-    //   construct the StateSpaceGen from model, exp_path, ExpName, flagAbsorb,
-    //     hash_value, db_host, db_entity and traceFileName (it takes over traceFileName);
-    //   print "SSG: SetTraceLevel: " TempTraceLevel, then set its trace level;
-    //   InitializeTrace(); GenStateSpace();
-    // then, after DestructStudy(), destroy the generator.
+    PVModel* model = study->GetPVModel(false); // the study keeps the reward model
+    // The generator takes over traceFileName; it may end the process (status 1).
+    auto generator = std::make_unique<StateSpaceGen>(model, exp_path, ExpName, flagAbsorb,
+                                                     hash_value, db_host, db_entity, traceFileName);
+    std::cout << "SSG: SetTraceLevel: " << TempTraceLevel << '\n';
+    generator->TraceLevel = TempTraceLevel;
+    generator->InitializeTrace();
+    generator->GenStateSpace();
     (void)fileType; // accepted for command lines written for the tool; nothing reads it
 
     DestructStudy();
     resetCommandLineSettings();
-    std::free(traceFileName); // until the generator owns it
+    generator.reset();
     return 0;
 }

@@ -98,8 +98,12 @@ StateSpaceGen::StateSpaceGen(PVModel* model, const char* path, const char* name,
     Model->listGroups(&GroupList);
     Groups = GroupList.getList();
 
+    // Home slots by the mixed hash: models whose markings are small numbers give
+    // chunk sums that share few home slots, and their probe paths then run to
+    // dozens of entries per lookup.
     StateTable = std::make_unique<HybridHash>(Model, StateSize, FirstTableSize, StatesPerBlock,
-                                              HashChunk, MaxStoreBlocks, HashValue);
+                                              HashChunk, MaxStoreBlocks, HashValue,
+                                              HybridHash::HomeHash::Mixed);
     StateQueue = std::make_unique<Queue>(StateSize);
 
     // Classify the actions: count, then fill arrays of exactly those sizes.
@@ -281,8 +285,19 @@ void StateSpaceGen::writeRow() {
 }
 
 void StateSpaceGen::finishExploration() {
+    StateTable->ReleaseIndex();
+    // Every other file is complete before the .arm header gets its count: a
+    // failed write anywhere leaves the header's blank placeholder in place.
     ArmOut->flush(); // ends the run itself when the write fails
     ArmOut.reset();
+    ArmFile.flush();
+    if (!ArmFile)
+        writeFailed(ArmName);
+    RewardOut->close();
+    RewardOut.reset();
+}
+
+void StateSpaceGen::closeArm() {
     // The header over the placeholder: the output type and the count, each on
     // its line; the rest of the blank line stays.
     char header[2 * TextBuffer::MaxNumberLength];
@@ -295,12 +310,9 @@ void StateSpaceGen::finishExploration() {
     ArmFile.flush();
     if (!ArmFile)
         writeFailed(ArmName);
-    StateTable->ReleaseIndex();
     ArmFile.close();
     if (!ArmFile)
         writeFailed(ArmName);
-    RewardOut->close();
-    RewardOut.reset();
 }
 
 // ---- Stable-state exploration ----
@@ -331,6 +343,7 @@ void StateSpaceGen::GenStateSpaceNormal(const char* armName, const char* varName
         writeRow();
     }
     finishExploration();
+    closeArm();
 }
 
 void StateSpaceGen::FindNextNormal(char* state) {
@@ -539,15 +552,16 @@ void StateSpaceGen::GenStateSpaceDeterministic(const char* armName, const char* 
         writeRow();
     }
 
+    finishExploration();
     OutputFileType type = (OutputFormat == 2 || OutputFormat == 4 || OutputFormat == 6) ? 1 : 0;
     DetList.writeEnablingStates(detFile, type);
-    finishExploration();
     detFile.flush();
     if (!detFile)
         writeFailed(detName);
     detFile.close();
     if (!detFile)
         writeFailed(detName);
+    closeArm();
 }
 
 void StateSpaceGen::FindNextDeterministic(char* state) {

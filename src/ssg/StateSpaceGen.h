@@ -109,8 +109,11 @@ private:
                           int blanks);
     // Writes the explored state's row and empties RateMap.
     void writeRow();
-    // Rewrites the header with the count, closes .arm and .var.
+    // Releases the store's index, writes out the rows and closes .var.
     void finishExploration();
+    // Writes the count over the .arm header's placeholder and closes the file:
+    // the last step of a run, once every other file is complete.
+    void closeArm();
     void reportAbsorbing();
     [[noreturn]] void zeroTimeLimit(const char* firstLine, const char* lastLine) const;
 

@@ -1,0 +1,41 @@
+#include "multiprocPV1Impulse1.h"
+
+#include "multiprocSAN.h"
+
+multiprocPV1Impulse1::multiprocPV1Impulse1() {
+    NumModelRefs = 1;
+    // The node stores the worker's multiprocSAN instance through this entry;
+    // multiprocSAN derives from BaseModelClass alone, so both pointers are the same.
+    ModelRefs = new BaseModelClass**[1];
+    ModelRefs[0] = reinterpret_cast<BaseModelClass**>(&multiproc);
+}
+
+multiprocPV1Impulse1::~multiprocPV1Impulse1() {
+    delete[] ModelRefs;
+}
+
+void multiprocPV1Impulse1::EndAccumulate(double) {}
+
+double multiprocPV1Impulse1::Impulse_Function() {
+    return 1.0;
+}
+
+void multiprocPV1Impulse1::Accumulate(double now, double) {
+    if (now < StartTime || now > StopTime)
+        return;
+    double value = Impulse_Function();
+    Value += value;
+    ValueSquared += value * value;
+}
+
+void multiprocPV1Impulse1::CurrentReward() {
+    Value = Impulse_Function();
+    ValueSquared = Value * Value;
+}
+
+ImpulseNodeClass** multiprocPV1Impulse1::CreateWorkerList(int count) {
+    ImpulseNodeClass** workers = new ImpulseNodeClass*[count];
+    for (int k = 0; k < count; ++k)
+        workers[k] = new multiprocPV1Impulse1();
+    return workers;
+}

@@ -1,0 +1,238 @@
+// The multiprocessor model end to end: instantaneous activities with weights and
+// ranks decide each failure in zero time, an impulse reward counts the cost of
+// uncovered failures and repairs. Expected files come from a hand derivation
+// (experiment 1) and from an enumeration of the model's chain written here,
+// independently of the generator (the other experiments).
+
+#include "support/TestSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <iomanip>
+#include <map>
+#include <sstream>
+#include <string>
+#include <vector>
+
+using testsupport::readFile;
+using testsupport::run;
+using testsupport::TempDir;
+
+namespace {
+
+std::string joinLines(const std::vector<std::string>& lines) {
+    std::string text;
+    for (const std::string& line : lines)
+        text += line + '\n';
+    return text;
+}
+
+// Header of an .arm file with n states: the count overwrites the start of a
+// 63-blank line.
+std::string armHeader(int n) {
+    std::string count = std::to_string(n);
+    return "1\n" + count + '\n' + std::string(62 - count.size(), ' ') + '\n';
+}
+
+struct Outputs {
+    testsupport::RunResult result;
+    std::string arm, var, pvtype;
+};
+
+Outputs generate(const TempDir& dir, int experiment, const std::string& extra = "") {
+    Outputs r;
+    r.result = run(testsupport::binary("gen-multiproc") + " -P" + dir.path() + " -Nmp -B" +
+                   std::to_string(experiment) + extra);
+    r.arm = readFile(dir.path() + "mp.arm");
+    r.var = readFile(dir.path() + "mp.var");
+    r.pvtype = readFile(dir.path() + "mp.pvtype");
+    return r;
+}
+
+// Parameters of one experiment of the study.
+struct Parameters {
+    int K;
+    double lambda, mu, rho, coverage, crash_cost;
+};
+
+Parameters experiment(int e, int K) {
+    const double coverage = e == 5 ? 1.0 : 0.95;
+    return {K, 0.001, 0.1, 1.0, coverage, 100.0};
+}
+
+// Expected output of a run, from an enumeration of the chain.
+struct Expected {
+    std::string arm, var;
+    int states = 0;
+    int transitions = 0;
+};
+
+// Breadth-first enumeration of the multiprocessor's stable states (up, down,
+// crashed) in the order the activities are tried: fail, repair, reboot; a
+// failure is then decided by exhausted (rank 2, when no processor is left
+// working) or else by covered / uncovered in proportion to their weights.
+// Every new state records the availability of the state and the impulse of the
+// last firing that reached it.
+Expected enumerate(const Parameters& p) {
+    using Marking = std::array<int, 3>; // up, down, crashed
+    struct Outcome {
+        Marking target;
+        double rate;
+        double impulse; // of the variable cost
+    };
+    std::map<Marking, int> number;
+    std::vector<Marking> order;
+    std::ostringstream arm, var;
+    arm << std::scientific << std::setprecision(10);
+    var << "availability\ncost\n";
+    auto availability = [](const Marking& m) { return m[0] > 0 && m[2] == 0 ? 1.0 : 0.0; };
+    auto record = [&](const Marking& m, double impulse) {
+        number[m] = static_cast<int>(order.size()) + 1;
+        order.push_back(m);
+        var << order.size() << '\n'
+            << 0.0 << '\n'
+            << availability(m) << '\n'
+            << impulse << '\n'
+            << 0.0 << '\n';
+    };
+    record({p.K, 0, 0}, 0.0);
+
+    Expected expected;
+    for (std::size_t i = 0; i < order.size(); ++i) {
+        const auto [up, down, crashed] = order[i];
+        std::vector<Outcome> outcomes;
+        if (up > 0 && crashed == 0) {
+            const double rate = p.lambda * up;
+            if (up == 1) {
+                outcomes.push_back({{0, down + 1, 0}, rate, 0.0});
+            } else {
+                const double total = p.coverage + (1.0 - p.coverage);
+                outcomes.push_back({{up - 1, down + 1, 0}, p.coverage / total * rate, 0.0});
+                outcomes.push_back(
+                    {{up - 1, down + 1, 1}, (1.0 - p.coverage) / total * rate, p.crash_cost});
+            }
+        }
+        if (down > 0)
+            outcomes.push_back({{up + 1, down - 1, crashed}, p.mu, 1.0});
+        if (crashed > 0)
+            outcomes.push_back({{up, down, 0}, p.rho, 0.0});
+
+        std::map<int, double> row;
+        for (const Outcome& o : outcomes) {
+            if (o.rate <= 0.0)
+                continue;
+            if (!number.count(o.target))
+                record(o.target, o.impulse);
+            row[number[o.target]] += o.rate;
+        }
+        arm << i + 1 << '\n';
+        for (const auto& [target, rate] : row)
+            arm << target << '\n' << rate << '\n';
+        arm << 0 << '\n';
+        expected.transitions += static_cast<int>(row.size());
+    }
+    expected.states = static_cast<int>(order.size());
+    expected.arm = armHeader(expected.states) + arm.str();
+    expected.var = var.str();
+    return expected;
+}
+
+// Experiment 1: K = 2, lambda 0.001, mu 0.1, rho 1, coverage 0.95, crash_cost 100.
+// States in discovery order, as (up, failing, down, crashed):
+//   1 (2,0,0,0) initial: availability 1.
+//   2 (1,0,1,0) from 1 by fail (rate 2 * 0.001) and covered (weight 0.95 of the
+//               total 1): 0.0019.
+//   3 (1,0,1,1) from 1 by fail and uncovered (weight 0.05): 0.0001; the record
+//               carries uncovered's impulse crash_cost = 100; availability 0.
+//   4 (0,0,2,0) from 2 by fail (rate 0.001): failing = 1 and up = 0 enable
+//               exhausted (rank 2), covered and uncovered (rank 1); only exhausted
+//               fires, so there is no crash: availability 0, impulse 0.
+//   5 (2,0,0,1) from 3 by repair (rate 0.1): repair's impulse 1; still crashed.
+// Further rows: 2 -> 1 by repair (0.1); 3 -> 2 by reboot (1); 4 -> 2 by repair;
+// 5 -> 1 by reboot. fail is disabled while crashed.
+// clang-format off
+const std::vector<std::string> experiment1Rows = {
+    "1", "2", "1.9000000000e-03", "3", "1.0000000000e-04", "0",
+    "2", "1", "1.0000000000e-01", "4", "1.0000000000e-03", "0",
+    "3", "2", "1.0000000000e+00", "5", "1.0000000000e-01", "0",
+    "4", "2", "1.0000000000e-01", "0",
+    "5", "1", "1.0000000000e+00", "0"};
+// clang-format on
+
+// clang-format off
+const std::vector<std::string> experiment1Var = {
+    "availability", "cost",
+    "1", "0", "1", "0", "0",
+    "2", "0", "1", "0", "0",
+    "3", "0", "0", "100", "0",
+    "4", "0", "0", "0", "0",
+    "5", "0", "0", "1", "0"};
+// clang-format on
+
+// availability at times 10, 100 and 1000 (instant of time); cost over [0, 1000]
+// (interval of time).
+const std::vector<std::string> pvtypeLines = {
+    "Version:1", "NumPV:2",    "Name:availability", "Type:0",     "NumTimes:3", "Start:10",
+    "Stop:10",   "Start:100",  "Stop:100",          "Start:1000", "Stop:1000",  "Name:cost",
+    "Type:1",    "NumTimes:1", "Start:0",           "Stop:1000"};
+
+} // namespace
+
+TEST(Multiproc, FirstExperimentGivesTheHandDerivedFiles) {
+    TempDir dir;
+    Outputs r = generate(dir, 0);
+    ASSERT_EQ(r.result.status, 0) << r.result.err;
+    EXPECT_NE(r.result.out.find("Generated: 5 states\n"), std::string::npos) << r.result.out;
+    EXPECT_EQ(r.arm, armHeader(5) + joinLines(experiment1Rows));
+    EXPECT_EQ(r.var, joinLines(experiment1Var));
+    EXPECT_EQ(r.pvtype, joinLines(pvtypeLines));
+}
+
+TEST(Multiproc, OracleAgreesWithTheHandDerivation) {
+    Expected e = enumerate(experiment(0, 2));
+    EXPECT_EQ(e.arm, armHeader(5) + joinLines(experiment1Rows));
+    EXPECT_EQ(e.var, joinLines(experiment1Var));
+}
+
+// Experiments 2 to 5 have K = 3, 5, 10, 20 with imperfect coverage: 2K + 1 states
+// (K + 1 without crash, K crashed ones from up = 1 to K) and 5K - 2 transitions.
+// Experiment 6 has K = 3 and perfect coverage: uncovered gets probability 0, so no
+// crashed state is reached: K + 1 states and 2K transitions.
+TEST(Multiproc, LargerExperimentsMatchTheEnumeration) {
+    const int Ks[] = {2, 3, 5, 10, 20, 3};
+    for (int e = 1; e < 6; ++e) {
+        SCOPED_TRACE("experiment " + std::to_string(e + 1));
+        const int K = Ks[e];
+        Expected expected = enumerate(experiment(e, K));
+        if (e == 5) {
+            EXPECT_EQ(expected.states, K + 1);
+            EXPECT_EQ(expected.transitions, 2 * K);
+        } else {
+            EXPECT_EQ(expected.states, 2 * K + 1);
+            EXPECT_EQ(expected.transitions, 5 * K - 2);
+        }
+        TempDir dir;
+        Outputs r = generate(dir, e);
+        ASSERT_EQ(r.result.status, 0) << r.result.err;
+        EXPECT_NE(r.result.out.find("Generated: " + std::to_string(expected.states) + " states\n"),
+                  std::string::npos);
+        EXPECT_EQ(r.arm, expected.arm);
+        EXPECT_EQ(r.var, expected.var);
+        EXPECT_EQ(r.pvtype, joinLines(pvtypeLines));
+    }
+}
+
+// The processor count is an int global variable: the override letter i sets it,
+// and the initial marking of up follows it.
+TEST(Multiproc, OverridingTheProcessorCountRebuildsTheModel) {
+    TempDir dir;
+    Outputs r = generate(dir, 0, " -O i:K:4:d:coverage:0.5");
+    ASSERT_EQ(r.result.status, 0) << r.result.err;
+    Parameters p = experiment(0, 4);
+    p.coverage = 0.5;
+    Expected expected = enumerate(p);
+    EXPECT_EQ(expected.states, 9);
+    EXPECT_EQ(r.arm, expected.arm);
+    EXPECT_EQ(r.var, expected.var);
+}

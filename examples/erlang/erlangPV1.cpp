@@ -1,0 +1,26 @@
+#include "erlangPV1.h"
+
+#include "erlangPV1Worker.h"
+
+erlangPV1::erlangPV1(int timeIndex) {
+    ModelRefs = &ModelSlot;
+    double starts[] = {50.0};
+    double stops[] = {50.0};
+    Initialize("idle", InstantOfTimeType, 1, starts, stops, timeIndex, 0, 1, 2);
+    AddVariableDependency("qa", "erlang");
+    AddVariableDependency("qb", "erlang");
+}
+
+erlangPV1::~erlangPV1() {
+    if (Workers == nullptr)
+        return;
+    for (int w = 0; w < NumWorkers; ++w) {
+        delete Workers[w];
+        Workers[w] = nullptr;
+    }
+}
+
+void erlangPV1::CreateWorkerList() {
+    for (int w = 0; w < NumWorkers; ++w)
+        Workers[w] = new erlangPV1Worker();
+}

@@ -1,0 +1,261 @@
+// The two-class server end to end: Erlang activities advance their phase
+// counters before they fire, and the two service activities form one group whose
+// probability splits the service rate and whose members age together. Expected
+// files come from a hand derivation (experiment 1) and from an enumeration of the
+// chain written here, independently of the generator (the other experiments).
+//
+// The phase counters belong to the activities, not to the state vector: a phase
+// advance is a transition from the explored state to itself, and the counters
+// carry over from one explored state to the next. Only an activity that is
+// disabled after a real firing starts again at phase 1. The enumeration below
+// keeps the counters the same way.
+
+#include "support/TestSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <iomanip>
+#include <map>
+#include <sstream>
+#include <string>
+#include <vector>
+
+using testsupport::readFile;
+using testsupport::run;
+using testsupport::TempDir;
+
+namespace {
+
+std::string joinLines(const std::vector<std::string>& lines) {
+    std::string text;
+    for (const std::string& line : lines)
+        text += line + '\n';
+    return text;
+}
+
+// Header of an .arm file with n states: the count overwrites the start of a
+// 63-blank line.
+std::string armHeader(int n) {
+    std::string count = std::to_string(n);
+    return "1\n" + count + '\n' + std::string(62 - count.size(), ' ') + '\n';
+}
+
+struct Outputs {
+    testsupport::RunResult result;
+    std::string arm, var, pvtype;
+};
+
+Outputs generate(const TempDir& dir, int experiment, const std::string& extra = "") {
+    Outputs r;
+    r.result = run(testsupport::binary("gen-erlang") + " -P" + dir.path() + " -Ner -B" +
+                   std::to_string(experiment) + extra);
+    r.arm = readFile(dir.path() + "er.arm");
+    r.var = readFile(dir.path() + "er.var");
+    r.pvtype = readFile(dir.path() + "er.pvtype");
+    return r;
+}
+
+// Parameters of one experiment of the study.
+struct Parameters {
+    int C;
+    double lambda_a, lambda_b, mu, w_a, w_b;
+    int k_arrival, k_service;
+};
+
+const Parameters experiments[] = {
+    {1, 0.5, 0.25, 4.0, 3.0, 1.0, 2, 2},  {2, 0.5, 0.25, 4.0, 3.0, 1.0, 2, 3},
+    {3, 0.5, 0.25, 4.0, 3.0, 1.0, 3, 2},  {5, 0.5, 0.25, 4.0, 3.0, 1.0, 2, 4},
+    {10, 0.5, 0.25, 4.0, 3.0, 1.0, 3, 3}, {2, 0.5, 0.25, 4.0, 1.0, 1.0, 2, 2}};
+
+struct Expected {
+    std::string arm, var;
+    int states = 0;
+    int transitions = 0;
+};
+
+// Breadth-first enumeration of the chain over (qa, qb), trying in each state
+// arrive_a (exponential), arrive_b (Erlang, its own group), serve_a and serve_b
+// (Erlang, the group server of two members). An Erlang activity short of its last
+// phase advances: arrive_b alone at its full rate, a server member advances both
+// members at half the rate; either way the state stays. Otherwise it fires at its
+// rate times its share of the group, and every Erlang activity disabled in the
+// state reached starts again at phase 1 (after any real firing, exponential too).
+Expected enumerate(const Parameters& p) {
+    using Marking = std::array<int, 2>;
+    enum { arriveA, arriveB, serveA, serveB };
+    int phase[4] = {1, 1, 1, 1};
+    const int phases[4] = {1, p.k_arrival, p.k_service, p.k_service};
+    const double rates[4] = {p.lambda_a, p.lambda_b, p.mu, p.mu};
+    auto enabled = [&](int a, const Marking& m) {
+        switch (a) {
+        case arriveA:
+            return m[0] < p.C;
+        case arriveB:
+            return m[1] < p.C;
+        case serveA:
+            return m[0] > 0;
+        default:
+            return m[1] > 0;
+        }
+    };
+    auto fired = [](int a, Marking m) {
+        m[a % 2] += a < serveA ? 1 : -1;
+        return m;
+    };
+    // Share of a server member: its weight over the weights of the enabled members.
+    auto share = [&](int a, const Marking& m) {
+        if (a < serveA)
+            return 1.0;
+        double total = 0.0;
+        if (enabled(serveA, m))
+            total += p.w_a;
+        if (enabled(serveB, m))
+            total += p.w_b;
+        return (a == serveA ? p.w_a : p.w_b) / total;
+    };
+
+    std::map<Marking, int> number;
+    std::vector<Marking> order;
+    std::ostringstream arm, var;
+    arm << std::scientific << std::setprecision(10);
+    var << "jobs\nidle\n";
+    auto record = [&](const Marking& m) {
+        number[m] = static_cast<int>(order.size()) + 1;
+        order.push_back(m);
+        const int jobs = m[0] + m[1];
+        var << order.size() << "\n0\n" << jobs << "\n0\n" << (jobs == 0 ? 1 : 0) << '\n';
+    };
+    record({0, 0});
+
+    Expected expected;
+    for (std::size_t i = 0; i < order.size(); ++i) {
+        const Marking state = order[i];
+        std::map<int, double> row;
+        for (int a = arriveA; a <= serveB; ++a) {
+            if (!enabled(a, state))
+                continue;
+            Marking target = state;
+            double rate;
+            if (a != arriveA && phase[a] != phases[a]) {
+                if (a == arriveB) {
+                    ++phase[a];
+                    rate = rates[a];
+                } else {
+                    ++phase[serveA];
+                    ++phase[serveB];
+                    rate = rates[a] / 2;
+                }
+            } else {
+                rate = share(a, state) * rates[a];
+                target = fired(a, state);
+                for (int e = arriveB; e <= serveB; ++e)
+                    if (!enabled(e, target))
+                        phase[e] = 1;
+            }
+            if (rate <= 0.0)
+                continue;
+            if (!number.count(target))
+                record(target);
+            row[number[target]] += rate;
+        }
+        arm << i + 1 << '\n';
+        for (const auto& [target, rate] : row)
+            arm << target << '\n' << rate << '\n';
+        arm << 0 << '\n';
+        expected.transitions += static_cast<int>(row.size());
+    }
+    expected.states = static_cast<int>(order.size());
+    expected.arm = armHeader(expected.states) + arm.str();
+    expected.var = var.str();
+    return expected;
+}
+
+// Experiment 1: C = 1, lambda_a 0.5, lambda_b 0.25, mu 4, w_a 3, w_b 1, two
+// phases for arrive_b and for the service. States (qa, qb) in discovery order and
+// the phases (arrive_b, serve_a, serve_b) as each state is explored:
+//   1 (0,0), phases 1,1,1: arrive_a fires (0.5) -> 2 = (1,0); serve_b is disabled
+//       there and stays at 1. arrive_b is at phase 1 of 2: it advances to 2 and
+//       gives 1 -> 1 at its full rate 0.25.
+//   2 (1,0), phases 2,1,1: arrive_b is ready and fires (0.25) -> 3 = (1,1); it is
+//       disabled there and restarts at 1. serve_a is at phase 1: both members of
+//       server advance to 2, 2 -> 2 at mu / 2 = 2.
+//   3 (1,1), phases 1,2,2: serve_a fires with its share 3/4 of mu: 3 -> 4 = (0,1)
+//       at 3, serve_a restarts at 1; serve_b fires with its share 1/4: 3 -> 2 at 1,
+//       serve_b restarts at 1.
+//   4 (0,1), phases 1,1,1: arrive_a fires (0.5) -> 3; serve_b at phase 1 advances
+//       both members, 4 -> 4 at 2.
+// clang-format off
+const std::vector<std::string> experiment1Rows = {
+    "1", "1", "2.5000000000e-01", "2", "5.0000000000e-01", "0",
+    "2", "2", "2.0000000000e+00", "3", "2.5000000000e-01", "0",
+    "3", "2", "1.0000000000e+00", "4", "3.0000000000e+00", "0",
+    "4", "3", "5.0000000000e-01", "4", "2.0000000000e+00", "0"};
+// clang-format on
+
+// jobs and idle of each new state; no impulses.
+// clang-format off
+const std::vector<std::string> experiment1Var = {
+    "jobs", "idle",
+    "1", "0", "0", "0", "1",
+    "2", "0", "1", "0", "0",
+    "3", "0", "2", "0", "0",
+    "4", "0", "1", "0", "0"};
+// clang-format on
+
+const std::vector<std::string> pvtypeLines = {"Version:1",  "NumPV:2",    "Name:jobs", "Type:0",
+                                              "NumTimes:1", "Start:50",   "Stop:50",   "Name:idle",
+                                              "Type:0",     "NumTimes:1", "Start:50",  "Stop:50"};
+
+} // namespace
+
+TEST(Erlang, FirstExperimentGivesTheHandDerivedFiles) {
+    TempDir dir;
+    Outputs r = generate(dir, 0);
+    ASSERT_EQ(r.result.status, 0) << r.result.err;
+    EXPECT_NE(r.result.out.find("Generated: 4 states\n"), std::string::npos) << r.result.out;
+    EXPECT_EQ(r.arm, armHeader(4) + joinLines(experiment1Rows));
+    EXPECT_EQ(r.var, joinLines(experiment1Var));
+    EXPECT_EQ(r.pvtype, joinLines(pvtypeLines));
+}
+
+TEST(Erlang, OracleAgreesWithTheHandDerivation) {
+    Expected e = enumerate(experiments[0]);
+    EXPECT_EQ(e.arm, armHeader(4) + joinLines(experiment1Rows));
+    EXPECT_EQ(e.var, joinLines(experiment1Var));
+}
+
+// Since the phase counters carry over between explored states, not every one of
+// the (C + 1)^2 markings need be reached: experiment 3 (C = 3) reaches 11 of 16.
+TEST(Erlang, LargerExperimentsMatchTheEnumeration) {
+    const int reached[] = {4, 9, 11, 31, 109, 9};
+    for (int e = 1; e < 6; ++e) {
+        SCOPED_TRACE("experiment " + std::to_string(e + 1));
+        Expected expected = enumerate(experiments[e]);
+        EXPECT_EQ(expected.states, reached[e]);
+        TempDir dir;
+        Outputs r = generate(dir, e);
+        ASSERT_EQ(r.result.status, 0) << r.result.err;
+        EXPECT_NE(r.result.out.find("Generated: " + std::to_string(expected.states) + " states\n"),
+                  std::string::npos);
+        EXPECT_EQ(r.arm, expected.arm);
+        EXPECT_EQ(r.var, expected.var);
+        EXPECT_EQ(r.pvtype, joinLines(pvtypeLines));
+    }
+}
+
+// With one phase per service an Erlang activity is ready at once: the service
+// behaves as an exponential one split between the classes, and every marking is
+// reached.
+TEST(Erlang, SinglePhaseServiceNeverAdvancesPhases) {
+    TempDir dir;
+    Outputs r = generate(dir, 1, " -O i:k_service:1:i:k_arrival:1");
+    ASSERT_EQ(r.result.status, 0) << r.result.err;
+    Parameters p = experiments[1];
+    p.k_service = 1;
+    p.k_arrival = 1;
+    Expected expected = enumerate(p);
+    EXPECT_EQ(expected.states, 9);
+    EXPECT_EQ(r.arm, expected.arm);
+    EXPECT_EQ(r.var, expected.var);
+}

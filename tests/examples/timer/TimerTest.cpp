@@ -1,0 +1,261 @@
+// The sensor-report model end to end: two deterministic timers (the reporting
+// period and the acknowledgement timeout) beside an exponential acknowledgement
+// and an instantaneous loss decision. Transitions caused by a deterministic
+// activity carry minus their probability, and the .det file lists, per delay,
+// the states in which such an activity is enabled. Expected files come from a
+// hand derivation (experiment 1) and from an enumeration of the chain written
+// here, independently of the generator (the other experiments).
+
+#include "support/TestSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <iomanip>
+#include <map>
+#include <sstream>
+#include <string>
+#include <vector>
+
+using testsupport::readFile;
+using testsupport::run;
+using testsupport::TempDir;
+
+namespace {
+
+std::string joinLines(const std::vector<std::string>& lines) {
+    std::string text;
+    for (const std::string& line : lines)
+        text += line + '\n';
+    return text;
+}
+
+// Header of an .arm file of the deterministic exploration with n states: the
+// count overwrites the start of an 8-blank line.
+std::string armHeader(int n) {
+    std::string count = std::to_string(n);
+    return "1\n" + count + '\n' + std::string(7 - count.size(), ' ') + '\n';
+}
+
+struct Outputs {
+    testsupport::RunResult result;
+    std::string arm, var, pvtype, det;
+};
+
+Outputs generate(const TempDir& dir, int experiment, const std::string& extra = "") {
+    Outputs r;
+    r.result = run(testsupport::binary("gen-timer") + " -P" + dir.path() + " -Ntm -B" +
+                   std::to_string(experiment) + extra);
+    r.arm = readFile(dir.path() + "tm.arm");
+    r.var = readFile(dir.path() + "tm.var");
+    r.pvtype = readFile(dir.path() + "tm.pvtype");
+    r.det = readFile(dir.path() + "tm.det");
+    return r;
+}
+
+// Parameters of one experiment of the study.
+struct Parameters {
+    int R;
+    double P, T, mu, loss;
+};
+
+const Parameters experiments[] = {{1, 10.0, 2.0, 0.5, 0.25},
+                                  {3, 10.0, 2.0, 0.5, 0.25},
+                                  {2, 2.0, 2.0, 0.5, 0.25},
+                                  {2, 10.0, 2.0, 0.5, 0.0},
+                                  {10, 10.0, 2.5, 0.5, 0.1}};
+
+struct Expected {
+    std::string arm, var, det;
+    int states = 0;
+};
+
+// Breadth-first enumeration of the stable states (idle, sent, lost, retries),
+// trying report (deterministic, delay P), ack (exponential, rate mu) and timeout
+// (deterministic, delay T) in this order. A deterministic firing counts minus its
+// probability, an exponential one its rate; a transmission then ends in zero time
+// as deliver or lose, with their weights' shares of the group channel (a share of
+// 0 is no transition). Every new state records whether the sensor waits and the
+// impulse of the last firing (1 for lose).
+Expected enumerate(const Parameters& p) {
+    using Marking = std::array<int, 4>; // idle, sent, lost, retries
+    struct Outcome {
+        Marking target;
+        double value;
+        double lossImpulse;
+    };
+    std::map<Marking, int> number;
+    std::vector<Marking> order;
+    std::vector<double> delays;                  // in order of first appearance
+    std::map<double, std::vector<int>> enabling; // delay -> enabling states
+    std::ostringstream arm, var, det;
+    arm << std::scientific << std::setprecision(10);
+    det << std::scientific << std::setprecision(10);
+    var << "outstanding\nlosses\n";
+    auto record = [&](const Marking& m, double lossImpulse) {
+        number[m] = static_cast<int>(order.size()) + 1;
+        order.push_back(m);
+        var << order.size() << "\n0\n" << (m[0] == 0 ? 1 : 0) << '\n' << lossImpulse << "\n0\n";
+    };
+    auto enabledWithDelay = [&](int state, double delay) {
+        if (!enabling.count(delay))
+            delays.push_back(delay);
+        enabling[delay].push_back(state);
+    };
+    // A transmission with the given retry count, reached by a firing worth `value`.
+    auto transmit = [&](std::vector<Outcome>& outcomes, int retries, double value) {
+        const double total = (1.0 - p.loss) + p.loss;
+        outcomes.push_back({{0, 1, 0, retries}, (1.0 - p.loss) / total * value, 0.0});
+        outcomes.push_back({{0, 0, 1, retries}, p.loss / total * value, 1.0});
+    };
+    record({1, 0, 0, 0}, 0.0);
+
+    for (std::size_t i = 0; i < order.size(); ++i) {
+        const int state = static_cast<int>(i) + 1;
+        const auto [idle, sent, lost, retries] = order[i];
+        std::vector<Outcome> outcomes;
+        if (idle > 0) {
+            enabledWithDelay(state, p.P);
+            transmit(outcomes, 0, -1.0);
+        }
+        if (sent > 0)
+            outcomes.push_back({{1, 0, 0, 0}, p.mu, 0.0});
+        if (sent > 0 || lost > 0) {
+            enabledWithDelay(state, p.T);
+            if (retries < p.R)
+                transmit(outcomes, retries + 1, -1.0);
+            else
+                outcomes.push_back({{1, 0, 0, 0}, -1.0, 0.0});
+        }
+        std::map<int, double> row;
+        for (const Outcome& o : outcomes) {
+            if (o.value == 0.0)
+                continue;
+            if (!number.count(o.target))
+                record(o.target, o.lossImpulse);
+            row[number[o.target]] += o.value;
+        }
+        arm << state << '\n';
+        for (const auto& [target, value] : row)
+            arm << target << '\n' << value << '\n';
+        arm << 0 << '\n';
+    }
+    det << delays.size() << '\n';
+    for (double delay : delays) {
+        det << delay << '\n';
+        for (int state : enabling[delay])
+            det << state << '\n';
+        det << 0 << '\n';
+    }
+    Expected expected;
+    expected.states = static_cast<int>(order.size());
+    expected.arm = armHeader(expected.states) + arm.str();
+    expected.var = var.str();
+    expected.det = det.str();
+    return expected;
+}
+
+// Experiment 1: R = 1, P 10, T 2, mu 0.5, loss 0.25. States (idle, pending,
+// sent, lost, retries) in discovery order:
+//   1 (1,0,0,0,0) initial. report (deterministic, probability 1) makes a
+//       transmission: deliver (share 0.75) -> 2 = (0,0,1,0,0) at -0.75, lose
+//       (share 0.25) -> 3 = (0,0,0,1,0) at -0.25. State 1 is enabling for delay 10.
+//   2: ack (0.5) -> 1; timeout (delay 2), retries 0 < 1: a retransmission,
+//       deliver -> 4 = (0,0,1,0,1) at -0.75, lose -> 5 = (0,0,0,1,1) at -0.25.
+//   3: timeout only -> 4 at -0.75, 5 at -0.25.
+//   4: ack (0.5) -> 1 and timeout with retries 1 = R: given up -> 1 at -1; both
+//       land in one entry, 0.5 - 1 = -0.5.
+//   5: timeout, given up -> 1 at -1.
+// The .var records show the wait (outstanding 1) in states 2 to 5 and the
+// impulse 1 of lose in the records of the states it reached first, 3 and 5.
+// clang-format off
+const std::vector<std::string> experiment1Rows = {
+    "1", "2", "-7.5000000000e-01", "3", "-2.5000000000e-01", "0",
+    "2", "1", "5.0000000000e-01",  "4", "-7.5000000000e-01", "5", "-2.5000000000e-01", "0",
+    "3", "4", "-7.5000000000e-01", "5", "-2.5000000000e-01", "0",
+    "4", "1", "-5.0000000000e-01", "0",
+    "5", "1", "-1.0000000000e+00", "0"};
+// clang-format on
+
+// clang-format off
+const std::vector<std::string> experiment1Var = {
+    "outstanding", "losses",
+    "1", "0", "0", "0", "0",
+    "2", "0", "1", "0", "0",
+    "3", "0", "1", "1", "0",
+    "4", "0", "1", "0", "0",
+    "5", "0", "1", "1", "0"};
+// clang-format on
+
+// Two delays: 10 (report, enabled in state 1) and 2 (timeout, states 2 to 5).
+// clang-format off
+const std::vector<std::string> experiment1Det = {
+    "2", "1.0000000000e+01", "1", "0", "2.0000000000e+00", "2", "3", "4", "5", "0"};
+// clang-format on
+
+const std::vector<std::string> pvtypeLines = {
+    "Version:1", "NumPV:2",     "Name:outstanding", "Type:0",     "NumTimes:1", "Start:100",
+    "Stop:100",  "Name:losses", "Type:1",           "NumTimes:1", "Start:0",    "Stop:100"};
+
+} // namespace
+
+TEST(Timer, FirstExperimentGivesTheHandDerivedFiles) {
+    TempDir dir;
+    Outputs r = generate(dir, 0);
+    ASSERT_EQ(r.result.status, 0) << r.result.err;
+    EXPECT_NE(r.result.out.find("Generated: 5 states\n"), std::string::npos) << r.result.out;
+    EXPECT_EQ(r.arm, armHeader(5) + joinLines(experiment1Rows));
+    EXPECT_EQ(r.var, joinLines(experiment1Var));
+    EXPECT_EQ(r.det, joinLines(experiment1Det));
+    EXPECT_EQ(r.pvtype, joinLines(pvtypeLines));
+}
+
+TEST(Timer, OracleAgreesWithTheHandDerivation) {
+    Expected e = enumerate(experiments[0]);
+    EXPECT_EQ(e.arm, armHeader(5) + joinLines(experiment1Rows));
+    EXPECT_EQ(e.var, joinLines(experiment1Var));
+    EXPECT_EQ(e.det, joinLines(experiment1Det));
+}
+
+// 2R + 3 states (idle, and sent or lost with 0 to R retries); with a perfect link
+// (experiment 4) no transmission is lost: R + 2 states. With equal delays
+// (experiment 3) the .det file has one group holding every state.
+TEST(Timer, LargerExperimentsMatchTheEnumeration) {
+    for (int e = 1; e < 5; ++e) {
+        SCOPED_TRACE("experiment " + std::to_string(e + 1));
+        const Parameters& p = experiments[e];
+        Expected expected = enumerate(p);
+        EXPECT_EQ(expected.states, p.loss == 0.0 ? p.R + 2 : 2 * p.R + 3);
+        TempDir dir;
+        Outputs r = generate(dir, e);
+        ASSERT_EQ(r.result.status, 0) << r.result.err;
+        EXPECT_NE(r.result.out.find("Generated: " + std::to_string(expected.states) + " states\n"),
+                  std::string::npos);
+        EXPECT_EQ(r.arm, expected.arm);
+        EXPECT_EQ(r.var, expected.var);
+        EXPECT_EQ(r.det, expected.det);
+        if (p.P == p.T) {
+            EXPECT_EQ(r.det.substr(0, 2), "1\n");
+        }
+    }
+}
+
+// Without retransmissions the timeout always gives up, so from the state in which
+// the report was delivered the acknowledgement (mu) and the timeout (-1) reach
+// the idle state together: one entry mu - 1.
+TEST(Timer, AcknowledgementAndGiveUpShareOneEntry) {
+    TempDir dir;
+    Outputs r = generate(dir, 0, " -O i:R:0:d:mu:0.25");
+    ASSERT_EQ(r.result.status, 0) << r.result.err;
+    Parameters p = experiments[0];
+    p.R = 0;
+    p.mu = 0.25;
+    Expected expected = enumerate(p);
+    EXPECT_EQ(expected.states, 3);
+    EXPECT_EQ(r.arm,
+              armHeader(3) +
+                  joinLines({"1", "2", "-7.5000000000e-01", "3", "-2.5000000000e-01", "0", "2", "1",
+                             "-7.5000000000e-01", "0", "3", "1", "-1.0000000000e+00", "0"}));
+    EXPECT_EQ(r.arm, expected.arm);
+    EXPECT_EQ(r.det, expected.det);
+}

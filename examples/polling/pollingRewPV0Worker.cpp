@@ -17,6 +17,6 @@ double pollingRewPV0Worker::Reward_Function() {
     const pollingSAN::stationsArray& stations = *polling->stations;
     int jobs = 0;
     for (int i = 0; i < stations.size; ++i)
-        jobs += stations.element[i]->getMark();
+        jobs += stations.mark(i);
     return jobs;
 }

@@ -4,6 +4,7 @@
 #include "distributions/UserDistributions.h"
 
 #include <cstdlib>
+#include <cstring>
 #include <iostream>
 #include <new>
 #include <string>
@@ -42,10 +43,26 @@ pollingSAN::stationsArray::stationsArray(int size)
     element = new (std::nothrow) Place*[static_cast<std::size_t>(size)];
     if (element == nullptr)
         MemoryAllocationError();
+    cells.reset(new (std::nothrow) short*[static_cast<std::size_t>(size)]);
+    if (cells == nullptr)
+        MemoryAllocationError();
     for (int i = 0; i < size; ++i) {
         element[i] = new Place(("station" + std::to_string(i + 1)).c_str(), 0);
         fields[static_cast<std::size_t>(i)].var = element[i];
+        element[i]->registerPointer(&cells[i]);
     }
+}
+
+void pollingSAN::stationsArray::SetState(void* from) {
+    const char* p = static_cast<const char*>(from);
+    for (int i = 0; i < size; ++i, p += sizeof(short))
+        std::memcpy(cells[i], p, sizeof(short));
+}
+
+void pollingSAN::stationsArray::CurrentState(void* to) {
+    char* p = static_cast<char*>(to);
+    for (int i = 0; i < size; ++i, p += sizeof(short))
+        std::memcpy(p, cells[i], sizeof(short));
 }
 
 pollingSAN::stationsArray::~stationsArray() {

@@ -32,8 +32,20 @@ public:
         stationsArray(const stationsArray&) = delete;
         stationsArray& operator=(const stationsArray&) = delete;
 
+        // The packed layout of the fields, as the structure's own walk writes
+        // it, copied straight from the markings: the generator packs and
+        // unpacks the array several times per transition.
+        void SetState(void* from) override;
+        void CurrentState(void* to) override;
+
+        // The marking of station i (from 0).
+        short mark(int i) const { return *cells[i]; }
+
         Place** element; // owned, with the places: the fields in order
         int size;        // number of fields
+        // Owned array of `size` pointers to the fields' markings, registered with
+        // the places so that sharing moves them along.
+        std::unique_ptr<short*[]> cells;
     };
 
     // A job arrives at station Station (from 0) while it is empty, at rate 1/N.

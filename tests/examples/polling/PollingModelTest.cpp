@@ -146,6 +146,35 @@ TEST_F(PollingSAN, StationsAreOneArrayVariableOfShortPlaces) {
               "  server = 1\n  serving = 0\n");
 }
 
+TEST_F(PollingSAN, ArrayPacksItsFieldsAsTheStructureWalkDoes) {
+    build(5);
+    pollingSAN::stationsArray& stations = *san->stations;
+    const std::vector<short> jobs = {1, 0, 1, 1, 0};
+    std::vector<short> copy(jobs);
+    stations.SetState(copy.data());
+    for (int i = 0; i < 5; ++i)
+        EXPECT_EQ(stations.element[i]->getMark(), jobs[static_cast<std::size_t>(i)]);
+
+    // The array's own packing must give the bytes of the generic field-by-field walk.
+    std::vector<short> own(5), generic(5);
+    stations.CurrentState(own.data());
+    stations.BaseStructStateVariable::CurrentState(generic.data());
+    EXPECT_EQ(own, jobs);
+    EXPECT_EQ(generic, jobs);
+}
+
+TEST(PollingStations, SharedArraysKeepTheirMarkingPointers) {
+    // After sharing, the array reads the group's cells, not the freed ones.
+    pollingSAN::stationsArray a(2);
+    pollingSAN::stationsArray b(2);
+    a.share(&b);
+    b.element[1]->setMark(1);
+    EXPECT_EQ(a.mark(1), 1);
+    std::vector<short> packed(2);
+    b.CurrentState(packed.data());
+    EXPECT_EQ(packed, (std::vector<short>{0, 1}));
+}
+
 TEST_F(PollingSAN, StartsEmptyWithTheServerPollingStationOne) {
     build(4);
     EXPECT_EQ(san->StateSize(), 12);

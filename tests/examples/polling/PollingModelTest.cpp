@@ -1,7 +1,7 @@
 // The polling model's generated classes in-process: the study's experiments and
-// overrides, the SAN's layout (one array variable plus two places), its
-// activities' behaviour at the edges of the cycle, and the reward variable's
-// value and wiring through the array variable.
+// overrides, the SAN's layout (one array variable plus two places, activities
+// and groups), the array's packing and sharing, and the reward variable's wiring
+// through the array. The chain's behaviour is checked end to end in PollingRunTest.
 
 #include "GlobalVariables.h"
 #include "pollingRewPV0.h"
@@ -11,7 +11,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -52,16 +51,6 @@ struct PollingSAN : ::testing::Test {
     void TearDown() override {
         san.reset();
         N = saved;
-    }
-    // Loads a state and returns the activity named `name`.
-    BaseActionClass* in(const std::vector<short>& state, const char* name) {
-        std::vector<short> copy(state);
-        san->SetState(copy.data());
-        for (int i = 0; i < san->NumActions; ++i)
-            if (std::strcmp(san->Actions[i]->Name, name) == 0)
-                return san->Actions[i];
-        ADD_FAILURE() << "no activity " << name;
-        return nullptr;
     }
     int saved = 0;
     std::unique_ptr<pollingSAN> san;
@@ -192,75 +181,6 @@ TEST_F(PollingSAN, StartsEmptyWithTheServerPollingStationOne) {
     }
     EXPECT_EQ(enabledActivities(*san),
               (std::vector<std::string>{"arrival1", "arrival2", "arrival3", "arrival4", "skip"}));
-}
-
-TEST_F(PollingSAN, RatesFollowNWhenAsked) {
-    build(4);
-    EXPECT_DOUBLE_EQ(san->arrival[0].Rate(), 0.25);
-    EXPECT_DOUBLE_EQ(san->skip.Rate(), 200.0);
-    EXPECT_DOUBLE_EQ(san->start.Rate(), 200.0);
-    EXPECT_DOUBLE_EQ(san->serve.Rate(), 1.0);
-    N = 5; // the rate is read at every call, like every global variable
-    EXPECT_DOUBLE_EQ(san->arrival[3].ReturnDistributionParameters()[0], 0.2);
-}
-
-TEST_F(PollingSAN, ServerWrapsRoundFromTheLastStation) {
-    build(3);
-    // Skipping the empty last station polls station 1 next.
-    BaseActionClass* skip = in(vectorOf({1, 1, 0}, 3, 0), "skip");
-    ASSERT_TRUE(skip->Enabled());
-    EXPECT_FALSE(in(vectorOf({1, 1, 0}, 3, 0), "start")->Enabled());
-    skip = in(vectorOf({1, 1, 0}, 3, 0), "skip");
-    skip->Enabled();
-    skip->Fire();
-    EXPECT_EQ(currentState(*san), vectorOf({1, 1, 0}, 1, 0));
-
-    // Serving the last station empties it and polls station 1.
-    BaseActionClass* serve = in(vectorOf({0, 1, 1}, 3, 1), "serve");
-    ASSERT_TRUE(serve->Enabled());
-    serve->Fire();
-    EXPECT_EQ(currentState(*san), vectorOf({0, 1, 0}, 1, 0));
-}
-
-TEST_F(PollingSAN, ServingBlocksPollingAndTheServedStationsArrivals) {
-    build(3);
-    std::vector<short> serving2 = vectorOf({0, 1, 0}, 2, 1);
-    san->SetState(serving2.data());
-    EXPECT_EQ(enabledActivities(*san), (std::vector<std::string>{"arrival1", "arrival3", "serve"}));
-
-    std::vector<short> polling2 = vectorOf({0, 1, 0}, 2, 0);
-    san->SetState(polling2.data());
-    EXPECT_EQ(enabledActivities(*san), (std::vector<std::string>{"arrival1", "arrival3", "start"}));
-    BaseActionClass* start = in(polling2, "start");
-    start->Enabled();
-    start->Fire();
-    EXPECT_EQ(currentState(*san), serving2);
-}
-
-TEST(PollingRewardModel, CountsTheStationsHoldingAJob) {
-    const int saved = N;
-    N = 4;
-    {
-        pollingRewPVModel model(false);
-        ASSERT_EQ(model.NumPVs, 1);
-        PerformanceVariableNode* waiting = model.PVList[0];
-        EXPECT_STREQ(waiting->Name, "waiting");
-        model.ConsiderOnly(nullptr, -1);
-
-        std::vector<short> state = vectorOf({1, 0, 1, 0}, 3, 1);
-        model.SetState(state.data());
-        auto* san = static_cast<pollingSAN*>(model.SubModel);
-        std::vector<short> next(state.size());
-        model.FireAction(next.data(), &san->arrival[1]);
-        EXPECT_EQ(next, vectorOf({1, 1, 1, 0}, 3, 1));
-        EXPECT_DOUBLE_EQ(waiting->RateReward, 3.0);
-        EXPECT_DOUBLE_EQ(waiting->ImpulseReward, 0.0);
-
-        model.FireAction(next.data(), &san->serve);
-        EXPECT_EQ(next, vectorOf({1, 1, 0, 0}, 4, 0));
-        EXPECT_DOUBLE_EQ(waiting->RateReward, 2.0);
-    }
-    N = saved;
 }
 
 TEST(PollingRewardModel, LinksEveryActivityThatChangesAStation) {

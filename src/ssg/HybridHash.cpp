@@ -20,9 +20,9 @@ constexpr std::uint32_t PrimeArray[22] = {
 // Most blocks that a reference can name: the block sits in its top 8 bits.
 constexpr unsigned long ReferenceBlocks = 256;
 
-// Large tables are aligned to 2 MiB and offered to the kernel for huge pages:
-// the index is read at random, once per lookup, and with small pages most of
-// those reads also miss the address-translation cache.
+// A large index is aligned to 2 MiB and offered to the kernel for huge pages:
+// it is read at random, once per lookup, and with small pages most of those
+// reads also miss the address-translation cache.
 void* allocateZeroed(std::size_t bytes) {
     constexpr std::size_t hugePage = 2u << 20;
     if (bytes < hugePage)
@@ -213,9 +213,24 @@ void HybridHash::Insert(const char* state, unsigned long number) {
     std::memcpy(vector(n, LastBlock), state, StateSize);
 }
 
-long HybridHash::Lookup(const char* state) {
+HybridHash::Key HybridHash::keyOf(const char* state) {
     std::uint32_t fingerprint = fingerprintOf(state);
-    Probe probe(home(state, fingerprint, TableSize), PrimeIndex, TableSize);
+    return {fingerprint, home(state, fingerprint, TableSize), TableSize};
+}
+
+HybridHash::Key HybridHash::Prefetch(const char* state) {
+    Key key = keyOf(state);
+    __builtin_prefetch(&Table[key.home]);
+    return key;
+}
+
+long HybridHash::Lookup(const char* state) { return Lookup(state, keyOf(state)); }
+
+long HybridHash::Lookup(const char* state, const Key& key) {
+    std::uint32_t fingerprint = key.fingerprint;
+    std::uint32_t homeSlot =
+        key.tableSize == TableSize ? key.home : home(state, fingerprint, TableSize);
+    Probe probe(homeSlot, PrimeIndex, TableSize);
     for (;;) {
         Entry& entry = Table[probe.slot()];
         if (entry.reference == 0)

@@ -42,6 +42,19 @@ public:
     void Insert(const char* state, unsigned long number);
     // The number of an equal stored state, or -1.
     long Lookup(const char* state);
+
+    // A vector's hash, taken once for an early fetch of its index entry and the
+    // lookup that follows.
+    struct Key {
+        std::uint32_t fingerprint; // top 32 bits of the mixed hash
+        std::uint32_t home;        // home slot in an index of tableSize entries
+        std::uint32_t tableSize;
+    };
+    // Hashes `state` and has the processor fetch its home entry, so that the
+    // lookups of several vectors wait for memory together.
+    Key Prefetch(const char* state);
+    // Lookup with a hash taken by Prefetch (taken again if the index has grown).
+    long Lookup(const char* state, const Key& key);
     // Adds the next block of vectors.
     void AddArray();
     // Grows the index to the next size of the prime table.
@@ -72,6 +85,7 @@ private:
     };
 
     std::uint32_t home(const char* state, std::uint32_t fingerprint, std::uint32_t tableSize);
+    Key keyOf(const char* state);
     std::uint32_t chunkHash(const char* state, std::uint32_t tableSize);
     std::uint32_t fingerprintOf(const char* state) const;
     static std::uint32_t scaled(std::uint32_t fingerprint, std::uint32_t tableSize) {

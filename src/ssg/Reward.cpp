@@ -59,6 +59,29 @@ void Reward::Calculate(unsigned long stateNumber) {
     }
 }
 
+int Reward::NumValues() const { return 2 * Model->NumPVs; }
+
+void Reward::Capture(double* values) const {
+    PerformanceVariableNode** nodes = Model->PVList;
+    for (int p = 0; p < Model->NumPVs; ++p) {
+        values[2 * p] = nodes[p]->ImpulseReward;
+        values[2 * p + 1] = nodes[p]->RateReward;
+    }
+}
+
+void Reward::Write(unsigned long stateNumber, const double* values) {
+    int count = NumValues();
+    if (textFormat(Format)) {
+        Out->line(static_cast<long long>(stateNumber));
+        for (int v = 0; v < count; ++v)
+            Out->lineGeneral6(values[v]);
+    } else {
+        Out->binaryInt32(static_cast<std::int32_t>(stateNumber));
+        for (int v = 0; v < count; ++v)
+            Out->binaryDouble(values[v]);
+    }
+}
+
 void Reward::close() {
     if (!Out)
         return;

@@ -27,6 +27,12 @@ public:
 
     // Appends the record of `stateNumber` with the values the variables hold now.
     void Calculate(unsigned long stateNumber);
+    // Number of values that Capture stores: an impulse and a rate reward per variable.
+    int NumValues() const;
+    // Stores the values the variables hold now, to be written later by Write.
+    void Capture(double* values) const;
+    // Appends the record of `stateNumber` with values stored by Capture.
+    void Write(unsigned long stateNumber, const double* values);
     // Writes what is buffered and closes the file; a failed write or close ends
     // the run with a message (status 1).
     void close();

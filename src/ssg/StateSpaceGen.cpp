@@ -155,12 +155,17 @@ StateSpaceGen::StateSpaceGen(PVModel* model, const char* path, const char* name,
     }
 
     // Scratch buffers of the exploration, allocated once: the loop allocates nothing.
-    NextState = allocate<char>(StateSize);
+    NextStateBuffer = allocate<char>(StateSize);
+    NextState = NextStateBuffer.get();
     ExploredState = allocate<char>(StateSize);
+    RewardValues = 2 * static_cast<std::uint32_t>(Model->NumPVs);
+    BatchStates = allocate<char>(static_cast<std::size_t>(NumTimedActions) * StateSize);
+    BatchRates = allocate<double>(NumTimedActions);
+    BatchRewards = allocate<double>(static_cast<std::size_t>(NumTimedActions) * RewardValues);
+    BatchKeys = allocate<HybridHash::Key>(NumTimedActions);
     std::size_t depths = MaxZeroTimeDepth + 1;
     SavedStates = allocate<char>(depths * StateSize);
     EnabledInstant = allocate<BaseActionClass*>(depths * NumInstantActions);
-    CurrentState.state = NextState.get();
 
     // Seed: the initial state is state 1.
     std::unique_ptr<char[]> initial = allocate<char>(StateSize);
@@ -261,7 +266,7 @@ void StateSpaceGen::beginExploration(const char* armName, const char* varName,
     ArmOut = std::make_unique<TextBuffer>(ArmFile, ArmName, ArmBufferBytes);
 
     RewardOut = std::make_unique<Reward>(Model, OutputFormat, varName);
-    Model->FireAction(NextState.get(), &Model->NoActionFiredYet);
+    Model->FireAction(NextState, &Model->NoActionFiredYet);
     RewardOut->Calculate(NumStates);
 
     // Placeholder header: the output type, then a blank line wide enough for the
@@ -350,25 +355,62 @@ void StateSpaceGen::FindNextNormal(char* state) {
     // The record may be overwritten by the queue while new states are queued.
     std::memcpy(ExploredState.get(), state, StateSize);
     Model->SetState(ExploredState.get());
+    if (!traces(4)) {
+        findNextBatched();
+        return;
+    }
     for (std::uint32_t i = 0; i < NumTimedActions; ++i) {
         BaseActionClass* action = TimedActions[i];
-        if (traces(4))
-            Trace->printf(4, "Checking Action: %s", action->Name);
+        Trace->printf(4, "Checking Action: %s", action->Name);
         if (!action->Enabled())
             continue;
         FireAction(action, ExploredState.get());
-        if (traces(4))
-            Trace->printf(4, "The rate to this state: %f", Rate);
+        Trace->printf(4, "The rate to this state: %f", Rate);
         // The lookup has no effect on a rate that is dropped, so it is made only
         // for the rates that count.
         if (Rate > 0) {
-            long target = StateTable->Lookup(NextState.get());
+            long target = StateTable->Lookup(NextState);
             if (target < 0)
                 SaveStableState(Rate, target);
             else
                 RateMap.add(static_cast<std::uint32_t>(target), Rate);
         }
         Model->SetState(ExploredState.get());
+    }
+}
+
+// Each lookup waits for its index entry to come from memory. Firing every
+// enabled action first, and asking for each successor's entry as soon as it
+// is known, lets those waits overlap with the firings and with each other. The outcome is that of firing
+// and looking up action by action: the lookups run in firing order, so a new
+// state is numbered exactly as before and is found by the later lookups of the
+// same batch; its reward record takes the values captured right after the
+// firing that reached it; and a lookup reads nothing that a later firing changes.
+void StateSpaceGen::findNextBatched() {
+    std::uint32_t count = 0;
+    for (std::uint32_t i = 0; i < NumTimedActions; ++i) {
+        BaseActionClass* action = TimedActions[i];
+        if (!action->Enabled())
+            continue;
+        NextState = BatchStates.get() + static_cast<std::size_t>(count) * StateSize;
+        FireAction(action, ExploredState.get());
+        if (Rate > 0) {
+            BatchRates[count] = Rate;
+            RewardOut->Capture(BatchRewards.get() + static_cast<std::size_t>(count) * RewardValues);
+            BatchKeys[count] = StateTable->Prefetch(NextState);
+            ++count;
+        }
+        Model->SetState(ExploredState.get());
+    }
+    NextState = NextStateBuffer.get();
+    for (std::uint32_t k = 0; k < count; ++k) {
+        const char* successor = BatchStates.get() + static_cast<std::size_t>(k) * StateSize;
+        long target = StateTable->Lookup(successor, BatchKeys[k]);
+        if (target < 0)
+            newState(successor, BatchRates[k],
+                     BatchRewards.get() + static_cast<std::size_t>(k) * RewardValues);
+        else
+            RateMap.add(static_cast<std::uint32_t>(target), BatchRates[k]);
     }
 }
 
@@ -406,12 +448,12 @@ bool StateSpaceGen::FireAction(BaseActionClass* action, char* state) {
                 group->Members[m]->Age();
             Rate = action->Rate() / group->NumMembers;
         }
-        Model->CurrentState(NextState.get());
+        Model->CurrentState(NextState);
         return true;
     }
     double rate = action->Rate();
     Rate = group->Probability(action) * rate;
-    Model->FireAction(NextState.get(), action);
+    Model->FireAction(NextState, action);
     for (std::uint32_t i = 0; i < NumPhaseActions; ++i) {
         if (!PhaseActions[i]->Enabled())
             PhaseActions[i]->ResetPhase();
@@ -448,7 +490,7 @@ void StateSpaceGen::FireInstant(double probability) {
         if (traces(4))
             Trace->printf(4, "The rate to this state: %f", rate);
         if (rate > 0) {
-            long target = StateTable->Lookup(NextState.get());
+            long target = StateTable->Lookup(NextState);
             if (target < 0)
                 SaveStableState(rate, target);
             else
@@ -460,7 +502,7 @@ void StateSpaceGen::FireInstant(double probability) {
     if (numEnabled == 1) {
         if (traces(1))
             Trace->printFireAction(enabled[0], 0.0);
-        Model->FireAction(NextState.get(), enabled[0]);
+        Model->FireAction(NextState, enabled[0]);
         ++ZeroTimeDepth;
         FireInstant(probability);
         --ZeroTimeDepth;
@@ -489,7 +531,7 @@ void StateSpaceGen::FireInstant(double probability) {
         double share = action->Weight() / total;
         if (traces(1))
             Trace->printFireAction(action, 0.0);
-        Model->FireAction(NextState.get(), action);
+        Model->FireAction(NextState, action);
         ++ZeroTimeDepth;
         FireInstant(share * probability);
         --ZeroTimeDepth;
@@ -505,18 +547,22 @@ void StateSpaceGen::SaveStableState(double rate, long stateNumber) {
     if (stateNumber >= 0)
         RateMap.add(static_cast<std::uint32_t>(stateNumber), rate);
     else
-        newState(rate);
+        newState(NextState, rate);
 }
 
-void StateSpaceGen::newState(double rate) {
+void StateSpaceGen::newState(const char* state, double rate, const double* rewards) {
     ++NumStates;
-    // CurrentState's bytes are NextState itself: the queue and the store each
-    // take their own copy, so no third copy is made.
+    // The queue and the store each take their own copy of the bytes, so the
+    // record points at them where they lie.
+    CurrentState.state = const_cast<char*>(state);
     CurrentState.number = NumStates;
     StateQueue->Enqueue(&CurrentState);
-    StateTable->Insert(NextState.get(), NumStates);
+    StateTable->Insert(state, NumStates);
     RateMap.add(NumStates, rate);
-    RewardOut->Calculate(NumStates);
+    if (rewards != nullptr)
+        RewardOut->Write(NumStates, rewards);
+    else
+        RewardOut->Calculate(NumStates);
 }
 
 // ---- Exploration with deterministic actions ----
@@ -597,7 +643,7 @@ void StateSpaceGen::FindNextDeterministic(char* state) {
         }
         if (traces(1))
             Trace->printFireAction(action, 0.0);
-        Model->FireAction(NextState.get(), action);
+        Model->FireAction(NextState, action);
         changed = true;
         ZeroTimeDepth = 0;
         FireInstantDet(1.0);
@@ -622,9 +668,9 @@ void StateSpaceGen::FireInstantDet(double probability) {
             Trace->printf(4, "The rate to this state: %f", rate);
         // Negative values are the deterministic transitions: only 0 is dropped.
         if (rate != 0) {
-            long target = StateTable->Lookup(NextState.get());
+            long target = StateTable->Lookup(NextState);
             if (target < 0)
-                newState(rate);
+                newState(NextState, rate);
             else
                 RateMap.add(static_cast<std::uint32_t>(target), rate);
         }
@@ -636,7 +682,7 @@ void StateSpaceGen::FireInstantDet(double probability) {
         double share = Groups[action->GroupID]->Probability(action);
         if (traces(1))
             Trace->printFireAction(action, 0.0);
-        Model->FireAction(NextState.get(), action);
+        Model->FireAction(NextState, action);
         ++ZeroTimeDepth;
         FireInstantDet(share * probability);
         --ZeroTimeDepth;
@@ -661,7 +707,7 @@ void StateSpaceGen::FireInstantDet(double probability) {
         double share = Groups[action->GroupID]->Probability(action);
         if (traces(1))
             Trace->printFireAction(action, 0.0);
-        Model->FireAction(NextState.get(), action);
+        Model->FireAction(NextState, action);
         ++ZeroTimeDepth;
         FireInstantDet(share * probability);
         --ZeroTimeDepth;

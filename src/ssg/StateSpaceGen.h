@@ -7,6 +7,7 @@
 
 #include "base/List.h"
 #include "ssg/DeterministicList.h"
+#include "ssg/HybridHash.h"
 #include "ssg/RateAccumulator.h"
 #include "ssg/state_struct.h"
 
@@ -16,7 +17,6 @@
 
 class BaseActionClass;
 class BaseGroupClass;
-class HybridHash;
 class PVModel;
 class Queue;
 class ResultsDB;
@@ -86,7 +86,8 @@ public:
     state_struct CurrentState;            // hands a new state (the bytes of NextState) to the queue
     double Rate = 0.0;                    // rate of the timed action fired last
     DeterministicList DetList;            // enabling states of deterministic actions
-    std::unique_ptr<char[]> NextState;    // owned; the model's state after each firing
+    char* NextState = nullptr;            // where the model writes its state after a firing:
+                                          // NextStateBuffer, or a slot of the successor batch
     const char* ExperimentPath;           // not owned
     const char* ExperimentName;           // not owned
     short AbsorbFlag;                     // 1: report absorbing states
@@ -101,8 +102,12 @@ public:
 
 private:
     bool traces(int level) const { return Trace != nullptr && TraceLevel >= level; }
-    // Numbers NextState as a new state: queued, stored, rate recorded, reward written.
-    void newState(double rate);
+    // Numbers `state` as a new state: queued, stored, rate recorded, reward
+    // record written with `rewards` (stored by Reward::Capture) or, when null,
+    // the values the variables hold now.
+    void newState(const char* state, double rate, const double* rewards = nullptr);
+    // FindNextNormal without trace: every firing first, then the lookups.
+    void findNextBatched();
     // Opens the .arm file, writes the placeholder header and the initial state's
     // reward record; `blanks` is the width of the placeholder line.
     void beginExploration(const char* armName, const char* varName, const char* openMessage,
@@ -117,7 +122,15 @@ private:
     void reportAbsorbing();
     [[noreturn]] void zeroTimeLimit(const char* firstLine, const char* lastLine) const;
 
+    std::unique_ptr<char[]> NextStateBuffer; // owned; NextState outside the batch
     std::unique_ptr<char[]> ExploredState;   // owned; copy of the state being explored
+    // The successors of the explored state with positive rates, held from their
+    // firing to their lookup: vectors, rates, reward values, hashes.
+    std::unique_ptr<char[]> BatchStates;     // owned; NumTimedActions x StateSize
+    std::unique_ptr<double[]> BatchRates;    // owned; NumTimedActions
+    std::unique_ptr<double[]> BatchRewards;  // owned; NumTimedActions x RewardValues
+    std::unique_ptr<HybridHash::Key[]> BatchKeys; // owned; NumTimedActions
+    std::uint32_t RewardValues = 0;          // reward values per state
     std::unique_ptr<char[]> SavedStates;     // owned; per zero-time depth, a saved state
     std::unique_ptr<BaseActionClass*[]> EnabledInstant; // owned; per depth, enabled actions
     std::ofstream ArmFile;                   // the .arm file during an exploration

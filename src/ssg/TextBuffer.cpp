@@ -39,6 +39,27 @@ TextBuffer::TextBuffer(std::ostream& out, const char* fileName, std::size_t capa
 TextBuffer::~TextBuffer() {
     flush();
     delete[] Data;
+    delete[] Scientific;
+    delete[] General;
+}
+
+char* TextBuffer::cachedFormat(CachedNumber*& cache, double value,
+                               char* (*format)(char*, double)) {
+    if (cache == nullptr) {
+        cache = new (std::nothrow) CachedNumber[1u << CacheBits]();
+        if (cache == nullptr)
+            MemoryAllocationError();
+    }
+    std::uint64_t bits;
+    std::memcpy(&bits, &value, sizeof bits);
+    CachedNumber& entry = cache[(bits * 0x9E3779B97F4A7C15ULL) >> (64 - CacheBits)];
+    if (entry.length == 0 || entry.bits != bits) {
+        char* end = format(entry.text, value);
+        entry.length = static_cast<std::uint8_t>(end - entry.text);
+        entry.bits = bits;
+    }
+    std::memcpy(Position, entry.text, sizeof entry.text);
+    return Position + entry.length;
 }
 
 char* TextBuffer::formatScientific10(char* first, double value) {
@@ -59,13 +80,13 @@ void TextBuffer::line(long long value) {
 
 void TextBuffer::lineScientific10(double value) {
     reserve(MaxNumberLength + 1);
-    Position = formatScientific10(Position, value);
+    Position = cachedFormat(Scientific, value, formatScientific10);
     *Position++ = '\n';
 }
 
 void TextBuffer::lineGeneral6(double value) {
     reserve(MaxNumberLength + 1);
-    Position = formatGeneral6(Position, value);
+    Position = cachedFormat(General, value, formatGeneral6);
     *Position++ = '\n';
 }
 

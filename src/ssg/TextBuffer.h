@@ -50,9 +50,21 @@ private:
     }
     void writeOut();
 
+    // Recently formatted values and their text: models have few distinct rates
+    // and rewards, and a copy of the text is much cheaper than formatting.
+    struct CachedNumber {
+        std::uint64_t bits;  // the value's bit pattern
+        std::uint8_t length; // 0 while the entry is empty
+        char text[MaxNumberLength];
+    };
+    static constexpr unsigned CacheBits = 9;
+    char* cachedFormat(CachedNumber*& cache, double value, char* (*format)(char*, double));
+
     std::ostream& Out;            // not owned
     const char* FileName;         // not owned; null when failures are left to the caller
     char* Data = nullptr;         // owned buffer of `capacity` bytes
     char* Position = nullptr;     // next free byte of Data
     char* End = nullptr;          // one past the last byte of Data
+    CachedNumber* Scientific = nullptr; // owned; 2^CacheBits entries, null until first used
+    CachedNumber* General = nullptr;    // owned; likewise
 };

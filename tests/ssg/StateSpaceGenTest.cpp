@@ -295,6 +295,31 @@ TEST(StateSpaceGen, ErlangPhasesAdvanceAcrossStatesAndResetWhenDisabled) {
                            ")test\n    p = 1\n    c = 2\n_$5$\nGenerated: 5 states\n");
 }
 
+TEST(StateSpaceGen, TracedAndUntracedRunsWriteTheSameFiles) {
+    // Without a trace of level 4 the successors of a state are looked up after
+    // all its firings; the files must not show it.
+    ModelSpec spec;
+    spec.places = {{"p", 0}, {"c", 0}};
+    spec.activities = {exponential("tick", [](const Marking& m) { return m[1] < 3; },
+                                   [](const Marking& m) { m.set(1, m[1] + 1); }, 1.0),
+                       exponential("e", holds(0, 0), put(0, 1), 3.0),
+                       exponential("f", holds(0, 0), put(0, 1), 0.5),
+                       exponential("back", holds(0, 1), put(0, 0), 2.0)};
+    spec.activities[1].type = Erlang;
+    spec.activities[1].erlangM = 2.0;
+    spec.rewards = {{"c", markingOf(1)}, {"p", markingOf(0)}};
+    TestPVModel quiet(spec), traced(spec);
+    TempDir quietDir, tracedDir;
+    testmodel::GeneratorOutput a = runGenerator(&quiet, quietDir);
+    GeneratorOptions options;
+    options.traceLevel = 4;
+    options.traceFile = "trace.txt";
+    testmodel::GeneratorOutput b = runGenerator(&traced, tracedDir, options);
+    EXPECT_EQ(a.arm, b.arm);
+    EXPECT_EQ(a.var, b.var);
+    EXPECT_EQ(a.arm.substr(0, 4), "1\n8\n");
+}
+
 TEST(StateSpaceGen, ErlangActionsOfAGroupAgeTogether) {
     // e1 (p: 0 -> 1) and e2 (p: 0 -> 2), both 2 phases and rate 4, share a group.
     ModelSpec spec;

@@ -91,6 +91,21 @@ TEST(TextBuffer, NumbersMatchTheStreamFormatting) {
         ASSERT_EQ(bufferScientific10(value), streamScientific10(value)) << value;
         ASSERT_EQ(bufferGeneral6(value), streamDefault(value)) << value;
     }
+    // The same through a buffer's lines, which keep recently formatted values:
+    // twice over, so that values are both formatted and taken from the cache.
+    std::ostringstream lines;
+    std::string expected;
+    {
+        TextBuffer buffer(lines);
+        for (int round = 0; round < 2; ++round) {
+            for (double value : sampleValues()) {
+                buffer.lineScientific10(value);
+                buffer.lineGeneral6(value);
+                expected += streamScientific10(value) + "\n" + streamDefault(value) + "\n";
+            }
+        }
+    }
+    EXPECT_TRUE(lines.str() == expected);
     EXPECT_EQ(bufferScientific10(0.25), "2.5000000000e-01");
     EXPECT_EQ(bufferGeneral6(1e-7), "1e-07");
     EXPECT_EQ(bufferGeneral6(123456.7), "123457");

@@ -6,14 +6,18 @@
 #include <iostream>
 #include <new>
 
-DeterministicList::DeterministicList() { increaseRateInfoSize(2); }
+DeterministicList::DeterministicList() {
+    increaseRateInfoSize(2);
+}
 
 // A capacity below 1 would never grow (it doubles), so 1 is the smallest room.
 DeterministicList::DeterministicList(int capacity) {
     increaseRateInfoSize(capacity > 0 ? capacity : 1);
 }
 
-DeterministicList::~DeterministicList() { delete[] RateInfo; }
+DeterministicList::~DeterministicList() {
+    delete[] RateInfo;
+}
 
 void DeterministicList::increaseRateInfoSize(int capacity) {
     RateInfoType* grown = new (std::nothrow) RateInfoType[capacity];

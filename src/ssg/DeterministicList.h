@@ -34,7 +34,7 @@ public:
     const RateInfoType& getRateInfo(int i) const { return RateInfo[i]; }
 
 private:
-    int RateInfoSize = 0;              // groups in use
-    int RateInfoCapacity = 0;          // groups allocated
-    RateInfoType* RateInfo = nullptr;  // owned; the groups
+    int RateInfoSize = 0;             // groups in use
+    int RateInfoCapacity = 0;         // groups allocated
+    RateInfoType* RateInfo = nullptr; // owned; the groups
 };

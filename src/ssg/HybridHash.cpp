@@ -12,10 +12,10 @@
 namespace {
 
 // Index sizes in order of growth; the zeros end the list.
-constexpr std::uint32_t PrimeArray[22] = {
-    131071,   393209,   786419,   1179637,  1966049,  2752481,  4325341, 6684607,
-    9437101,  15335303, 21000169, 31000303, 51000353, 71000383, 0,       0,
-    0,        0,        0,        0,        0,        0};
+constexpr std::uint32_t PrimeArray[22] = {131071,   393209,   786419,  1179637,  1966049,  2752481,
+                                          4325341,  6684607,  9437101, 15335303, 21000169, 31000303,
+                                          51000353, 71000383, 0,       0,        0,        0,
+                                          0,        0,        0,       0};
 
 // Most blocks that a reference can name: the block sits in its top 8 bits.
 constexpr unsigned long ReferenceBlocks = 256;
@@ -67,6 +67,7 @@ public:
             fatal("Hash:  Error:  the index has no free entry on the probe path; use a lower "
                   "load factor (-h)");
     }
+
 private:
     std::uint32_t Slot;
     std::uint64_t Step;
@@ -78,14 +79,14 @@ private:
 } // namespace
 
 HybridHash::HybridHash(PVModel* model, unsigned long stateSize, unsigned long tableSize,
-                       unsigned long blockSize, unsigned long chunkLength,
-                       unsigned long maxBlocks, double loadFactor, HomeHash homeHash)
+                       unsigned long blockSize, unsigned long chunkLength, unsigned long maxBlocks,
+                       double loadFactor, HomeHash homeHash)
     : Model(model), StateSize(static_cast<std::uint32_t>(stateSize)),
       BlockSize(static_cast<std::uint32_t>(blockSize)),
       TableSize(static_cast<std::uint32_t>(tableSize)),
       ChunkLength(static_cast<std::uint32_t>(chunkLength)),
-      MaxBlocks(static_cast<std::uint32_t>(maxBlocks < ReferenceBlocks ? maxBlocks
-                                                                       : ReferenceBlocks)),
+      MaxBlocks(
+          static_cast<std::uint32_t>(maxBlocks < ReferenceBlocks ? maxBlocks : ReferenceBlocks)),
       LoadFactor(loadFactor), Home(homeHash) {
     GEN_ASSERT(tableSize > 0 && blockSize > 0 && chunkLength > 0 && maxBlocks > 0, "HybridHash");
     Table = static_cast<Entry*>(allocateZeroed(sizeof(Entry) * TableSize));
@@ -153,8 +154,8 @@ std::uint32_t HybridHash::chunkHash(const char* state, std::uint32_t tableSize) 
     std::uint32_t numSums = 0;
     std::uint32_t position = 0;
     while (position < StateSize) {
-        std::uint32_t length = StateSize - position > ChunkLength ? ChunkLength
-                                                                  : StateSize - position;
+        std::uint32_t length =
+            StateSize - position > ChunkLength ? ChunkLength : StateSize - position;
         std::uint32_t sum = 0;
         for (std::uint32_t i = 0; i < length; ++i)
             sum = (sum << 5) ^ widen(state[position + i]);
@@ -164,8 +165,11 @@ std::uint32_t HybridHash::chunkHash(const char* state, std::uint32_t tableSize) 
     std::uint32_t nonZero = 0;
     for (std::uint32_t i = 0; i + 1 < numSums; ++i)
         nonZero += Sums[i] != 0;
-    std::uint32_t multiplier = nonZero > 16 ? 1 : nonZero > 8 ? 2 : nonZero > 4 ? 4
-                                                : nonZero > 2 ? 8 : 16;
+    std::uint32_t multiplier = nonZero > 16  ? 1
+                               : nonZero > 8 ? 2
+                               : nonZero > 4 ? 4
+                               : nonZero > 2 ? 8
+                                             : 16;
     std::uint32_t h = 0;
     for (std::uint32_t i = 0; i < numSums; ++i) {
         if (Sums[i] != 0)
@@ -224,7 +228,9 @@ HybridHash::Key HybridHash::Prefetch(const char* state) {
     return key;
 }
 
-long HybridHash::Lookup(const char* state) { return Lookup(state, keyOf(state)); }
+long HybridHash::Lookup(const char* state) {
+    return Lookup(state, keyOf(state));
+}
 
 long HybridHash::Lookup(const char* state, const Key& key) {
     std::uint32_t fingerprint = key.fingerprint;
@@ -252,8 +258,7 @@ void HybridHash::AddArray() {
     if (LastBlock + 1 >= MaxBlocks)
         fullStore(static_cast<unsigned long>(LastBlock + 1) * BlockSize);
     ++LastBlock;
-    Blocks[LastBlock] =
-        new (std::nothrow) char[static_cast<std::size_t>(BlockSize) * StateSize]();
+    Blocks[LastBlock] = new (std::nothrow) char[static_cast<std::size_t>(BlockSize) * StateSize]();
     if (Blocks[LastBlock] == nullptr)
         fatal("Error:  Unable to allocate memory");
 }
@@ -279,8 +284,8 @@ void HybridHash::Rehash() {
         // Mixed home slots come from the fingerprint, so no vector is read; the
         // chunk sums are taken from the stored vector where it lies (a scratch
         // copy of it would change nothing).
-        std::uint32_t homeSlot = chunked() ? chunkHash(vector(number, block), grown)
-                                           : scaled(entry.fingerprint, grown);
+        std::uint32_t homeSlot =
+            chunked() ? chunkHash(vector(number, block), grown) : scaled(entry.fingerprint, grown);
         Probe probe(homeSlot, PrimeIndex, grown);
         while (table[probe.slot()].reference != 0)
             probe.next();

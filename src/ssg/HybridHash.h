@@ -96,23 +96,22 @@ private:
     bool damaged(std::uint32_t number, std::uint32_t block) const;
     bool equal(const char* stored, const char* key) const;
     char* vector(std::uint32_t number, std::uint32_t block) const {
-        return Blocks[block] +
-               static_cast<std::size_t>(number - block * BlockSize) * StateSize;
+        return Blocks[block] + static_cast<std::size_t>(number - block * BlockSize) * StateSize;
     }
     [[noreturn]] void fullStore(unsigned long number) const;
 
-    Entry* Table = nullptr;         // owned; the index, TableSize entries
-    unsigned PrimeIndex = 0;        // position of TableSize in the prime table
-    char** Blocks = nullptr;        // owned; MaxBlocks entries, each an owned block of
-                                    // BlockSize x StateSize bytes (null until added)
-    PVModel* Model;                 // not owned; decides equality of two vectors
-    std::uint32_t StateSize;        // bytes per state vector
-    unsigned LastBlock = 0;         // index of the last allocated block
-    std::uint32_t BlockSize;        // vectors per block
-    std::uint32_t TableSize;        // entries of the index
-    std::uint32_t ChunkLength;      // bytes per hash chunk
-    std::uint32_t MaxBlocks;        // entries of the block array
-    double LoadFactor;              // fraction of TableSize the numbers may reach
-    HomeHash Home;                  // how home slots are found
-    std::uint32_t* Sums = nullptr;  // owned; StateSize + 1 chunk sums of the key being hashed
+    Entry* Table = nullptr;        // owned; the index, TableSize entries
+    unsigned PrimeIndex = 0;       // position of TableSize in the prime table
+    char** Blocks = nullptr;       // owned; MaxBlocks entries, each an owned block of
+                                   // BlockSize x StateSize bytes (null until added)
+    PVModel* Model;                // not owned; decides equality of two vectors
+    std::uint32_t StateSize;       // bytes per state vector
+    unsigned LastBlock = 0;        // index of the last allocated block
+    std::uint32_t BlockSize;       // vectors per block
+    std::uint32_t TableSize;       // entries of the index
+    std::uint32_t ChunkLength;     // bytes per hash chunk
+    std::uint32_t MaxBlocks;       // entries of the block array
+    double LoadFactor;             // fraction of TableSize the numbers may reach
+    HomeHash Home;                 // how home slots are found
+    std::uint32_t* Sums = nullptr; // owned; StateSize + 1 chunk sums of the key being hashed
 };

@@ -39,13 +39,13 @@ private:
     // Allocates `capacity` records whose buffers lie in one storage block.
     void allocateSlots(std::uint32_t capacity, state_struct*& records, char*& storage);
 
-    std::uint32_t Capacity = 0;  // number of slots; Growth x 5000
-    std::uint32_t StateSize = 0; // bytes copied per record
-    std::uint32_t Front = 1;     // slot of the next record to dequeue
-    std::uint32_t Rear = 0;      // slot of the last record enqueued
-    std::uint32_t Count = 0;     // records held
-    std::uint32_t Allocated = 0; // records pre-allocated in the current slot array
-    short Growth = 1;            // growth stage
+    std::uint32_t Capacity = 0;    // number of slots; Growth x 5000
+    std::uint32_t StateSize = 0;   // bytes copied per record
+    std::uint32_t Front = 1;       // slot of the next record to dequeue
+    std::uint32_t Rear = 0;        // slot of the last record enqueued
+    std::uint32_t Count = 0;       // records held
+    std::uint32_t Allocated = 0;   // records pre-allocated in the current slot array
+    short Growth = 1;              // growth stage
     state_struct* Slots = nullptr; // owned; Capacity records, each pointing into Storage
     char* Storage = nullptr;       // owned; Capacity x StateSize bytes, the records' buffers
 };

@@ -9,7 +9,9 @@ namespace {
 
 constexpr std::uint32_t InitialCapacity = 1024;
 
-inline std::uint32_t spread(std::uint32_t target) { return target * 0x9E3779B1u; }
+inline std::uint32_t spread(std::uint32_t target) {
+    return target * 0x9E3779B1u;
+}
 
 } // namespace
 

@@ -44,10 +44,10 @@ private:
     Entry& find(std::uint32_t target);
     void grow();
 
-    Entry* Entries = nullptr;    // owned; Capacity entries, Count in use
+    Entry* Entries = nullptr; // owned; Capacity entries, Count in use
     std::uint32_t Count = 0;
     std::uint32_t Capacity = 0;
-    Slot* Slots = nullptr;       // owned; 2 x Capacity slots (a power of two)
-    std::uint32_t SlotMask = 0;  // number of slots - 1
-    std::uint32_t Stamp = 1;     // stamp of the present row
+    Slot* Slots = nullptr;      // owned; 2 x Capacity slots (a power of two)
+    std::uint32_t SlotMask = 0; // number of slots - 1
+    std::uint32_t Stamp = 1;    // stamp of the present row
 };

@@ -36,9 +36,9 @@ public:
 private:
     friend class DeterministicList; // moves groups and sets their value
 
-    int StateCount = 0;        // state numbers held
-    int StateCapacity = 10;    // room in StateList
-    double Value = 0.0;        // the delay shared by the group
-    int* StateList = nullptr;  // owned when OwnsList; allocated on the first insertion
-    bool OwnsList = true;      // cleared once the list has been handed to another group
+    int StateCount = 0;       // state numbers held
+    int StateCapacity = 10;   // room in StateList
+    double Value = 0.0;       // the delay shared by the group
+    int* StateList = nullptr; // owned when OwnsList; allocated on the first insertion
+    bool OwnsList = true;     // cleared once the list has been handed to another group
 };

@@ -13,7 +13,9 @@ namespace {
 
 constexpr std::size_t BufferBytes = 1 << 20;
 
-bool textFormat(short format) { return format == 1 || format == 3 || format == 5; }
+bool textFormat(short format) {
+    return format == 1 || format == 3 || format == 5;
+}
 
 [[noreturn]] void writeFailed(const char* fileName) {
     std::cerr << "Error: Could not write file " << fileName << std::endl;
@@ -39,7 +41,9 @@ Reward::Reward(PVModel* model, short format, const char* fileName)
     }
 }
 
-Reward::~Reward() { close(); }
+Reward::~Reward() {
+    close();
+}
 
 void Reward::Calculate(unsigned long stateNumber) {
     PerformanceVariableNode** nodes = Model->PVList;
@@ -59,7 +63,9 @@ void Reward::Calculate(unsigned long stateNumber) {
     }
 }
 
-int Reward::NumValues() const { return 2 * Model->NumPVs; }
+int Reward::NumValues() const {
+    return 2 * Model->NumPVs;
+}
 
 void Reward::Capture(double* values) const {
     PerformanceVariableNode** nodes = Model->PVList;

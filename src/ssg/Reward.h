@@ -38,9 +38,9 @@ public:
     void close();
 
 private:
-    PVModel* Model;                    // not owned
-    short Format;                      // output file type
-    int counter = 0;                   // the variable whose name is being written
-    const char* FileName;              // not owned; for the message of a failed write
-    std::unique_ptr<TextBuffer> Out;   // owned; buffers the records of rewfile
+    PVModel* Model;                  // not owned
+    short Format;                    // output file type
+    int counter = 0;                 // the variable whose name is being written
+    const char* FileName;            // not owned; for the message of a failed write
+    std::unique_ptr<TextBuffer> Out; // owned; buffers the records of rewfile
 };

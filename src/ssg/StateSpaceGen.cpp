@@ -74,9 +74,8 @@ template <class T> std::unique_ptr<T[]> allocate(std::size_t count) {
 
 // ---- Set-up ----
 
-StateSpaceGen::StateSpaceGen(PVModel* model, const char* path, const char* name,
-                             short absorbFlag, double hashValue, const char* dbHost,
-                             const char*, char* traceFileName)
+StateSpaceGen::StateSpaceGen(PVModel* model, const char* path, const char* name, short absorbFlag,
+                             double hashValue, const char* dbHost, const char*, char* traceFileName)
     : Model(model), ExperimentPath(path), ExperimentName(name), AbsorbFlag(absorbFlag),
       TraceFileName(traceFileName), HashValue(hashValue) {
     if (dbHost != nullptr)
@@ -101,9 +100,9 @@ StateSpaceGen::StateSpaceGen(PVModel* model, const char* path, const char* name,
     // Home slots by the mixed hash: models whose markings are small numbers give
     // chunk sums that share few home slots, and their probe paths then run to
     // dozens of entries per lookup.
-    StateTable = std::make_unique<HybridHash>(Model, StateSize, FirstTableSize, StatesPerBlock,
-                                              HashChunk, MaxStoreBlocks, HashValue,
-                                              HybridHash::HomeHash::Mixed);
+    StateTable =
+        std::make_unique<HybridHash>(Model, StateSize, FirstTableSize, StatesPerBlock, HashChunk,
+                                     MaxStoreBlocks, HashValue, HybridHash::HomeHash::Mixed);
     StateQueue = std::make_unique<Queue>(StateSize);
 
     // Classify the actions: count, then fill arrays of exactly those sizes.
@@ -177,7 +176,9 @@ StateSpaceGen::StateSpaceGen(PVModel* model, const char* path, const char* name,
     Model->SetState(initial.get());
 }
 
-StateSpaceGen::~StateSpaceGen() { std::free(TraceFileName); }
+StateSpaceGen::~StateSpaceGen() {
+    std::free(TraceFileName);
+}
 
 void StateSpaceGen::InitializeTrace() {
     Trace = std::make_unique<TraceFileContainer>();
@@ -211,8 +212,8 @@ void StateSpaceGen::GenStateSpace() {
 }
 
 void StateSpaceGen::SetMethodPointers() {
-    std::string stem = std::string(ExperimentPath ? ExperimentPath : "") +
-                       (ExperimentName ? ExperimentName : "");
+    std::string stem =
+        std::string(ExperimentPath ? ExperimentPath : "") + (ExperimentName ? ExperimentName : "");
     std::string armName = stem + ".arm";
     std::string varName = stem + ".var";
     std::string pvTypeName = stem + ".pvtype";
@@ -381,11 +382,11 @@ void StateSpaceGen::FindNextNormal(char* state) {
 
 // Each lookup waits for its index entry to come from memory. Firing every
 // enabled action first, and asking for each successor's entry as soon as it
-// is known, lets those waits overlap with the firings and with each other. The outcome is that of firing
-// and looking up action by action: the lookups run in firing order, so a new
-// state is numbered exactly as before and is found by the later lookups of the
-// same batch; its reward record takes the values captured right after the
-// firing that reached it; and a lookup reads nothing that a later firing changes.
+// is known, lets those waits overlap with the firings and with each other. The outcome is that of
+// firing and looking up action by action: the lookups run in firing order, so a new state is
+// numbered exactly as before and is found by the later lookups of the same batch; its reward record
+// takes the values captured right after the firing that reached it; and a lookup reads nothing that
+// a later firing changes.
 void StateSpaceGen::findNextBatched() {
     std::uint32_t count = 0;
     for (std::uint32_t i = 0; i < NumTimedActions; ++i) {
@@ -477,8 +478,8 @@ void StateSpaceGen::FireInstant(double probability) {
     // The model holds the state that it last wrote into NextState; writing it
     // out and loading it back would leave it unchanged, so that round trip is
     // not made.
-    BaseActionClass** enabled = EnabledInstant.get() +
-                                static_cast<std::size_t>(ZeroTimeDepth) * NumInstantActions;
+    BaseActionClass** enabled =
+        EnabledInstant.get() + static_cast<std::size_t>(ZeroTimeDepth) * NumInstantActions;
     std::uint32_t numEnabled = 0;
     for (std::uint32_t i = 0; i < NumInstantActions; ++i) {
         if (InstantActions[i]->Enabled())
@@ -635,8 +636,8 @@ void StateSpaceGen::FindNextDeterministic(char* state) {
             // so its lookup would give CurrentStateNumber.
             double* parameters = action->ReturnDistributionParameters();
             if (parameters == nullptr) {
-                std::cerr << "Error: deterministic action " << action->Name
-                          << " gives no delay" << std::endl;
+                std::cerr << "Error: deterministic action " << action->Name << " gives no delay"
+                          << std::endl;
                 std::exit(1);
             }
             DetList.insertEnablingState(static_cast<int>(CurrentStateNumber), parameters[0]);
@@ -654,8 +655,8 @@ void StateSpaceGen::FireInstantDet(double probability) {
     if (ZeroTimeDepth > MaxZeroTimeDepth)
         zeroTimeLimit("Error:  Maximum number of zero time transition firings exceeded",
                       ")\nPossible undetermined model");
-    BaseActionClass** enabled = EnabledInstant.get() +
-                                static_cast<std::size_t>(ZeroTimeDepth) * NumInstantActions;
+    BaseActionClass** enabled =
+        EnabledInstant.get() + static_cast<std::size_t>(ZeroTimeDepth) * NumInstantActions;
     std::uint32_t numEnabled = 0;
     for (std::uint32_t i = 0; i < NumInstantActions; ++i) {
         if (InstantActions[i]->Enabled())

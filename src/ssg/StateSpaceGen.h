@@ -31,8 +31,7 @@ public:
     // is not used; traceFileName (malloc'd or null) is taken over and freed.
     // Ends the process (status 1) for a model without state variables.
     StateSpaceGen(PVModel* model, const char* path, const char* name, short absorbFlag,
-                  double hashValue, const char* dbHost, const char* dbEntity,
-                  char* traceFileName);
+                  double hashValue, const char* dbHost, const char* dbEntity, char* traceFileName);
     ~StateSpaceGen();
     StateSpaceGen(const StateSpaceGen&) = delete;
     StateSpaceGen& operator=(const StateSpaceGen&) = delete;
@@ -56,8 +55,7 @@ public:
     void SaveStableState(double rate, long stateNumber);
 
     // Exploration with deterministic actions.
-    void GenStateSpaceDeterministic(const char* armName, const char* varName,
-                                    const char* detName);
+    void GenStateSpaceDeterministic(const char* armName, const char* varName, const char* detName);
     void FindNextDeterministic(char* state);
     void FireInstantDet(double probability);
 
@@ -67,38 +65,38 @@ public:
     std::uint32_t CurrentStateNumber = 0; // the state being explored; the last one afterwards
     RateAccumulator RateMap;              // rates from the explored state, per target
     std::uint32_t NumTimedActions = 0;
-    std::uint32_t NumStates = 0;          // highest number handed out
-    std::uint32_t StateSize = 0;          // bytes of one state vector
+    std::uint32_t NumStates = 0; // highest number handed out
+    std::uint32_t StateSize = 0; // bytes of one state vector
     std::uint32_t NumPhaseActions = 0;
-    std::unique_ptr<ResultsDB> Database;  // owned; only with a database host
-    int DistributionMask = 0;             // the timed actions' distribution types
-    PVModel* Model;                       // not owned
-    std::unique_ptr<Reward> RewardOut;    // owned during an exploration
-    std::unique_ptr<Queue> StateQueue;    // owned; states numbered, not yet explored
-    std::unique_ptr<HybridHash> StateTable; // owned; every numbered state
+    std::unique_ptr<ResultsDB> Database;                // owned; only with a database host
+    int DistributionMask = 0;                           // the timed actions' distribution types
+    PVModel* Model;                                     // not owned
+    std::unique_ptr<Reward> RewardOut;                  // owned during an exploration
+    std::unique_ptr<Queue> StateQueue;                  // owned; states numbered, not yet explored
+    std::unique_ptr<HybridHash> StateTable;             // owned; every numbered state
     std::unique_ptr<BaseActionClass*[]> InstantActions; // owned array; type 18, model order
     std::unique_ptr<BaseActionClass*[]> TimedActions;   // owned array; all others
     std::unique_ptr<BaseActionClass*[]> PhaseActions;   // owned array; type 7
-    List<BaseActionClass> ActionList;     // the model's actions
-    BaseActionClass** Actions = nullptr;  // ActionList's item array
-    List<BaseGroupClass> GroupList;       // the model's groups
-    BaseGroupClass** Groups = nullptr;    // GroupList's item array, indexed by GroupID
-    state_struct CurrentState;            // hands a new state (the bytes of NextState) to the queue
-    double Rate = 0.0;                    // rate of the timed action fired last
-    DeterministicList DetList;            // enabling states of deterministic actions
-    char* NextState = nullptr;            // where the model writes its state after a firing:
-                                          // NextStateBuffer, or a slot of the successor batch
-    const char* ExperimentPath;           // not owned
-    const char* ExperimentName;           // not owned
-    short AbsorbFlag;                     // 1: report absorbing states
-    short OutputFormat = 1;               // output file type; 1 (text)
-    char* TraceFileName;                  // owned (free); null for standard output
-    std::unique_ptr<TraceFileContainer> Trace;   // owned; null until InitializeTrace
+    List<BaseActionClass> ActionList;                   // the model's actions
+    BaseActionClass** Actions = nullptr;                // ActionList's item array
+    List<BaseGroupClass> GroupList;                     // the model's groups
+    BaseGroupClass** Groups = nullptr; // GroupList's item array, indexed by GroupID
+    state_struct CurrentState;         // hands a new state to the queue (points at its bytes)
+    double Rate = 0.0;                 // rate of the timed action fired last
+    DeterministicList DetList;         // enabling states of deterministic actions
+    char* NextState = nullptr;         // where the model writes its state after a firing:
+                                       // NextStateBuffer, or a slot of the successor batch
+    const char* ExperimentPath;        // not owned
+    const char* ExperimentName;        // not owned
+    short AbsorbFlag;                  // 1: report absorbing states
+    short OutputFormat = 1;            // output file type; 1 (text)
+    char* TraceFileName;               // owned (free); null for standard output
+    std::unique_ptr<TraceFileContainer> Trace;    // owned; null until InitializeTrace
     std::unique_ptr<TraceFileVantorSSG> TraceOut; // owned; the one trace file
-    int TraceLevel = 0;                   // 0 to 4, set before InitializeTrace
-    short ZeroTimeDepth = 0;              // instantaneous firings on the present path
+    int TraceLevel = 0;                           // 0 to 4, set before InitializeTrace
+    short ZeroTimeDepth = 0;                      // instantaneous firings on the present path
     std::uint32_t NumInstantActions = 0;
-    double HashValue;                     // load factor of the store
+    double HashValue; // load factor of the store
 
 private:
     bool traces(int level) const { return Trace != nullptr && TraceLevel >= level; }
@@ -126,18 +124,18 @@ private:
     std::unique_ptr<char[]> ExploredState;   // owned; copy of the state being explored
     // The successors of the explored state with positive rates, held from their
     // firing to their lookup: vectors, rates, reward values, hashes.
-    std::unique_ptr<char[]> BatchStates;     // owned; NumTimedActions x StateSize
-    std::unique_ptr<double[]> BatchRates;    // owned; NumTimedActions
-    std::unique_ptr<double[]> BatchRewards;  // owned; NumTimedActions x RewardValues
-    std::unique_ptr<HybridHash::Key[]> BatchKeys; // owned; NumTimedActions
-    std::uint32_t RewardValues = 0;          // reward values per state
-    std::unique_ptr<char[]> SavedStates;     // owned; per zero-time depth, a saved state
+    std::unique_ptr<char[]> BatchStates;                // owned; NumTimedActions x StateSize
+    std::unique_ptr<double[]> BatchRates;               // owned; NumTimedActions
+    std::unique_ptr<double[]> BatchRewards;             // owned; NumTimedActions x RewardValues
+    std::unique_ptr<HybridHash::Key[]> BatchKeys;       // owned; NumTimedActions
+    std::uint32_t RewardValues = 0;                     // reward values per state
+    std::unique_ptr<char[]> SavedStates;                // owned; per zero-time depth, a saved state
     std::unique_ptr<BaseActionClass*[]> EnabledInstant; // owned; per depth, enabled actions
-    std::ofstream ArmFile;                   // the .arm file during an exploration
-    std::unique_ptr<TextBuffer> ArmOut;      // owned; buffers ArmFile
-    const char* ArmName = nullptr;           // not owned; for messages
-    int HeaderBlanks = 0;                    // width of the placeholder line
-    std::uint32_t ExploredStates = 0;        // states explored so far
+    std::ofstream ArmFile;                              // the .arm file during an exploration
+    std::unique_ptr<TextBuffer> ArmOut;                 // owned; buffers ArmFile
+    const char* ArmName = nullptr;                      // not owned; for messages
+    int HeaderBlanks = 0;                               // width of the placeholder line
+    std::uint32_t ExploredStates = 0;                   // states explored so far
 };
 
 // The exploration step that the loop calls for every dequeued state.

@@ -43,8 +43,7 @@ TextBuffer::~TextBuffer() {
     delete[] General;
 }
 
-char* TextBuffer::cachedFormat(CachedNumber*& cache, double value,
-                               char* (*format)(char*, double)) {
+char* TextBuffer::cachedFormat(CachedNumber*& cache, double value, char* (*format)(char*, double)) {
     if (cache == nullptr) {
         cache = new (std::nothrow) CachedNumber[1u << CacheBits]();
         if (cache == nullptr)
@@ -68,8 +67,7 @@ char* TextBuffer::formatScientific10(char* first, double value) {
 }
 
 char* TextBuffer::formatGeneral6(char* first, double value) {
-    return std::to_chars(first, first + MaxNumberLength, value, std::chars_format::general, 6)
-        .ptr;
+    return std::to_chars(first, first + MaxNumberLength, value, std::chars_format::general, 6).ptr;
 }
 
 void TextBuffer::line(long long value) {
@@ -90,7 +88,9 @@ void TextBuffer::lineGeneral6(double value) {
     *Position++ = '\n';
 }
 
-void TextBuffer::text(const char* text) { bytes(text, std::strlen(text)); }
+void TextBuffer::text(const char* text) {
+    bytes(text, std::strlen(text));
+}
 
 void TextBuffer::bytes(const void* data, std::size_t length) {
     const char* from = static_cast<const char*>(data);

@@ -60,11 +60,11 @@ private:
     static constexpr unsigned CacheBits = 9;
     char* cachedFormat(CachedNumber*& cache, double value, char* (*format)(char*, double));
 
-    std::ostream& Out;            // not owned
-    const char* FileName;         // not owned; null when failures are left to the caller
-    char* Data = nullptr;         // owned buffer of `capacity` bytes
-    char* Position = nullptr;     // next free byte of Data
-    char* End = nullptr;          // one past the last byte of Data
+    std::ostream& Out;                  // not owned
+    const char* FileName;               // not owned; null when failures are left to the caller
+    char* Data = nullptr;               // owned buffer of `capacity` bytes
+    char* Position = nullptr;           // next free byte of Data
+    char* End = nullptr;                // one past the last byte of Data
     CachedNumber* Scientific = nullptr; // owned; 2^CacheBits entries, null until first used
     CachedNumber* General = nullptr;    // owned; likewise
 };

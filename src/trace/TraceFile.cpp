@@ -8,7 +8,9 @@
 int TraceLevel = 0;
 std::ostream* trout = &std::cout;
 
-TraceFile::TraceFile() { TraceLevel = 1; }
+TraceFile::TraceFile() {
+    TraceLevel = 1;
+}
 
 // A file that cannot be opened leaves the stream failed: the trace goes nowhere.
 TraceFile::TraceFile(const char* fileName)
@@ -18,7 +20,9 @@ TraceFile::TraceFile(const char* fileName)
 
 TraceFile::TraceFile(std::ostream* o) : out(o) {}
 
-TraceFile::~TraceFile() { delete opened; }
+TraceFile::~TraceFile() {
+    delete opened;
+}
 
 void TraceFile::setTraceLevel(int l) {
     traceLevel = l;
@@ -29,7 +33,9 @@ void TraceFile::printHeader(PVModel*) {}
 void TraceFile::printFooter() {}
 void TraceFile::printInitialState(BaseModelClass*) {}
 void TraceFile::printState(BaseModelClass*) {}
-void TraceFile::printState(PVModel* pv) { printState(pv->SubModel); }
+void TraceFile::printState(PVModel* pv) {
+    printState(pv->SubModel);
+}
 void TraceFile::printFireAction(BaseActionClass*, double) {}
 void TraceFile::printPreFireAction(BaseActionClass*) {}
 void TraceFile::printPostFireAction(BaseActionClass*, BaseActionClass*) {}

@@ -16,10 +16,10 @@ extern std::ostream* trout;
 
 class TraceFile {
 public:
-    TraceFile();                               // level 1, no stream
-    explicit TraceFile(const char* fileName);  // writes to a new file (truncated)
-    explicit TraceFile(std::ostream* o);       // writes to `o` (not owned)
-    virtual ~TraceFile();                      // closes a file that it opened
+    TraceFile();                              // level 1, no stream
+    explicit TraceFile(const char* fileName); // writes to a new file (truncated)
+    explicit TraceFile(std::ostream* o);      // writes to `o` (not owned)
+    virtual ~TraceFile();                     // closes a file that it opened
     TraceFile(const TraceFile&) = delete;
     TraceFile& operator=(const TraceFile&) = delete;
     TraceFile(TraceFile&&) = delete;
@@ -41,8 +41,8 @@ public:
     int getTraceLevel() const { return traceLevel; }
 
 protected:
-    int traceLevel = 1;            // messages of a higher level are not written
-    std::ostream* out = nullptr;   // the output stream; owned only when it is `opened`
+    int traceLevel = 1;          // messages of a higher level are not written
+    std::ostream* out = nullptr; // the output stream; owned only when it is `opened`
 
 private:
     std::ostream* opened = nullptr; // owned; the file stream opened on a file name

@@ -7,7 +7,9 @@
 
 TraceFileContainer::TraceFileContainer() = default;
 
-void TraceFileContainer::AddTraceFile(TraceFile* t) { traceFiles.push_back(t); }
+void TraceFileContainer::AddTraceFile(TraceFile* t) {
+    traceFiles.push_back(t);
+}
 
 void TraceFileContainer::printHeader() {
     for (TraceFile* file : traceFiles)

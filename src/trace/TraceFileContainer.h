@@ -11,7 +11,7 @@ class TraceFileContainer : public TraceFile {
 public:
     TraceFileContainer(); // level 1, no files, no model
 
-    void AddTraceFile(TraceFile* t); // appended; not owned
+    void AddTraceFile(TraceFile* t);    // appended; not owned
     void RemoveTraceFile(TraceFile*) {} // does nothing
     void addPVModel(PVModel* pv) { pvModel = pv; }
 
@@ -20,9 +20,9 @@ public:
     void printState();
     void printInitialState();
 
-    void printHeader(PVModel* pv) override;   // nothing
+    void printHeader(PVModel* pv) override;      // nothing
     void printState(BaseModelClass* m) override; // nothing
-    void printState(PVModel* pv) override;    // nothing
+    void printState(PVModel* pv) override;       // nothing
     void printFooter() override;
     void printFireAction(BaseActionClass* a, double x) override;
     void printPreFireAction(BaseActionClass* a) override;
@@ -34,6 +34,6 @@ public:
     void printStr(int level, const char* text) override;
 
 private:
-    PVModel* pvModel = nullptr;          // not owned; null until addPVModel
-    std::vector<TraceFile*> traceFiles;  // not owned; in the order added
+    PVModel* pvModel = nullptr;         // not owned; null until addPVModel
+    std::vector<TraceFile*> traceFiles; // not owned; in the order added
 };

@@ -42,7 +42,9 @@ void TraceFileVantorSSG::printState(BaseModelClass* m) {
         printState(m->GetChild(j));
 }
 
-void TraceFileVantorSSG::printState(PVModel* pv) { printState(pv->SubModel); }
+void TraceFileVantorSSG::printState(PVModel* pv) {
+    printState(pv->SubModel);
+}
 
 void TraceFileVantorSSG::printFireAction(BaseActionClass* a, double) {
     if (traceLevel >= 1)
@@ -67,7 +69,9 @@ void TraceFileVantorSSG::printPostFireAction(BaseActionClass* a, BaseActionClass
     *out << "State after firing action: " << a->Name << std::endl;
 }
 
-void TraceFileVantorSSG::newBatch() { *out << "##### NEW BATCH #####" << std::endl; }
+void TraceFileVantorSSG::newBatch() {
+    *out << "##### NEW BATCH #####" << std::endl;
+}
 
 void TraceFileVantorSSG::printStr(int level, const char* text) {
     if (traceLevel >= level)

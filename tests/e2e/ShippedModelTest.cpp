@@ -27,7 +27,8 @@ const std::string experiment1 = "The Global Variable values for experiment Exper
                                 "lambda_w\tdouble\t1e-06\n";
 
 // The processor time, printed in scientific notation.
-const std::regex timeLine("Computation Time \\(user \\+ system\\): \\d\\.\\d{6}e[-+]\\d\\d seconds\n$");
+const std::regex
+    timeLine("Computation Time \\(user \\+ system\\): \\d\\.\\d{6}e[-+]\\d\\d seconds\n$");
 const std::regex traceTimeLine("Computation time \\(user \\+ system\\): \\d+\\.\\d{6}\n$");
 
 class ShippedModel : public ::testing::Test {
@@ -65,11 +66,12 @@ TEST_F(ShippedModel, ExperimentFive) {
     RunResult result = gen("-Nexp5 -B4");
     ASSERT_EQ(result.status, 0) << result.err;
     EXPECT_EQ(withoutTime(result.out, timeLine),
-              "path=[" + dir.path() + "]\n"
-              "The Global Variable values for experiment Experiment 5 are:\n"
-              "alpha\tdouble\t1000\nbeta\tdouble\t10000\nlambda_i\tdouble\t1e-07\n"
-              "lambda_w\tdouble\t5e-06\n"
-              "SSG: SetTraceLevel: 0\n_$3$\nGenerated: 3 states\n");
+              "path=[" + dir.path() +
+                  "]\n"
+                  "The Global Variable values for experiment Experiment 5 are:\n"
+                  "alpha\tdouble\t1000\nbeta\tdouble\t10000\nlambda_i\tdouble\t1e-07\n"
+                  "lambda_w\tdouble\t5e-06\n"
+                  "SSG: SetTraceLevel: 0\n_$3$\nGenerated: 3 states\n");
     EXPECT_EQ(file("exp5.arm"), readFile(testdata("e2e/exp5.arm")));
     EXPECT_EQ(file("exp5.var"), readFile(testdata("e2e/exp5.var")));
     EXPECT_EQ(file("exp5.pvtype"), readFile(testdata("e2e/exp5.pvtype")));
@@ -98,13 +100,13 @@ TEST_F(ShippedModel, TraceAtLevelOneInAFile) {
               "path=[" + dir.path() + "]\nTraceLevel=1\n" + experiment1 +
                   "SSG: SetTraceLevel: 1\n_$3$\nGenerated: 3 states\n");
     EXPECT_EQ(withoutTime(file("trace.txt"), traceTimeLine), "State Number = 1\n"
-                                                            "Firing Action: arrival\n"
-                                                            "Firing Action: idle_fail\n"
-                                                            "State Number = 2\n"
-                                                            "Firing Action: completion\n"
-                                                            "Firing Action: busy_fail\n"
-                                                            "State Number = 3\n"
-                                                            "Generated: 3 states\n");
+                                                             "Firing Action: arrival\n"
+                                                             "Firing Action: idle_fail\n"
+                                                             "State Number = 2\n"
+                                                             "Firing Action: completion\n"
+                                                             "Firing Action: busy_fail\n"
+                                                             "State Number = 3\n"
+                                                             "Generated: 3 states\n");
     EXPECT_EQ(file("exp1.arm"), readFile(testdata("e2e/exp1.arm")));
 }
 

@@ -17,8 +17,8 @@ GeneratorOutput runGenerator(PVModel* model, const testsupport::TempDir& dir,
     std::ios::fmtflags flags = std::cout.flags();
     testing::internal::CaptureStdout();
     {
-        StateSpaceGen generator(model, dir.path().c_str(), "run", options.absorb,
-                                options.hashValue, nullptr, nullptr, traceName);
+        StateSpaceGen generator(model, dir.path().c_str(), "run", options.absorb, options.hashValue,
+                                nullptr, nullptr, traceName);
         generator.TraceLevel = options.traceLevel;
         generator.InitializeTrace();
         generator.GenStateSpace();

@@ -10,7 +10,7 @@ class PVModel;
 namespace testmodel {
 
 struct GeneratorOutput {
-    std::string out;    // standard output, without the processor-time line
+    std::string out;      // standard output, without the processor-time line
     std::string timeLine; // the processor-time line
     std::string arm, var, det, pvtype;
 };

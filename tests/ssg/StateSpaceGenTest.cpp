@@ -76,19 +76,17 @@ TEST(StateSpaceGen, SelfLoopSummedTargetsAndZeroRates) {
     // changes nothing; `zero` has rate 0 and would lead to a new state.
     ModelSpec spec;
     spec.places = {{"a", 1}, {"b", 0}};
-    spec.activities = {exponential("loop", always, nothing, 0.5),
-                       exponential("t1", holds(1, 0), put(1, 1), 1.0),
-                       exponential("t2", holds(1, 0), put(1, 1), 2.0),
-                       exponential("zero", always, put(0, 5), 0.0),
-                       exponential("back", holds(1, 1), put(1, 0), 0.25)};
+    spec.activities = {
+        exponential("loop", always, nothing, 0.5), exponential("t1", holds(1, 0), put(1, 1), 1.0),
+        exponential("t2", holds(1, 0), put(1, 1), 2.0), exponential("zero", always, put(0, 5), 0.0),
+        exponential("back", holds(1, 1), put(1, 0), 0.25)};
     spec.rewards = {{"b", markingOf(1)}};
     TestPVModel model(spec);
     TempDir dir;
     testmodel::GeneratorOutput run = runGenerator(&model, dir);
 
-    EXPECT_EQ(run.arm, armHeader(2) +
-                           "1\n1\n5.0000000000e-01\n2\n3.0000000000e+00\n0\n"
-                           "2\n1\n2.5000000000e-01\n2\n5.0000000000e-01\n0\n");
+    EXPECT_EQ(run.arm, armHeader(2) + "1\n1\n5.0000000000e-01\n2\n3.0000000000e+00\n0\n"
+                                      "2\n1\n2.5000000000e-01\n2\n5.0000000000e-01\n0\n");
     EXPECT_EQ(run.var, "b\n1\n0\n0\n2\n0\n1\n");
     EXPECT_EQ(run.pvtype, "Version:1\nNumPV:1\nName:b\nType:0\nNumTimes:1\nStart:0\nStop:0\n");
     EXPECT_EQ(run.out, "_$2$\nGenerated: 2 states\n");
@@ -122,8 +120,8 @@ ModelSpec rankedModel() {
                        instantaneous("i1", holds(0, 1), put(0, 2), 2, 1.0),
                        instantaneous("i2", holds(0, 1), put(0, 3), 2, 3.0),
                        instantaneous("i3", holds(0, 1), put(0, 4), 1, 5.0),
-                       exponential("reset", [](const Marking& m) { return m[0] >= 2; },
-                                   put(0, 0), 1.0)};
+                       exponential(
+                           "reset", [](const Marking& m) { return m[0] >= 2; }, put(0, 0), 1.0)};
     spec.rewards = {{"p", markingOf(0)}};
     return spec;
 }
@@ -137,10 +135,9 @@ TEST(StateSpaceGen, InstantaneousActionsOfTheHighestRankShareByWeight) {
     testmodel::GeneratorOutput run = runGenerator(&model, dir, options);
 
     // Only i1 and i2 fire: 2 x 1/4 and 2 x 3/4; p = 4 is never reached.
-    EXPECT_EQ(run.arm, armHeader(3) +
-                           "1\n2\n5.0000000000e-01\n3\n1.5000000000e+00\n0\n"
-                           "2\n1\n1.0000000000e+00\n0\n"
-                           "3\n1\n1.0000000000e+00\n0\n");
+    EXPECT_EQ(run.arm, armHeader(3) + "1\n2\n5.0000000000e-01\n3\n1.5000000000e+00\n0\n"
+                                      "2\n1\n1.0000000000e+00\n0\n"
+                                      "3\n1\n1.0000000000e+00\n0\n");
     // Each new state's record holds the rewards after the firing that reached it.
     EXPECT_EQ(run.var, "p\n1\n0\n0\n2\n0\n2\n3\n0\n3\n");
     EXPECT_EQ(FindNext, &StateSpaceGen::FindNextInstant);
@@ -194,9 +191,9 @@ ModelSpec chainModel(int last) {
     ModelSpec spec;
     spec.places = {{"p", 0}};
     spec.activities = {exponential("start", holds(0, 0), put(0, 1), 1.0),
-                       instantaneous("step",
-                                     [last](const Marking& m) { return m[0] >= 1 && m[0] <= last; },
-                                     [](const Marking& m) { m.set(0, m[0] + 1); }, 0, 1.0)};
+                       instantaneous(
+                           "step", [last](const Marking& m) { return m[0] >= 1 && m[0] <= last; },
+                           [](const Marking& m) { m.set(0, m[0] + 1); }, 0, 1.0)};
     return spec;
 }
 
@@ -273,8 +270,9 @@ TEST(StateSpaceGen, ErlangPhasesAdvanceAcrossStatesAndResetWhenDisabled) {
     // moves p from 0 to 1. Phases are not part of the state vector.
     ModelSpec spec;
     spec.places = {{"p", 0}, {"c", 0}};
-    spec.activities = {exponential("tick", [](const Marking& m) { return m[1] < 2; },
-                                   [](const Marking& m) { m.set(1, m[1] + 1); }, 1.0),
+    spec.activities = {exponential(
+                           "tick", [](const Marking& m) { return m[1] < 2; },
+                           [](const Marking& m) { m.set(1, m[1] + 1); }, 1.0),
                        exponential("e", holds(0, 0), put(0, 1), 3.0)};
     spec.activities[1].type = Erlang;
     spec.activities[1].erlangM = 2.0;
@@ -285,12 +283,11 @@ TEST(StateSpaceGen, ErlangPhasesAdvanceAcrossStatesAndResetWhenDisabled) {
     // State 2 (0,1): tick to 3 = (0,2); e is ready and fires to 4 = (1,1), then
     //   resets (disabled there). State 3 (0,2): e ages again: self-loop.
     // State 4 (1,1): tick to 5 = (1,2). State 5: absorbing.
-    EXPECT_EQ(run.arm, armHeader(5) +
-                           "1\n1\n3.0000000000e+00\n2\n1.0000000000e+00\n0\n"
-                           "2\n3\n1.0000000000e+00\n4\n3.0000000000e+00\n0\n"
-                           "3\n3\n3.0000000000e+00\n0\n"
-                           "4\n5\n1.0000000000e+00\n0\n"
-                           "5\n0\n");
+    EXPECT_EQ(run.arm, armHeader(5) + "1\n1\n3.0000000000e+00\n2\n1.0000000000e+00\n0\n"
+                                      "2\n3\n1.0000000000e+00\n4\n3.0000000000e+00\n0\n"
+                                      "3\n3\n3.0000000000e+00\n0\n"
+                                      "4\n5\n1.0000000000e+00\n0\n"
+                                      "5\n0\n");
     EXPECT_EQ(run.out, "absorbing state\n  Model: (" + std::to_string(model.SubModel->ModelId) +
                            ")test\n    p = 1\n    c = 2\n_$5$\nGenerated: 5 states\n");
 }
@@ -300,8 +297,9 @@ TEST(StateSpaceGen, TracedAndUntracedRunsWriteTheSameFiles) {
     // all its firings; the files must not show it.
     ModelSpec spec;
     spec.places = {{"p", 0}, {"c", 0}};
-    spec.activities = {exponential("tick", [](const Marking& m) { return m[1] < 3; },
-                                   [](const Marking& m) { m.set(1, m[1] + 1); }, 1.0),
+    spec.activities = {exponential(
+                           "tick", [](const Marking& m) { return m[1] < 3; },
+                           [](const Marking& m) { m.set(1, m[1] + 1); }, 1.0),
                        exponential("e", holds(0, 0), put(0, 1), 3.0),
                        exponential("f", holds(0, 0), put(0, 1), 0.5),
                        exponential("back", holds(0, 1), put(0, 0), 2.0)};
@@ -337,9 +335,8 @@ TEST(StateSpaceGen, ErlangActionsOfAGroupAgeTogether) {
     testmodel::GeneratorOutput run = runGenerator(&model, dir);
     // e1 is not ready: both members age, rate 4 / 2 members as a self-loop.
     // e2 is then ready: its group gives it 1/2, so rate 2 to p = 2.
-    EXPECT_EQ(run.arm, armHeader(2) +
-                           "1\n1\n2.0000000000e+00\n2\n2.0000000000e+00\n0\n"
-                           "2\n0\n");
+    EXPECT_EQ(run.arm, armHeader(2) + "1\n1\n2.0000000000e+00\n2\n2.0000000000e+00\n0\n"
+                                      "2\n0\n");
 }
 
 TEST(StateSpaceGen, DeterministicActionsGiveNegativeEntriesAndEnablingLists) {
@@ -356,10 +353,9 @@ TEST(StateSpaceGen, DeterministicActionsGiveNegativeEntriesAndEnablingLists) {
     TestPVModel model(spec);
     TempDir dir;
     testmodel::GeneratorOutput run = runGenerator(&model, dir, {0, 1});
-    EXPECT_EQ(run.arm, armHeader(3, 8) +
-                           "1\n2\n-5.0000000000e-01\n0\n"
-                           "2\n1\n-1.0000000000e+00\n3\n-2.0000000000e+00\n0\n"
-                           "3\n0\n");
+    EXPECT_EQ(run.arm, armHeader(3, 8) + "1\n2\n-5.0000000000e-01\n0\n"
+                                         "2\n1\n-1.0000000000e+00\n3\n-2.0000000000e+00\n0\n"
+                                         "3\n0\n");
     EXPECT_EQ(run.det, "2\n2.0000000000e+00\n1\n2\n2\n0\n5.0000000000e-01\n2\n0\n");
     EXPECT_EQ(run.var, "p\n1\n0\n0\n2\n0\n1\n3\n0\n2\n");
     EXPECT_EQ(run.out, "\nThis following State is absorbing:\n"
@@ -379,8 +375,8 @@ TEST(StateSpaceGen, ZeroTimeBranchesOnTheDeterministicPathTakeTheirGroupProbabil
     TestPVModel model(spec);
     TempDir dir;
     testmodel::GeneratorOutput run = runGenerator(&model, dir);
-    EXPECT_EQ(run.arm, armHeader(3, 8) +
-                           "1\n2\n-1.0000000000e+00\n3\n-1.0000000000e+00\n0\n2\n0\n3\n0\n");
+    EXPECT_EQ(run.arm,
+              armHeader(3, 8) + "1\n2\n-1.0000000000e+00\n3\n-1.0000000000e+00\n0\n2\n0\n3\n0\n");
     EXPECT_EQ(run.det, "1\n1.0000000000e+00\n1\n0\n");
 }
 
@@ -423,14 +419,14 @@ TEST(StateSpaceGen, StoreGrowsPastItsFirstRehashAndFirstBlock) {
     const int count = 120000;
     ModelSpec spec;
     spec.places = {{"high", 0}, {"low", 0}, {"flag", 7}};
-    spec.activities = {exponential("inc",
-                                   [](const Marking& m) { return m[0] * 1000 + m[1] < count - 1; },
-                                   [](const Marking& m) {
-                                       int n = m[0] * 1000 + m[1] + 1;
-                                       m.set(0, n / 1000);
-                                       m.set(1, n % 1000);
-                                   },
-                                   1.0),
+    spec.activities = {exponential(
+                           "inc", [](const Marking& m) { return m[0] * 1000 + m[1] < count - 1; },
+                           [](const Marking& m) {
+                               int n = m[0] * 1000 + m[1] + 1;
+                               m.set(0, n / 1000);
+                               m.set(1, n % 1000);
+                           },
+                           1.0),
                        exponential("self", always, nothing, 0.5)};
     TestPVModel model(spec);
     TempDir dir;

@@ -11,8 +11,12 @@
 
 namespace testmodel {
 
-short Marking::operator[](int i) const { return Places[i]->getMark(); }
-void Marking::set(int i, int value) const { Places[i]->setMark(static_cast<short>(value)); }
+short Marking::operator[](int i) const {
+    return Places[i]->getMark();
+}
+void Marking::set(int i, int value) const {
+    Places[i]->setMark(static_cast<short>(value));
+}
 
 namespace {
 
@@ -99,7 +103,7 @@ class TestWorker : public InstantOfTime {
 public:
     explicit TestWorker(const Value& reward) : Reward_(reward) {
         NumModelRefs = 1;
-        ModelRefs = new BaseModelClass**[1]{&Model};
+        ModelRefs = new BaseModelClass** [1] { &Model };
     }
     ~TestWorker() override { delete[] ModelRefs; }
     double Reward_Function() override {
@@ -107,7 +111,7 @@ public:
     }
 
 private:
-    const Value& Reward_; // owned by the model's spec
+    const Value& Reward_;            // owned by the model's spec
     BaseModelClass* Model = nullptr; // not owned; set by the node
 };
 

@@ -1,12 +1,16 @@
 #include "TestModel.h"
 
 #include "actions/Activity.h"
-#include "actions/BaseGroupClass.h"
 #include "models/SANModel.h"
 #include "pv/InstantOfTime.h"
 #include "pv/PerformanceVariableNode.h"
+#include "ssg/StateSpaceGen.h"
 #include "state/Place.h"
 
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <iostream>
 #include <memory>
 
 namespace testmodel {
@@ -16,6 +20,19 @@ short Marking::operator[](int i) const {
 }
 void Marking::set(int i, int value) const {
     Places[i]->setMark(static_cast<short>(value));
+}
+
+Predicate holds(int place, int value) {
+    return [=](const Marking& m) { return m[place] == value; };
+}
+Effect put(int place, int value) {
+    return [=](const Marking& m) { m.set(place, value); };
+}
+Effect add(int place, int delta) {
+    return [=](const Marking& m) { m.set(place, m[place] + delta); };
+}
+std::function<double(const Marking&)> markingOf(int place) {
+    return [=](const Marking& m) { return static_cast<double>(m[place]); };
 }
 
 namespace {
@@ -31,12 +48,12 @@ public:
         CurrentEnabled = Spec.enabled(Marks);
         return CurrentEnabled;
     }
-    double Rate() override { return Spec.rate(Marks); }
-    double Weight() override { return Spec.weight(Marks); }
-    int Rank() override { return Spec.rank(Marks); }
+    double Rate() override { return Spec.rate; }
+    double Weight() override { return Spec.weight; }
+    int Rank() override { return Spec.rank; }
     double ErlangParamM() override { return Spec.erlangM; }
     double* ReturnDistributionParameters() override {
-        Parameters[0] = Spec.type == Deterministic ? Spec.delay : Rate();
+        Parameters[0] = Spec.type == Deterministic ? Spec.delay : Spec.rate;
         return Parameters;
     }
     BaseActionClass* Fire() override {
@@ -46,7 +63,7 @@ public:
     void LinkVariables() override {}
 
 private:
-    const ActivitySpec& Spec; // owned by the model's spec
+    const ActivitySpec& Spec; // owned by the reward model's table
     Marking Marks;
     double Parameters[1] = {0.0};
 };
@@ -54,38 +71,33 @@ private:
 class TestSAN : public SANModel {
 public:
     explicit TestSAN(const ModelSpec& spec) {
-        for (const auto& [name, initial] : spec.places)
-            Places_.push_back(std::make_unique<Place>(name.c_str(), initial));
-        for (const auto& place : Places_)
-            PlacePointers.push_back(place.get());
-        for (const ActivitySpec& activity : spec.activities)
-            Activities.push_back(std::make_unique<TestActivity>(activity, PlacePointers));
-
-        // Own groups first, in activity order, then the shared groups.
-        std::vector<BaseGroupClass*> groups;
-        for (std::size_t i = 0; i < Activities.size(); ++i) {
-            if (spec.activities[i].group < 0) {
-                Activities[i]->GroupID = static_cast<int>(groups.size());
-                groups.push_back(Activities[i].get());
+        for (const auto& [name, initial] : spec.places) {
+            OwnedPlaces.push_back(std::make_unique<Place>(name.c_str(), initial));
+            PlacePointers.push_back(OwnedPlaces.back().get());
+        }
+        std::vector<BaseGroupClass*> groups; // own groups first, then the shared ones
+        std::vector<Activity*> activities;
+        for (const ActivitySpec& a : spec.activities) {
+            Activities.push_back(std::make_unique<TestActivity>(a, PlacePointers));
+            activities.push_back(Activities.back().get());
+            if (a.group < 0) {
+                activities.back()->GroupID = static_cast<int>(groups.size());
+                groups.push_back(activities.back());
             }
         }
         for (std::size_t g = 0; g < spec.groups.size(); ++g) {
             int id = static_cast<int>(groups.size());
-            SharedGroups.push_back(std::make_unique<BaseGroupClass>(
+            Shared.push_back(std::make_unique<BaseGroupClass>(
                 spec.groups[g].c_str(), id, Exponential, DefaultPolicy, 0, 0, false));
-            for (std::size_t i = 0; i < Activities.size(); ++i) {
+            for (std::size_t i = 0; i < activities.size(); ++i) {
                 if (spec.activities[i].group == static_cast<int>(g)) {
-                    SharedGroups.back()->appendGroup(Activities[i].get());
-                    Activities[i]->GroupID = id;
+                    Shared.back()->appendGroup(activities[i]);
+                    activities[i]->GroupID = id;
                 }
             }
-            groups.push_back(SharedGroups.back().get());
+            groups.push_back(Shared.back().get());
         }
-
         std::vector<BaseStateVariableClass*> places(PlacePointers.begin(), PlacePointers.end());
-        std::vector<Activity*> activities;
-        for (const auto& activity : Activities)
-            activities.push_back(activity.get());
         initializeSANModelNow("test", static_cast<int>(places.size()), places.data(), 0, nullptr,
                               static_cast<int>(activities.size()), activities.data(),
                               static_cast<int>(groups.size()), groups.data());
@@ -94,34 +106,36 @@ public:
     std::vector<Place*> PlacePointers;
 
 private:
-    std::vector<std::unique_ptr<Place>> Places_;
+    std::vector<std::unique_ptr<Place>> OwnedPlaces;
     std::vector<std::unique_ptr<TestActivity>> Activities;
-    std::vector<std::unique_ptr<BaseGroupClass>> SharedGroups;
+    std::vector<std::unique_ptr<BaseGroupClass>> Shared;
 };
+
+using RewardFunction = std::function<double(const Marking&)>;
 
 class TestWorker : public InstantOfTime {
 public:
-    explicit TestWorker(const Value& reward) : Reward_(reward) {
+    explicit TestWorker(const RewardFunction& reward) : Function(reward) {
         NumModelRefs = 1;
         ModelRefs = new BaseModelClass** [1] { &Model };
     }
     ~TestWorker() override { delete[] ModelRefs; }
     double Reward_Function() override {
-        return Reward_(Marking(static_cast<TestSAN*>(Model)->PlacePointers));
+        return Function(Marking(static_cast<TestSAN*>(Model)->PlacePointers));
     }
 
 private:
-    const Value& Reward_;            // owned by the model's spec
+    const RewardFunction& Function;  // owned by the reward model's table
     BaseModelClass* Model = nullptr; // not owned; set by the node
 };
 
 class TestNode : public PerformanceVariableNode {
 public:
-    TestNode(const std::string& name, const Value& reward, int timeIndex) : Reward_(reward) {
-        ModelRefs = &ModelSlot;
-        double starts[] = {0.0};
-        double stops[] = {0.0};
-        Initialize(name.c_str(), InstantOfTimeType, 1, starts, stops, timeIndex, 0, 1, 0);
+    TestNode(const std::string& name, const RewardFunction& reward, int timeIndex)
+        : Function(reward) {
+        ModelRefs = &Slot;
+        double times[] = {0.0};
+        Initialize(name.c_str(), InstantOfTimeType, 1, times, times, timeIndex, 0, 1, 0);
         AddModelDependency("test");
     }
     ~TestNode() override {
@@ -130,12 +144,12 @@ public:
     }
     void CreateWorkerList() override {
         for (int w = 0; w < NumWorkers; ++w)
-            Workers[w] = new TestWorker(Reward_);
+            Workers[w] = new TestWorker(Function);
     }
 
 private:
-    const Value& Reward_; // owned by the model's spec
-    BaseModelClass* ModelSlot = nullptr;
+    const RewardFunction& Function;
+    BaseModelClass* Slot = nullptr;
 };
 
 } // namespace
@@ -143,8 +157,7 @@ private:
 TestPVModel::TestPVModel(ModelSpec spec) : Spec(std::move(spec)) {
     SubModel = new TestSAN(Spec);
     DefineName("testPVModel");
-    // A node's number is its position in the list: each test model starts at 0.
-    PerformanceVariableNode::the_id = 0;
+    PerformanceVariableNode::the_id = 0; // a node's number is its position in this model
     CreatePVList(static_cast<int>(Spec.rewards.size()), false);
     Initialize();
 }
@@ -152,6 +165,33 @@ TestPVModel::TestPVModel(ModelSpec spec) : Spec(std::move(spec)) {
 PerformanceVariableNode* TestPVModel::createPVNode(int pvIndex, int timeIndex) {
     const auto& [name, reward] = Spec.rewards[static_cast<std::size_t>(pvIndex)];
     return new TestNode(name, reward, timeIndex);
+}
+
+Outcome runGenerator(PVModel* model, const testsupport::TempDir& dir, int traceLevel, short absorb,
+                     double hashValue, const char* traceFile) {
+    char* traceName = traceFile ? strdup((dir.path() + traceFile).c_str()) : nullptr;
+    std::ios::fmtflags flags = std::cout.flags();
+    testing::internal::CaptureStdout();
+    {
+        StateSpaceGen generator(model, dir.path().c_str(), "run", absorb, hashValue, nullptr,
+                                nullptr, traceName);
+        generator.TraceLevel = traceLevel;
+        generator.InitializeTrace();
+        generator.GenStateSpace();
+    }
+    Outcome run;
+    run.out = testing::internal::GetCapturedStdout();
+    std::cout.flags(flags);
+    run.out.erase(run.out.rfind("Computation Time (user + system): "));
+    run.arm = testsupport::readFile(dir.path() + "run.arm");
+    run.var = testsupport::readFile(dir.path() + "run.var");
+    run.det = testsupport::readFile(dir.path() + "run.det");
+    return run;
+}
+
+std::string armHeader(int count, int placeholder) {
+    std::string digits = std::to_string(count);
+    return "1\n" + digits + "\n" + std::string(placeholder - 1 - digits.size(), ' ') + "\n";
 }
 
 } // namespace testmodel

@@ -1,12 +1,11 @@
 #pragma once
-// Small models for the generator's tests, built from a table: places with their
-// initial markings, activities whose enabling, firing, rate, weight and rank are
-// functions of the marking, optional shared groups, and performance variables
-// whose reward is a function of the marking. They follow the shape of the
-// generated models: a SANModel with Activity subclasses under a PVModel.
+// Small models for the generator's tests, built from a table in the shape of the
+// generated models (a SANModel with Activity subclasses under a PVModel), and a
+// helper that runs the generator over one in-process.
 
 #include "actions/BaseActionClass.h"
 #include "pv/PVModel.h"
+#include "support/TestSupport.h"
 
 #include <functional>
 #include <string>
@@ -17,7 +16,7 @@ class Place;
 
 namespace testmodel {
 
-// The markings of a test SAN's places, read and written by the activities.
+// The markings of a test SAN's places.
 class Marking {
 public:
     explicit Marking(const std::vector<Place*>& places) : Places(places) {}
@@ -30,20 +29,21 @@ private:
 
 using Predicate = std::function<bool(const Marking&)>;
 using Effect = std::function<void(const Marking&)>;
-using Value = std::function<double(const Marking&)>;
 
-inline Value constant(double value) {
-    return [value](const Marking&) { return value; };
-}
+// "Place i holds v", "set place i to v", "add d to place i", "the marking of place i".
+Predicate holds(int place, int value);
+Effect put(int place, int value);
+Effect add(int place, int delta);
+std::function<double(const Marking&)> markingOf(int place);
 
 struct ActivitySpec {
     std::string name;
-    Distribution type = Exponential;
     Predicate enabled;
     Effect fire;
-    Value rate = constant(1.0);
-    Value weight = constant(1.0);
-    std::function<int(const Marking&)> rank = [](const Marking&) { return 0; };
+    double rate = 1.0;
+    Distribution type = Exponential;
+    int rank = 0;
+    double weight = 1.0;
     double erlangM = 1.0; // ErlangParamM()
     double delay = 0.0;   // first distribution parameter of a deterministic activity
     int group = -1;       // index into ModelSpec::groups, or -1 for the activity's own group
@@ -52,19 +52,31 @@ struct ActivitySpec {
 struct ModelSpec {
     std::vector<std::pair<std::string, short>> places; // name and initial marking
     std::vector<ActivitySpec> activities;
-    std::vector<std::string> groups; // names of shared groups, listed after the own groups
-    std::vector<std::pair<std::string, Value>> rewards; // performance variables
+    std::vector<std::string> groups; // shared groups, listed after the activities' own groups
+    std::vector<std::pair<std::string, std::function<double(const Marking&)>>> rewards;
 };
 
 // The reward model over a SAN named "test" built from the table.
 class TestPVModel : public PVModel {
 public:
     explicit TestPVModel(ModelSpec spec);
-    ~TestPVModel() override = default;
     PerformanceVariableNode* createPVNode(int pvIndex, int timeIndex) override;
 
 private:
     ModelSpec Spec;
 };
+
+struct Outcome {
+    std::string out; // standard output up to the processor-time line
+    std::string arm, var, det;
+};
+
+// Runs the generator over `model` with the files <dir>run.*, as gen does.
+Outcome runGenerator(PVModel* model, const testsupport::TempDir& dir, int traceLevel = 0,
+                     short absorb = 0, double hashValue = 0.5, const char* traceFile = nullptr);
+
+// The .arm header for `count` states: the type, the count, and the rest of the
+// placeholder line (63 blanks, or 8 on the deterministic path) left blank.
+std::string armHeader(int count, int placeholder = 63);
 
 } // namespace testmodel

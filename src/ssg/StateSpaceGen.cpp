@@ -257,7 +257,6 @@ void StateSpaceGen::SetMethodPointers() {
 void StateSpaceGen::beginExploration(const char* armName, const char* varName,
                                      const char* openMessage, int blanks) {
     ArmName = armName;
-    HeaderBlanks = blanks;
     ArmFile.open(armName, std::ios::out | std::ios::trunc | std::ios::binary);
     if (!ArmFile) {
         std::cerr << openMessage << std::endl;
@@ -381,12 +380,13 @@ void StateSpaceGen::FindNextNormal(char* state) {
 }
 
 // Each lookup waits for its index entry to come from memory. Firing every
-// enabled action first, and asking for each successor's entry as soon as it
-// is known, lets those waits overlap with the firings and with each other. The outcome is that of
-// firing and looking up action by action: the lookups run in firing order, so a new state is
-// numbered exactly as before and is found by the later lookups of the same batch; its reward record
-// takes the values captured right after the firing that reached it; and a lookup reads nothing that
-// a later firing changes.
+// enabled action first, and asking for each successor's entry as soon as it is
+// known, lets those waits overlap with the firings and with each other. The
+// outcome is that of firing and looking up action by action: the lookups run in
+// firing order, so a new state gets the same number and is found by the later
+// lookups of the same batch; its reward record takes the values captured right
+// after the firing that reached it; and a lookup reads nothing that a later
+// firing changes.
 void StateSpaceGen::findNextBatched() {
     std::uint32_t count = 0;
     for (std::uint32_t i = 0; i < NumTimedActions; ++i) {

@@ -134,7 +134,6 @@ private:
     std::ofstream ArmFile;                              // the .arm file during an exploration
     std::unique_ptr<TextBuffer> ArmOut;                 // owned; buffers ArmFile
     const char* ArmName = nullptr;                      // not owned; for messages
-    int HeaderBlanks = 0;                               // width of the placeholder line
     std::uint32_t ExploredStates = 0;                   // states explored so far
 };
 

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Installs with apt-get what building and testing gen need and a fresh Debian 12
 # machine may lack: cmake, g++, make and GoogleTest; with --fuzz also clang and its
-# libFuzzer runtime (for scripts/fuzz.sh). Does nothing when all are there.
+# libFuzzer runtime (for scripts/fuzz.sh), with --valgrind also valgrind (for
+# scripts/valgrind.sh). Does nothing when all are there.
 set -euo pipefail
 
 need=()
@@ -9,11 +10,16 @@ command -v cmake >/dev/null 2>&1 || need+=(cmake)
 command -v g++ >/dev/null 2>&1 || need+=(g++)
 command -v make >/dev/null 2>&1 || need+=(make)
 [ -f /usr/include/gtest/gtest.h ] || need+=(libgtest-dev)
-if [ "${1:-}" = --fuzz ]; then
-    command -v clang++ >/dev/null 2>&1 || need+=(clang)
-    dpkg-query -W -f='${Status}' libclang-rt-14-dev 2>/dev/null | grep -q 'ok installed' ||
-        need+=(libclang-rt-14-dev)
-fi
+for option in "$@"; do
+    case $option in
+    --fuzz)
+        command -v clang++ >/dev/null 2>&1 || need+=(clang)
+        dpkg-query -W -f='${Status}' libclang-rt-14-dev 2>/dev/null | grep -q 'ok installed' ||
+            need+=(libclang-rt-14-dev)
+        ;;
+    --valgrind) command -v valgrind >/dev/null 2>&1 || need+=(valgrind) ;;
+    esac
+done
 [ ${#need[@]} -eq 0 ] && exit 0
 
 sudo=()

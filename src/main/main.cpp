@@ -1,6 +1,7 @@
 // gen: parses the command line, sets up the study's experiment and runs the
 // state-space generator over the model's reward model.
 
+#include "base/Errors.h"
 #include "main/commandline.h"
 #include "ssg/StateSpaceGen.h"
 #include "study/BaseStudyClass.h"
@@ -8,6 +9,7 @@
 #include <cstdlib>
 #include <iostream>
 #include <memory>
+#include <new>
 
 namespace {
 
@@ -28,6 +30,9 @@ bool requiredOptionsGiven() {
 } // namespace
 
 int main(int argc, char** argv) {
+    // Every allocation that fails from here on, checked or not, ends the run with
+    // the fatal memory report and status 1, never with an uncaught exception.
+    std::set_new_handler(MemoryAllocationError);
     int fileType = 1;
     char* traceFileName = nullptr;
     commandline(argc, argv, fileType, traceFileName);

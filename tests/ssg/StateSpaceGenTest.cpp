@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <string>
 
 namespace {
@@ -121,10 +122,13 @@ TEST(StateSpaceGen, ZeroTimeChainsEndAtTwentyThreeFirings) {
 }
 
 // The refusals print on standard output and exit with status 1; the death
-// test's child sends them to a file that the parent reads.
+// test's child writes them to a file that the parent reads. The file's name does
+// not depend on the scratch folder, which a child started afresh (the
+// "threadsafe" death-test style) would create anew.
 std::string refusalOf(const ModelSpec& spec) {
     TempDir dir;
-    std::string file = dir.path() + "out.txt";
+    std::string file = testsupport::binary("tests/StateSpaceGen.refusal.txt");
+    std::remove(file.c_str());
     EXPECT_EXIT(
         {
             if (std::freopen(file.c_str(), "w", stdout) == nullptr)
@@ -136,7 +140,9 @@ std::string refusalOf(const ModelSpec& spec) {
             std::exit(0);
         },
         testing::ExitedWithCode(1), "");
-    return testsupport::readFile(file);
+    std::string refusal = testsupport::readFile(file);
+    std::remove(file.c_str());
+    return refusal;
 }
 
 TEST(StateSpaceGen, ModelsThatCannotBeExploredAreRefused) {

@@ -1,0 +1,145 @@
+// Allocation failures of the framework's classes used on their own (without the
+// driver's new-handler): each reports with its own message and ends the process
+// with status 1. The death test's child first takes all the memory that a small
+// address-space limit leaves, so that the next allocation fails.
+
+#include "actions/BaseActionClass.h"
+#include "base/List.h"
+#include "ssg/DeterministicList.h"
+#include "ssg/HybridHash.h"
+#include "ssg/Queue.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <sys/resource.h>
+#include <unistd.h>
+
+namespace {
+
+#if defined(__SANITIZE_ADDRESS__)
+constexpr bool sanitized = true;
+#else
+constexpr bool sanitized = false;
+#endif
+
+// Valgrind preloads its own allocator, which an address-space limit does not stop.
+bool underValgrind() {
+    const char* preload = std::getenv("LD_PRELOAD");
+    return preload != nullptr && std::strstr(preload, "vgpreload") != nullptr;
+}
+
+const char* const memoryReport =
+    "Insufficient Memory to allocate dynamic data structures from heap memory\n"
+    "Exiting program...\n$";
+
+// Limits the address space to what the process maps now plus 8 MB and then takes
+// those 8 MB, down to the smallest block, so that every later allocation fails.
+// Only for a death test's child: the memory is never given back.
+void exhaustMemory() {
+    long pages = 0;
+    if (std::FILE* statm = std::fopen("/proc/self/statm", "r")) {
+        if (std::fscanf(statm, "%ld", &pages) != 1)
+            pages = 0;
+        std::fclose(statm);
+    }
+    rlimit limit{};
+    limit.rlim_cur = limit.rlim_max =
+        static_cast<rlim_t>(pages) * static_cast<rlim_t>(sysconf(_SC_PAGESIZE)) + (8u << 20);
+    setrlimit(RLIMIT_AS, &limit);
+    // Each block is written once so that the compiler cannot leave the allocation out.
+    for (std::size_t size = 1u << 20; size >= 8; size /= 2) {
+        while (void* block = std::malloc(size))
+            *static_cast<volatile char*>(block) = 0;
+    }
+}
+
+class AllocationFailureTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        if (sanitized)
+            GTEST_SKIP() << "the address sanitizer cannot run under an address-space limit";
+        if (underValgrind())
+            GTEST_SKIP() << "valgrind's allocator ignores the address-space limit";
+    }
+};
+
+TEST_F(AllocationFailureTest, ListGrowthWritesItsLineBeforeTheFatalReport) {
+    EXPECT_EXIT(
+        {
+            List<int> list(1);
+            int first = 1;
+            int second = 2;
+            list.append(&first);
+            exhaustMemory();
+            list.append(&second);
+        },
+        testing::ExitedWithCode(1),
+        std::string("^!! Crtical error in List<C>::append\\(List\\*\\) do to insufficient "
+                    "memory\\.\\.\\.exiting\n") +
+            memoryReport);
+}
+
+TEST_F(AllocationFailureTest, RewardStructuresNameTheirOperation) {
+    EXPECT_EXIT(
+        {
+            BaseActionClass action;
+            exhaustMemory();
+            action.AllocatePVRateDS(64);
+        },
+        testing::ExitedWithCode(1),
+        "^!! Memory allocation error in BaseActionClass::AllocatePVRateDS\\(\\)\n$");
+}
+
+TEST_F(AllocationFailureTest, StateStoreBlockThatCannotBeAllocated) {
+    EXPECT_EXIT(
+        {
+            HybridHash store(nullptr, 8, 131071, 100000, 5, 128, 1.0); // no growth of the index
+            char state[8] = {1};
+            exhaustMemory();
+            // Number 100000 is the first of the second block.
+            store.Insert(state, 100000);
+        },
+        testing::ExitedWithCode(1), "^Error:  Unable to allocate memory\n$");
+}
+
+TEST_F(AllocationFailureTest, QueueWithoutRoomForItsSlots) {
+    // This report goes to standard output; the child sends it to standard error,
+    // where the death test looks.
+    EXPECT_EXIT(
+        {
+            std::fflush(stdout);
+            dup2(2, 1);
+            exhaustMemory();
+            Queue queue(4);
+        },
+        testing::ExitedWithCode(1), "^Error out of memory\n$");
+}
+
+TEST_F(AllocationFailureTest, EnablingListGrowthGivesTheFatalReport) {
+    EXPECT_EXIT(
+        {
+            DeterministicList lists;
+            lists.insertEnablingState(1, 1.0);
+            lists.insertEnablingState(1, 2.0);
+            exhaustMemory();
+            lists.insertEnablingState(1, 3.0); // a third delay grows the array of groups
+        },
+        testing::ExitedWithCode(1), std::string("^") + memoryReport);
+}
+
+TEST(StateStoreTest, ShrinkingIndexSizeIsRefused) {
+    // A first index larger than the next size of the table: growing would shrink it.
+    EXPECT_EXIT(
+        {
+            HybridHash store(nullptr, 8, 500000, 10, 5, 4, 1e-9);
+            char state[8] = {1};
+            store.Insert(state, 1);
+        },
+        testing::ExitedWithCode(1),
+        "^Hash:  Error, there is a typo in the Hash Table, check \\.h file\n$");
+}
+
+} // namespace

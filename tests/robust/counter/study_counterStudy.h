@@ -1,0 +1,21 @@
+#pragma once
+// study_counterStudy: the counter model's study over its global variables Size
+// and Width (both int). Size is 3, 100000 (an .arm file of about 3 MB) and
+// 13000000 (more than the state store holds) in experiments 0 to 2; Width is 0
+// (overrides set it).
+
+#include "study/BaseStudyClass.h"
+
+class study_counterStudy : public BaseStudyClass {
+public:
+    study_counterStudy();
+    ~study_counterStudy() override;
+    study_counterStudy(const study_counterStudy&) = delete;
+    study_counterStudy& operator=(const study_counterStudy&) = delete;
+
+    PVModel* GetPVModel(bool expandTimePoints) override;
+    void SetGVs(int exp) override;
+    void PrintGlobalValues(int exp) override;
+    void* GetGVValue(const char* name) override;
+    void OverrideGVValue(const char* name, const void* value) override;
+};

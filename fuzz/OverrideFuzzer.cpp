@@ -4,6 +4,7 @@
 #include "DiscardOutput.h"
 #include "study/BaseStudyClass.h"
 
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -31,12 +32,18 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     study->overrideGVs(text.c_str());
 
     // A variable that the string does not name keeps its experiment value (compared
-    // bit for bit, so a NaN stays a NaN).
+    // bit for bit); one that it names holds a finite value, as every model
+    // parameter must.
     for (int i = 0; i < count; ++i) {
         const char* name = study->GetGVName(i);
-        if (std::strcmp(study->GetGVType(i), "double") != 0 || text.find(name) != std::string::npos)
+        if (std::strcmp(study->GetGVType(i), "double") != 0)
             continue;
-        if (std::memcmp(&before[i], study->GetGVValue(name), sizeof(double)) != 0)
+        double value;
+        std::memcpy(&value, study->GetGVValue(name), sizeof value);
+        if (!std::isfinite(value))
+            std::abort();
+        if (text.find(name) == std::string::npos &&
+            std::memcmp(&before[i], &value, sizeof value) != 0)
             std::abort();
     }
     DestructStudy();

@@ -72,18 +72,19 @@ bool convertInteger(const std::string& text, long low, long high, long& value) {
     return end != start && *end == '\0' && errno != ERANGE && value >= low && value <= high;
 }
 
+// Infinities (also from values out of range) and NaN are no model parameter.
 bool convertDouble(const std::string& text, double& value) {
     const char* start = text.c_str();
     char* end = nullptr;
     value = std::strtod(start, &end);
-    return end != start && *end == '\0' && !std::isinf(value);
+    return end != start && *end == '\0' && std::isfinite(value);
 }
 
 bool convertFloat(const std::string& text, float& value) {
     const char* start = text.c_str();
     char* end = nullptr;
     value = std::strtof(start, &end);
-    return end != start && *end == '\0' && !std::isinf(value);
+    return end != start && *end == '\0' && std::isfinite(value);
 }
 
 void refuseOverride(const std::string& name, const std::string& text, const std::string& why) {

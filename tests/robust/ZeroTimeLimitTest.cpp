@@ -20,16 +20,15 @@ using testsupport::TempDir;
 ModelSpec chain(int last) {
     ModelSpec spec;
     spec.places = {{"p", 0}};
-    spec.activities = {
-        {.name = "start",
-         .enabled = testmodel::holds(0, 0),
-         .fire = testmodel::put(0, 1),
-         .type = Deterministic,
-         .delay = 1.0},
-        {.name = "step",
-         .enabled = [last](const Marking& m) { return m[0] >= 1 && m[0] <= last; },
-         .fire = testmodel::add(0, 1),
-         .type = Instantaneous}};
+    spec.activities = {{.name = "start",
+                        .enabled = testmodel::holds(0, 0),
+                        .fire = testmodel::put(0, 1),
+                        .type = Deterministic,
+                        .delay = 1.0},
+                       {.name = "step",
+                        .enabled = [last](const Marking& m) { return m[0] >= 1 && m[0] <= last; },
+                        .fire = testmodel::add(0, 1),
+                        .type = Instantaneous}};
     return spec;
 }
 

@@ -53,22 +53,27 @@ pollingSAN::stationsArray::stationsArray(int size)
     }
 }
 
-void pollingSAN::stationsArray::SetState(void* from) {
-    const char* p = static_cast<const char*>(from);
-    for (int i = 0; i < size; ++i, p += sizeof(short))
-        std::memcpy(cells[i], p, sizeof(short));
-}
-
-void pollingSAN::stationsArray::CurrentState(void* to) {
-    char* p = static_cast<char*>(to);
-    for (int i = 0; i < size; ++i, p += sizeof(short))
-        std::memcpy(p, cells[i], sizeof(short));
-}
-
 pollingSAN::stationsArray::~stationsArray() {
     for (int i = 0; i < size; ++i)
         delete element[i];
     delete[] element;
+}
+
+void pollingSAN::stationsArray::SetState(void* from) {
+    // Locals, since the byte copies could otherwise alias the members.
+    const char* p = static_cast<const char*>(from);
+    short* const* cell = cells.get();
+    const int n = size;
+    for (int i = 0; i < n; ++i, p += sizeof(short))
+        std::memcpy(cell[i], p, sizeof(short));
+}
+
+void pollingSAN::stationsArray::CurrentState(void* to) {
+    char* p = static_cast<char*>(to);
+    short* const* cell = cells.get();
+    const int n = size;
+    for (int i = 0; i < n; ++i, p += sizeof(short))
+        std::memcpy(p, cell[i], sizeof(short));
 }
 
 // ---- arrivalActivity ----

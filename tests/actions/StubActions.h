@@ -16,11 +16,9 @@ public:
     bool Enabled() override {
         ++enabledCalls;
         PreviousEnabled = CurrentEnabled;
-        CurrentEnabled = on;
-        return CurrentEnabled;
+        return CurrentEnabled = on;
     }
     double Weight() override { return weight; }
-    double Rate() override { return 2.5; }
     int Rank() override { return rank; }
     BaseActionClass* Fire() override { return this; }
     void LinkVariables() override {}
@@ -31,8 +29,8 @@ public:
     int enabledCalls = 0;
 };
 
-// Returns the given variates in order, counting the draws, while it sits in
-// the global sampler (the previous generator is put back on destruction).
+// Returns the given variates in order, counting the draws, while it sits in the
+// global sampler (the previous generator is put back on destruction).
 class FixedGenerator : public RandomNumberGenerator {
 public:
     explicit FixedGenerator(std::vector<double> values)
@@ -44,7 +42,5 @@ public:
 
     std::vector<double> values;
     std::size_t draws = 0;
-
-private:
     RandomNumberGenerator* saved;
 };

@@ -24,7 +24,7 @@ public:
     int draws = 0;
 };
 
-const double ln2 = std::numbers::ln2, e = std::numbers::e, pi = std::numbers::pi;
+const double ln2 = std::numbers::ln2, e = std::numbers::e;
 double phases[] = {1, 1, 10, 3};         // rate 1 with weight 1, rate 10 with weight 3
 double tenths[] = {1, .1, 2, .1, 4, .1}; // weights summing to 0.30000000000000004
 double rates[] = {1, 4};
@@ -93,12 +93,10 @@ TEST(DistributionsTest, ClosedFormsAndDrawCounts) {
 TEST(DistributionsTest, SampleMomentsOnALongStream) {
     const Case cases[] = {
         MOMENTS(Normal(10, 4), 10, 4),
-        MOMENTS(Weibull(2, 1), std::sqrt(pi) / 2, 1 - pi / 4),
         MOMENTS(Lognormal(0, 0.25), std::exp(0.125), (std::exp(0.25) - 1) * std::exp(0.25)),
         MOMENTS(Gamma(0.5, 2), 1, 2),
         MOMENTS(Gamma(3, 2), 6, 12),
         MOMENTS(Beta(2, 3), 0.4, 0.04),
-        MOMENTS(HyperExponential(2, phases), 0.325, 2 * (0.25 + 0.75 * 0.01) - 0.325 * 0.325),
     };
     constexpr int n = 200000;
     for (const Case& c : cases) {

@@ -42,5 +42,7 @@ public:
 
     std::vector<double> values;
     std::size_t draws = 0;
+
+private:
     RandomNumberGenerator* saved;
 };

@@ -34,20 +34,16 @@ struct Outer : BaseStructStateVariable {
 };
 
 TEST(StructStateVariable, PacksFieldsWithoutPadding) {
-    BaseStructStateVariable m; // filled the way makeArrays allows, after construction
-    EXPECT_EQ(m.StateSize(), 0);
-    EXPECT_TRUE(m.isLeafNode()); // a structure without fields is a leaf of size 0
+    BaseStructStateVariable m; // a structure without fields is a leaf of size 0
+    EXPECT_TRUE(m.StateSize() == 0 && m.isLeafNode());
     const ArrayType types[3] = {ShortElement, DoubleElement, CharElement};
     m.makeArrays(types, 3);
     SharableSV<short> s;
     SharableSV<double> d;
     SharableSV<char> c;
-    m.fields[0].var = &s;
-    m.fields[1].var = &d;
-    m.fields[2].var = &c;
+    m.fields[0].var = &s, m.fields[1].var = &d, m.fields[2].var = &c;
     *s.value = -2, *d.value = 0.5, *c.value = 'x';
     EXPECT_EQ(m.StateSize(), 11);
-
     unsigned char bytes[12], expected[12];
     std::memset(bytes, 0xEE, sizeof bytes);
     std::memcpy(expected, bytes, sizeof bytes);

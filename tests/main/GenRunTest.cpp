@@ -57,17 +57,12 @@ TEST_F(GenRunTest, UsageAndArgumentErrors) {
 TEST_F(GenRunTest, EchoesAndUnknownArgumentsComeBeforeTheStudy) {
     RunResult result = gen("-l0 -P./ -zap -y word -Nexp1 -B0 -a absorbed -Od:alpha:5");
     EXPECT_EQ(result.status, 0) << result.err;
-    const std::string start = "TraceLevel=0\n"
-                              "path=[./]\n"
-                              "ERROR: unknown argument: -zap\n"
-                              "ERROR: unknown argument: word\n"
-                              "OverrideString is d:alpha:5\n"
-                              "The Global Variable values for experiment Experiment 1 are:\n"
-                              "alpha\tdouble\t1000\n"
-                              "beta\tdouble\t10000\n"
-                              "lambda_i\tdouble\t1e-07\n"
-                              "lambda_w\tdouble\t1e-06\n"
-                              "Overriding global variables in ssg\n";
+    const std::string start =
+        "TraceLevel=0\npath=[./]\nERROR: unknown argument: -zap\nERROR: unknown argument: word\n"
+        "OverrideString is d:alpha:5\n"
+        "The Global Variable values for experiment Experiment 1 are:\nalpha\tdouble\t1000\n"
+        "beta\tdouble\t10000\nlambda_i\tdouble\t1e-07\nlambda_w\tdouble\t1e-06\n"
+        "Overriding global variables in ssg\n";
     EXPECT_EQ(result.out.substr(0, start.size()), start);
 }
 

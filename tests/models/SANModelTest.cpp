@@ -22,7 +22,6 @@ class Move : public Activity {
 public:
     Move(const char* name, int group, Place* in, Place* out)
         : Activity(name, group, Exponential, DefaultPolicy, 2, 1, false), in(in), out(out) {}
-    bool Enabled() override { return *inMark > 0; }
     BaseActionClass* Fire() override {
         --*inMark;
         ++*outMark;

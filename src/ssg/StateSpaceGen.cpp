@@ -20,6 +20,7 @@
 #include <new>
 #include <string>
 #include <sys/resource.h>
+#include <vector>
 
 void (StateSpaceGen::*FindNext)(char* state) = nullptr;
 
@@ -62,6 +63,28 @@ double processorTime() {
            static_cast<double>(usage.ru_stime.tv_sec) +
            static_cast<double>(usage.ru_stime.tv_usec) / 1000000.0;
 }
+
+// Result files of an exploration that has not finished. A fatal error ends the
+// process with exit(1) wherever it arises (the state store, the zero-time limit,
+// a failed write, exhausted memory), so an exit handler removes them: a failed run
+// leaves no .var or .det that looks complete. The .arm needs no removal, its
+// blank count marks it unfinished until the very end.
+std::vector<std::string> unfinishedResults;
+
+void removeUnfinishedResults() {
+    for (const std::string& name : unfinishedResults)
+        std::remove(name.c_str());
+}
+
+// Called only once the file is open, so a name that was never ours (a folder, a
+// file the run could not open) is never removed.
+void markUnfinished(const char* name) {
+    static const bool registered = std::atexit(removeUnfinishedResults) == 0;
+    (void)registered;
+    unfinishedResults.emplace_back(name);
+}
+
+void markFinished() { unfinishedResults.clear(); }
 
 template <class T> std::unique_ptr<T[]> allocate(std::size_t count) {
     T* array = new (std::nothrow) T[count > 0 ? count : 1]();
@@ -181,6 +204,20 @@ StateSpaceGen::~StateSpaceGen() {
 }
 
 void StateSpaceGen::InitializeTrace() {
+    if (TraceFileName != nullptr) {
+        // Opening the trace would truncate a result file and interleave the
+        // trace with its rows.
+        std::string stem = std::string(ExperimentPath ? ExperimentPath : "") +
+                           (ExperimentName ? ExperimentName : "");
+        for (const char* extension : {".arm", ".var", ".pvtype", ".det"}) {
+            if (stem + extension == TraceFileName) {
+                std::cerr << "Error: the trace file " << TraceFileName
+                          << " is one of the run's result files; choose another name (-t)"
+                          << std::endl;
+                std::exit(1);
+            }
+        }
+    }
     Trace = std::make_unique<TraceFileContainer>();
     Trace->setTraceLevel(TraceLevel);
     if (TraceFileName != nullptr)
@@ -266,6 +303,7 @@ void StateSpaceGen::beginExploration(const char* armName, const char* varName,
     ArmOut = std::make_unique<TextBuffer>(ArmFile, ArmName, ArmBufferBytes);
 
     RewardOut = std::make_unique<Reward>(Model, OutputFormat, varName);
+    markUnfinished(varName);
     Model->FireAction(NextState, &Model->NoActionFiredYet);
     RewardOut->Calculate(NumStates);
 
@@ -318,6 +356,7 @@ void StateSpaceGen::closeArm() {
     ArmFile.close();
     if (!ArmFile)
         writeFailed(ArmName);
+    markFinished(); // every result file of the run is complete
 }
 
 // ---- Stable-state exploration ----
@@ -575,6 +614,7 @@ void StateSpaceGen::GenStateSpaceDeterministic(const char* armName, const char* 
         std::cerr << "Error: Could not open det file " << std::endl;
         std::exit(1);
     }
+    markUnfinished(detName);
     detFile.setf(std::ios::scientific, std::ios::floatfield);
     detFile.precision(10);
     beginExploration(armName, varName, "Error: Could not open binary file dude",

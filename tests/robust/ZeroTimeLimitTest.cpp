@@ -10,17 +10,17 @@
 namespace {
 
 using testmodel::Marking;
-using testmodel::ModelSpec;
+using testmodel::ModelShape;
 using testmodel::TestPVModel;
 using testsupport::TempDir;
 
 // Place p starts at 0; the deterministic activity `start` (delay 1) sets it to 1,
 // then the instantaneous activity `step` counts it up, once per firing, while it
 // is at most `last`: `last` successive zero-time firings in all.
-ModelSpec chain(int last) {
-    ModelSpec spec;
-    spec.places = {{"p", 0}};
-    spec.activities = {{.name = "start",
+ModelShape chain(int last) {
+    ModelShape shape;
+    shape.places = {{"p", 0}};
+    shape.activities = {{.name = "start",
                         .enabled = testmodel::holds(0, 0),
                         .fire = testmodel::put(0, 1),
                         .type = Deterministic,
@@ -29,7 +29,7 @@ ModelSpec chain(int last) {
                         .enabled = [last](const Marking& m) { return m[0] >= 1 && m[0] <= last; },
                         .fire = testmodel::add(0, 1),
                         .type = Instantaneous}};
-    return spec;
+    return shape;
 }
 
 TEST(ZeroTimeLimitTest, TwentyThreeFiringsAfterADeterministicOneReachAStableState) {

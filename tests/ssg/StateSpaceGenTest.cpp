@@ -25,15 +25,15 @@ std::string modelLine(TestPVModel& model) {
 TEST(StateSpaceGen, SelfLoopSummedTargetsAndZeroRates) {
     // b: 0 -> 1 by t1 (1.0) and t2 (2.0), back by `back`; `loop` changes
     // nothing; `zero` (rate 0) would lead to a new state.
-    ModelSpec spec;
-    spec.places = {{"a", 1}, {"b", 0}};
-    spec.activities = {{.name = "loop", .enabled = always, .fire = nothing, .rate = 0.5},
+    ModelShape shape;
+    shape.places = {{"a", 1}, {"b", 0}};
+    shape.activities = {{.name = "loop", .enabled = always, .fire = nothing, .rate = 0.5},
                        {.name = "t1", .enabled = holds(1, 0), .fire = put(1, 1), .rate = 1.0},
                        {.name = "t2", .enabled = holds(1, 0), .fire = put(1, 1), .rate = 2.0},
                        {.name = "zero", .enabled = always, .fire = put(0, 5), .rate = 0.0},
                        {.name = "back", .enabled = holds(1, 1), .fire = put(1, 0), .rate = 0.25}};
-    spec.rewards = {{"b", markingOf(1)}};
-    TestPVModel model(spec);
+    shape.rewards = {{"b", markingOf(1)}};
+    TestPVModel model(shape);
     TempDir dir;
     Outcome run = runGenerator(&model, dir);
     EXPECT_EQ(run.arm, armHeader(2) + "1\n1\n5.0000000000e-01\n2\n3.0000000000e+00\n0\n"
@@ -44,9 +44,9 @@ TEST(StateSpaceGen, SelfLoopSummedTargetsAndZeroRates) {
 }
 
 TEST(StateSpaceGen, ModelWithoutActionsHasOneAbsorbingState) {
-    ModelSpec spec;
-    spec.places = {{"p", 3}};
-    TestPVModel model(spec);
+    ModelShape shape;
+    shape.places = {{"p", 3}};
+    TestPVModel model(shape);
     TempDir dir;
     Outcome run = runGenerator(&model, dir, 0, 1);
     EXPECT_EQ(run.arm, "1\n1\n" + std::string(61, ' ') + "\n1\n0\n");
@@ -60,9 +60,9 @@ TEST(StateSpaceGen, InstantaneousActionsOfTheHighestRankShareByWeight) {
     // `go` (rate 2) makes p = 1, where i1, i2 (rank 2, weights 1 and 3) and i3
     // (rank 1) are enabled; `reset` returns to p = 0. Only i1 and i2 fire, with
     // 1/4 and 3/4; each new state's record has the rewards after its firing.
-    ModelSpec spec;
-    spec.places = {{"p", 0}};
-    spec.activities = {
+    ModelShape shape;
+    shape.places = {{"p", 0}};
+    shape.activities = {
         {.name = "go", .enabled = holds(0, 0), .fire = put(0, 1), .rate = 2.0},
         {.name = "i1", .enabled = holds(0, 1), .fire = put(0, 2), .type = Instantaneous, .rank = 2},
         {.name = "i2",
@@ -80,8 +80,8 @@ TEST(StateSpaceGen, InstantaneousActionsOfTheHighestRankShareByWeight) {
         {.name = "reset",
          .enabled = [](const Marking& m) { return m[0] >= 2; },
          .fire = put(0, 0)}};
-    spec.rewards = {{"p", markingOf(0)}};
-    TestPVModel model(spec);
+    shape.rewards = {{"p", markingOf(0)}};
+    TestPVModel model(shape);
     TempDir dir;
     Outcome run = runGenerator(&model, dir, 1, 0, 0.5, "trace.txt");
     EXPECT_EQ(run.arm, armHeader(3) + "1\n2\n5.0000000000e-01\n3\n1.5000000000e+00\n0\n"
@@ -96,15 +96,15 @@ TEST(StateSpaceGen, InstantaneousActionsOfTheHighestRankShareByWeight) {
 }
 
 // `start` sets p = 1; the instantaneous `step` adds 1 while p <= last.
-ModelSpec chain(int last) {
-    ModelSpec spec;
-    spec.places = {{"p", 0}};
-    spec.activities = {{.name = "start", .enabled = holds(0, 0), .fire = put(0, 1)},
+ModelShape chain(int last) {
+    ModelShape shape;
+    shape.places = {{"p", 0}};
+    shape.activities = {{.name = "start", .enabled = holds(0, 0), .fire = put(0, 1)},
                        {.name = "step",
                         .enabled = [last](const Marking& m) { return m[0] >= 1 && m[0] <= last; },
                         .fire = add(0, 1),
                         .type = Instantaneous}};
-    return spec;
+    return shape;
 }
 
 TEST(StateSpaceGen, ZeroTimeChainsEndAtTwentyThreeFirings) {
@@ -125,7 +125,7 @@ TEST(StateSpaceGen, ZeroTimeChainsEndAtTwentyThreeFirings) {
 // test's child writes them to a file that the parent reads. The file's name does
 // not depend on the scratch folder, which a child started afresh (the
 // "threadsafe" death-test style) would create anew.
-std::string refusalOf(const ModelSpec& spec) {
+std::string refusalOf(const ModelShape& shape) {
     TempDir dir;
     std::string file = testsupport::binary("tests/StateSpaceGen.refusal.txt");
     std::remove(file.c_str());
@@ -133,7 +133,7 @@ std::string refusalOf(const ModelSpec& spec) {
         {
             if (std::freopen(file.c_str(), "w", stdout) == nullptr)
                 std::exit(3);
-            TestPVModel model(spec);
+            TestPVModel model(shape);
             StateSpaceGen generator(&model, dir.path().c_str(), "run", 0, 0.5, nullptr, nullptr,
                                     nullptr);
             generator.GenStateSpace();
@@ -146,7 +146,7 @@ std::string refusalOf(const ModelSpec& spec) {
 }
 
 TEST(StateSpaceGen, ModelsThatCannotBeExploredAreRefused) {
-    ModelSpec unstable;
+    ModelShape unstable;
     unstable.places = {{"p", 1}};
     unstable.activities = {
         {.name = "go", .enabled = holds(0, 0), .fire = put(0, 1)},
@@ -155,24 +155,24 @@ TEST(StateSpaceGen, ModelsThatCannotBeExploredAreRefused) {
                                    "instantaneous action is enabled in that state.\n");
     const std::string unsupported =
         "Error:  Can not generate state space with Current Action Distribution Type\n";
-    ModelSpec uniform = unstable;
+    ModelShape uniform = unstable;
     uniform.activities[1].type = Uniform;
     EXPECT_EQ(refusalOf(uniform), unsupported);
-    ModelSpec mixed = unstable; // deterministic and Erlang actions together
+    ModelShape mixed = unstable; // deterministic and Erlang actions together
     mixed.activities[0].type = Deterministic;
     mixed.activities[1].type = Erlang;
     EXPECT_EQ(refusalOf(mixed), unsupported);
-    ModelSpec empty;
+    ModelShape empty;
     empty.activities = {{.name = "go", .enabled = always, .fire = nothing}};
     EXPECT_EQ(refusalOf(empty), "The model is empty, i.e., does not have any state variables.\n");
 }
 
 // c counts 0 -> 3 by `tick`; the Erlang `e` (2 phases, rate 3) moves p from 0
 // to 1, `back` returns. Phases are not part of the state vector.
-ModelSpec erlangModel(int lastCount, bool withBack) {
-    ModelSpec spec;
-    spec.places = {{"p", 0}, {"c", 0}};
-    spec.activities = {{.name = "tick",
+ModelShape erlangModel(int lastCount, bool withBack) {
+    ModelShape shape;
+    shape.places = {{"p", 0}, {"c", 0}};
+    shape.activities = {{.name = "tick",
                         .enabled = [=](const Marking& m) { return m[1] < lastCount; },
                         .fire = add(1, 1)},
                        {.name = "e",
@@ -182,10 +182,10 @@ ModelSpec erlangModel(int lastCount, bool withBack) {
                         .type = Erlang,
                         .erlangM = 2.0}};
     if (withBack)
-        spec.activities.push_back(
+        shape.activities.push_back(
             {.name = "back", .enabled = holds(0, 1), .fire = put(0, 0), .rate = 2.0});
-    spec.rewards = {{"c", markingOf(1)}, {"p", markingOf(0)}};
-    return spec;
+    shape.rewards = {{"c", markingOf(1)}, {"p", markingOf(0)}};
+    return shape;
 }
 
 TEST(StateSpaceGen, ErlangPhasesAdvanceAcrossStatesAndResetWhenDisabled) {
@@ -206,18 +206,18 @@ TEST(StateSpaceGen, ErlangActionsOfAGroupAgeTogether) {
     // e1 (p: 0 -> 1) and e2 (p: 0 -> 2), 2 phases and rate 4 each, in one group:
     // e1 is not ready, so both age and the self-loop gets 4 / 2 members; e2 is
     // then ready and its group gives it 1/2 of 4.
-    ModelSpec spec;
-    spec.places = {{"p", 0}};
-    spec.groups = {"pair"};
+    ModelShape shape;
+    shape.places = {{"p", 0}};
+    shape.groups = {"pair"};
     for (int i = 1; i <= 2; ++i)
-        spec.activities.push_back({.name = i == 1 ? "e1" : "e2",
+        shape.activities.push_back({.name = i == 1 ? "e1" : "e2",
                                    .enabled = holds(0, 0),
                                    .fire = put(0, i),
                                    .rate = 4.0,
                                    .type = Erlang,
                                    .erlangM = 2.0,
                                    .group = 0});
-    TestPVModel model(spec);
+    TestPVModel model(shape);
     TempDir dir;
     EXPECT_EQ(runGenerator(&model, dir).arm,
               armHeader(2) + "1\n1\n2.0000000000e+00\n2\n2.0000000000e+00\n0\n2\n0\n");
@@ -239,8 +239,8 @@ TEST(StateSpaceGen, TracedAndUntracedRunsWriteTheSameFiles) {
 TEST(StateSpaceGen, DeterministicActionsGiveNegativeEntriesAndEnablingLists) {
     // p = 0: d (delay 2) and x (rate 0.5) lead to p = 1: -1 + 0.5.
     // p = 1: d2, d3 (delay 2) lead to p = 2, d4 (delay 0.5) back to p = 0.
-    ModelSpec spec;
-    spec.places = {{"p", 0}};
+    ModelShape shape;
+    shape.places = {{"p", 0}};
     auto det = [](const char* name, int from, int to, double delay) {
         return ActivitySpec{.name = name,
                             .enabled = holds(0, from),
@@ -248,13 +248,13 @@ TEST(StateSpaceGen, DeterministicActionsGiveNegativeEntriesAndEnablingLists) {
                             .type = Deterministic,
                             .delay = delay};
     };
-    spec.activities = {det("d", 0, 1, 2.0),
+    shape.activities = {det("d", 0, 1, 2.0),
                        {.name = "x", .enabled = holds(0, 0), .fire = put(0, 1), .rate = 0.5},
                        det("d2", 1, 2, 2.0),
                        det("d3", 1, 2, 2.0),
                        det("d4", 1, 0, 0.5)};
-    spec.rewards = {{"p", markingOf(0)}};
-    TestPVModel model(spec);
+    shape.rewards = {{"p", markingOf(0)}};
+    TestPVModel model(shape);
     TempDir dir;
     Outcome run = runGenerator(&model, dir, 0, 1);
     EXPECT_EQ(run.arm, armHeader(3, 8) +
@@ -269,9 +269,9 @@ TEST(StateSpaceGen, DeterministicActionsGiveNegativeEntriesAndEnablingLists) {
 TEST(StateSpaceGen, ZeroTimeBranchesOnTheDeterministicPathTakeTheirGroupProbability) {
     // d makes p = 1, where i1 and i2, each its own group (probability 1), lead
     // to p = 2 and p = 3: both get the whole -1, whatever their weights.
-    ModelSpec spec;
-    spec.places = {{"p", 0}};
-    spec.activities = {
+    ModelShape shape;
+    shape.places = {{"p", 0}};
+    shape.activities = {
         {.name = "d", .enabled = holds(0, 0), .fire = put(0, 1), .type = Deterministic, .delay = 1},
         {.name = "i1", .enabled = holds(0, 1), .fire = put(0, 2), .type = Instantaneous},
         {.name = "i2",
@@ -279,7 +279,7 @@ TEST(StateSpaceGen, ZeroTimeBranchesOnTheDeterministicPathTakeTheirGroupProbabil
          .fire = put(0, 3),
          .type = Instantaneous,
          .weight = 3.0}};
-    TestPVModel model(spec);
+    TestPVModel model(shape);
     TempDir dir;
     Outcome run = runGenerator(&model, dir);
     EXPECT_EQ(run.arm,
@@ -292,9 +292,9 @@ TEST(StateSpaceGen, StoreGrowsPastItsFirstRehashAndFirstBlock) {
     // the load factor 0.05 the index grows at 6554, 19661, ... and the second
     // block of vectors starts at 100000.
     const int count = 120000;
-    ModelSpec spec;
-    spec.places = {{"high", 0}, {"low", 0}, {"flag", 7}};
-    spec.activities = {{.name = "inc",
+    ModelShape shape;
+    shape.places = {{"high", 0}, {"low", 0}, {"flag", 7}};
+    shape.activities = {{.name = "inc",
                         .enabled = [](const Marking& m) { return m[0] * 1000 + m[1] < count - 1; },
                         .fire =
                             [](const Marking& m) {
@@ -303,7 +303,7 @@ TEST(StateSpaceGen, StoreGrowsPastItsFirstRehashAndFirstBlock) {
                                 m.set(1, n % 1000);
                             }},
                        {.name = "self", .enabled = always, .fire = nothing, .rate = 0.5}};
-    TestPVModel model(spec);
+    TestPVModel model(shape);
     TempDir dir;
     Outcome run = runGenerator(&model, dir, 0, 0, 0.05);
     std::string arm = armHeader(count), out;

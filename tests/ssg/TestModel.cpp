@@ -39,45 +39,45 @@ namespace {
 
 class TestActivity : public Activity {
 public:
-    TestActivity(const ActivitySpec& spec, const std::vector<Place*>& places)
-        : Spec(spec), Marks(places) {
-        ActivityInitialize(spec.name.c_str(), 0, spec.type, DefaultPolicy, 0, 0, false);
+    TestActivity(const ActivitySpec& shape, const std::vector<Place*>& places)
+        : Shape(shape), Marks(places) {
+        ActivityInitialize(shape.name.c_str(), 0, shape.type, DefaultPolicy, 0, 0, false);
     }
     bool Enabled() override {
         PreviousEnabled = CurrentEnabled;
-        CurrentEnabled = Spec.enabled(Marks);
+        CurrentEnabled = Shape.enabled(Marks);
         return CurrentEnabled;
     }
-    double Rate() override { return Spec.rate; }
-    double Weight() override { return Spec.weight; }
-    int Rank() override { return Spec.rank; }
-    double ErlangParamM() override { return Spec.erlangM; }
+    double Rate() override { return Shape.rate; }
+    double Weight() override { return Shape.weight; }
+    int Rank() override { return Shape.rank; }
+    double ErlangParamM() override { return Shape.erlangM; }
     double* ReturnDistributionParameters() override {
-        Parameters[0] = Spec.type == Deterministic ? Spec.delay : Spec.rate;
+        Parameters[0] = Shape.type == Deterministic ? Shape.delay : Shape.rate;
         return Parameters;
     }
     BaseActionClass* Fire() override {
-        Spec.fire(Marks);
+        Shape.fire(Marks);
         return this;
     }
     void LinkVariables() override {}
 
 private:
-    const ActivitySpec& Spec; // owned by the reward model's table
+    const ActivitySpec& Shape; // owned by the reward model's table
     Marking Marks;
     double Parameters[1] = {0.0};
 };
 
 class TestSAN : public SANModel {
 public:
-    explicit TestSAN(const ModelSpec& spec) {
-        for (const auto& [name, initial] : spec.places) {
+    explicit TestSAN(const ModelShape& shape) {
+        for (const auto& [name, initial] : shape.places) {
             OwnedPlaces.push_back(std::make_unique<Place>(name.c_str(), initial));
             PlacePointers.push_back(OwnedPlaces.back().get());
         }
         std::vector<BaseGroupClass*> groups; // own groups first, then the shared ones
         std::vector<Activity*> activities;
-        for (const ActivitySpec& a : spec.activities) {
+        for (const ActivitySpec& a : shape.activities) {
             Activities.push_back(std::make_unique<TestActivity>(a, PlacePointers));
             activities.push_back(Activities.back().get());
             if (a.group < 0) {
@@ -85,12 +85,12 @@ public:
                 groups.push_back(activities.back());
             }
         }
-        for (std::size_t g = 0; g < spec.groups.size(); ++g) {
+        for (std::size_t g = 0; g < shape.groups.size(); ++g) {
             int id = static_cast<int>(groups.size());
             Shared.push_back(std::make_unique<BaseGroupClass>(
-                spec.groups[g].c_str(), id, Exponential, DefaultPolicy, 0, 0, false));
+                shape.groups[g].c_str(), id, Exponential, DefaultPolicy, 0, 0, false));
             for (std::size_t i = 0; i < activities.size(); ++i) {
-                if (spec.activities[i].group == static_cast<int>(g)) {
+                if (shape.activities[i].group == static_cast<int>(g)) {
                     Shared.back()->appendGroup(activities[i]);
                     activities[i]->GroupID = id;
                 }
@@ -154,16 +154,16 @@ private:
 
 } // namespace
 
-TestPVModel::TestPVModel(ModelSpec spec) : Spec(std::move(spec)) {
-    SubModel = new TestSAN(Spec);
+TestPVModel::TestPVModel(ModelShape shape) : Shape(std::move(shape)) {
+    SubModel = new TestSAN(Shape);
     DefineName("testPVModel");
     PerformanceVariableNode::the_id = 0; // a node's number is its position in this model
-    CreatePVList(static_cast<int>(Spec.rewards.size()), false);
+    CreatePVList(static_cast<int>(Shape.rewards.size()), false);
     Initialize();
 }
 
 PerformanceVariableNode* TestPVModel::createPVNode(int pvIndex, int timeIndex) {
-    const auto& [name, reward] = Spec.rewards[static_cast<std::size_t>(pvIndex)];
+    const auto& [name, reward] = Shape.rewards[static_cast<std::size_t>(pvIndex)];
     return new TestNode(name, reward, timeIndex);
 }
 

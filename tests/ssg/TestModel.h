@@ -46,10 +46,10 @@ struct ActivitySpec {
     double weight = 1.0;
     double erlangM = 1.0; // ErlangParamM()
     double delay = 0.0;   // first distribution parameter of a deterministic activity
-    int group = -1;       // index into ModelSpec::groups, or -1 for the activity's own group
+    int group = -1;       // index into ModelShape::groups, or -1 for the activity's own group
 };
 
-struct ModelSpec {
+struct ModelShape {
     std::vector<std::pair<std::string, short>> places; // name and initial marking
     std::vector<ActivitySpec> activities;
     std::vector<std::string> groups; // shared groups, listed after the activities' own groups
@@ -59,11 +59,11 @@ struct ModelSpec {
 // The reward model over a SAN named "test" built from the table.
 class TestPVModel : public PVModel {
 public:
-    explicit TestPVModel(ModelSpec spec);
+    explicit TestPVModel(ModelShape shape);
     PerformanceVariableNode* createPVNode(int pvIndex, int timeIndex) override;
 
 private:
-    ModelSpec Spec;
+    ModelShape Shape;
 };
 
 struct Outcome {

@@ -70,4 +70,29 @@ TempDir::~TempDir() {
     std::filesystem::remove_all(path_, ignored);
 }
 
+std::string joinLines(const std::vector<std::string>& lines) {
+    std::string text;
+    for (const std::string& line : lines)
+        text += line + '\n';
+    return text;
+}
+
+std::string armHeader(int states, int blanks) {
+    std::string count = std::to_string(states);
+    return "1\n" + count + '\n' + std::string(blanks - 1 - count.size(), ' ') + '\n';
+}
+
+ModelRun runModel(const std::string& executable, const TempDir& dir, const std::string& name,
+                  int experiment, const std::string& extra) {
+    ModelRun r;
+    r.result = run(binary(executable) + " -P" + dir.path() + " -N" + name + " -B" +
+                   std::to_string(experiment) + extra);
+    std::string stem = dir.path() + name;
+    r.arm = readFile(stem + ".arm");
+    r.var = readFile(stem + ".var");
+    r.pvtype = readFile(stem + ".pvtype");
+    r.det = readFile(stem + ".det");
+    return r;
+}
+
 } // namespace testsupport

@@ -3,6 +3,7 @@
 // and scratch folders.
 
 #include <string>
+#include <vector>
 
 namespace testsupport {
 
@@ -41,5 +42,24 @@ public:
 private:
     std::string path_;
 };
+
+// The lines, each ended by a line feed.
+std::string joinLines(const std::vector<std::string>& lines);
+
+// The first three lines of a finished .arm file with `states` states: the count
+// written over the start of the placeholder line of `blanks` blanks (63, or 8 on
+// the deterministic path).
+std::string armHeader(int states, int blanks = 63);
+
+// One run of a model's executable and the result files it left.
+struct ModelRun {
+    RunResult result;
+    std::string arm, var, pvtype, det;
+};
+
+// Runs `executable` with -P<dir> -N<name> -B<experiment> and `extra`, then reads
+// <dir><name>.arm, .var, .pvtype and .det (empty when absent).
+ModelRun runModel(const std::string& executable, const TempDir& dir, const std::string& name,
+                  int experiment, const std::string& extra = "");
 
 } // namespace testsupport

@@ -21,33 +21,13 @@ using testsupport::TempDir;
 
 namespace {
 
-std::string joinLines(const std::vector<std::string>& lines) {
-    std::string text;
-    for (const std::string& line : lines)
-        text += line + '\n';
-    return text;
-}
+using testsupport::joinLines;
+using Outputs = testsupport::ModelRun;
 
-// Header of an .arm file with n states: the count overwrites the start of a
-// 63-blank line.
-std::string armHeader(int n) {
-    std::string count = std::to_string(n);
-    return "1\n" + count + '\n' + std::string(62 - count.size(), ' ') + '\n';
-}
-
-struct Outputs {
-    testsupport::RunResult result;
-    std::string arm, var, pvtype;
-};
+std::string armHeader(int states) { return testsupport::armHeader(states, 63); }
 
 Outputs generate(const TempDir& dir, int experiment, const std::string& extra = "") {
-    Outputs r;
-    r.result = run(testsupport::binary("gen-multiproc") + " -P" + dir.path() + " -Nmp -B" +
-                   std::to_string(experiment) + extra);
-    r.arm = readFile(dir.path() + "mp.arm");
-    r.var = readFile(dir.path() + "mp.var");
-    r.pvtype = readFile(dir.path() + "mp.pvtype");
-    return r;
+    return testsupport::runModel("gen-multiproc", dir, "mp", experiment, extra);
 }
 
 // Parameters of one experiment of the study.

@@ -23,34 +23,13 @@ using testsupport::TempDir;
 
 namespace {
 
-std::string joinLines(const std::vector<std::string>& lines) {
-    std::string text;
-    for (const std::string& line : lines)
-        text += line + '\n';
-    return text;
-}
+using testsupport::joinLines;
+using Outputs = testsupport::ModelRun;
 
-// Header of an .arm file of the deterministic exploration with n states: the
-// count overwrites the start of an 8-blank line.
-std::string armHeader(int n) {
-    std::string count = std::to_string(n);
-    return "1\n" + count + '\n' + std::string(7 - count.size(), ' ') + '\n';
-}
-
-struct Outputs {
-    testsupport::RunResult result;
-    std::string arm, var, pvtype, det;
-};
+std::string armHeader(int states) { return testsupport::armHeader(states, 8); }
 
 Outputs generate(const TempDir& dir, int experiment, const std::string& extra = "") {
-    Outputs r;
-    r.result = run(testsupport::binary("gen-timer") + " -P" + dir.path() + " -Ntm -B" +
-                   std::to_string(experiment) + extra);
-    r.arm = readFile(dir.path() + "tm.arm");
-    r.var = readFile(dir.path() + "tm.var");
-    r.pvtype = readFile(dir.path() + "tm.pvtype");
-    r.det = readFile(dir.path() + "tm.det");
-    return r;
+    return testsupport::runModel("gen-timer", dir, "tm", experiment, extra);
 }
 
 // Parameters of one experiment of the study.

@@ -1,5 +1,5 @@
 // Hostile values on the command line of the real executable: overrides that are
-// no number a model can use, and a path longer than any file name.
+// no number a model can use.
 
 #include "support/TestSupport.h"
 
@@ -28,15 +28,6 @@ TEST(HostileInputTest, NonFiniteOverridesAreRefusedAndTheRunUsesTheTable) {
               "1\n3\n" + std::string(61, ' ') +
                   "\n1\n2\n1.0000000000e+03\n3\n1.0000000000e-07\n0\n"
                   "2\n1\n1.0000000000e+04\n3\n1.0000000000e-06\n0\n3\n0\n");
-}
-
-TEST(HostileInputTest, PathLongerThanAnyFileNameIsReported) {
-    TempDir dir;
-    RunResult result =
-        run(binary("gen") + " -P" + std::string(5000, 'x') + "/ -Nexp1 -B0", dir.path());
-    EXPECT_EQ(result.status, 1);
-    EXPECT_NE(result.err.find("Error: Could not open state space output file\n"),
-              std::string::npos);
 }
 
 } // namespace

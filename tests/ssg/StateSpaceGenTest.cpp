@@ -65,21 +65,9 @@ TEST(StateSpaceGen, InstantaneousActionsOfTheHighestRankShareByWeight) {
     shape.activities = {
         {.name = "go", .enabled = holds(0, 0), .fire = put(0, 1), .rate = 2.0},
         {.name = "i1", .enabled = holds(0, 1), .fire = put(0, 2), .type = Instantaneous, .rank = 2},
-        {.name = "i2",
-         .enabled = holds(0, 1),
-         .fire = put(0, 3),
-         .type = Instantaneous,
-         .rank = 2,
-         .weight = 3.0},
-        {.name = "i3",
-         .enabled = holds(0, 1),
-         .fire = put(0, 4),
-         .type = Instantaneous,
-         .rank = 1,
-         .weight = 5.0},
-        {.name = "reset",
-         .enabled = [](const Marking& m) { return m[0] >= 2; },
-         .fire = put(0, 0)}};
+        {.name = "i2", .enabled = holds(0, 1), .fire = put(0, 3), .type = Instantaneous, .rank = 2, .weight = 3},
+        {.name = "i3", .enabled = holds(0, 1), .fire = put(0, 4), .type = Instantaneous, .rank = 1, .weight = 5},
+        {.name = "reset", .enabled = [](const Marking& m) { return m[0] >= 2; }, .fire = put(0, 0)}};
     shape.rewards = {{"p", markingOf(0)}};
     TestPVModel model(shape);
     TempDir dir;
@@ -175,12 +163,8 @@ ModelShape erlangModel(int lastCount, bool withBack) {
     shape.activities = {{.name = "tick",
                         .enabled = [=](const Marking& m) { return m[1] < lastCount; },
                         .fire = add(1, 1)},
-                       {.name = "e",
-                        .enabled = holds(0, 0),
-                        .fire = put(0, 1),
-                        .rate = 3.0,
-                        .type = Erlang,
-                        .erlangM = 2.0}};
+                       {.name = "e", .enabled = holds(0, 0), .fire = put(0, 1), .rate = 3, .type = Erlang,
+                        .erlangM = 2}};
     if (withBack)
         shape.activities.push_back(
             {.name = "back", .enabled = holds(0, 1), .fire = put(0, 0), .rate = 2.0});
@@ -210,13 +194,8 @@ TEST(StateSpaceGen, ErlangActionsOfAGroupAgeTogether) {
     shape.places = {{"p", 0}};
     shape.groups = {"pair"};
     for (int i = 1; i <= 2; ++i)
-        shape.activities.push_back({.name = i == 1 ? "e1" : "e2",
-                                   .enabled = holds(0, 0),
-                                   .fire = put(0, i),
-                                   .rate = 4.0,
-                                   .type = Erlang,
-                                   .erlangM = 2.0,
-                                   .group = 0});
+        shape.activities.push_back({.name = i == 1 ? "e1" : "e2", .enabled = holds(0, 0), .fire = put(0, i),
+                                   .rate = 4, .type = Erlang, .erlangM = 2, .group = 0});
     TestPVModel model(shape);
     TempDir dir;
     EXPECT_EQ(runGenerator(&model, dir).arm,
@@ -242,11 +221,8 @@ TEST(StateSpaceGen, DeterministicActionsGiveNegativeEntriesAndEnablingLists) {
     ModelShape shape;
     shape.places = {{"p", 0}};
     auto det = [](const char* name, int from, int to, double delay) {
-        return ActivitySpec{.name = name,
-                            .enabled = holds(0, from),
-                            .fire = put(0, to),
-                            .type = Deterministic,
-                            .delay = delay};
+        return ActivitySpec{.name = name, .enabled = holds(0, from), .fire = put(0, to),
+                            .type = Deterministic, .delay = delay};
     };
     shape.activities = {det("d", 0, 1, 2.0),
                        {.name = "x", .enabled = holds(0, 0), .fire = put(0, 1), .rate = 0.5},
@@ -274,11 +250,7 @@ TEST(StateSpaceGen, ZeroTimeBranchesOnTheDeterministicPathTakeTheirGroupProbabil
     shape.activities = {
         {.name = "d", .enabled = holds(0, 0), .fire = put(0, 1), .type = Deterministic, .delay = 1},
         {.name = "i1", .enabled = holds(0, 1), .fire = put(0, 2), .type = Instantaneous},
-        {.name = "i2",
-         .enabled = holds(0, 1),
-         .fire = put(0, 3),
-         .type = Instantaneous,
-         .weight = 3.0}};
+        {.name = "i2", .enabled = holds(0, 1), .fire = put(0, 3), .type = Instantaneous, .weight = 3}};
     TestPVModel model(shape);
     TempDir dir;
     Outcome run = runGenerator(&model, dir);

@@ -161,29 +161,17 @@ TEST(PollingRun, TwoStationsGiveTheFilesDerivedByHand) {
     EXPECT_NE(r.out.find("Generated: 12 states\n"), std::string::npos) << r.out;
 }
 
-TEST(PollingRun, StateAndTransitionCountsFollowTheFormulas) {
+TEST(PollingRun, CountsFollowTheFormulasAndRowsMatchABruteForceEnumeration) {
     for (int n = 2; n <= 8; ++n) {
-        SCOPED_TRACE("N = " + std::to_string(n));
-        TempDir dir;
-        RunResult r = runExperiment(dir, n);
-        ASSERT_EQ(r.status, 0) << r.err;
-        ArmFile arm = parseArm(readFile(dir.path() + "polling.arm"));
-        EXPECT_EQ(arm.states, expectedStates(n));
-        EXPECT_EQ(static_cast<long>(arm.rows.size()), expectedStates(n));
-        EXPECT_EQ(arm.transitions(), expectedTransitions(n));
-        EXPECT_EQ(static_cast<long>(parseVarRewards(readFile(dir.path() + "polling.var")).size()),
-                  expectedStates(n));
-    }
-}
-
-TEST(PollingRun, RowsAndRewardsMatchABruteForceEnumeration) {
-    for (int n : {3, 4, 5, 7}) {
         SCOPED_TRACE("N = " + std::to_string(n));
         TempDir dir;
         RunResult r = runExperiment(dir, n);
         ASSERT_EQ(r.status, 0) << r.err;
         const PollingChain chain(n);
         const ArmFile arm = parseArm(readFile(dir.path() + "polling.arm"));
+        EXPECT_EQ(arm.states, expectedStates(n));
+        EXPECT_EQ(arm.transitions(), expectedTransitions(n));
+        ASSERT_EQ(static_cast<long>(arm.rows.size()), expectedStates(n));
         ASSERT_EQ(arm.rows.size(), chain.rows.size());
         for (std::size_t i = 0; i < chain.rows.size(); ++i) {
             const Row& got = arm.rows[i];

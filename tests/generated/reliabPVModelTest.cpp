@@ -1,5 +1,5 @@
-// The shipped reward model: the reliability reward in each state, its links,
-// its .pvtype file, and the study that hands it out.
+// The shipped reward model: its links and the study that hands it out. Its
+// rewards and .pvtype file are pinned by the end-to-end files.
 
 #include "generated/reliabPVModel.h"
 #include "generated/computerSAN.h"
@@ -7,7 +7,6 @@
 #include "pv/PerformanceVariableNode.h"
 
 #include "study/BaseStudyClass.h"
-#include "support/TestSupport.h"
 
 #include <gtest/gtest.h>
 
@@ -36,35 +35,6 @@ TEST(reliabPVModel, HoldsTheOneVariableReliabilityLinkedToTheActionsThatChangeFa
         EXPECT_EQ(node->NodeActions[1], &san->idle_fail);
         EXPECT_EQ(san->arrival.AffectedNodesByRateReward.size(), 0);
     }
-}
-
-TEST(reliabPVModel, ReliabilityIsOneUntilTheComputerFails) {
-    reliabPVModel model(false);
-    computerSAN* san = sanOf(&model);
-    PerformanceVariableNode* node = model.PVList[0];
-    model.ConsiderOnly(nullptr, -1);
-    short initial[3];
-    short state[3];
-    model.CurrentState(initial);
-    model.FireAction(state, &model.NoActionFiredYet);
-    EXPECT_EQ(node->RateReward, 1.0);
-    model.FireAction(state, &san->arrival);
-    EXPECT_EQ(node->RateReward, 1.0);
-    EXPECT_EQ(node->RateRewardSquared, 1.0);
-    model.FireAction(state, &san->busy_fail);
-    EXPECT_EQ(node->RateReward, 0.0);
-    EXPECT_EQ(node->ImpulseReward, 0.0);
-    model.SetState(initial);
-    model.FireAction(state, &san->idle_fail);
-    EXPECT_EQ(node->RateReward, 0.0);
-}
-
-TEST(reliabPVModel, WritesItsPVTypeFile) {
-    testsupport::TempDir dir;
-    reliabPVModel model(false);
-    model.WritePVTypeFile((dir.path() + "m.pvtype").c_str());
-    EXPECT_EQ(testsupport::readFile(dir.path() + "m.pvtype"),
-              "Version:1\nNumPV:1\nName:reliability\nType:0\nNumTimes:1\nStart:24\nStop:24\n");
 }
 
 TEST(reliabPVModel, TheStudyReplacesItsModelOnEveryCall) {

@@ -2,11 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
-#include <cstdint>
+#include <limits>
 #include <sstream>
 #include <string>
-#include <vector>
 
 namespace {
 
@@ -14,42 +12,49 @@ template <class T> std::string bytesOf(T value) {
     return std::string(reinterpret_cast<const char*>(&value), sizeof value); // little-endian host
 }
 
-// One group of the binary form: the delay, the states, a 2-byte end.
-std::string binaryGroup(double delay, const std::vector<std::int32_t>& states) {
-    std::string bytes = bytesOf(delay);
-    for (std::int32_t state : states)
-        bytes += bytesOf(state);
-    return bytes + std::string(2, '\0');
-}
-
-// States group by exact delay, in order of first appearance, each group growing
-// past its first capacity; the text and binary forms list the same groups.
-TEST(DeterministicList, GroupsByExactDelayInTextAndBinary) {
-    const double nan = std::nan("");
-    DeterministicList list(0); // a zero capacity still grows
+TEST(DeterministicList, GroupsByExactDelayAndGrows) {
+    DeterministicList list;
+    EXPECT_EQ(list.getRateInfoCapacity(), 2);
     list.insertEnablingState(3, 2.0);
     list.insertEnablingState(3, 2.0); // two actions with one delay: listed twice
     for (int state = 4; state <= 14; ++state)
-        list.insertEnablingState(state, 0.25);
-    list.insertEnablingState(70000, 2.0);
-    list.insertEnablingState(7, 0.25000000001);
-    list.insertEnablingState(8, nan); // NaN equals no delay, not even NaN
-    list.insertEnablingState(9, nan);
+        list.insertEnablingState(state, 1.0); // the eleventh state grows the list to 20
+    EXPECT_EQ(list.getRateInfoCapacity(), 2);
+    list.insertEnablingState(7, 1.0000000001); // a third delay: 2 groups -> 4
+    EXPECT_EQ(list.getRateInfoCapacity(), 4);
+    ASSERT_EQ(list.getRateInfoSize(), 3);
+    EXPECT_EQ(list.getRateInfo(0).getStateCount(), 2);
+    const RateInfoType& second = list.getRateInfo(1);
+    ASSERT_EQ(second.getStateCount(), 11);
+    EXPECT_EQ(second.getStateCapacity(), 20);
+    for (int i = 0; i < 11; ++i)
+        EXPECT_EQ(second.getState(i), i + 4);
+
+    double nan = std::numeric_limits<double>::quiet_NaN();
+    DeterministicList nans(0); // a zero capacity still grows
+    nans.insertEnablingState(1, nan);
+    nans.insertEnablingState(2, nan);
+    EXPECT_EQ(nans.getRateInfoSize(), 2);
+}
+
+TEST(DeterministicList, TextAndBinaryForms) {
     std::ostringstream text, binary, empty;
     for (std::ostringstream* out : {&text, &binary, &empty}) {
         out->setf(std::ios::scientific, std::ios::floatfield); // the .det stream's notation
         out->precision(10);
     }
+    DeterministicList list;
+    list.insertEnablingState(3, 2.0);
+    list.insertEnablingState(70000, 2.0);
+    list.insertEnablingState(5, 0.25);
     list.writeEnablingStates(text, 0);
     list.writeEnablingStates(binary, 1);
     DeterministicList().writeEnablingStates(empty, 0);
-    EXPECT_EQ(text.str(), "5\n2.0000000000e+00\n3\n3\n70000\n0\n"
-                          "2.5000000000e-01\n4\n5\n6\n7\n8\n9\n10\n11\n12\n13\n14\n0\n"
-                          "2.5000000001e-01\n7\n0\nnan\n8\n0\nnan\n9\n0\n");
-    EXPECT_EQ(binary.str(), bytesOf<std::int32_t>(5) + binaryGroup(2.0, {3, 3, 70000}) +
-                                binaryGroup(0.25, {4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14}) +
-                                binaryGroup(0.25000000001, {7}) + binaryGroup(nan, {8}) +
-                                binaryGroup(nan, {9}));
+    EXPECT_EQ(text.str(), "2\n2.0000000000e+00\n3\n70000\n0\n2.5000000000e-01\n5\n0\n");
+    std::string end(2, '\0');
+    EXPECT_EQ(binary.str(), bytesOf<std::int32_t>(2) + bytesOf(2.0) + bytesOf<std::int32_t>(3) +
+                                bytesOf<std::int32_t>(70000) + end + bytesOf(0.25) +
+                                bytesOf<std::int32_t>(5) + end);
     EXPECT_EQ(empty.str(), "0\n");
 }
 

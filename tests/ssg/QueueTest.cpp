@@ -16,19 +16,16 @@ void enqueue(Queue& queue, std::uint32_t first, std::uint32_t last) {
     }
 }
 
-// Checks that `record` is number n with its bytes.
-void expectRecord(const state_struct* record, std::uint32_t n) {
-    ASSERT_NE(record, nullptr) << n;
-    std::uint32_t bytes;
-    std::memcpy(&bytes, record->state, 4);
-    ASSERT_EQ(record->number, n);
-    ASSERT_EQ(bytes, n);
-}
-
 // Dequeues first..last and checks numbers and bytes.
 void dequeue(Queue& queue, std::uint32_t first, std::uint32_t last) {
-    for (std::uint32_t n = first; n <= last; ++n)
-        ASSERT_NO_FATAL_FAILURE(expectRecord(queue.Dequeue(), n));
+    for (std::uint32_t n = first; n <= last; ++n) {
+        state_struct* record = queue.Dequeue();
+        ASSERT_NE(record, nullptr) << n;
+        std::uint32_t bytes;
+        std::memcpy(&bytes, record->state, 4);
+        ASSERT_EQ(record->number, n);
+        ASSERT_EQ(bytes, n);
+    }
 }
 
 TEST(Queue, GrowsBy5000AndKeepsOrder) {
@@ -48,18 +45,26 @@ TEST(Queue, WrapsRoundAndGrowsWhileWrapped) {
     Queue queue(4);
     enqueue(queue, 1, 5000);
     dequeue(queue, 1, 4999);
-    const state_struct* last = queue.Dequeue(); // from the last slot
-    // A dequeued record keeps its contents until its slot is reused: Capacity -
-    // Count - 1 further records, from slot 0 on, leave it alone.
-    enqueue(queue, 5001, 9999);
-    expectRecord(last, 5000);
-    dequeue(queue, 5001, 6000);
-    enqueue(queue, 10000, 11000); // full again, wrapped round
+    enqueue(queue, 5001, 9000); // from slot 0 on
+    EXPECT_EQ(queue.getCapacity(), 5000u);
+    dequeue(queue, 5000, 6000);
+    enqueue(queue, 9001, 11000); // full again, wrapped round
     EXPECT_EQ(queue.getCapacity(), 5000u);
     enqueue(queue, 11001, 11001);
     EXPECT_EQ(queue.getCapacity(), 10000u);
     dequeue(queue, 6001, 11001);
     EXPECT_EQ(queue.Dequeue(), nullptr);
+}
+
+TEST(Queue, DequeuedRecordKeepsItsContentsUntilItsSlotIsReused) {
+    Queue queue(4);
+    enqueue(queue, 1, 10);
+    state_struct* first = queue.Dequeue();
+    enqueue(queue, 11, 11 + 4990 - 1); // Capacity - Count - 1 further records
+    std::uint32_t bytes;
+    std::memcpy(&bytes, first->state, 4);
+    EXPECT_EQ(first->number, 1u);
+    EXPECT_EQ(bytes, 1u);
 }
 
 } // namespace

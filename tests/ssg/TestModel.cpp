@@ -1,8 +1,9 @@
 #include "TestModel.h"
 
 #include "actions/Activity.h"
-#include "base/Assert.h"
 #include "models/SANModel.h"
+#include "pv/InstantOfTime.h"
+#include "pv/PerformanceVariableNode.h"
 #include "ssg/StateSpaceGen.h"
 #include "state/Place.h"
 
@@ -29,6 +30,9 @@ Effect put(int place, int value) {
 }
 Effect add(int place, int delta) {
     return [=](const Marking& m) { m.set(place, m[place] + delta); };
+}
+std::function<double(const Marking&)> markingOf(int place) {
+    return [=](const Marking& m) { return static_cast<double>(m[place]); };
 }
 
 namespace {
@@ -59,7 +63,7 @@ public:
     void LinkVariables() override {}
 
 private:
-    const ActivitySpec& Shape; // owned by the model's table
+    const ActivitySpec& Shape; // owned by the reward model's table
     Marking Marks;
     double Parameters[1] = {0.0};
 };
@@ -107,17 +111,60 @@ private:
     std::vector<std::unique_ptr<BaseGroupClass>> Shared;
 };
 
+using RewardFunction = std::function<double(const Marking&)>;
+
+class TestWorker : public InstantOfTime {
+public:
+    explicit TestWorker(const RewardFunction& reward) : Function(reward) {
+        NumModelRefs = 1;
+        ModelRefs = new BaseModelClass** [1] { &Model };
+    }
+    ~TestWorker() override { delete[] ModelRefs; }
+    double Reward_Function() override {
+        return Function(Marking(static_cast<TestSAN*>(Model)->PlacePointers));
+    }
+
+private:
+    const RewardFunction& Function;  // owned by the reward model's table
+    BaseModelClass* Model = nullptr; // not owned; set by the node
+};
+
+class TestNode : public PerformanceVariableNode {
+public:
+    TestNode(const std::string& name, const RewardFunction& reward, int timeIndex)
+        : Function(reward) {
+        ModelRefs = &Slot;
+        double times[] = {0.0};
+        Initialize(name.c_str(), InstantOfTimeType, 1, times, times, timeIndex, 0, 1, 0);
+        AddModelDependency("test");
+    }
+    ~TestNode() override {
+        for (int w = 0; Workers != nullptr && w < NumWorkers; ++w)
+            delete Workers[w];
+    }
+    void CreateWorkerList() override {
+        for (int w = 0; w < NumWorkers; ++w)
+            Workers[w] = new TestWorker(Function);
+    }
+
+private:
+    const RewardFunction& Function;
+    BaseModelClass* Slot = nullptr;
+};
+
 } // namespace
 
 TestPVModel::TestPVModel(ModelShape shape) : Shape(std::move(shape)) {
     SubModel = new TestSAN(Shape);
     DefineName("testPVModel");
-    CreatePVList(0, false);
+    PerformanceVariableNode::the_id = 0; // a node's number is its position in this model
+    CreatePVList(static_cast<int>(Shape.rewards.size()), false);
     Initialize();
 }
 
-PerformanceVariableNode* TestPVModel::createPVNode(int, int) {
-    GEN_UNREACHABLE("TestPVModel", "createPVNode"); // the model has no reward variables
+PerformanceVariableNode* TestPVModel::createPVNode(int pvIndex, int timeIndex) {
+    const auto& [name, reward] = Shape.rewards[static_cast<std::size_t>(pvIndex)];
+    return new TestNode(name, reward, timeIndex);
 }
 
 Outcome runGenerator(PVModel* model, const testsupport::TempDir& dir, int traceLevel, short absorb,
@@ -140,6 +187,11 @@ Outcome runGenerator(PVModel* model, const testsupport::TempDir& dir, int traceL
     run.var = testsupport::readFile(dir.path() + "run.var");
     run.det = testsupport::readFile(dir.path() + "run.det");
     return run;
+}
+
+std::string armHeader(int count, int placeholder) {
+    std::string digits = std::to_string(count);
+    return "1\n" + digits + "\n" + std::string(placeholder - 1 - digits.size(), ' ') + "\n";
 }
 
 } // namespace testmodel

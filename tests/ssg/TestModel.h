@@ -1,7 +1,7 @@
 #pragma once
 // Small models for the generator's tests, built from a table in the shape of the
-// generated models (a SANModel with Activity subclasses under a PVModel without
-// reward variables), and a helper that runs the generator over one in-process.
+// generated models (a SANModel with Activity subclasses under a PVModel), and a
+// helper that runs the generator over one in-process.
 
 #include "actions/BaseActionClass.h"
 #include "pv/PVModel.h"
@@ -30,16 +30,16 @@ private:
 using Predicate = std::function<bool(const Marking&)>;
 using Effect = std::function<void(const Marking&)>;
 
-// "Place i holds v", "set place i to v", "add d to place i".
+// "Place i holds v", "set place i to v", "add d to place i", "the marking of place i".
 Predicate holds(int place, int value);
 Effect put(int place, int value);
 Effect add(int place, int delta);
+std::function<double(const Marking&)> markingOf(int place);
 
-// One activity of a table; every member has a default, so a table may leave any out.
 struct ActivitySpec {
-    std::string name{};
-    Predicate enabled{};
-    Effect fire{};
+    std::string name;
+    Predicate enabled;
+    Effect fire;
     double rate = 1.0;
     Distribution type = Exponential;
     int rank = 0;
@@ -49,21 +49,21 @@ struct ActivitySpec {
     int group = -1;       // index into ModelShape::groups, or -1 for the activity's own group
 };
 
-// A SAN's table: its places and activities.
 struct ModelShape {
-    std::vector<std::pair<std::string, short>> places{}; // name and initial marking
-    std::vector<ActivitySpec> activities{};
-    std::vector<std::string> groups{}; // shared groups, listed after the activities' own groups
+    std::vector<std::pair<std::string, short>> places; // name and initial marking
+    std::vector<ActivitySpec> activities;
+    std::vector<std::string> groups; // shared groups, listed after the activities' own groups
+    std::vector<std::pair<std::string, std::function<double(const Marking&)>>> rewards;
 };
 
-// The model over a SAN named "test" built from the table.
+// The reward model over a SAN named "test" built from the table.
 class TestPVModel : public PVModel {
 public:
     explicit TestPVModel(ModelShape shape);
     PerformanceVariableNode* createPVNode(int pvIndex, int timeIndex) override;
 
 private:
-    ModelShape Shape; // the activities refer to it
+    ModelShape Shape;
 };
 
 struct Outcome {
@@ -75,6 +75,8 @@ struct Outcome {
 Outcome runGenerator(PVModel* model, const testsupport::TempDir& dir, int traceLevel = 0,
                      short absorb = 0, double hashValue = 0.5, const char* traceFile = nullptr);
 
-using testsupport::armHeader;
+// The .arm header for `count` states: the type, the count, and the rest of the
+// placeholder line (63 blanks, or 8 on the deterministic path) left blank.
+std::string armHeader(int count, int placeholder = 63);
 
 } // namespace testmodel

@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <cstring>
+#include <fstream>
 #include <limits>
 #include <random>
 #include <sstream>
@@ -12,19 +13,14 @@
 
 namespace {
 
-// to_chars must give the bytes of the stream formatting: scientific with
-// precision 10 (.arm rates) and the default notation (.var rewards), whether
-// formatted afresh or taken from the buffer's cache (hence two rounds). The
-// values: hand-picked ones (ties of the last digit, the example model's rates,
+// Hand-picked values (ties of the last digit, the example model's rates,
 // specials) and random bit patterns, magnitudes and short decimals.
-TEST(TextBuffer, NumbersMatchTheStreamFormatting) {
-    const double inf = std::numeric_limits<double>::infinity(), nan = std::nan("");
-    const double max = std::numeric_limits<double>::max(), sum = 0.1 + 0.2;
-    std::vector<double> values = {
-        0.0,      -0.0,     0.5,       1e-7,          4.9999999999999996e-6,
-        123456.5, 999999.5, 9.9999995, 1.00000000005, 2.50000000005e-3,
-        sum,      1e100,    5e-324,    max,           inf,
-        -inf,     nan,      -nan};
+std::vector<double> sampleValues() {
+    using limits = std::numeric_limits<double>;
+    std::vector<double> values = {0.0, -0.0, 0.5, 1e-7, 4.9999999999999996e-6, 123456.5, 999999.5,
+                                  9.9999995, 1.00000000005, 2.50000000005e-3, 0.1 + 0.2, 1e100,
+                                  5e-324, limits::max(), limits::infinity(), -limits::infinity(),
+                                  limits::quiet_NaN(), -limits::quiet_NaN()};
     std::mt19937_64 random(12345);
     std::uniform_real_distribution<double> mantissa(-10.0, 10.0);
     std::uniform_int_distribution<int> exponent(-30, 30);
@@ -36,6 +32,13 @@ TEST(TextBuffer, NumbersMatchTheStreamFormatting) {
         values.push_back(mantissa(random) * std::pow(10.0, exponent(random)));
         values.push_back(static_cast<double>(random() % 100000000) / 1000.0);
     }
+    return values;
+}
+
+// to_chars must give the bytes of the stream formatting: scientific with
+// precision 10 (.arm rates) and the default notation (.var rewards), whether
+// formatted afresh or taken from the buffer's cache (hence two rounds).
+TEST(TextBuffer, NumbersMatchTheStreamFormatting) {
     std::ostringstream scientific, general, lines;
     scientific.setf(std::ios::scientific, std::ios::floatfield);
     scientific.precision(10);
@@ -43,7 +46,7 @@ TEST(TextBuffer, NumbersMatchTheStreamFormatting) {
     {
         TextBuffer buffer(lines);
         for (int round = 0; round < 2; ++round) {
-            for (double value : values) {
+            for (double value : sampleValues()) {
                 scientific.str("");
                 general.str("");
                 scientific << value;
@@ -56,6 +59,18 @@ TEST(TextBuffer, NumbersMatchTheStreamFormatting) {
     }
     EXPECT_TRUE(lines.str() == expected);
     EXPECT_EQ(expected.substr(0, 20), "0.0000000000e+00\n0\n-");
+}
+
+TEST(TextBuffer, FailedWriteOfANamedFileEndsTheRun) {
+    EXPECT_EXIT(
+        {
+            std::ofstream full("/dev/full", std::ios::binary);
+            TextBuffer buffer(full, "/dev/full", 64);
+            for (int i = 0; i < 100000; ++i)
+                buffer.line(i);
+            std::exit(buffer.flush() ? 0 : 2);
+        },
+        testing::ExitedWithCode(1), "^Error: Could not write file /dev/full\n$");
 }
 
 } // namespace

@@ -1,145 +1,227 @@
 // gen-polling from end to end: the files of N = 2 against files derived by
-// hand, and the .arm and .var files of other N against a brute-force
+// hand, the state and transition counts against 3N·2^(N-1) and
+// N(3N+5)·2^(N-2), and every row and reward record against a brute-force
 // enumeration of the polling chain written here, independently of the model
-// classes and of the generator, whose counts follow 3N·2^(N-1) states and
-// N(3N+5)·2^(N-2) transitions.
+// classes and of the generator.
 
 #include "support/TestSupport.h"
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <bit>
+#include <cmath>
 #include <cstdint>
 #include <map>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
-using testsupport::ModelRun;
+using testsupport::binary;
+using testsupport::readFile;
+using testsupport::run;
+using testsupport::RunResult;
 using testsupport::TempDir;
+using testsupport::testdata;
 
 namespace {
 
-ModelRun runPolling(const TempDir& dir, int experiment, const std::string& extra = "") {
-    return testsupport::runModel("gen-polling", dir, "polling", experiment, extra);
-}
+// One row of the rate matrix: (target, rate) in ascending target order.
+using Row = std::vector<std::pair<long, double>>;
 
 // The chain the model describes, enumerated breadth-first with the successors
 // in the model's activity order (arrival at station 1 .. N, skip, start, serve),
-// which is the order in which the generator numbers new states, and written as
-// the .arm (rates through the stream's scientific notation) and .var files.
+// which is the order in which the generator numbers new states.
 struct PollingChain {
-    long states = 0, transitions = 0;
-    std::string arm, var = "waiting\n";
+    std::vector<Row> rows; // rows[i] is the row of state i + 1
+    std::vector<int> jobs; // jobs[i]: stations holding a job in state i + 1
 
     explicit PollingChain(int n) {
         struct State {
             std::uint32_t occupied; // bit s: station s holds a job
             int server;             // visited station, from 0
             bool serving;
+            std::uint64_t key() const {
+                return (std::uint64_t{occupied} << 17) | (std::uint64_t(server) << 1) | serving;
+            }
         };
         std::map<std::uint64_t, long> number;
-        std::vector<State> found;
+        std::vector<State> states;
         auto numberOf = [&](const State& s) {
-            std::uint64_t key = std::uint64_t{s.occupied} << 17 | std::uint64_t(s.server) << 1;
-            auto [it, isNew] = number.emplace(key | s.serving, static_cast<long>(found.size()) + 1);
+            auto [it, isNew] = number.emplace(s.key(), static_cast<long>(states.size()) + 1);
             if (isNew)
-                found.push_back(s);
+                states.push_back(s);
             return it->second;
         };
         numberOf(State{0, 0, false});
-        std::ostringstream rows;
-        rows.setf(std::ios::scientific, std::ios::floatfield);
-        rows.precision(10);
-        for (std::size_t i = 0; i < found.size(); ++i) {
-            const State s = found[i];
-            const std::uint32_t here = 1u << s.server;
-            const int next = (s.server + 1) % n;
+        for (std::size_t i = 0; i < states.size(); ++i) {
+            const State s = states[i];
             std::map<long, double> targets;
+            const std::uint32_t here = 1u << s.server;
             for (int station = 0; station < n; ++station)
                 if (!(s.occupied & (1u << station)))
-                    targets[numberOf({s.occupied | 1u << station, s.server, s.serving})] += 1.0 / n;
+                    targets[numberOf(State{s.occupied | (1u << station), s.server, s.serving})] +=
+                        1.0 / n;
+            if (!s.serving && !(s.occupied & here))
+                targets[numberOf(State{s.occupied, (s.server + 1) % n, false})] += 200.0;
+            if (!s.serving && (s.occupied & here))
+                targets[numberOf(State{s.occupied, s.server, true})] += 200.0;
             if (s.serving)
-                targets[numberOf({s.occupied & ~here, next, false})] += 1.0;
-            else if (s.occupied & here)
-                targets[numberOf({s.occupied, s.server, true})] += 200.0;
-            else
-                targets[numberOf({s.occupied, next, false})] += 200.0;
-            rows << i + 1 << '\n';
-            for (auto [target, rate] : targets)
-                rows << target << '\n' << rate << '\n';
-            rows << "0\n";
-            transitions += static_cast<long>(targets.size());
-            var +=
-                std::to_string(i + 1) + "\n0\n" + std::to_string(std::popcount(s.occupied)) + '\n';
+                targets[numberOf(State{s.occupied & ~here, (s.server + 1) % n, false})] += 1.0;
+            rows.emplace_back(targets.begin(), targets.end());
+            jobs.push_back(std::popcount(s.occupied));
         }
-        states = static_cast<long>(found.size());
-        arm = testsupport::armHeader(static_cast<int>(states)) + rows.str();
     }
 };
 
-// Whole-file equality without dumping files of thousands of lines on failure.
-void expectSame(const std::string& got, const std::string& want, const char* file) {
-    auto at = std::mismatch(got.begin(), got.end(), want.begin(), want.end()).first - got.begin();
-    EXPECT_TRUE(got == want) << file << " differs from byte " << at << ": "
-                             << got.substr(static_cast<std::size_t>(at), 80);
+long expectedStates(int n) {
+    return 3L * n << (n - 1);
+}
+long expectedTransitions(int n) {
+    return (long(n) * (3 * n + 5) << n) / 4;
+}
+
+// The .arm file read back: header count and rows, with its layout checked.
+struct ArmFile {
+    long states = -1;
+    std::vector<Row> rows;
+    long transitions() const {
+        long t = 0;
+        for (const Row& r : rows)
+            t += static_cast<long>(r.size());
+        return t;
+    }
+};
+
+ArmFile parseArm(const std::string& text) {
+    ArmFile arm;
+    std::istringstream in(text);
+    std::string line;
+    EXPECT_TRUE(std::getline(in, line) && line == "1") << "output type line";
+    EXPECT_TRUE(std::getline(in, line));
+    arm.states = std::stol(line);
+    EXPECT_TRUE(std::getline(in, line) && line.find_first_not_of(' ') == std::string::npos)
+        << "blank filler line";
+    long expectedRow = 1;
+    while (std::getline(in, line)) {
+        EXPECT_EQ(std::stol(line), expectedRow) << "rows come in state order";
+        Row row;
+        while (std::getline(in, line) && line != "0") {
+            long target = std::stol(line);
+            EXPECT_TRUE(row.empty() || row.back().first < target) << "ascending targets";
+            std::string rate;
+            std::getline(in, rate);
+            row.emplace_back(target, std::stod(rate));
+        }
+        arm.rows.push_back(std::move(row));
+        ++expectedRow;
+    }
+    return arm;
+}
+
+// The .var file read back: the header names and, per state, its rate reward
+// (the impulse reward must be 0: the model has none).
+std::vector<double> parseVarRewards(const std::string& text) {
+    std::istringstream in(text);
+    std::string line;
+    EXPECT_TRUE(std::getline(in, line) && line == "waiting");
+    std::vector<double> rewards;
+    long expectedState = 1;
+    while (std::getline(in, line)) {
+        EXPECT_EQ(std::stol(line), expectedState++);
+        std::string impulse, rate;
+        std::getline(in, impulse);
+        std::getline(in, rate);
+        EXPECT_EQ(impulse, "0");
+        rewards.push_back(std::stod(rate));
+    }
+    return rewards;
+}
+
+RunResult runPolling(const TempDir& dir, const std::string& options) {
+    return run(binary("gen-polling") + " -P" + dir.path() + " -Npolling " + options);
+}
+
+RunResult runExperiment(const TempDir& dir, int n) {
+    return runPolling(dir, "-B" + std::to_string(n - 2));
 }
 
 } // namespace
 
 TEST(PollingRun, TwoStationsGiveTheFilesDerivedByHand) {
     TempDir dir;
-    ModelRun r = runPolling(dir, 0);
-    ASSERT_EQ(r.result.status, 0) << r.result.err;
-    EXPECT_EQ(r.result.err, "");
-    const std::string hand = testsupport::testdata("examples/polling/N2.");
-    EXPECT_EQ(r.arm, testsupport::readFile(hand + "arm"));
-    EXPECT_EQ(r.var, testsupport::readFile(hand + "var"));
-    EXPECT_EQ(r.pvtype, testsupport::readFile(hand + "pvtype"));
-    EXPECT_NE(r.result.out.find("N\tint\t2\n"), std::string::npos) << r.result.out;
-    EXPECT_NE(r.result.out.find("Generated: 12 states\n"), std::string::npos) << r.result.out;
+    RunResult r = runExperiment(dir, 2);
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(r.err, "");
+    EXPECT_EQ(readFile(dir.path() + "polling.arm"), readFile(testdata("examples/polling/N2.arm")));
+    EXPECT_EQ(readFile(dir.path() + "polling.var"), readFile(testdata("examples/polling/N2.var")));
+    EXPECT_EQ(readFile(dir.path() + "polling.pvtype"),
+              readFile(testdata("examples/polling/N2.pvtype")));
+    EXPECT_NE(r.out.find("N\tint\t2\n"), std::string::npos) << r.out;
+    EXPECT_NE(r.out.find("Generated: 12 states\n"), std::string::npos) << r.out;
 }
 
-TEST(PollingRun, FilesMatchTheEnumerationWhoseCountsFollowTheFormulas) {
+TEST(PollingRun, CountsFollowTheFormulasAndRowsMatchABruteForceEnumeration) {
     for (int n = 2; n <= 8; ++n) {
         SCOPED_TRACE("N = " + std::to_string(n));
-        const PollingChain chain(n);
-        EXPECT_EQ(chain.states, 3L * n << (n - 1));
-        EXPECT_EQ(chain.transitions, (long(n) * (3 * n + 5) << n) / 4);
         TempDir dir;
-        ModelRun r = runPolling(dir, n - 2);
-        ASSERT_EQ(r.result.status, 0) << r.result.err;
-        expectSame(r.arm, chain.arm, "arm");
-        expectSame(r.var, chain.var, "var");
+        RunResult r = runExperiment(dir, n);
+        ASSERT_EQ(r.status, 0) << r.err;
+        const PollingChain chain(n);
+        const ArmFile arm = parseArm(readFile(dir.path() + "polling.arm"));
+        EXPECT_EQ(arm.states, expectedStates(n));
+        EXPECT_EQ(arm.transitions(), expectedTransitions(n));
+        ASSERT_EQ(static_cast<long>(arm.rows.size()), expectedStates(n));
+        ASSERT_EQ(arm.rows.size(), chain.rows.size());
+        for (std::size_t i = 0; i < chain.rows.size(); ++i) {
+            const Row& got = arm.rows[i];
+            const Row& want = chain.rows[i];
+            ASSERT_EQ(got.size(), want.size()) << "row " << i + 1;
+            for (std::size_t k = 0; k < want.size(); ++k) {
+                EXPECT_EQ(got[k].first, want[k].first) << "row " << i + 1;
+                // Rates are written with 11 significant digits.
+                EXPECT_NEAR(got[k].second, want[k].second, want[k].second * 1e-10)
+                    << "row " << i + 1;
+            }
+        }
+        const std::vector<double> rewards = parseVarRewards(readFile(dir.path() + "polling.var"));
+        ASSERT_EQ(rewards.size(), chain.jobs.size());
+        for (std::size_t i = 0; i < rewards.size(); ++i)
+            EXPECT_EQ(rewards[i], chain.jobs[i]) << "state " << i + 1;
     }
 }
 
-TEST(PollingRun, AnOverrideSetsNBeyondTheExperiments) {
-    // With N = 1, skipping the one station polls it again: a self-transition.
-    EXPECT_EQ(PollingChain(1).arm, testsupport::armHeader(3) +
-                                       "1\n1\n2.0000000000e+02\n2\n1.0000000000e+00\n0\n"
-                                       "2\n3\n2.0000000000e+02\n0\n3\n1\n1.0000000000e+00\n0\n");
-    for (int n : {1, 5}) {
-        TempDir dir;
-        ModelRun r = runPolling(dir, 0, " -O i:N:" + std::to_string(n));
-        ASSERT_EQ(r.result.status, 0) << r.result.err;
-        EXPECT_NE(r.result.out.find("N\tint\t2\n"), std::string::npos) << r.result.out;
-        EXPECT_NE(r.result.out.find("Overriding global variables in ssg\n"), std::string::npos);
-        const PollingChain chain(n);
-        EXPECT_EQ(r.arm, chain.arm);
-        EXPECT_EQ(r.var, chain.var);
-    }
+TEST(PollingRun, AnOverrideSetsNBeyondTheExperiment) {
+    TempDir dir;
+    RunResult r = runPolling(dir, "-B0 -O i:N:5");
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_NE(r.out.find("N\tint\t2\n"), std::string::npos) << r.out;
+    EXPECT_NE(r.out.find("Overriding global variables in ssg\n"), std::string::npos);
+    ArmFile arm = parseArm(readFile(dir.path() + "polling.arm"));
+    EXPECT_EQ(arm.states, expectedStates(5));
+    EXPECT_EQ(arm.transitions(), expectedTransitions(5));
+}
+
+TEST(PollingRun, OneStationServesItselfOnly) {
+    // N = 1 lies outside the experiments but is a valid system: skipping the one
+    // station polls it again, a self-transition.
+    TempDir dir;
+    RunResult r = runPolling(dir, "-B0 -O i:N:1");
+    ASSERT_EQ(r.status, 0) << r.err;
+    ArmFile arm = parseArm(readFile(dir.path() + "polling.arm"));
+    ASSERT_EQ(arm.states, 3);
+    EXPECT_EQ(arm.rows[0], (Row{{1, 200.0}, {2, 1.0}}));
+    EXPECT_EQ(arm.rows[1], (Row{{3, 200.0}}));
+    EXPECT_EQ(arm.rows[2], (Row{{1, 1.0}}));
 }
 
 TEST(PollingRun, AStationCountTheModelCannotHoldEndsTheRun) {
     for (const char* n : {"0", "-3", "32768"}) {
         TempDir dir;
-        ModelRun r = runPolling(dir, 0, std::string(" -O i:N:") + n);
-        EXPECT_EQ(r.result.status, 1);
-        EXPECT_EQ(r.result.err,
-                  std::string("!! pollingSAN::pollingSAN: the number of stations N = ") + n +
-                      " is outside 1..32767\n");
+        RunResult r = runPolling(dir, std::string("-B0 -O i:N:") + n);
+        EXPECT_EQ(r.status, 1);
+        EXPECT_EQ(r.err, std::string("!! pollingSAN::pollingSAN: the number of stations N = ") + n +
+                             " is outside 1..32767\n");
         EXPECT_FALSE(testsupport::fileExists(dir.path() + "polling.arm"));
     }
 }

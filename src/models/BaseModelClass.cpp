@@ -3,6 +3,7 @@
 #include "actions/BaseActionClass.h"
 #include "base/Assert.h"
 #include "base/Errors.h"
+#include "models/StateMap.h"
 #include "state/BaseStateVariableClass.h"
 
 #include <iostream>
@@ -112,4 +113,9 @@ void BaseModelClass::ConstructLocalState(State*&) {
 
 void BaseModelClass::DestructLocalState(State*) {
     GEN_UNREACHABLE("BaseModelClass", "DestructLocalState");
+}
+
+bool BaseModelClass::GetStateMap(StateMap& map) {
+    map.clear();
+    return false;
 }

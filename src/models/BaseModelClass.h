@@ -16,6 +16,7 @@ class BaseActionClass;
 class BaseGroupClass;
 class BaseStateVariableClass;
 class BaseModelClass;
+class StateMap;
 
 // Kind of a model, as GetModelType() reports it.
 enum ModelType : int {
@@ -87,6 +88,15 @@ public:
     virtual void SetLocalState(const State* s);
     virtual void ConstructLocalState(State*& s);
     virtual void DestructLocalState(State* s);
+    // Fills `map` with the address of every cell of the model's state vector
+    // (see StateMap) and answers true, or answers false when the model cannot
+    // describe its state that way (the base does: its state then moves only
+    // through SetState and CurrentState). The generator takes the map once,
+    // checks it against SetState and CurrentState, and then saves and restores
+    // states through it. A model class that overrides SetState or
+    // CurrentState to do more than copy its cells must override this too and
+    // answer false.
+    virtual bool GetStateMap(StateMap& map);
 
     char* DefineName(const char* name); // replaces Name by a copy; returns the copy
     void SetParentId(int id) { ParentId = id; }

@@ -3,6 +3,7 @@
 #include "actions/Activity.h"
 #include "base/Assert.h"
 #include "base/Errors.h"
+#include "models/StateMap.h"
 #include "state/Place.h"
 
 #include <array>
@@ -156,6 +157,57 @@ void SANModel::SetState(void* from) {
         place->SetState(p);
         p += place->StateSize();
     }
+}
+
+bool SANModel::GetStateMap(StateMap& map) {
+    map.clear();
+    std::uint32_t offset = 0;
+    for (int i = 0; i < numOwnPlaces(); ++i) {
+        BaseStateVariableClass* place = Places[i];
+        if (place->getShared())
+            continue;
+        if (!place->MapState(map, offset)) {
+            map.clear();
+            return false;
+        }
+        offset += static_cast<std::uint32_t>(place->StateSize());
+    }
+    return true;
+}
+
+bool SANModel::PackStateCells() {
+    if (PackedCells != nullptr)
+        return true;
+    StateMap map;
+    const int size = StateSize();
+    if (size <= 0 || !GetStateMap(map))
+        return false;
+
+    // Every byte of the vector in exactly one cell, and each cell once.
+    const std::size_t units = (static_cast<std::size_t>(size) + sizeof(std::max_align_t) - 1) /
+                              sizeof(std::max_align_t);
+    std::unique_ptr<std::max_align_t[]> buffer(new (std::nothrow) std::max_align_t[units]);
+    if (buffer == nullptr)
+        MemoryAllocationError();
+    char* base = reinterpret_cast<char*>(buffer.get());
+    std::set<const char*> seen;
+    std::uint32_t next = 0;
+    for (const StateMap::Cell& c : map.cells()) {
+        int alignment = c.variable->CellAlignment();
+        if (c.offset != next || alignment <= 0 ||
+            reinterpret_cast<std::uintptr_t>(base + c.offset) % static_cast<unsigned>(alignment) !=
+                0 ||
+            !seen.insert(c.address).second)
+            return false;
+        next += c.length;
+    }
+    if (next != static_cast<std::uint32_t>(size))
+        return false;
+
+    for (const StateMap::Cell& c : map.cells())
+        c.variable->RelocateCell(base + c.offset);
+    PackedCells = std::move(buffer);
+    return true;
 }
 
 bool SANModel::CompareState(void* a, void* b) {

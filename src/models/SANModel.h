@@ -6,6 +6,9 @@
 
 #include "models/BaseModelClass.h"
 
+#include <cstddef>
+#include <memory>
+
 class Activity;
 class Place;
 
@@ -66,6 +69,23 @@ public:
     void SetLocalState(const State* s) override;
     void ConstructLocalState(State*& s) override;
     void DestructLocalState(State* s) override;
+    // The cells of the own places that the state walk visits, in its order.
+    bool GetStateMap(StateMap& map) override;
+
+    // Moves the cell of every place in the state vector into one buffer that
+    // the model owns, in state-vector order, so that the model's state is one
+    // vector in memory (its map is one run). Call once the model is complete:
+    // after every sharing and every LinkVariables(). The contract: every
+    // pointer to a cell is registered with its place (registerPointer), as
+    // sharing already requires, because only registered pointers follow the
+    // cell; the places must not be shared afterwards, nor used after the model
+    // is destroyed. Answers true when the cells are packed (also when they
+    // already were); false, leaving every cell where it was, when the state
+    // cannot be one buffer: a variable that cannot list or move its cells, a
+    // cell that appears twice in the vector, bytes of the vector that no cell
+    // fills, or a cell whose packed position would be misaligned for its type.
+    bool PackStateCells();
+    bool statePacked() const { return PackedCells != nullptr; }
 
     // Takes the model's name, places, activities and groups (copying the arrays)
     // and makes itself the parent model of every activity and group.
@@ -86,6 +106,10 @@ public:
 
 private:
     int numOwnPlaces() const { return NumStateVariables - NumReadOnlyPlaces; }
+
+    // The buffer that holds every cell once PackStateCells has moved them;
+    // owned; null until then.
+    std::unique_ptr<std::max_align_t[]> PackedCells;
 
     // StateSize() cache, valid while no variable's sharing flags have changed.
     int cachedStateSize = 0;

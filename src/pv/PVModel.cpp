@@ -73,6 +73,12 @@ void PVModel::SetState(void* from) {
     SubModel->SetState(from);
 }
 
+bool PVModel::GetStateMap(StateMap& map) {
+    if (SubModel == nullptr)
+        return BaseModelClass::GetStateMap(map);
+    return SubModel->GetStateMap(map);
+}
+
 int PVModel::StateSize() {
     return TotalStateSize;
 }

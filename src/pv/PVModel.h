@@ -37,6 +37,7 @@ public:
                  List<BaseModelClass>* models) override;
     using BaseModelClass::printState;
     void printState(std::ostream* os) override; // the submodel's state
+    bool GetStateMap(StateMap& map) override;   // the submodel's map
 
     // A new node for performance variable pvIndex at time point timeIndex.
     virtual PerformanceVariableNode* createPVNode(int pvIndex, int timeIndex) = 0;

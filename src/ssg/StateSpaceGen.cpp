@@ -4,6 +4,7 @@
 #include "actions/BaseGroupClass.h"
 #include "base/Errors.h"
 #include "pv/PVModel.h"
+#include "pv/PerformanceVariableNode.h"
 #include "ssg/HybridHash.h"
 #include "ssg/Queue.h"
 #include "ssg/Reward.h"
@@ -95,6 +96,20 @@ template <class T> std::unique_ptr<T[]> allocate(std::size_t count) {
 
 } // namespace
 
+inline void StateSpaceGen::loadState(const char* state) {
+    if (MapUsable)
+        CellMap.restore(state);
+    else
+        Model->SetState(const_cast<char*>(state));
+}
+
+inline void StateSpaceGen::storeState(char* state) {
+    if (MapUsable)
+        CellMap.save(state);
+    else
+        Model->CurrentState(state);
+}
+
 // ---- Set-up ----
 
 StateSpaceGen::StateSpaceGen(PVModel* model, const char* path, const char* name, short absorbFlag,
@@ -184,10 +199,21 @@ StateSpaceGen::StateSpaceGen(PVModel* model, const char* path, const char* name,
     BatchStates = allocate<char>(static_cast<std::size_t>(NumTimedActions) * StateSize);
     BatchRates = allocate<double>(NumTimedActions);
     BatchRewards = allocate<double>(static_cast<std::size_t>(NumTimedActions) * RewardValues);
+    BatchActions = allocate<BaseActionClass*>(NumTimedActions);
     BatchKeys = allocate<HybridHash::Key>(NumTimedActions);
     std::size_t depths = MaxZeroTimeDepth + 1;
     SavedStates = allocate<char>(depths * StateSize);
     EnabledInstant = allocate<BaseActionClass*>(depths * NumInstantActions);
+
+    // States move in and out of the model through its cell map when it has one
+    // that does what its SetState and CurrentState do.
+    MapUsable = Model->GetStateMap(CellMap) && CellMap.agreesWith(Model, StateSize);
+    // Rewards are computed for new states only, from the state and the action
+    // that reached it. Erlang phases are not part of the state vector and
+    // change between a firing and the lookup of its target, so with phase
+    // actions the rewards are computed right after each firing, as the model's
+    // own FireAction does.
+    EagerRewards = NumPhaseActions > 0;
 
     // Seed: the initial state is state 1.
     std::unique_ptr<char[]> initial = allocate<char>(StateSize);
@@ -393,7 +419,7 @@ void StateSpaceGen::GenStateSpaceNormal(const char* armName, const char* varName
 void StateSpaceGen::FindNextNormal(char* state) {
     // The record may be overwritten by the queue while new states are queued.
     std::memcpy(ExploredState.get(), state, StateSize);
-    Model->SetState(ExploredState.get());
+    loadState(ExploredState.get());
     if (!traces(4)) {
         findNextBatched();
         return;
@@ -414,7 +440,7 @@ void StateSpaceGen::FindNextNormal(char* state) {
             else
                 RateMap.add(static_cast<std::uint32_t>(target), Rate);
         }
-        Model->SetState(ExploredState.get());
+        loadState(ExploredState.get());
     }
 }
 
@@ -423,9 +449,10 @@ void StateSpaceGen::FindNextNormal(char* state) {
 // known, lets those waits overlap with the firings and with each other. The
 // outcome is that of firing and looking up action by action: the lookups run in
 // firing order, so a new state gets the same number and is found by the later
-// lookups of the same batch; its reward record takes the values captured right
-// after the firing that reached it; and a lookup reads nothing that a later
-// firing changes.
+// lookups of the same batch; its reward record holds the values of the firing
+// that reached it (computed for the new state from its vector and that action,
+// or, with eager rewards, captured right after the firing); and a lookup reads
+// nothing that a later firing changes.
 void StateSpaceGen::findNextBatched() {
     std::uint32_t count = 0;
     for (std::uint32_t i = 0; i < NumTimedActions; ++i) {
@@ -436,27 +463,39 @@ void StateSpaceGen::findNextBatched() {
         FireAction(action, ExploredState.get());
         if (Rate > 0) {
             BatchRates[count] = Rate;
-            RewardOut->Capture(BatchRewards.get() + static_cast<std::size_t>(count) * RewardValues);
+            BatchActions[count] = LastFired;
+            if (EagerRewards)
+                RewardOut->Capture(BatchRewards.get() +
+                                   static_cast<std::size_t>(count) * RewardValues);
             BatchKeys[count] = StateTable->Prefetch(NextState);
             ++count;
         }
-        Model->SetState(ExploredState.get());
+        loadState(ExploredState.get());
     }
     NextState = NextStateBuffer.get();
+    bool moved = false; // the model holds a new state rather than the explored one
     for (std::uint32_t k = 0; k < count; ++k) {
         const char* successor = BatchStates.get() + static_cast<std::size_t>(k) * StateSize;
         long target = StateTable->Lookup(successor, BatchKeys[k]);
-        if (target < 0)
+        if (target >= 0) {
+            RateMap.add(static_cast<std::uint32_t>(target), BatchRates[k]);
+        } else if (EagerRewards) {
             newState(successor, BatchRates[k],
                      BatchRewards.get() + static_cast<std::size_t>(k) * RewardValues);
-        else
-            RateMap.add(static_cast<std::uint32_t>(target), BatchRates[k]);
+        } else {
+            loadState(successor);
+            moved = true;
+            LastFired = BatchActions[k];
+            newState(successor, BatchRates[k]);
+        }
     }
+    if (moved)
+        loadState(ExploredState.get());
 }
 
 void StateSpaceGen::FindNextInstant(char* state) {
     std::memcpy(ExploredState.get(), state, StateSize);
-    Model->SetState(ExploredState.get());
+    loadState(ExploredState.get());
     for (std::uint32_t i = 0; i < NumTimedActions; ++i) {
         BaseActionClass* action = TimedActions[i];
         if (traces(4))
@@ -469,7 +508,7 @@ void StateSpaceGen::FindNextInstant(char* state) {
             ZeroTimeDepth = 0;
             FireInstant(1.0);
         }
-        Model->SetState(ExploredState.get());
+        loadState(ExploredState.get());
     }
 }
 
@@ -480,6 +519,7 @@ bool StateSpaceGen::FireAction(BaseActionClass* action, char* state) {
     if (action->DistributionType == Erlang && !action->ReadyToFire()) {
         // Not at its last phase: the firing only advances the phase counters.
         Model->AgeAction(state, action);
+        LastFired = &Model->NoActionFiredYet;
         if (group->NumMembers < 1) {
             action->Age();
             Rate = action->Rate();
@@ -488,12 +528,12 @@ bool StateSpaceGen::FireAction(BaseActionClass* action, char* state) {
                 group->Members[m]->Age();
             Rate = action->Rate() / group->NumMembers;
         }
-        Model->CurrentState(NextState);
+        storeState(NextState);
         return true;
     }
     double rate = action->Rate();
     Rate = group->Probability(action) * rate;
-    Model->FireAction(NextState, action);
+    fireModel(action);
     for (std::uint32_t i = 0; i < NumPhaseActions; ++i) {
         if (!PhaseActions[i]->Enabled())
             PhaseActions[i]->ResetPhase();
@@ -542,7 +582,7 @@ void StateSpaceGen::FireInstant(double probability) {
     if (numEnabled == 1) {
         if (traces(1))
             Trace->printFireAction(enabled[0], 0.0);
-        Model->FireAction(NextState, enabled[0]);
+        fireModel(enabled[0]);
         ++ZeroTimeDepth;
         FireInstant(probability);
         --ZeroTimeDepth;
@@ -565,17 +605,17 @@ void StateSpaceGen::FireInstant(double probability) {
         }
     }
     char* saved = SavedStates.get() + static_cast<std::size_t>(ZeroTimeDepth) * StateSize;
-    Model->CurrentState(saved);
+    storeState(saved);
     for (std::uint32_t i = 0; i < numSelected; ++i) {
         BaseActionClass* action = enabled[i];
         double share = action->Weight() / total;
         if (traces(1))
             Trace->printFireAction(action, 0.0);
-        Model->FireAction(NextState, action);
+        fireModel(action);
         ++ZeroTimeDepth;
         FireInstant(share * probability);
         --ZeroTimeDepth;
-        Model->SetState(saved);
+        loadState(saved);
     }
 }
 
@@ -599,10 +639,30 @@ void StateSpaceGen::newState(const char* state, double rate, const double* rewar
     StateQueue->Enqueue(&CurrentState);
     StateTable->Insert(state, NumStates);
     RateMap.add(NumStates, rate);
-    if (rewards != nullptr)
+    if (rewards != nullptr) {
         RewardOut->Write(NumStates, rewards);
-    else
-        RewardOut->Calculate(NumStates);
+        return;
+    }
+    // The model holds the new state, reached by LastFired.
+    if (!EagerRewards)
+        computeRewards(LastFired);
+    RewardOut->Calculate(NumStates);
+}
+
+void StateSpaceGen::computeRewards(BaseActionClass* action) {
+    for (PerformanceVariableNode* node : Model->ConsideredPVs)
+        node->CurrentReward(action);
+}
+
+void StateSpaceGen::fireModel(BaseActionClass* action) {
+    // The model's FireAction, with the rewards left to the new states (unless
+    // they are eager) and the state written through the cell map.
+    action->Fire();
+    Model->LastAction = action;
+    LastFired = action;
+    if (EagerRewards)
+        computeRewards(action);
+    storeState(NextState);
 }
 
 // ---- Exploration with deterministic actions ----
@@ -653,14 +713,14 @@ void StateSpaceGen::GenStateSpaceDeterministic(const char* armName, const char* 
 
 void StateSpaceGen::FindNextDeterministic(char* state) {
     std::memcpy(ExploredState.get(), state, StateSize);
-    Model->SetState(ExploredState.get());
+    loadState(ExploredState.get());
     // The model is reloaded before each action only when a firing changed it:
     // Enabled() only reads the marking.
     bool changed = false;
     for (std::uint32_t i = 0; i < NumTimedActions; ++i) {
         BaseActionClass* action = TimedActions[i];
         if (changed) {
-            Model->SetState(ExploredState.get());
+            loadState(ExploredState.get());
             changed = false;
         }
         if (!action->Enabled())
@@ -684,7 +744,7 @@ void StateSpaceGen::FindNextDeterministic(char* state) {
         }
         if (traces(1))
             Trace->printFireAction(action, 0.0);
-        Model->FireAction(NextState, action);
+        fireModel(action);
         changed = true;
         ZeroTimeDepth = 0;
         FireInstantDet(1.0);
@@ -723,7 +783,7 @@ void StateSpaceGen::FireInstantDet(double probability) {
         double share = Groups[action->GroupID]->Probability(action);
         if (traces(1))
             Trace->printFireAction(action, 0.0);
-        Model->FireAction(NextState, action);
+        fireModel(action);
         ++ZeroTimeDepth;
         FireInstantDet(share * probability);
         --ZeroTimeDepth;
@@ -742,16 +802,16 @@ void StateSpaceGen::FireInstantDet(double probability) {
             enabled[numSelected++] = enabled[i];
     }
     char* saved = SavedStates.get() + static_cast<std::size_t>(ZeroTimeDepth) * StateSize;
-    Model->CurrentState(saved);
+    storeState(saved);
     for (std::uint32_t i = 0; i < numSelected; ++i) {
         BaseActionClass* action = enabled[i];
         double share = Groups[action->GroupID]->Probability(action);
         if (traces(1))
             Trace->printFireAction(action, 0.0);
-        Model->FireAction(NextState, action);
+        fireModel(action);
         ++ZeroTimeDepth;
         FireInstantDet(share * probability);
         --ZeroTimeDepth;
-        Model->SetState(saved);
+        loadState(saved);
     }
 }

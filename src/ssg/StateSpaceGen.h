@@ -6,6 +6,7 @@
 // (.var) and, with deterministic actions, their enabling states (.det).
 
 #include "base/List.h"
+#include "models/StateMap.h"
 #include "ssg/DeterministicList.h"
 #include "ssg/HybridHash.h"
 #include "ssg/RateAccumulator.h"
@@ -119,6 +120,15 @@ private:
     void closeArm();
     void reportAbsorbing();
     [[noreturn]] void zeroTimeLimit(const char* firstLine, const char* lastLine) const;
+    // Fires `action` as the model's FireAction does, leaving the new state in
+    // NextState, but computes the rewards only when they are eager.
+    void fireModel(BaseActionClass* action);
+    // Every considered variable's rewards for the model's present state,
+    // reached by `action`.
+    void computeRewards(BaseActionClass* action);
+    // Loads the model from a state vector / writes its state into one.
+    inline void loadState(const char* state);
+    inline void storeState(char* state);
 
     std::unique_ptr<char[]> NextStateBuffer; // owned; NextState outside the batch
     std::unique_ptr<char[]> ExploredState;   // owned; copy of the state being explored
@@ -128,6 +138,7 @@ private:
     std::unique_ptr<double[]> BatchRates;               // owned; NumTimedActions
     std::unique_ptr<double[]> BatchRewards;             // owned; NumTimedActions x RewardValues
     std::unique_ptr<HybridHash::Key[]> BatchKeys;       // owned; NumTimedActions
+    std::unique_ptr<BaseActionClass*[]> BatchActions;   // owned; the action behind each rate
     std::uint32_t RewardValues = 0;                     // reward values per state
     std::unique_ptr<char[]> SavedStates;                // owned; per zero-time depth, a saved state
     std::unique_ptr<BaseActionClass*[]> EnabledInstant; // owned; per depth, enabled actions
@@ -135,6 +146,10 @@ private:
     std::unique_ptr<TextBuffer> ArmOut;                 // owned; buffers ArmFile
     const char* ArmName = nullptr;                      // not owned; for messages
     std::uint32_t ExploredStates = 0;                   // states explored so far
+    StateMap CellMap;        // where the model's state vector lives in memory
+    bool MapUsable = false;  // CellMap does what the model's SetState/CurrentState do
+    bool EagerRewards = false; // rewards after every firing (models with phase actions)
+    BaseActionClass* LastFired = nullptr; // not owned; the action that led to NextState
 };
 
 // The exploration step that the loop calls for every dequeued state.

@@ -180,3 +180,13 @@ void BaseStateVariableClass::redirectActions(BaseStateVariableClass* from,
     for (int i = 0; i < enabled->getNumItems(); ++i)
         enabled->getItem(i)->EnablingSVs.replaceItem(from, to);
 }
+
+bool BaseStateVariableClass::MapState(StateMap&, std::uint32_t) {
+    return false;
+}
+
+int BaseStateVariableClass::CellAlignment() {
+    return 0;
+}
+
+void BaseStateVariableClass::RelocateCell(char*) {}

@@ -6,9 +6,11 @@
 
 #include "base/List.h"
 
+#include <cstdint>
 #include <iosfwd>
 
 class BaseActionClass;
+class StateMap;
 
 class BaseStateVariableClass {
 public:
@@ -39,6 +41,20 @@ public:
     virtual void appendEnabledAction(BaseActionClass* a);
     virtual void removeEnabledAction(BaseActionClass* a);
     virtual void replaceEnabledAction(BaseActionClass* oldAction, BaseActionClass* newAction);
+    // Lists the variable's cells in `map`, its first byte at vector offset
+    // `offset`, in the order in which CurrentState writes them; false when the
+    // variable cannot describe its bytes as plain cells (the base answers
+    // false). A variable that lists its cells promises that its SetState and
+    // CurrentState do nothing but copy those cells: a class that overrides
+    // them to do more must override this too and answer false.
+    virtual bool MapState(StateMap& map, std::uint32_t offset);
+    // The alignment that the variable's cell needs when it is moved, or 0 when
+    // the cell cannot be moved (the base answers 0).
+    virtual int CellAlignment();
+    // Moves the cell of the variable's group to `to` (which the caller owns,
+    // aligned as CellAlignment() asks) and points every registered pointer at
+    // it. Only called when CellAlignment() is not 0; the base does nothing.
+    virtual void RelocateCell(char* to);
 
     void SetName(const char* n);   // replaces the name by a copy
     void SetPrefix(const char* p); // replaces the prefix by a copy

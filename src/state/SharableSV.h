@@ -12,6 +12,7 @@
 
 #include "base/Assert.h"
 #include "base/Errors.h"
+#include "models/StateMap.h"
 #include "state/BaseStateVariableClass.h"
 
 #include <cstring>
@@ -54,6 +55,15 @@ public:
     void printStateVal(std::ostream* out) override;
     void share(BaseStateVariableClass* other) override;
     void appendAffectingAction(BaseActionClass* a) override;
+    // The cell is the group's storage cell, sizeof(C) bytes.
+    bool MapState(StateMap& map, std::uint32_t offset) override {
+        map.add(this, value, offset, sizeof(C));
+        return true;
+    }
+    int CellAlignment() override { return static_cast<int>(alignof(C)); }
+    // Moves the group's cell to `to`; from then on the cell belongs to the
+    // holder of `to`, and the group can no longer be shared.
+    void RelocateCell(char* to) override;
 
     Element* getHead() const { return elements; }
     SharableSV* getRepresentative() const { return representative; }
@@ -71,6 +81,7 @@ public:
     C* value;                   // the storage cell; owned while `stored`
     Element* elements;          // registered pointers; owned (a representative holds its group's)
     SharableSV* representative; // the stored variable of this variable's group (itself if unshared)
+    bool cellOwned = true;      // false once RelocateCell has moved the cell into another's buffer
 
 private:
     void push(C** pointer, SharableSV* owner);
@@ -85,7 +96,7 @@ SharableSV<C>::SharableSV() : value(nullptr), elements(nullptr), representative(
 }
 
 template <class C> SharableSV<C>::~SharableSV() {
-    if (stored)
+    if (stored && cellOwned)
         delete value;
     for (Element* e = elements; e != nullptr;) {
         Element* next = e->next;
@@ -132,6 +143,8 @@ template <class C> void SharableSV<C>::Register(SharableSV* TheOtherPointer) {
     GEN_ASSERT(SVAffectingActions, "state/SharableSV");
     GEN_ASSERT(SVEnabledActions, "state/SharableSV");
     GEN_ASSERT(TheOtherPointer->getHead(), "state/SharableSV");
+    // Sharing happens before the cells are packed: a moved cell cannot be freed.
+    GEN_ASSERT(cellOwned && TheOtherPointer->cellOwned, "state/SharableSV");
     SharableSV* x = TheOtherPointer;
 
     // The absorbed group's cell goes; every pointer of the group moves to ours.
@@ -166,6 +179,18 @@ template <class C> void SharableSV<C>::Register(SharableSV* TheOtherPointer) {
     elements = x->elements;
     x->elements = nullptr;
     sharingCount += x->sharingCount;
+}
+
+template <class C> void SharableSV<C>::RelocateCell(char* to) {
+    SharableSV* holder = representative;
+    C* cell = new (to) C(*holder->value);
+    if (holder->cellOwned)
+        delete holder->value;
+    holder->cellOwned = false;
+    // The representative holds every registered pointer of the group, each
+    // member's own `value` among them.
+    for (Element* e = holder->elements; e != nullptr; e = e->next)
+        *e->pointer = cell;
 }
 
 template <class C> void SharableSV<C>::share(BaseStateVariableClass* other) {

@@ -82,6 +82,18 @@ void BaseStructStateVariable::SetState(void* from) {
     }
 }
 
+bool BaseStructStateVariable::MapState(StateMap& map, std::uint32_t offset) {
+    for (const fieldType& f : fields) {
+        int size = fieldSize(f);
+        // A field narrower or wider than its slot would leave a gap or be
+        // overwritten by the next field: such a layout keeps the field walk.
+        if (f.var == nullptr || f.var->StateSize() != size || !f.var->MapState(map, offset))
+            return false;
+        offset += static_cast<std::uint32_t>(size);
+    }
+    return true;
+}
+
 void BaseStructStateVariable::printState(std::ostream* out) {
     *out << name << " = {" << std::endl;
     for (const fieldType& f : fields) {

@@ -52,6 +52,9 @@ public:
     int getNumLeafNodes() override;
     bool isLeafNode() override;
     void appendEnabledAction(BaseActionClass* a) override;
+    // The fields' cells in field order, depth first; false when a field is
+    // missing, cannot list its cells, or is not as wide as its element type says.
+    bool MapState(StateMap& map, std::uint32_t offset) override;
     virtual void ShareWith(BaseStructStateVariable* otherStruct);
     virtual fieldType field(ArrayType t, BaseStateVariableClass* v) const;
 

@@ -1,0 +1,97 @@
+#pragma once
+// StateMap: where each byte of a model's state vector lives in memory. Every
+// stored leaf cell (a place's marking, a scalar field of a structured variable)
+// is listed with its address, its offset in the vector and its width, in
+// state-vector order; cells that lie next to each other both in memory and in
+// the vector are merged into one run. Saving and restoring a state is then a
+// loop of small copies, with no virtual call per place; a model whose cells
+// were packed into one buffer (SANModel::PackStateCells) has one run, so both
+// are one copy and the model's state can be read where it lies.
+//
+// The map is only valid while the model's layout stays as it was when the map
+// was made: no sharing, no new places, no cell moved.
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <vector>
+
+class BaseModelClass;
+class BaseStateVariableClass;
+
+class StateMap {
+public:
+    // One cell as a variable declared it.
+    struct Cell {
+        BaseStateVariableClass* variable; // not owned: the leaf that holds the cell
+        char* address;                    // not owned: the cell
+        std::uint32_t offset;             // first byte in the state vector
+        std::uint32_t length;             // bytes
+    };
+    // Adjacent cells merged: `length` bytes at `address` are vector bytes
+    // [offset, offset + length).
+    struct Run {
+        char* address;
+        std::uint32_t offset;
+        std::uint32_t length;
+    };
+
+    StateMap() = default;
+    StateMap(const StateMap&) = default;
+    StateMap& operator=(const StateMap&) = default;
+
+    void clear();
+    // Adds a cell; call in state-vector order (the order in which the model's
+    // CurrentState writes the cells).
+    void add(BaseStateVariableClass* variable, void* address, std::uint32_t offset,
+             std::uint32_t length);
+
+    // Copies every cell into the vector `to` (what the model's CurrentState does).
+    void save(char* to) const {
+        for (const Run& r : Runs)
+            copy(to + r.offset, r.address, r.length);
+    }
+    // Copies the vector `from` into every cell (what the model's SetState does).
+    void restore(const char* from) const {
+        for (const Run& r : Runs)
+            copy(r.address, from + r.offset, r.length);
+    }
+
+    const std::vector<Cell>& cells() const { return Cells; }
+    const std::vector<Run>& runs() const { return Runs; }
+    // The address of the model's state as one vector of `size` bytes when a
+    // single run covers bytes 0 .. size - 1; null otherwise.
+    char* contiguous(std::uint32_t size) const {
+        return Runs.size() == 1 && Runs[0].offset == 0 && Runs[0].length == size
+                   ? Runs[0].address
+                   : nullptr;
+    }
+
+    // True when the map moves exactly the bytes that the model's own
+    // CurrentState and SetState move, to and from the same vector positions,
+    // over a state vector of `size` bytes. It tries the map against the model
+    // with a few patterns and leaves the model in the state it had.
+    bool agreesWith(BaseModelClass* model, std::uint32_t size) const;
+
+private:
+    // Fixed widths are copied inline; the usual cells are 2-byte markings.
+    static void copy(char* to, const char* from, std::uint32_t length) {
+        switch (length) {
+        case 2:
+            std::memcpy(to, from, 2);
+            break;
+        case 4:
+            std::memcpy(to, from, 4);
+            break;
+        case 8:
+            std::memcpy(to, from, 8);
+            break;
+        default:
+            std::memcpy(to, from, length);
+            break;
+        }
+    }
+
+    std::vector<Cell> Cells; // every cell, in vector order
+    std::vector<Run> Runs;   // the cells merged, in vector order
+};

@@ -2,6 +2,7 @@
 
 #include "base/Errors.h"
 
+#include <array>
 #include <bit>
 #include <charconv>
 #include <cstdlib>
@@ -23,7 +24,77 @@ template <class T> void storeLittleEndian(char* target, T value) {
     }
 }
 
+// "00" "01" ... "99": two digits per table entry.
+constexpr std::array<char, 200> makeDigitPairs() {
+    std::array<char, 200> pairs{};
+    for (int i = 0; i < 100; ++i) {
+        pairs[2 * i] = static_cast<char>('0' + i / 10);
+        pairs[2 * i + 1] = static_cast<char>('0' + i % 10);
+    }
+    return pairs;
+}
+constexpr std::array<char, 200> digitPairs = makeDigitPairs();
+
+// Number of decimal digits of v: from the bit length, one comparison decides
+// between the two possible counts.
+int decimalDigits(std::uint64_t v) {
+    static constexpr std::uint64_t powers[] = {1ULL,
+                                               10ULL,
+                                               100ULL,
+                                               1000ULL,
+                                               10000ULL,
+                                               100000ULL,
+                                               1000000ULL,
+                                               10000000ULL,
+                                               100000000ULL,
+                                               1000000000ULL,
+                                               10000000000ULL,
+                                               100000000000ULL,
+                                               1000000000000ULL,
+                                               10000000000000ULL,
+                                               100000000000000ULL,
+                                               1000000000000000ULL,
+                                               10000000000000000ULL,
+                                               100000000000000000ULL,
+                                               1000000000000000000ULL,
+                                               10000000000000000000ULL};
+    if (v < 10)
+        return 1;
+    // floor(log10(2^bits)) approximated by bits * 1233 / 4096.
+    int t = (64 - std::countl_zero(v | 1)) * 1233 >> 12;
+    return t + (v >= powers[t] ? 1 : 0);
+}
+
+// Writes the digits of v from the end backwards, two at a time.
+template <class U> void writeDigits(char* end, U v) {
+    while (v >= 100) {
+        U rest = v % 100;
+        v /= 100;
+        end -= 2;
+        std::memcpy(end, &digitPairs[2 * rest], 2);
+    }
+    if (v >= 10) {
+        std::memcpy(end - 2, &digitPairs[2 * v], 2);
+    } else {
+        end[-1] = static_cast<char>('0' + v);
+    }
+}
+
 } // namespace
+
+char* TextBuffer::formatInteger(char* first, long long value) {
+    std::uint64_t magnitude = static_cast<std::uint64_t>(value);
+    if (value < 0) {
+        *first++ = '-';
+        magnitude = 0 - magnitude;
+    }
+    char* end = first + decimalDigits(magnitude);
+    if (magnitude <= 0xFFFFFFFFu)
+        writeDigits(end, static_cast<std::uint32_t>(magnitude)); // cheaper division
+    else
+        writeDigits(end, magnitude);
+    return end;
+}
 
 TextBuffer::TextBuffer(std::ostream& out, const char* fileName, std::size_t capacity)
     : Out(out), FileName(fileName) {
@@ -72,7 +143,7 @@ char* TextBuffer::formatGeneral6(char* first, double value) {
 
 void TextBuffer::line(long long value) {
     reserve(MaxNumberLength + 1);
-    Position = std::to_chars(Position, End, value).ptr;
+    Position = formatInteger(Position, value);
     *Position++ = '\n';
 }
 

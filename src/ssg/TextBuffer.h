@@ -40,6 +40,8 @@ public:
     // needs room for MaxNumberLength characters.
     static char* formatScientific10(char* first, double value);
     static char* formatGeneral6(char* first, double value);
+    // Plain decimal, as std::to_chars and the stream write it.
+    static char* formatInteger(char* first, long long value);
     static constexpr std::size_t MaxNumberLength = 48;
 
 private:

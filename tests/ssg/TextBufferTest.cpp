@@ -74,3 +74,31 @@ TEST(TextBuffer, FailedWriteOfANamedFileEndsTheRun) {
 }
 
 } // namespace
+
+// Integers (state numbers, counts) as the stream writes them: every digit
+// count's edges, the extremes, and random magnitudes of every length.
+TEST(TextBuffer, IntegersMatchTheStreamFormatting) {
+    std::vector<long long> values = {0,
+                                     std::numeric_limits<long long>::min(),
+                                     std::numeric_limits<long long>::max(),
+                                     std::numeric_limits<std::uint32_t>::max(),
+                                     std::numeric_limits<std::uint32_t>::max() + 1LL,
+                                     std::numeric_limits<std::int32_t>::min()};
+    for (long long power = 1; power <= 1000000000000000000LL; power *= 10)
+        for (long long edge : {power - 1, power, power + 1})
+            values.insert(values.end(), {edge, -edge});
+    std::mt19937_64 random(54321);
+    for (int i = 0; i < 20000; ++i) {
+        auto bits = static_cast<long long>(random());
+        values.push_back(bits >> (random() % 64));
+    }
+    std::ostringstream stream, lines;
+    {
+        TextBuffer buffer(lines);
+        for (long long value : values) {
+            stream << value << '\n';
+            buffer.line(value);
+        }
+    }
+    EXPECT_TRUE(lines.str() == stream.str());
+}

@@ -3,6 +3,7 @@
 
 #include "TestModel.h"
 
+#include "models/SANModel.h"
 #include "ssg/StateSpaceGen.h"
 
 #include <gtest/gtest.h>
@@ -213,6 +214,37 @@ TEST(StateSpaceGen, TracedAndUntracedRunsWriteTheSameFiles) {
     EXPECT_EQ(a.arm.substr(0, 4), "1\n7\n");
     EXPECT_EQ(a.arm, b.arm);
     EXPECT_EQ(a.var, b.var);
+}
+
+TEST(StateSpaceGen, NewStatesOfOneBatchGetTheirOwnRewardsWhetherPackedOrTraced) {
+    // a counts to 2 (rate 1), b to 1 (rate 2). States: 1 (0,0); 2 (1,0) and
+    // 3 (0,1) from 1; 4 (2,0) and 5 (1,1) from 2; 6 (2,1) from 4. Each record
+    // holds its own state's markings, though 2 and 3 (and 4 and 5) are found
+    // after both firings of their batch.
+    auto shape = [] {
+        ModelShape s;
+        s.places = {{"a", 0}, {"b", 0}};
+        s.activities = {
+            {.name = "incA", .enabled = [](const Marking& m) { return m[0] < 2; },
+             .fire = add(0, 1), .rate = 1.0},
+            {.name = "incB", .enabled = holds(1, 0), .fire = put(1, 1), .rate = 2.0}};
+        s.rewards = {{"a", markingOf(0)}, {"b", markingOf(1)}};
+        return s;
+    };
+    const std::string var = "a\nb\n1\n0\n0\n0\n0\n2\n0\n1\n0\n0\n3\n0\n0\n0\n1\n"
+                            "4\n0\n2\n0\n0\n5\n0\n1\n0\n1\n6\n0\n2\n0\n1\n";
+    TestPVModel plain(shape()), packed(shape()), traced(shape());
+    ASSERT_TRUE(static_cast<SANModel*>(packed.SubModel)->PackStateCells());
+    TempDir plainDir, packedDir, tracedDir;
+    Outcome a = runGenerator(&plain, plainDir);
+    Outcome b = runGenerator(&packed, packedDir);
+    Outcome c = runGenerator(&traced, tracedDir, 4, 0, 0.5, "trace.txt");
+    EXPECT_EQ(a.var, var);
+    EXPECT_EQ(a.arm.substr(0, 4), "1\n6\n");
+    EXPECT_EQ(b.arm, a.arm);
+    EXPECT_EQ(b.var, var);
+    EXPECT_EQ(c.arm, a.arm);
+    EXPECT_EQ(c.var, var);
 }
 
 TEST(StateSpaceGen, DeterministicActionsGiveNegativeEntriesAndEnablingLists) {

@@ -1,0 +1,127 @@
+// gen-kanban, the benchmark's kanban model, from end to end: the whole .arm,
+// .var and .pvtype files of N = 1 and 2 against a breadth-first enumeration of
+// the kanban chain written here from the model's definition, independently of
+// the model classes and of the generator, and its state and transition counts
+// against the published ones.
+
+#include "support/TestSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <map>
+#include <sstream>
+#include <string>
+#include <vector>
+
+using testsupport::armHeader;
+using testsupport::runModel;
+using testsupport::TempDir;
+
+namespace {
+
+// Markings in state-vector order: per station Pm, Pback, Pkan, Pout.
+using Marking = std::array<int, 16>;
+constexpr int Pm = 0, Pback = 1, Pkan = 2, Pout = 3;
+int at(int station, int place) {
+    return 4 * station + place;
+}
+
+// One transition of the definition: the places it takes a token from and
+// gives one to, at a constant rate.
+struct Transition {
+    double rate;
+    std::vector<int> in, out;
+};
+
+std::vector<Transition> transitions() {
+    std::vector<Transition> t = {{1.0, {at(0, Pkan)}, {at(0, Pm)}}};
+    for (int i = 0; i < 4; ++i) {
+        t.push_back({0.36, {at(i, Pm)}, {at(i, Pback)}});
+        t.push_back({0.84, {at(i, Pm)}, {at(i, Pout)}});
+        t.push_back({0.3, {at(i, Pback)}, {at(i, Pm)}});
+    }
+    t.push_back({0.4, {at(0, Pout), at(1, Pkan), at(2, Pkan)}, {at(0, Pkan), at(1, Pm), at(2, Pm)}});
+    t.push_back({0.5, {at(1, Pout), at(2, Pout), at(3, Pkan)}, {at(1, Pkan), at(2, Pkan), at(3, Pm)}});
+    t.push_back({0.9, {at(3, Pout)}, {at(3, Pkan)}});
+    return t;
+}
+
+// The chain enumerated breadth-first, new states numbered in firing order,
+// written as the generator writes its files.
+struct KanbanChain {
+    long states = 0, entries = 0;
+    std::string arm, var;
+
+    explicit KanbanChain(int n) {
+        Marking initial{};
+        for (int i = 0; i < 4; ++i)
+            initial[at(i, Pkan)] = n;
+        std::map<Marking, long> number{{initial, 1}};
+        std::vector<Marking> order{initial};
+        std::ostringstream rows, records;
+        rows.setf(std::ios::scientific, std::ios::floatfield);
+        rows.precision(10);
+        auto record = [&](const Marking& m) {
+            records << order.size() << '\n';
+            for (int i = 0; i < 4; ++i)
+                records << "0\n" << m[at(i, Pm)] + m[at(i, Pback)] + m[at(i, Pout)] << '\n';
+            records << "0\n"
+                    << m[at(0, Pkan)] + m[at(1, Pkan)] + m[at(2, Pkan)] + m[at(3, Pkan)] << '\n';
+        };
+        record(initial);
+        for (std::size_t s = 0; s < order.size(); ++s) {
+            std::map<long, double> row;
+            for (const Transition& t : transitions()) {
+                Marking m = order[s];
+                bool enabled = true;
+                for (int p : t.in)
+                    enabled = enabled && m[p] > 0;
+                if (!enabled)
+                    continue;
+                for (int p : t.in)
+                    --m[p];
+                for (int p : t.out)
+                    ++m[p];
+                auto [it, isNew] = number.emplace(m, static_cast<long>(order.size()) + 1);
+                if (isNew) {
+                    order.push_back(m);
+                    record(m);
+                }
+                row[it->second] += t.rate;
+            }
+            rows << s + 1 << '\n';
+            for (auto [target, rate] : row)
+                rows << target << '\n' << rate << '\n';
+            rows << "0\n";
+            entries += static_cast<long>(row.size());
+        }
+        states = static_cast<long>(order.size());
+        arm = armHeader(static_cast<int>(states)) + rows.str();
+        var = "wip1\nwip2\nwip3\nwip4\nfree_kanbans\n" + records.str();
+    }
+};
+
+TEST(Kanban, SmallExperimentsGiveTheEnumeratedFilesAndThePublishedCounts) {
+    struct Case {
+        int n;
+        long states, transitions; // published
+    };
+    for (Case c : {Case{1, 160, 616}, Case{2, 4600, 28120}}) {
+        SCOPED_TRACE("N = " + std::to_string(c.n));
+        KanbanChain chain(c.n);
+        EXPECT_EQ(chain.states, c.states);
+        EXPECT_EQ(chain.entries, c.transitions);
+        TempDir dir;
+        testsupport::ModelRun r = runModel("gen-kanban", dir, "kanban", c.n - 1);
+        ASSERT_EQ(r.result.status, 0) << r.result.err;
+        EXPECT_TRUE(r.arm == chain.arm);
+        EXPECT_TRUE(r.var == chain.var);
+        std::string pvtype = "Version:1\nNumPV:5\n";
+        for (const char* name : {"wip1", "wip2", "wip3", "wip4", "free_kanbans"})
+            pvtype += std::string("Name:") + name + "\nType:0\nNumTimes:1\nStart:10\nStop:10\n";
+        EXPECT_EQ(r.pvtype, pvtype);
+    }
+}
+
+} // namespace

@@ -5,20 +5,28 @@
 void StateMap::clear() {
     Cells.clear();
     Runs.clear();
+    Packed = nullptr;
+    Size = 0;
+    AllMarkings = true;
 }
 
 void StateMap::add(BaseStateVariableClass* variable, void* address, std::uint32_t offset,
                    std::uint32_t length) {
     char* cell = static_cast<char*>(address);
     Cells.push_back(Cell{variable, cell, offset, length});
+    Size += length;
+    bool merged = false;
     if (!Runs.empty()) {
         Run& last = Runs.back();
         if (last.address + last.length == cell && last.offset + last.length == offset) {
             last.length += length;
-            return;
+            merged = true;
         }
     }
-    Runs.push_back(Run{cell, offset, length});
+    if (!merged)
+        Runs.push_back(Run{cell, offset, length});
+    AllMarkings = AllMarkings && Runs.back().length == 2;
+    Packed = Runs.size() == 1 && Runs[0].offset == 0 ? Runs[0].address : nullptr;
 }
 
 bool StateMap::agreesWith(BaseModelClass* model, std::uint32_t size) const {

@@ -48,13 +48,50 @@ public:
 
     // Copies every cell into the vector `to` (what the model's CurrentState does).
     void save(char* to) const {
-        for (const Run& r : Runs)
-            copy(to + r.offset, r.address, r.length);
+        if (Packed != nullptr) {
+            std::memcpy(to, Packed, Size);
+        } else if (AllMarkings) {
+            for (const Run& r : Runs)
+                std::memcpy(to + r.offset, r.address, 2);
+        } else {
+            for (const Run& r : Runs)
+                copy(to + r.offset, r.address, r.length);
+        }
     }
     // Copies the vector `from` into every cell (what the model's SetState does).
     void restore(const char* from) const {
-        for (const Run& r : Runs)
-            copy(r.address, from + r.offset, r.length);
+        if (Packed != nullptr) {
+            std::memcpy(Packed, from, Size);
+        } else if (AllMarkings) {
+            for (const Run& r : Runs)
+                std::memcpy(r.address, from + r.offset, 2);
+        } else {
+            for (const Run& r : Runs)
+                copy(r.address, from + r.offset, r.length);
+        }
+    }
+    // save(to), then restore(from), in one pass over the cells: a firing's
+    // target is taken and the state it was fired from put back. Only the cells
+    // that differ from `from` are written.
+    void saveAndRestore(char* to, const char* from) const {
+        if (Packed != nullptr) {
+            std::memcpy(to, Packed, Size);
+            std::memcpy(Packed, from, Size);
+        } else if (AllMarkings) {
+            for (const Run& r : Runs) {
+                std::uint16_t now, before;
+                std::memcpy(&now, r.address, 2);
+                std::memcpy(&before, from + r.offset, 2);
+                std::memcpy(to + r.offset, &now, 2);
+                if (now != before)
+                    std::memcpy(r.address, &before, 2);
+            }
+        } else {
+            for (const Run& r : Runs) {
+                copy(to + r.offset, r.address, r.length);
+                copy(r.address, from + r.offset, r.length);
+            }
+        }
     }
 
     const std::vector<Cell>& cells() const { return Cells; }
@@ -94,4 +131,9 @@ private:
 
     std::vector<Cell> Cells; // every cell, in vector order
     std::vector<Run> Runs;   // the cells merged, in vector order
+    // Fast paths: the one run that covers the whole vector (else null), and
+    // whether every run is one 2-byte cell (a marking).
+    char* Packed = nullptr;
+    std::uint32_t Size = 0; // bytes covered by the cells
+    bool AllMarkings = true;
 };

@@ -460,7 +460,26 @@ void StateSpaceGen::findNextBatched() {
         if (!action->Enabled())
             continue;
         NextState = BatchStates.get() + static_cast<std::size_t>(count) * StateSize;
-        FireAction(action, ExploredState.get());
+        if (EagerRewards) {
+            FireAction(action, ExploredState.get());
+            loadState(ExploredState.get());
+        } else {
+            // FireAction without phases (there are none) and without rewards;
+            // the target is taken and the explored state put back in one pass.
+            if (traces(1))
+                Trace->printFireAction(action, 0.0);
+            double rate = action->Rate();
+            Rate = Groups[action->GroupID]->Probability(action) * rate;
+            action->Fire();
+            Model->LastAction = action;
+            LastFired = action;
+            if (MapUsable) {
+                CellMap.saveAndRestore(NextState, ExploredState.get());
+            } else {
+                Model->CurrentState(NextState);
+                Model->SetState(ExploredState.get());
+            }
+        }
         if (Rate > 0) {
             BatchRates[count] = Rate;
             BatchActions[count] = LastFired;
@@ -470,7 +489,6 @@ void StateSpaceGen::findNextBatched() {
             BatchKeys[count] = StateTable->Prefetch(NextState);
             ++count;
         }
-        loadState(ExploredState.get());
     }
     NextState = NextStateBuffer.get();
     bool moved = false; // the model holds a new state rather than the explored one

@@ -24,14 +24,14 @@ bool textFormat(short format) {
 
 } // namespace
 
-Reward::Reward(PVModel* model, short format, const char* fileName)
+Reward::Reward(PVModel* model, short format, const char* fileName, bool background)
     : Model(model), Format(format), FileName(fileName) {
     rewfile.open(fileName, std::ios::in | std::ios::out | std::ios::trunc | std::ios::binary);
     if (!rewfile) {
         std::cerr << "Could not open file dude" << std::endl;
         std::exit(1);
     }
-    Out = std::make_unique<TextBuffer>(rewfile, FileName, BufferBytes);
+    Out = std::make_unique<TextBuffer>(rewfile, FileName, BufferBytes, background);
     for (counter = 0; counter < Model->NumPVs; ++counter) {
         const char* name = Model->PVList[counter]->Name;
         if (name == nullptr)

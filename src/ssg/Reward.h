@@ -17,7 +17,9 @@ class Reward {
 public:
     // Opens the file (read and write, truncated) and writes the header; format
     // 1, 3 and 5 select text records, any other value binary ones.
-    Reward(PVModel* model, short format, const char* fileName);
+    // With `background`, the records are formatted and written on the writer
+    // thread (see TextBuffer).
+    Reward(PVModel* model, short format, const char* fileName, bool background = false);
     // Writes what is buffered and closes the file (see close()).
     ~Reward();
     Reward(const Reward&) = delete;

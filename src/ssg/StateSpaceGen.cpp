@@ -326,9 +326,11 @@ void StateSpaceGen::beginExploration(const char* armName, const char* varName,
         std::exit(1);
     }
     std::cout.setf(std::ios::scientific, std::ios::floatfield);
-    ArmOut = std::make_unique<TextBuffer>(ArmFile, ArmName, ArmBufferBytes);
+    // The rows and the reward records are formatted and written on the writer
+    // thread while the exploration goes on.
+    ArmOut = std::make_unique<TextBuffer>(ArmFile, ArmName, ArmBufferBytes, true);
 
-    RewardOut = std::make_unique<Reward>(Model, OutputFormat, varName);
+    RewardOut = std::make_unique<Reward>(Model, OutputFormat, varName, true);
     markUnfinished(varName);
     Model->FireAction(NextState, &Model->NoActionFiredYet);
     RewardOut->Calculate(NumStates);

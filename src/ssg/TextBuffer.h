@@ -4,18 +4,28 @@
 // stream would format them: `scientific10` as std::scientific with precision 10
 // (2.5000000000e-01), `general6` as the default notation with precision 6
 // (0.5, 1e-07, 123457). Binary values are little-endian.
+//
+// In the background mode the calls only record what is to be written (an
+// operation code and the raw value), and a second thread, shared by every
+// such buffer of the process, formats the records and writes them, in order.
+// The stream belongs to that thread until flush() returns.
 
 #include <cstddef>
 #include <cstdint>
+#include <atomic>
 #include <iosfwd>
+#include <memory>
 
 class TextBuffer {
 public:
     // `fileName`, when given, names the file in the message of a failed write,
     // which then ends the process with status 1; without it a failure only
     // leaves the stream failed (flush() returns false).
+    // With `background`, formatting and writing happen on the writer thread
+    // (when that thread cannot be started, the buffer works in the caller's
+    // thread as without it).
     explicit TextBuffer(std::ostream& out, const char* fileName = nullptr,
-                        std::size_t capacity = 1 << 16);
+                        std::size_t capacity = 1 << 16, bool background = false);
     ~TextBuffer(); // writes what is left
     TextBuffer(const TextBuffer&) = delete;
     TextBuffer& operator=(const TextBuffer&) = delete;
@@ -34,6 +44,8 @@ public:
     void binaryDouble(double value);
 
     // Writes the buffered bytes to the stream; false when the stream has failed.
+    // In the background mode it waits until the writer thread has written
+    // everything recorded so far and flushed the stream.
     bool flush();
 
     // Formats `value` as the stream would; returns the end of the text. `first`
@@ -51,6 +63,15 @@ private:
             writeOut();
     }
     void writeOut();
+    // Background mode: hands the recorded block to the writer thread (and asks
+    // it to flush the stream after it), then takes a free block to record into.
+    void submit(bool flushStream);
+    // The value's operation code and its bytes, recorded for the writer thread.
+    void record(char code, const void* value, std::size_t length);
+
+    struct Background;                // the background mode's blocks and its writer's formatter
+    friend struct BackgroundWriter;   // the writer thread
+    std::unique_ptr<Background> Async; // owned; null in the synchronous mode
 
     // Recently formatted values and their text: models have few distinct rates
     // and rewards, and a copy of the text is much cheaper than formatting.

@@ -73,8 +73,6 @@ TEST(TextBuffer, FailedWriteOfANamedFileEndsTheRun) {
         testing::ExitedWithCode(1), "^Error: Could not write file /dev/full\n$");
 }
 
-} // namespace
-
 // Integers (state numbers, counts) as the stream writes them: every digit
 // count's edges, the extremes, and random magnitudes of every length.
 TEST(TextBuffer, IntegersMatchTheStreamFormatting) {
@@ -102,3 +100,51 @@ TEST(TextBuffer, IntegersMatchTheStreamFormatting) {
     }
     EXPECT_TRUE(lines.str() == stream.str());
 }
+
+// The background mode writes the bytes of the synchronous one: every kind of
+// record, texts longer than a block, and more blocks than are in flight; a
+// buffer flushed and written to again goes on where it stopped.
+TEST(TextBuffer, BackgroundWritingGivesTheSameBytes) {
+    std::string longText(1000, 'x');
+    for (std::size_t i = 0; i < longText.size(); ++i)
+        longText[i] = static_cast<char>('a' + i % 26);
+    auto fill = [&](TextBuffer& b, int round) {
+        for (int i = 0; i < 3000; ++i) {
+            b.line(i * 7919LL - round);
+            b.lineScientific10(i / 7.0);
+            b.lineGeneral6(i * 0.1);
+            b.binaryInt32(-i);
+            b.binaryDouble(i * 1.5);
+            if (i % 500 == 0)
+                b.text(longText.c_str());
+        }
+    };
+    std::ostringstream plain, background;
+    {
+        TextBuffer a(plain, nullptr, 256);
+        TextBuffer b(background, nullptr, 256, true);
+        for (int round = 0; round < 2; ++round) {
+            fill(a, round);
+            fill(b, round);
+            EXPECT_TRUE(a.flush());
+            EXPECT_TRUE(b.flush());
+            EXPECT_TRUE(background.str() == plain.str()) << "round " << round;
+        }
+    }
+    EXPECT_TRUE(background.str() == plain.str());
+    EXPECT_GT(plain.str().size(), 200000u);
+}
+
+TEST(TextBuffer, FailedBackgroundWriteOfANamedFileEndsTheRun) {
+    EXPECT_EXIT(
+        {
+            std::ofstream full("/dev/full", std::ios::binary);
+            TextBuffer buffer(full, "/dev/full", 64, true);
+            for (int i = 0; i < 100000; ++i)
+                buffer.line(i);
+            std::exit(buffer.flush() ? 0 : 2);
+        },
+        testing::ExitedWithCode(1), "^Error: Could not write file /dev/full\n$");
+}
+
+} // namespace

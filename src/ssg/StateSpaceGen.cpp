@@ -16,6 +16,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <iostream>
 #include <new>
 #include <string>
@@ -85,6 +86,14 @@ void markUnfinished(const char* name) {
 }
 
 void markFinished() { unfinishedResults.clear(); }
+
+// True when the two names lead to one existing file. Files are compared by
+// identity (device and inode), so no spelling of a path (relative or absolute,
+// "./", "//", "..", a symbolic link) hides that two names are one file.
+bool sameFile(const char* first, const std::string& second) {
+    std::error_code error;
+    return std::filesystem::equivalent(first, second, error) && !error;
+}
 
 template <class T> std::unique_ptr<T[]> allocate(std::size_t count) {
     T* array = new (std::nothrow) T[count > 0 ? count : 1]();
@@ -204,20 +213,8 @@ StateSpaceGen::~StateSpaceGen() {
 }
 
 void StateSpaceGen::InitializeTrace() {
-    if (TraceFileName != nullptr) {
-        // Opening the trace would truncate a result file and interleave the
-        // trace with its rows.
-        std::string stem = std::string(ExperimentPath ? ExperimentPath : "") +
-                           (ExperimentName ? ExperimentName : "");
-        for (const char* extension : {".arm", ".var", ".pvtype", ".det"}) {
-            if (stem + extension == TraceFileName) {
-                std::cerr << "Error: the trace file " << TraceFileName
-                          << " is one of the run's result files; choose another name (-t)"
-                          << std::endl;
-                std::exit(1);
-            }
-        }
-    }
+    if (TraceFileName != nullptr)
+        refuseTraceOnResultFile();
     Trace = std::make_unique<TraceFileContainer>();
     Trace->setTraceLevel(TraceLevel);
     if (TraceFileName != nullptr)
@@ -227,6 +224,30 @@ void StateSpaceGen::InitializeTrace() {
     TraceOut->setTraceLevel(TraceLevel);
     Trace->AddTraceFile(TraceOut.get());
     Trace->addPVModel(Model);
+}
+
+void StateSpaceGen::refuseTraceOnResultFile() const {
+    // Writing the trace into a result file would truncate it and interleave the
+    // trace with its rows. A result file that exists now is compared with the
+    // trace file as it exists; when the trace file does not exist yet it is
+    // created empty (nothing is written), so that a result file that the run
+    // would create under another spelling of the same name is found as well.
+    std::error_code error;
+    bool existed = std::filesystem::exists(TraceFileName, error);
+    if (!existed)
+        std::ofstream(TraceFileName, std::ios::app).close();
+    std::string stem =
+        std::string(ExperimentPath ? ExperimentPath : "") + (ExperimentName ? ExperimentName : "");
+    for (const char* extension : {".arm", ".var", ".pvtype", ".det"}) {
+        std::string result = stem + extension;
+        if (sameFile(TraceFileName, result)) {
+            if (!existed) // the file created above, wherever a symbolic link put it
+                std::filesystem::remove(std::filesystem::canonical(TraceFileName, error), error);
+            std::cerr << "Error: the trace file " << TraceFileName << " is the result file "
+                      << result << "; choose another name (-t)" << std::endl;
+            std::exit(1);
+        }
+    }
 }
 
 void StateSpaceGen::GenStateSpace() {

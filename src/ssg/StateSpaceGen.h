@@ -118,6 +118,9 @@ private:
     // the last step of a run, once every other file is complete.
     void closeArm();
     void reportAbsorbing();
+    // Ends the run (status 1) when the trace file is one of the run's result
+    // files, before anything is written.
+    void refuseTraceOnResultFile() const;
     [[noreturn]] void zeroTimeLimit(const char* firstLine, const char* lastLine) const;
 
     std::unique_ptr<char[]> NextStateBuffer; // owned; NextState outside the batch

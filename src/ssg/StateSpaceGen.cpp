@@ -4,6 +4,7 @@
 #include "actions/BaseGroupClass.h"
 #include "base/Errors.h"
 #include "pv/PVModel.h"
+#include "ssg/ArmHeader.h"
 #include "ssg/HybridHash.h"
 #include "ssg/Queue.h"
 #include "ssg/Reward.h"
@@ -331,10 +332,8 @@ void StateSpaceGen::beginExploration(const char* armName, const char* varName,
     // Placeholder header: the output type, then a blank line wide enough for the
     // count written over it at the end. Until then no reader can take the file
     // for complete.
-    ArmOut->line(OutputFormat);
-    std::string filler(static_cast<std::size_t>(blanks), ' ');
-    filler += '\n';
-    ArmOut->text(filler.c_str());
+    ArmHeaderBlanks = blanks;
+    ArmOut->text(ArmHeader::placeholder(OutputFormat, blanks).c_str());
     ExploredStates = 0;
 }
 
@@ -363,20 +362,30 @@ void StateSpaceGen::finishExploration() {
 
 void StateSpaceGen::closeArm() {
     // The header over the placeholder: the output type and the count, each on
-    // its line; the rest of the blank line stays.
-    char header[2 * TextBuffer::MaxNumberLength];
-    char* end = std::to_chars(header, header + TextBuffer::MaxNumberLength, OutputFormat).ptr;
-    *end++ = '\n';
-    end = std::to_chars(end, end + TextBuffer::MaxNumberLength, ExploredStates).ptr;
-    *end++ = '\n';
-    ArmFile.seekp(0);
-    ArmFile.write(header, end - header);
-    ArmFile.flush();
-    if (!ArmFile)
-        writeFailed(ArmName);
-    ArmFile.close();
-    if (!ArmFile)
-        writeFailed(ArmName);
+    // its line; the rest of the blank line stays as line 3. A count too long for
+    // the placeholder (8 digits on the deterministic path) moves the rows back
+    // so that line 3 stays.
+    if (ArmHeader::fitsInPlace(OutputFormat, ExploredStates, ArmHeaderBlanks)) {
+        std::string header = ArmHeader::headerLines(OutputFormat, ExploredStates);
+        ArmFile.seekp(0);
+        ArmFile.write(header.data(), static_cast<std::streamsize>(header.size()));
+        ArmFile.flush();
+        if (!ArmFile)
+            writeFailed(ArmName);
+        ArmFile.close();
+        if (!ArmFile)
+            writeFailed(ArmName);
+    } else {
+        ArmFile.close();
+        if (!ArmFile)
+            writeFailed(ArmName);
+        std::fstream file(ArmName, std::ios::in | std::ios::out | std::ios::binary);
+        if (!file || !ArmHeader::complete(file, OutputFormat, ExploredStates, ArmHeaderBlanks))
+            writeFailed(ArmName);
+        file.close();
+        if (!file)
+            writeFailed(ArmName);
+    }
     markFinished(); // every result file of the run is complete
 }
 

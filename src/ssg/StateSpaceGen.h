@@ -137,6 +137,7 @@ private:
     std::ofstream ArmFile;                              // the .arm file during an exploration
     std::unique_ptr<TextBuffer> ArmOut;                 // owned; buffers ArmFile
     const char* ArmName = nullptr;                      // not owned; for messages
+    int ArmHeaderBlanks = 0;                            // width of the header's placeholder
     std::uint32_t ExploredStates = 0;                   // states explored so far
 };
 

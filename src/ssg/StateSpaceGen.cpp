@@ -5,6 +5,7 @@
 #include "base/Errors.h"
 #include "pv/PVModel.h"
 #include "pv/PerformanceVariableNode.h"
+#include "ssg/ArmHeader.h"
 #include "ssg/HybridHash.h"
 #include "ssg/Queue.h"
 #include "ssg/Reward.h"
@@ -17,6 +18,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <iostream>
 #include <new>
 #include <string>
@@ -86,6 +88,14 @@ void markUnfinished(const char* name) {
 }
 
 void markFinished() { unfinishedResults.clear(); }
+
+// True when the two names lead to one existing file. Files are compared by
+// identity (device and inode), so no spelling of a path (relative or absolute,
+// "./", "//", "..", a symbolic link) hides that two names are one file.
+bool sameFile(const char* first, const std::string& second) {
+    std::error_code error;
+    return std::filesystem::equivalent(first, second, error) && !error;
+}
 
 template <class T> std::unique_ptr<T[]> allocate(std::size_t count) {
     T* array = new (std::nothrow) T[count > 0 ? count : 1]();
@@ -230,20 +240,8 @@ StateSpaceGen::~StateSpaceGen() {
 }
 
 void StateSpaceGen::InitializeTrace() {
-    if (TraceFileName != nullptr) {
-        // Opening the trace would truncate a result file and interleave the
-        // trace with its rows.
-        std::string stem = std::string(ExperimentPath ? ExperimentPath : "") +
-                           (ExperimentName ? ExperimentName : "");
-        for (const char* extension : {".arm", ".var", ".pvtype", ".det"}) {
-            if (stem + extension == TraceFileName) {
-                std::cerr << "Error: the trace file " << TraceFileName
-                          << " is one of the run's result files; choose another name (-t)"
-                          << std::endl;
-                std::exit(1);
-            }
-        }
-    }
+    if (TraceFileName != nullptr)
+        refuseTraceOnResultFile();
     Trace = std::make_unique<TraceFileContainer>();
     Trace->setTraceLevel(TraceLevel);
     if (TraceFileName != nullptr)
@@ -253,6 +251,30 @@ void StateSpaceGen::InitializeTrace() {
     TraceOut->setTraceLevel(TraceLevel);
     Trace->AddTraceFile(TraceOut.get());
     Trace->addPVModel(Model);
+}
+
+void StateSpaceGen::refuseTraceOnResultFile() const {
+    // Writing the trace into a result file would truncate it and interleave the
+    // trace with its rows. A result file that exists now is compared with the
+    // trace file as it exists; when the trace file does not exist yet it is
+    // created empty (nothing is written), so that a result file that the run
+    // would create under another spelling of the same name is found as well.
+    std::error_code error;
+    bool existed = std::filesystem::exists(TraceFileName, error);
+    if (!existed)
+        std::ofstream(TraceFileName, std::ios::app).close();
+    std::string stem =
+        std::string(ExperimentPath ? ExperimentPath : "") + (ExperimentName ? ExperimentName : "");
+    for (const char* extension : {".arm", ".var", ".pvtype", ".det"}) {
+        std::string result = stem + extension;
+        if (sameFile(TraceFileName, result)) {
+            if (!existed) // the file created above, wherever a symbolic link put it
+                std::filesystem::remove(std::filesystem::canonical(TraceFileName, error), error);
+            std::cerr << "Error: the trace file " << TraceFileName << " is the result file "
+                      << result << "; choose another name (-t)" << std::endl;
+            std::exit(1);
+        }
+    }
 }
 
 void StateSpaceGen::GenStateSpace() {
@@ -338,10 +360,8 @@ void StateSpaceGen::beginExploration(const char* armName, const char* varName,
     // Placeholder header: the output type, then a blank line wide enough for the
     // count written over it at the end. Until then no reader can take the file
     // for complete.
-    ArmOut->line(OutputFormat);
-    std::string filler(static_cast<std::size_t>(blanks), ' ');
-    filler += '\n';
-    ArmOut->text(filler.c_str());
+    ArmHeaderBlanks = blanks;
+    ArmOut->text(ArmHeader::placeholder(OutputFormat, blanks).c_str());
     ExploredStates = 0;
 }
 
@@ -370,20 +390,30 @@ void StateSpaceGen::finishExploration() {
 
 void StateSpaceGen::closeArm() {
     // The header over the placeholder: the output type and the count, each on
-    // its line; the rest of the blank line stays.
-    char header[2 * TextBuffer::MaxNumberLength];
-    char* end = std::to_chars(header, header + TextBuffer::MaxNumberLength, OutputFormat).ptr;
-    *end++ = '\n';
-    end = std::to_chars(end, end + TextBuffer::MaxNumberLength, ExploredStates).ptr;
-    *end++ = '\n';
-    ArmFile.seekp(0);
-    ArmFile.write(header, end - header);
-    ArmFile.flush();
-    if (!ArmFile)
-        writeFailed(ArmName);
-    ArmFile.close();
-    if (!ArmFile)
-        writeFailed(ArmName);
+    // its line; the rest of the blank line stays as line 3. A count too long for
+    // the placeholder (8 digits on the deterministic path) moves the rows back
+    // so that line 3 stays.
+    if (ArmHeader::fitsInPlace(OutputFormat, ExploredStates, ArmHeaderBlanks)) {
+        std::string header = ArmHeader::headerLines(OutputFormat, ExploredStates);
+        ArmFile.seekp(0);
+        ArmFile.write(header.data(), static_cast<std::streamsize>(header.size()));
+        ArmFile.flush();
+        if (!ArmFile)
+            writeFailed(ArmName);
+        ArmFile.close();
+        if (!ArmFile)
+            writeFailed(ArmName);
+    } else {
+        ArmFile.close();
+        if (!ArmFile)
+            writeFailed(ArmName);
+        std::fstream file(ArmName, std::ios::in | std::ios::out | std::ios::binary);
+        if (!file || !ArmHeader::complete(file, OutputFormat, ExploredStates, ArmHeaderBlanks))
+            writeFailed(ArmName);
+        file.close();
+        if (!file)
+            writeFailed(ArmName);
+    }
     markFinished(); // every result file of the run is complete
 }
 

@@ -119,6 +119,9 @@ private:
     // the last step of a run, once every other file is complete.
     void closeArm();
     void reportAbsorbing();
+    // Ends the run (status 1) when the trace file is one of the run's result
+    // files, before anything is written.
+    void refuseTraceOnResultFile() const;
     [[noreturn]] void zeroTimeLimit(const char* firstLine, const char* lastLine) const;
     // Fires `action` as the model's FireAction does, leaving the new state in
     // NextState, but computes the rewards only when they are eager.
@@ -145,6 +148,7 @@ private:
     std::ofstream ArmFile;                              // the .arm file during an exploration
     std::unique_ptr<TextBuffer> ArmOut;                 // owned; buffers ArmFile
     const char* ArmName = nullptr;                      // not owned; for messages
+    int ArmHeaderBlanks = 0;                            // width of the header's placeholder
     std::uint32_t ExploredStates = 0;                   // states explored so far
     StateMap CellMap;        // where the model's state vector lives in memory
     bool MapUsable = false;  // CellMap does what the model's SetState/CurrentState do

@@ -4,6 +4,7 @@
 // address-space limit leaves, so that the next allocation fails.
 
 #include "actions/BaseActionClass.h"
+#include "base/Errors.h"
 #include "base/List.h"
 #include "ssg/DeterministicList.h"
 #include "ssg/HybridHash.h"
@@ -14,6 +15,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fcntl.h>
+#include <new>
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -107,15 +110,38 @@ TEST_F(AllocationFailureTest, StateStoreBlockThatCannotBeAllocated) {
 
 TEST_F(AllocationFailureTest, QueueWithoutRoomForItsSlots) {
     // This report goes to standard output; the child sends it to standard error,
-    // where the death test looks.
-    EXPECT_EXIT(
-        {
-            std::fflush(stdout);
-            dup2(2, 1);
-            exhaustMemory();
-            Queue queue(4);
-        },
-        testing::ExitedWithCode(1), "^Error out of memory\n$");
+    // where the death test looks, and drops its own standard error. The driver's
+    // new-handler, which gives the general report, must not come first.
+    for (bool driverHandler : {false, true}) {
+        EXPECT_EXIT(
+            {
+                if (driverHandler)
+                    std::set_new_handler(MemoryAllocationError);
+                std::fflush(stdout);
+                dup2(2, 1);
+                exhaustMemory();
+                Queue queue(4);
+            },
+            testing::ExitedWithCode(1), "^Error out of memory\n$")
+            << driverHandler;
+        EXPECT_EXIT(
+            {
+                if (driverHandler)
+                    std::set_new_handler(MemoryAllocationError);
+                Queue queue(0); // records without buffers: only the slot arrays grow
+                exhaustMemory();
+                state_struct record;
+                record.number = 1;
+                std::fflush(stdout);
+                dup2(2, 1);
+                int devNull = open("/dev/null", O_WRONLY);
+                dup2(devNull, 2);
+                for (;;)
+                    queue.Enqueue(&record);
+            },
+            testing::ExitedWithCode(1), "^Error out of memory\n$")
+            << driverHandler;
+    }
 }
 
 TEST_F(AllocationFailureTest, EnablingListGrowthGivesTheFatalReport) {

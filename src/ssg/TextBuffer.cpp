@@ -90,9 +90,9 @@ template <class U> void writeDigits(char* end, U v) {
 constexpr std::size_t BackgroundBlocks = 4;
 constexpr std::size_t MaxQueuedJobs = 64;
 enum Code : char {
-    IntegerLine = 'i',    // long long
-    ScientificLine = 's', // double
-    GeneralLine = 'g',    // double
+    IntegerLine = 'i',    // long long (TextBuffer::IntegerCode)
+    ScientificLine = 's', // double (TextBuffer::ScientificCode)
+    GeneralLine = 'g',    // double (TextBuffer::GeneralCode)
     Bytes = 'b',          // std::uint32_t length, then the bytes
     BinaryInt32 = 'I',    // std::int32_t
     BinaryDouble = 'D',   // double
@@ -383,7 +383,7 @@ char* TextBuffer::formatGeneral6(char* first, double value) {
     return std::to_chars(first, first + MaxNumberLength, value, std::chars_format::general, 6).ptr;
 }
 
-void TextBuffer::line(long long value) {
+void TextBuffer::lineFormatted(long long value) {
     reserve(MaxNumberLength + 1);
     if (Async) {
         record(IntegerLine, &value, sizeof value);
@@ -393,7 +393,7 @@ void TextBuffer::line(long long value) {
     *Position++ = '\n';
 }
 
-void TextBuffer::lineScientific10(double value) {
+void TextBuffer::scientificFormatted(double value) {
     reserve(MaxNumberLength + 1);
     if (Async) {
         record(ScientificLine, &value, sizeof value);
@@ -403,7 +403,7 @@ void TextBuffer::lineScientific10(double value) {
     *Position++ = '\n';
 }
 
-void TextBuffer::lineGeneral6(double value) {
+void TextBuffer::generalFormatted(double value) {
     reserve(MaxNumberLength + 1);
     if (Async) {
         record(GeneralLine, &value, sizeof value);

@@ -12,6 +12,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <atomic>
 #include <iosfwd>
 #include <memory>
@@ -33,9 +34,20 @@ public:
     TextBuffer& operator=(TextBuffer&&) = delete;
 
     // One value and a line feed.
-    void line(long long value);
-    void lineScientific10(double value);
-    void lineGeneral6(double value);
+    // (In the background mode the common case, a record that fits the block, is
+    // inline: an operation code and the value's 8 bytes.)
+    void line(long long value) {
+        if (!recordInline(IntegerCode, &value))
+            lineFormatted(value);
+    }
+    void lineScientific10(double value) {
+        if (!recordInline(ScientificCode, &value))
+            scientificFormatted(value);
+    }
+    void lineGeneral6(double value) {
+        if (!recordInline(GeneralCode, &value))
+            generalFormatted(value);
+    }
     // Raw text or bytes.
     void text(const char* text);
     void bytes(const void* data, std::size_t length);
@@ -57,6 +69,20 @@ public:
     static constexpr std::size_t MaxNumberLength = 48;
 
 private:
+    // Operation codes of the background mode's line records.
+    static constexpr char IntegerCode = 'i', ScientificCode = 's', GeneralCode = 'g';
+    bool recordInline(char code, const void* value) {
+        if (!Async || End - Position < 9)
+            return false;
+        *Position++ = code;
+        std::memcpy(Position, value, 8);
+        Position += 8;
+        return true;
+    }
+    void lineFormatted(long long value);
+    void scientificFormatted(double value);
+    void generalFormatted(double value);
+
     // Makes room for `length` more bytes (writing the buffer out when needed).
     void reserve(std::size_t length) {
         if (static_cast<std::size_t>(End - Position) < length)

@@ -110,7 +110,8 @@ private:
 // A rate as the .arm file writes it (scientific, 10 digits), with its line end.
 std::string rateLine(double rate) {
     char text[64];
-    char* end = std::to_chars(text, text + sizeof text, rate, std::chars_format::scientific, 10).ptr;
+    char* end =
+        std::to_chars(text, text + sizeof text, rate, std::chars_format::scientific, 10).ptr;
     *end++ = '\n';
     return std::string(text, end);
 }
@@ -157,7 +158,8 @@ int main(int argc, char** argv) {
         const std::uint64_t next = (static_cast<std::uint64_t>((server + 1) % n)) << ServerShift;
         row.clear();
         auto reach = [&](std::uint64_t target, const std::string* rate) {
-            std::uint32_t number = store.findOrAdd(target, static_cast<std::uint32_t>(states.size() + 1));
+            std::uint32_t number =
+                store.findOrAdd(target, static_cast<std::uint32_t>(states.size() + 1));
             if (number == 0) {
                 states.push_back(target);
                 number = static_cast<std::uint32_t>(states.size());

@@ -10,8 +10,8 @@ kanbanRewPV::kanbanRewPV(int variable, int timeIndex) : Variable(variable) {
     double stops[] = {10.0};
     if (variable < 4) {
         std::string station = std::to_string(variable + 1);
-        Initialize(("wip" + station).c_str(), InstantOfTimeType, 1, starts, stops, timeIndex, 0,
-                   1, 3);
+        Initialize(("wip" + station).c_str(), InstantOfTimeType, 1, starts, stops, timeIndex, 0, 1,
+                   3);
         for (const char* place : {"Pm", "Pback", "Pout"})
             AddVariableDependency((place + station).c_str(), "kanban");
     } else {

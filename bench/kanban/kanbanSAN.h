@@ -48,10 +48,10 @@ public:
         void LinkVariables() override; // binds InMarks and OutMarks
 
         double TheRate;
-        std::vector<Place*> Inputs;   // not owned
-        std::vector<Place*> Outputs;  // not owned
-        std::vector<short*> InMarks;  // the inputs' markings, bound by LinkVariables
-        std::vector<short*> OutMarks; // the outputs' markings, bound by LinkVariables
+        std::vector<Place*> Inputs;     // not owned
+        std::vector<Place*> Outputs;    // not owned
+        std::vector<short*> InMarks;    // the inputs' markings, bound by LinkVariables
+        std::vector<short*> OutMarks;   // the outputs' markings, bound by LinkVariables
         double* DistributionParameters; // owned, one entry: the rate
     };
 

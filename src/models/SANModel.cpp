@@ -184,8 +184,8 @@ bool SANModel::PackStateCells() {
         return false;
 
     // Every byte of the vector in exactly one cell, and each cell once.
-    const std::size_t units = (static_cast<std::size_t>(size) + sizeof(std::max_align_t) - 1) /
-                              sizeof(std::max_align_t);
+    const std::size_t units =
+        (static_cast<std::size_t>(size) + sizeof(std::max_align_t) - 1) / sizeof(std::max_align_t);
     std::unique_ptr<std::max_align_t[]> buffer(new (std::nothrow) std::max_align_t[units]);
     if (buffer == nullptr)
         MemoryAllocationError();

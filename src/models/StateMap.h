@@ -99,9 +99,8 @@ public:
     // The address of the model's state as one vector of `size` bytes when a
     // single run covers bytes 0 .. size - 1; null otherwise.
     char* contiguous(std::uint32_t size) const {
-        return Runs.size() == 1 && Runs[0].offset == 0 && Runs[0].length == size
-                   ? Runs[0].address
-                   : nullptr;
+        return Runs.size() == 1 && Runs[0].offset == 0 && Runs[0].length == size ? Runs[0].address
+                                                                                 : nullptr;
     }
 
     // True when the map moves exactly the bytes that the model's own

@@ -150,9 +150,9 @@ private:
     const char* ArmName = nullptr;                      // not owned; for messages
     int ArmHeaderBlanks = 0;                            // width of the header's placeholder
     std::uint32_t ExploredStates = 0;                   // states explored so far
-    StateMap CellMap;        // where the model's state vector lives in memory
-    bool MapUsable = false;  // CellMap does what the model's SetState/CurrentState do
-    bool EagerRewards = false; // rewards after every firing (models with phase actions)
+    StateMap CellMap;                     // where the model's state vector lives in memory
+    bool MapUsable = false;               // CellMap does what the model's SetState/CurrentState do
+    bool EagerRewards = false;            // rewards after every firing (models with phase actions)
     BaseActionClass* LastFired = nullptr; // not owned; the action that led to NextState
 };
 

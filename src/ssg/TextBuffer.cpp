@@ -338,8 +338,8 @@ TextBuffer::~TextBuffer() {
 
 void TextBuffer::submit(bool flushStream) {
     BackgroundWriter& writer = BackgroundWriter::get();
-    writer.submit(BackgroundWriter::Job{this, Data, static_cast<std::size_t>(Position - Data),
-                                        flushStream});
+    writer.submit(
+        BackgroundWriter::Job{this, Data, static_cast<std::size_t>(Position - Data), flushStream});
     Data = writer.freeBlock(this);
     Position = Data;
     End = Data + Async->Capacity;

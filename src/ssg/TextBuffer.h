@@ -10,10 +10,10 @@
 // such buffer of the process, formats the records and writes them, in order.
 // The stream belongs to that thread until flush() returns.
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <atomic>
 #include <iosfwd>
 #include <memory>
 
@@ -95,8 +95,8 @@ private:
     // The value's operation code and its bytes, recorded for the writer thread.
     void record(char code, const void* value, std::size_t length);
 
-    struct Background;                // the background mode's blocks and its writer's formatter
-    friend struct BackgroundWriter;   // the writer thread
+    struct Background;                 // the background mode's blocks and its writer's formatter
+    friend struct BackgroundWriter;    // the writer thread
     std::unique_ptr<Background> Async; // owned; null in the synchronous mode
 
     // Recently formatted values and their text: models have few distinct rates

@@ -41,8 +41,10 @@ std::vector<Transition> transitions() {
         t.push_back({0.84, {at(i, Pm)}, {at(i, Pout)}});
         t.push_back({0.3, {at(i, Pback)}, {at(i, Pm)}});
     }
-    t.push_back({0.4, {at(0, Pout), at(1, Pkan), at(2, Pkan)}, {at(0, Pkan), at(1, Pm), at(2, Pm)}});
-    t.push_back({0.5, {at(1, Pout), at(2, Pout), at(3, Pkan)}, {at(1, Pkan), at(2, Pkan), at(3, Pm)}});
+    t.push_back(
+        {0.4, {at(0, Pout), at(1, Pkan), at(2, Pkan)}, {at(0, Pkan), at(1, Pm), at(2, Pm)}});
+    t.push_back(
+        {0.5, {at(1, Pout), at(2, Pout), at(3, Pkan)}, {at(1, Pkan), at(2, Pkan), at(3, Pm)}});
     t.push_back({0.9, {at(3, Pout)}, {at(3, Pkan)}});
     return t;
 }

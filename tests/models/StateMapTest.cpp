@@ -3,9 +3,9 @@
 // the bytes of the model's own SetState/CurrentState, decline what it cannot
 // describe, and packing must keep every registered pointer on its cell.
 
+#include "models/StateMap.h"
 #include "actions/Activity.h"
 #include "models/SANModel.h"
-#include "models/StateMap.h"
 #include "state/Place.h"
 #include "state/StructStateVariable.h"
 
@@ -57,7 +57,8 @@ struct Opaque : BaseStateVariableClass {
 
 // Adds one token to `place` through a pointer registered with it.
 struct Add : Activity {
-    Add(const char* name, Place* place) : Activity(name, 0, Exponential, DefaultPolicy, 1, 0, false), place(place) {}
+    Add(const char* name, Place* place)
+        : Activity(name, 0, Exponential, DefaultPolicy, 1, 0, false), place(place) {}
     BaseActionClass* Fire() override {
         ++*mark;
         return this;
@@ -101,8 +102,9 @@ TEST(StateMap, CellsOfPlacesAndNestedRecordsMoveAsTheWalkMovesThem) {
     *i.value = 123456;
     *d.value = 2.5;
     Record nested("nested", {{ShortElement, &inner}});
-    Record record("record",
-                  {{ShortElement, &s}, {IntElement, &i}, {DoubleElement, &d}, {StructElement, &nested}});
+    Record record(
+        "record",
+        {{ShortElement, &s}, {IntElement, &i}, {DoubleElement, &d}, {StructElement, &nested}});
     San san("san", {&a, &record, &last}, &a);
     ASSERT_EQ(san.StateSize(), 2 + 2 + 4 + 8 + 2 + 2);
 
@@ -119,9 +121,9 @@ TEST(StateMap, CellsOfPlacesAndNestedRecordsMoveAsTheWalkMovesThem) {
     EXPECT_TRUE(map.agreesWith(&san, 20));
 
     std::vector<char> other = current(san);
-    other[0] = 4;      // a
-    other[4] ^= 0x11;  // part of i
-    other[18] = 13;    // last
+    other[0] = 4;     // a
+    other[4] ^= 0x11; // part of i
+    other[18] = 13;   // last
     map.restore(other.data());
     EXPECT_EQ(a.getMark(), 4);
     EXPECT_EQ(last.getMark(), 13);
@@ -154,7 +156,7 @@ TEST(StateMap, ModelsItCannotDescribeDeclineOrFailTheCheck) {
         ReversedRecord r("r", {{ShortElement, &p}, {ShortElement, &q}});
         San san("san", {&r}, &p);
         StateMap map;
-        ASSERT_TRUE(san.GetStateMap(map)); // it inherits the field walk's map ...
+        ASSERT_TRUE(san.GetStateMap(map));     // it inherits the field walk's map ...
         EXPECT_FALSE(map.agreesWith(&san, 4)); // ... which the check refuses
         EXPECT_EQ(p.getMark(), 1);             // and the model keeps its state
         EXPECT_EQ(q.getMark(), 2);
@@ -202,7 +204,9 @@ TEST(StateMap, PackedCellsFormTheStateVectorAndKeepRegisteredPointers) {
 TEST(StateMap, PackingDeclinesWhatCannotBeOneAlignedBuffer) {
     struct Case {
         const char* what;
-        std::function<void(std::vector<BaseStateVariableClass*>&, std::vector<std::unique_ptr<BaseStateVariableClass>>&)> build;
+        std::function<void(std::vector<BaseStateVariableClass*>&,
+                           std::vector<std::unique_ptr<BaseStateVariableClass>>&)>
+            build;
     };
     auto place = [](std::vector<std::unique_ptr<BaseStateVariableClass>>& own, const char* name) {
         own.push_back(std::make_unique<Place>(name, 1));
@@ -215,7 +219,9 @@ TEST(StateMap, PackingDeclinesWhatCannotBeOneAlignedBuffer) {
              auto* c = own.back().get();
              own.push_back(std::make_unique<Place>("p", 1));
              auto* p = own.back().get();
-             own.push_back(std::make_unique<Record>("r", std::vector<std::pair<ArrayType, BaseStateVariableClass*>>{{CharElement, c}, {ShortElement, p}}));
+             own.push_back(std::make_unique<Record>(
+                 "r", std::vector<std::pair<ArrayType, BaseStateVariableClass*>>{
+                          {CharElement, c}, {ShortElement, p}}));
              places.push_back(own.back().get());
          }},
         {"one cell at two positions",
@@ -223,7 +229,9 @@ TEST(StateMap, PackingDeclinesWhatCannotBeOneAlignedBuffer) {
              Place* x = place(own, "x");
              Place* y = place(own, "y");
              x->share(y);
-             own.push_back(std::make_unique<Record>("r", std::vector<std::pair<ArrayType, BaseStateVariableClass*>>{{ShortElement, x}, {ShortElement, y}}));
+             own.push_back(std::make_unique<Record>(
+                 "r", std::vector<std::pair<ArrayType, BaseStateVariableClass*>>{
+                          {ShortElement, x}, {ShortElement, y}}));
              places.push_back(own.back().get());
          }},
         {"a group's representative counts but is not written",

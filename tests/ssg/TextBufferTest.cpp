@@ -82,9 +82,13 @@ TEST(TextBuffer, IntegersMatchTheStreamFormatting) {
                                      std::numeric_limits<std::uint32_t>::max(),
                                      std::numeric_limits<std::uint32_t>::max() + 1LL,
                                      std::numeric_limits<std::int32_t>::min()};
-    for (long long power = 1; power <= 1000000000000000000LL; power *= 10)
+    long long power = 1;
+    for (int digits = 1; digits <= 19; ++digits) {
         for (long long edge : {power - 1, power, power + 1})
             values.insert(values.end(), {edge, -edge});
+        if (digits < 19)
+            power *= 10;
+    }
     std::mt19937_64 random(54321);
     for (int i = 0; i < 20000; ++i) {
         auto bits = static_cast<long long>(random());

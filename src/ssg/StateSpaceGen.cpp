@@ -6,6 +6,7 @@
 #include "pv/PVModel.h"
 #include "ssg/ArmHeader.h"
 #include "ssg/HybridHash.h"
+#include "ssg/ModelChecks.h"
 #include "ssg/Queue.h"
 #include "ssg/Reward.h"
 #include "ssg/TextBuffer.h"
@@ -138,15 +139,13 @@ StateSpaceGen::StateSpaceGen(PVModel* model, const char* path, const char* name,
                                      MaxStoreBlocks, HashValue, HybridHash::HomeHash::Mixed);
     StateQueue = std::make_unique<Queue>(StateSize);
 
+    // Mistakes of the model's author are refused before anything is explored.
+    checkGroupIds(Actions, numActions, Groups, GroupList.getNumItems());
+    checkMarkingsBound(Actions, numActions);
+
     // Classify the actions: count, then fill arrays of exactly those sizes.
     for (int i = 0; i < numActions; ++i) {
         BaseActionClass* action = Actions[i];
-        if (action->GroupID < 0 || action->GroupID >= GroupList.getNumItems()) {
-            std::cerr << "Error: action " << action->Name << " names group " << action->GroupID
-                      << ", but the model has " << GroupList.getNumItems() << " groups"
-                      << std::endl;
-            std::exit(1);
-        }
         switch (action->DistributionType) {
         case Instantaneous:
             ++NumInstantActions;

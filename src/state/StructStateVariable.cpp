@@ -98,10 +98,9 @@ void BaseStructStateVariable::share(BaseStateVariableClass* other) {
 }
 
 void BaseStructStateVariable::ShareWith(BaseStructStateVariable* otherStruct) {
-    // The other's action lists are freed below: it must still own them, and must
-    // not be this structure.
+    // Sharing within one group would free the group's own action lists.
     GEN_ASSERT(otherStruct != this, "StructStateVariable");
-    GEN_ASSERT(otherStruct->getStored(), "StructStateVariable");
+    GEN_ASSERT(otherStruct->holder != holder, "StructStateVariable");
 
     auto otheri = otherStruct->fields.begin();
     for (const fieldType& f : fields) {
@@ -110,17 +109,35 @@ void BaseStructStateVariable::ShareWith(BaseStructStateVariable* otherStruct) {
         ++otheri;
     }
 
-    SVAffectingActions->append(otherStruct->SVAffectingActions);
-    SVEnabledActions->append(otherStruct->SVEnabledActions);
-    delete otherStruct->SVAffectingActions;
-    delete otherStruct->SVEnabledActions;
-    otherStruct->SVAffectingActions = SVAffectingActions;
-    otherStruct->SVEnabledActions = SVEnabledActions;
+    // As for places: a stored other joins this structure's group; an other that
+    // was itself absorbed already brings its group's holder, which takes in this
+    // structure's whole group.
+    if (otherStruct->getStored())
+        holder->absorb(otherStruct);
+    else
+        otherStruct->holder->absorb(holder);
+}
 
-    otherStruct->setShared(true);
-    otherStruct->setStored(false);
+void BaseStructStateVariable::absorb(BaseStructStateVariable* other) {
+    GEN_ASSERT(holder == this && other->holder == other, "StructStateVariable");
+    SVAffectingActions->append(other->SVAffectingActions);
+    SVEnabledActions->append(other->SVEnabledActions);
+    delete other->SVAffectingActions;
+    delete other->SVEnabledActions;
 
-    redirectActions(otherStruct, this);
+    // The other and every structure it had absorbed now use this group's lists.
+    other->absorbedMembers.push_back(other);
+    for (BaseStructStateVariable* member : other->absorbedMembers) {
+        member->SVAffectingActions = SVAffectingActions;
+        member->SVEnabledActions = SVEnabledActions;
+        member->holder = this;
+        absorbedMembers.push_back(member);
+    }
+    other->absorbedMembers.clear();
+
+    other->setShared(true);
+    other->setStored(false);
+    redirectActions(other, this);
 }
 
 void BaseStructStateVariable::appendAffectingAction(BaseActionClass* a) {

@@ -74,6 +74,9 @@ void PVModel::SetState(void* from) {
 }
 
 int PVModel::StateSize() {
+    // The submodel's size as it is now (sharing may have changed it since Initialize).
+    if (SubModel != nullptr)
+        TotalStateSize = SANStateSize = SubModel->StateSize();
     return TotalStateSize;
 }
 

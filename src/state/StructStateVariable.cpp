@@ -46,6 +46,7 @@ void BaseStructStateVariable::makeArrays(const ArrayType* types, int n) {
     for (int i = 0; i < n; ++i)
         fields.push_back(field(types[i], nullptr));
     stateSize = -1;
+    ++layoutVersion;
 }
 
 BaseStructStateVariable::fieldType BaseStructStateVariable::field(ArrayType t,
@@ -61,9 +62,15 @@ int BaseStructStateVariable::calculateStateSize() {
 }
 
 int BaseStructStateVariable::StateSize() {
-    if (stateSize < 0)
-        stateSize = calculateStateSize();
-    return stateSize;
+    // Computed afresh: generated code may add fields, or replace a field's
+    // variable, after a first call. A changed size counts as a change of layout.
+    int size = calculateStateSize();
+    if (size != stateSize) {
+        if (stateSize >= 0)
+            ++layoutVersion;
+        stateSize = size;
+    }
+    return size;
 }
 
 void BaseStructStateVariable::CurrentState(void* to) {

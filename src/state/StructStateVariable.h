@@ -37,7 +37,7 @@ public:
     BaseStructStateVariable(const char* name, const char* prefix, const ArrayType* types, int n);
     ~BaseStructStateVariable() override;
 
-    int StateSize() override; // cached once known
+    int StateSize() override; // computed afresh (kept in stateSize)
     void SetState(void* from) override;
     void CurrentState(void* to) override;
     using BaseStateVariableClass::printState;

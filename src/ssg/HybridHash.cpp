@@ -285,8 +285,11 @@ const char* HybridHash::StoredState(unsigned long number) const {
     return stored;
 }
 
-std::uint32_t HybridHash::search(const char* state, std::uint32_t fingerprint,
-                                 std::uint32_t homeSlot, std::uint32_t& slot) {
+// Inlined into Lookup and FindOrInsert: it is the whole of their work.
+[[gnu::always_inline]] inline std::uint32_t HybridHash::search(const char* state,
+                                                               std::uint32_t fingerprint,
+                                                               std::uint32_t homeSlot,
+                                                               std::uint32_t& slot) {
     Probe probe(homeSlot, PrimeIndex, TableSize);
     for (;;) {
         Entry& entry = Table[probe.slot()];

@@ -81,12 +81,14 @@ TEST_F(ResourceLimitTest, LoadFactorsThatFillTheIndexStopTheRun) {
 }
 
 TEST_F(ResourceLimitTest, LoadFactorZeroGrowsTheIndexPastTheListedSizes) {
-    // The index grows at every new state: the 15th growth, at state 16, takes it
-    // to 139160797 entries, past the 14 listed sizes. Its pages are touched only
+    if (sanitized)
+        GTEST_SKIP() << "reading 1.7 GB of empty index takes too long under the sanitizers";
+    // The index grows at every new state, the initial one included: at state 14 it
+    // passes the 14 listed sizes, to 99400541 entries. Its pages are touched only
     // where entries land, so the run stays small.
-    RunResult result = counter("-B0 -Oi:Size:16 -h0");
+    RunResult result = counter("-B0 -Oi:Size:14 -h0");
     EXPECT_EQ(result.status, 0) << result.err;
-    EXPECT_EQ(testsupport::readFile(dir.path() + "run.arm").substr(0, 4), "1\n16");
+    EXPECT_EQ(testsupport::readFile(dir.path() + "run.arm").substr(0, 4), "1\n14");
 }
 
 } // namespace

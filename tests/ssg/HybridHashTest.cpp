@@ -182,12 +182,12 @@ TEST(HybridHash, MixedHomeSlotsSpreadSmallValues) {
         HybridHash table(nullptr, c.size, 131071, 100000, 5, 128, 0.5, Home::Mixed);
         std::vector<std::uint32_t> homes;
         std::vector<char> key(c.size);
-        for (std::uint32_t n = 0; n < 20000; ++n) {
+        for (std::uint64_t n = 0; n < 20000; ++n) {
             // n in base 4, one digit per byte (base 256 for the shortest vectors).
             std::fill(key.begin(), key.end(), 0);
             unsigned long digits = std::min<unsigned long>(c.size, 8);
             for (unsigned long i = 0; i < digits; ++i) {
-                std::uint32_t digit = c.size < 8 ? (n >> (8 * i)) & 0xFF : (n >> (2 * i)) & 3;
+                std::uint64_t digit = c.size < 8 ? (n >> (8 * i)) & 0xFF : (n >> (2 * i)) & 3;
                 key[c.atBack ? c.size - 1 - i : i] = static_cast<char>(digit);
             }
             homes.push_back(table.HomeSlot(key.data()));

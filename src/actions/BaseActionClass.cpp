@@ -27,7 +27,9 @@ static_assert(SetHeader >= sizeof(std::size_t) && SetHeader % alignof(FastSet) =
 
 FastSet* newSets(int n, const char* where) {
     std::size_t count = n > 0 ? static_cast<std::size_t>(n) : 0;
-    void* block = std::malloc(SetHeader + count * sizeof(FastSet));
+    // Room for one set at least, so that the pointer handed out lies inside the
+    // block (leak checkers follow it) even when there are no sets.
+    void* block = std::malloc(SetHeader + (count > 0 ? count : 1) * sizeof(FastSet));
     if (block == nullptr)
         rewardStructureFailure(where);
     *static_cast<std::size_t*>(block) = count;

@@ -229,6 +229,8 @@ TEST(SANModel, StateSizeFollowsEveryChangeOfItsPlaces) {
     EXPECT_EQ(model.StateSize(), 6);
     EXPECT_EQ(written(), 6);
     EXPECT_FALSE(model.CompareState(first, second));
+    b.shared = false; // b owns its cell and lists again, and frees them
+    b.stored = true;
 }
 
 TEST(ModelDeathTest, UnsupportedOperationsNameSourceAndOperation) {

@@ -111,7 +111,8 @@ private:
     // owned; null until then.
     std::unique_ptr<std::max_align_t[]> PackedCells;
 
-    // StateSize() cache, valid while no variable's sharing flags have changed.
+    // The last StateSize(), for CompareState while no variable's sharing flags and
+    // no structure's size have changed.
     int cachedStateSize = 0;
     unsigned long cachedLayoutVersion = 0;
     bool stateSizeKnown = false;

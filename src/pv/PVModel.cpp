@@ -80,6 +80,9 @@ bool PVModel::GetStateMap(StateMap& map) {
 }
 
 int PVModel::StateSize() {
+    // The submodel's size as it is now (sharing may have changed it since Initialize).
+    if (SubModel != nullptr)
+        TotalStateSize = SANStateSize = SubModel->StateSize();
     return TotalStateSize;
 }
 

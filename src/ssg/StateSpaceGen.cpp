@@ -7,6 +7,7 @@
 #include "pv/PerformanceVariableNode.h"
 #include "ssg/ArmHeader.h"
 #include "ssg/HybridHash.h"
+#include "ssg/ModelChecks.h"
 #include "ssg/Queue.h"
 #include "ssg/Reward.h"
 #include "ssg/TextBuffer.h"
@@ -148,20 +149,18 @@ StateSpaceGen::StateSpaceGen(PVModel* model, const char* path, const char* name,
     // Home slots by the mixed hash: models whose markings are small numbers give
     // chunk sums that share few home slots, and their probe paths then run to
     // dozens of entries per lookup.
-    StateTable =
-        std::make_unique<HybridHash>(Model, StateSize, FirstTableSize, StatesPerBlock, HashChunk,
-                                     MaxStoreBlocks, HashValue, HybridHash::HomeHash::Mixed);
+    StateTable = std::make_unique<HybridHash>(
+        Model, StateSize, FirstTableSize, StatesPerBlock, HashChunk, MaxStoreBlocks, HashValue,
+        HybridHash::HomeHash::Mixed, HybridHash::Equality::Bytes);
     StateQueue = std::make_unique<Queue>(StateSize);
+
+    // Mistakes of the model's author are refused before anything is explored.
+    checkGroupIds(Actions, numActions, Groups, GroupList.getNumItems());
+    checkMarkingsBound(Actions, numActions);
 
     // Classify the actions: count, then fill arrays of exactly those sizes.
     for (int i = 0; i < numActions; ++i) {
         BaseActionClass* action = Actions[i];
-        if (action->GroupID < 0 || action->GroupID >= GroupList.getNumItems()) {
-            std::cerr << "Error: action " << action->Name << " names group " << action->GroupID
-                      << ", but the model has " << GroupList.getNumItems() << " groups"
-                      << std::endl;
-            std::exit(1);
-        }
         switch (action->DistributionType) {
         case Instantaneous:
             ++NumInstantActions;
@@ -526,17 +525,17 @@ void StateSpaceGen::findNextBatched() {
     bool moved = false; // the model holds a new state rather than the explored one
     for (std::uint32_t k = 0; k < count; ++k) {
         const char* successor = BatchStates.get() + static_cast<std::size_t>(k) * StateSize;
-        long target = StateTable->Lookup(successor, BatchKeys[k]);
+        long target = StateTable->FindOrInsert(successor, BatchKeys[k], NumStates + 1UL);
         if (target >= 0) {
             RateMap.add(static_cast<std::uint32_t>(target), BatchRates[k]);
         } else if (EagerRewards) {
             newState(successor, BatchRates[k],
-                     BatchRewards.get() + static_cast<std::size_t>(k) * RewardValues);
+                     BatchRewards.get() + static_cast<std::size_t>(k) * RewardValues, true);
         } else {
             loadState(successor);
             moved = true;
             LastFired = BatchActions[k];
-            newState(successor, BatchRates[k]);
+            newState(successor, BatchRates[k], nullptr, true);
         }
     }
     if (moved)
@@ -620,11 +619,15 @@ void StateSpaceGen::FireInstant(double probability) {
         if (traces(4))
             Trace->printf(4, "The rate to this state: %f", rate);
         if (rate > 0) {
-            long target = StateTable->Lookup(NextState);
-            if (target < 0)
-                SaveStableState(rate, target);
-            else
+            long target = StateTable->FindOrInsert(NextState, NumStates + 1UL);
+            if (target < 0) {
+                // SaveStableState for a state that the store already holds.
+                if (traces(4))
+                    Trace->printf(4, "The rate to this state: %f", rate);
+                newState(NextState, rate, nullptr, true);
+            } else {
                 RateMap.add(static_cast<std::uint32_t>(target), rate);
+            }
         }
         return;
     }
@@ -680,14 +683,15 @@ void StateSpaceGen::SaveStableState(double rate, long stateNumber) {
         newState(NextState, rate);
 }
 
-void StateSpaceGen::newState(const char* state, double rate, const double* rewards) {
+void StateSpaceGen::newState(const char* state, double rate, const double* rewards, bool stored) {
     ++NumStates;
     // The queue and the store each take their own copy of the bytes, so the
     // record points at them where they lie.
     CurrentState.state = const_cast<char*>(state);
     CurrentState.number = NumStates;
     StateQueue->Enqueue(&CurrentState);
-    StateTable->Insert(state, NumStates);
+    if (!stored)
+        StateTable->Insert(state, NumStates);
     RateMap.add(NumStates, rate);
     if (rewards != nullptr) {
         RewardOut->Write(NumStates, rewards);
@@ -819,9 +823,9 @@ void StateSpaceGen::FireInstantDet(double probability) {
             Trace->printf(4, "The rate to this state: %f", rate);
         // Negative values are the deterministic transitions: only 0 is dropped.
         if (rate != 0) {
-            long target = StateTable->Lookup(NextState);
+            long target = StateTable->FindOrInsert(NextState, NumStates + 1UL);
             if (target < 0)
-                newState(NextState, rate);
+                newState(NextState, rate, nullptr, true);
             else
                 RateMap.add(static_cast<std::uint32_t>(target), rate);
         }

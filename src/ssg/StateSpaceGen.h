@@ -101,10 +101,12 @@ public:
 
 private:
     bool traces(int level) const { return Trace != nullptr && TraceLevel >= level; }
-    // Numbers `state` as a new state: queued, stored, rate recorded, reward
-    // record written with `rewards` (stored by Reward::Capture) or, when null,
-    // the values the variables hold now.
-    void newState(const char* state, double rate, const double* rewards = nullptr);
+    // Numbers `state` as a new state: queued, stored (unless `stored`: the
+    // store's FindOrInsert has already stored it under NumStates + 1), rate
+    // recorded, reward record written with `rewards` (stored by Reward::Capture)
+    // or, when null, the values the variables hold now.
+    void newState(const char* state, double rate, const double* rewards = nullptr,
+                  bool stored = false);
     // FindNextNormal without trace: every firing first, then the lookups.
     void findNextBatched();
     // Opens the .arm file, writes the placeholder header and the initial state's

@@ -77,6 +77,17 @@ TEST(PerformanceVariableNode, WorkersRunThroughEveryCombinationFirstDependencySl
     delete node;
 }
 
+TEST(PerformanceVariableWorker, NameBelongsToTheNodeThatFreesItBeforeDeletingTheWorker) {
+    // A generated node frees each worker's name, then deletes the worker: the
+    // worker's destructor must leave the name alone.
+    auto* worker = new PlaceWorker("q", 1.0);
+    worker->DefineName("v", 0);
+    char* name = worker->Name;
+    delete worker;
+    EXPECT_STREQ(name, "v");
+    delete[] name;
+}
+
 TEST(PerformanceVariableNode, ImpulseWorkersFallIntoOneBlockPerInstanceOfTheActionsModel) {
     Replicas r;
     PlaceNode* alone = newNode(1, 0, 0);

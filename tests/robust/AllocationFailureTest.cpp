@@ -69,31 +69,54 @@ protected:
     }
 };
 
+// Each allocation with a message of its own reaches it, also under the driver's
+// new-handler (which gives the general report for every other allocation).
 TEST_F(AllocationFailureTest, ListGrowthWritesItsLineBeforeTheFatalReport) {
-    EXPECT_EXIT(
-        {
-            List<int> list(1);
-            int first = 1;
-            int second = 2;
-            list.append(&first);
-            exhaustMemory();
-            list.append(&second);
-        },
-        testing::ExitedWithCode(1),
-        std::string("^!! Crtical error in List<C>::append\\(List\\*\\) do to insufficient "
-                    "memory\\.\\.\\.exiting\n") +
-            memoryReport);
+    for (bool driverHandler : {false, true}) {
+        EXPECT_EXIT(
+            {
+                if (driverHandler)
+                    std::set_new_handler(MemoryAllocationError);
+                List<int> list(1);
+                int first = 1;
+                int second = 2;
+                list.append(&first);
+                exhaustMemory();
+                list.append(&second);
+            },
+            testing::ExitedWithCode(1),
+            std::string("^!! Crtical error in List<C>::append\\(List\\*\\) do to insufficient "
+                        "memory\\.\\.\\.exiting\n") +
+                memoryReport)
+            << driverHandler;
+    }
 }
 
 TEST_F(AllocationFailureTest, RewardStructuresNameTheirOperation) {
-    EXPECT_EXIT(
-        {
-            BaseActionClass action;
-            exhaustMemory();
-            action.AllocatePVRateDS(64);
-        },
-        testing::ExitedWithCode(1),
-        "^!! Memory allocation error in BaseActionClass::AllocatePVRateDS\\(\\)\n$");
+    for (bool driverHandler : {false, true}) {
+        EXPECT_EXIT(
+            {
+                if (driverHandler)
+                    std::set_new_handler(MemoryAllocationError);
+                BaseActionClass action;
+                exhaustMemory();
+                action.AllocatePVRateDS(64);
+            },
+            testing::ExitedWithCode(1),
+            "^!! Memory allocation error in BaseActionClass::AllocatePVRateDS\\(\\)\n$")
+            << driverHandler;
+        EXPECT_EXIT(
+            {
+                if (driverHandler)
+                    std::set_new_handler(MemoryAllocationError);
+                BaseActionClass action;
+                exhaustMemory();
+                action.AllocatePVImpulseDS(64);
+            },
+            testing::ExitedWithCode(1),
+            "^!! Memory allocation error in BaseActionClass::AllocatePVImpulseDS\\(\\)\n$")
+            << driverHandler;
+    }
 }
 
 TEST_F(AllocationFailureTest, StateStoreBlockThatCannotBeAllocated) {

@@ -68,6 +68,10 @@ Components findComponents(const RateMatrix& m) {
             }
         }
     }
+    // Within a component the states go in ascending order, so that sweeps over a
+    // component walk the matrix in memory order.
+    for (std::size_t k = 0; k + 1 < c.first.size(); ++k)
+        std::sort(c.order.begin() + c.first[k], c.order.begin() + c.first[k + 1]);
     std::vector<std::uint32_t>().swap(index);
     std::vector<std::uint32_t>().swap(low);
     std::vector<char>().swap(onStack);

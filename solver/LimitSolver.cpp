@@ -110,6 +110,7 @@ SweepResult gaussSeidel(const RateMatrix& m, const Components& comps, std::uint3
         for (std::uint32_t k = 0; k < size; ++k)
             x[members[k]] = 1.0 / size;
     SweepResult r;
+    double previous = 0.0;
     while (r.sweeps < options.maxSweeps) {
         ++r.sweeps;
         double change = 0.0;
@@ -127,8 +128,14 @@ SweepResult gaussSeidel(const RateMatrix& m, const Components& comps, std::uint3
         if (closed && total > 0.0)
             for (std::uint32_t k = 0; k < size; ++k)
                 x[members[k]] /= total;
-        r.change = total > 0.0 ? change / total : 0.0;
-        if (r.change <= options.tolerance) {
+        const double relative = total > 0.0 ? change / total : 0.0;
+        // The distance to the solution is about change * rho / (1 - rho), with rho
+        // the rate at which the changes shrink; a change alone would understate it
+        // for a slowly converging iteration.
+        const double rho = previous > 0.0 ? relative / previous : 1.0;
+        previous = relative;
+        r.change = rho < 1.0 ? relative * std::max(1.0, rho / (1.0 - rho)) : relative * 1e6;
+        if (relative == 0.0 || (r.sweeps >= 3 && r.change <= options.tolerance)) {
             r.converged = true;
             break;
         }

@@ -149,6 +149,16 @@ RateMatrix readArm(const std::string& path, std::uint32_t states, std::vector<Re
     });
     if (m.start[states] != total)
         throw InputError(path, "the file changed while it was read");
+    // Finite rates can still add up beyond the range of a double.
+    for (std::uint32_t i = 0; i < states; ++i) {
+        bool finite = std::isfinite(m.exitRate[i]);
+        for (const Rewards* r : impulsive)
+            finite = finite && std::isfinite(r->impulseRate[i]);
+        if (!finite)
+            throw InputError(path, "the rates out of state " + std::to_string(i + 1) +
+                                       " (or the impulses they earn) add up beyond the range "
+                                       "of a double");
+    }
     for (Rewards* r : impulsive)
         std::vector<double>().swap(r->impulse);
     return m;

@@ -2,6 +2,7 @@
 
 #include "LineReader.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace gensolver {
@@ -49,7 +50,7 @@ std::vector<Variable> readPvType(const std::string& path) {
         in.fail("unknown version " + quote(text) + " (this solver reads version 1)");
     const std::uint64_t numPV = count(in, "NumPV", 1000000);
     std::vector<Variable> variables;
-    variables.reserve(numPV);
+    variables.reserve(std::min<std::uint64_t>(numPV, 1024));
     for (std::uint64_t p = 0; p < numPV; ++p) {
         Variable v;
         v.name = std::string(field(in, "Name"));

@@ -2,6 +2,7 @@
 
 #include "LineReader.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace gensolver {
@@ -19,9 +20,12 @@ std::vector<Rewards> readVar(const std::string& path, const std::vector<Variable
                     v.name + "\"");
     }
     std::vector<Rewards> rewards(variables.size());
+    // The vectors grow with the records read, so a count that the file does not
+    // back up fails on the missing records, not on a huge allocation.
+    const std::size_t expected = std::min<std::size_t>(states, std::size_t{1} << 16);
     for (Rewards& r : rewards) {
-        r.rate.resize(states);
-        r.impulse.resize(states);
+        r.rate.reserve(expected);
+        r.impulse.reserve(expected);
     }
     auto value = [&](const char* what, std::uint32_t state) {
         if (!in.next(line))
@@ -48,9 +52,9 @@ std::vector<Rewards> readVar(const std::string& path, const std::vector<Variable
             in.fail("record of state " + std::to_string(number) + " where state " +
                     std::to_string(s) + " was expected");
         for (Rewards& r : rewards) {
-            r.impulse[s - 1] = value("impulse reward", s);
-            r.rate[s - 1] = value("rate reward", s);
-            if (r.impulse[s - 1] != 0.0)
+            r.impulse.push_back(value("impulse reward", s));
+            r.rate.push_back(value("rate reward", s));
+            if (r.impulse.back() != 0.0)
                 r.hasImpulses = true;
         }
     }

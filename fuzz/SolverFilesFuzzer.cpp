@@ -55,8 +55,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     try {
         const gensolver::Model model = gensolver::readModel(scratch);
         gensolver::SolveOptions options;
-        options.transient.maxSteps = 20000;
-        options.limit.maxSweeps = 2000;
+        options.transient.maxSteps = 2000;
+        options.limit.maxSweeps = 200;
         for (const auto& v : model.variables)
             for (const auto& t : v.times)
                 if (t.stop > 1e6)

@@ -11,7 +11,8 @@
 namespace gensolver {
 
 LineReader::LineReader(std::string path, std::size_t bufferSize)
-    : path_(std::move(path)), buffer_(bufferSize < 64 ? 64 : bufferSize) {
+    : path_(std::move(path)), size_(bufferSize < 64 ? 64 : bufferSize) {
+    buffer_.reset(new char[size_]);
     fd_ = ::open(path_.c_str(), O_RDONLY | O_CLOEXEC);
     if (fd_ < 0)
         throw InputError(path_, std::string("cannot open: ") + std::strerror(errno));
@@ -28,14 +29,14 @@ bool LineReader::refill() {
     if (atEnd_)
         return false;
     if (begin_ > 0) {
-        std::memmove(buffer_.data(), buffer_.data() + begin_, end_ - begin_);
+        std::memmove(buffer_.get(), buffer_.get() + begin_, end_ - begin_);
         end_ -= begin_;
         begin_ = 0;
     }
-    if (end_ == buffer_.size())
+    if (end_ == size_)
         return false;
     for (;;) {
-        const ssize_t got = ::read(fd_, buffer_.data() + end_, buffer_.size() - end_);
+        const ssize_t got = ::read(fd_, buffer_.get() + end_, size_ - end_);
         if (got < 0) {
             if (errno == EINTR)
                 continue;
@@ -53,25 +54,25 @@ bool LineReader::refill() {
 bool LineReader::next(std::string_view& line) {
     std::size_t searched = begin_;
     for (;;) {
-        const char* start = buffer_.data() + searched;
+        const char* start = buffer_.get() + searched;
         const void* lf = std::memchr(start, '\n', end_ - searched);
         if (lf != nullptr) {
-            const std::size_t at = static_cast<std::size_t>(static_cast<const char*>(lf) - buffer_.data());
-            line = std::string_view(buffer_.data() + begin_, at - begin_);
+            const std::size_t at = static_cast<std::size_t>(static_cast<const char*>(lf) - buffer_.get());
+            line = std::string_view(buffer_.get() + begin_, at - begin_);
             begin_ = at + 1;
             ++line_;
             return true;
         }
         const std::size_t unread = end_ - begin_;
         if (!refill()) {
-            if (end_ - begin_ == buffer_.size()) {
+            if (end_ - begin_ == size_) {
                 ++line_;
-                fail("line longer than " + std::to_string(buffer_.size()) + " bytes");
+                fail("line longer than " + std::to_string(size_) + " bytes");
             }
             if (begin_ == end_)
                 return false;
             // The last line has no line feed.
-            line = std::string_view(buffer_.data() + begin_, end_ - begin_);
+            line = std::string_view(buffer_.get() + begin_, end_ - begin_);
             begin_ = end_;
             ++line_;
             return true;
@@ -82,9 +83,9 @@ bool LineReader::next(std::string_view& line) {
 
 bool LineReader::skip() {
     for (;;) {
-        const void* lf = std::memchr(buffer_.data() + begin_, '\n', end_ - begin_);
+        const void* lf = std::memchr(buffer_.get() + begin_, '\n', end_ - begin_);
         if (lf != nullptr) {
-            begin_ = static_cast<std::size_t>(static_cast<const char*>(lf) - buffer_.data()) + 1;
+            begin_ = static_cast<std::size_t>(static_cast<const char*>(lf) - buffer_.get()) + 1;
             ++line_;
             return true;
         }

@@ -5,9 +5,9 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace gensolver {
 
@@ -41,7 +41,8 @@ private:
 
     std::string path_;
     int fd_ = -1;                // owned file descriptor
-    std::vector<char> buffer_;   // owned read buffer
+    std::unique_ptr<char[]> buffer_;  // owned read buffer, not zeroed
+    std::size_t size_;           // its size in bytes
     std::size_t begin_ = 0;      // first unread byte
     std::size_t end_ = 0;        // one past the last byte read
     bool atEnd_ = false;         // read(2) reported the end of the file

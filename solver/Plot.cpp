@@ -12,8 +12,8 @@ namespace gensolver {
 
 namespace {
 
-constexpr double kWidth = 860, kHeight = 520;
-constexpr double kLeft = 90, kRight = 250, kTop = 50, kBottom = 70;
+constexpr double kWidth = 860, kPanel = 260;
+constexpr double kLeft = 90, kRight = 230, kTop = 50, kBottom = 10;
 const char* const kColours[] = {"#1f77b4", "#d62728", "#2ca02c", "#ff7f0e", "#9467bd",
                                 "#8c564b", "#e377c2", "#7f7f7f", "#bcbd22", "#17becf"};
 
@@ -69,8 +69,8 @@ struct Series {
 void writePlot(std::ostream& out, const Solution& s) {
     std::map<std::string, Series> series;
     std::vector<std::string> names;
-    double xlo = 0.0, xhi = 0.0, ylo = 0.0, yhi = 0.0;
-    bool anyY = false, anyX = false;
+    double xhi = 0.0;
+    bool anyX = false;
     for (const Result& r : s.results) {
         if (!series.count(r.variable))
             names.push_back(r.variable);
@@ -83,64 +83,75 @@ void writePlot(std::ostream& out, const Solution& s) {
             xhi = anyX ? std::max(xhi, x) : x;
             anyX = true;
         }
-        ylo = anyY ? std::min(ylo, r.value) : r.value;
-        yhi = anyY ? std::max(yhi, r.value) : r.value;
-        anyY = true;
     }
+    const double xlo = 0.0;
     if (!anyX || xhi <= xlo)
         xhi = xlo + 1.0;
-    if (!anyY) {
-        ylo = 0.0;
-        yhi = 1.0;
-    }
-    if (yhi - ylo <= 1e-12 * std::max(std::fabs(yhi), std::fabs(ylo))) {
-        const double pad = std::max(std::fabs(yhi) * 0.05, 0.5e-12 + std::fabs(yhi) * 1e-9);
-        ylo -= pad == 0.0 ? 1.0 : pad;
-        yhi += pad == 0.0 ? 1.0 : pad;
-    } else {
-        const double pad = (yhi - ylo) * 0.05;
-        ylo -= pad;
-        yhi += pad;
-    }
-    const double pw = kWidth - kLeft - kRight, ph = kHeight - kTop - kBottom;
+    const double panels = static_cast<double>(std::max<std::size_t>(names.size(), 1));
+    const double height = kTop + panels * kPanel + kBottom;
+    const double pw = kWidth - kLeft - kRight;
     auto px = [&](double x) { return kLeft + (x - xlo) / (xhi - xlo) * pw; };
-    auto py = [&](double y) { return kTop + (yhi - y) / (yhi - ylo) * ph; };
 
     out << "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
         << "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" << kWidth << "\" height=\""
-        << kHeight << "\" viewBox=\"0 0 " << kWidth << ' ' << kHeight
+        << height << "\" viewBox=\"0 0 " << kWidth << ' ' << height
         << "\" font-family=\"sans-serif\" font-size=\"13\">\n"
         << "<rect width=\"100%\" height=\"100%\" fill=\"white\"/>\n"
         << "<text x=\"" << num(kLeft + pw / 2) << "\" y=\"28\" text-anchor=\"middle\" "
         << "font-size=\"16\">" << escape(s.stem) << ": performance variables</text>\n";
-    // Grid, ticks and tick labels.
-    for (const double t : ticks(xlo, xhi)) {
-        out << "<line x1=\"" << num(px(t)) << "\" y1=\"" << num(kTop) << "\" x2=\"" << num(px(t))
-            << "\" y2=\"" << num(kTop + ph) << "\" stroke=\"#e5e5e5\"/>\n"
-            << "<line x1=\"" << num(px(t)) << "\" y1=\"" << num(kTop + ph) << "\" x2=\""
-            << num(px(t)) << "\" y2=\"" << num(kTop + ph + 6) << "\" stroke=\"black\"/>\n"
-            << "<text x=\"" << num(px(t)) << "\" y=\"" << num(kTop + ph + 22)
-            << "\" text-anchor=\"middle\">" << label(t) << "</text>\n";
-    }
-    for (const double t : ticks(ylo, yhi)) {
-        out << "<line x1=\"" << num(kLeft) << "\" y1=\"" << num(py(t)) << "\" x2=\""
-            << num(kLeft + pw) << "\" y2=\"" << num(py(t)) << "\" stroke=\"#e5e5e5\"/>\n"
-            << "<line x1=\"" << num(kLeft - 6) << "\" y1=\"" << num(py(t)) << "\" x2=\""
-            << num(kLeft) << "\" y2=\"" << num(py(t)) << "\" stroke=\"black\"/>\n"
-            << "<text x=\"" << num(kLeft - 10) << "\" y=\"" << num(py(t) + 4)
-            << "\" text-anchor=\"end\">" << label(t) << "</text>\n";
-    }
-    out << "<rect x=\"" << num(kLeft) << "\" y=\"" << num(kTop) << "\" width=\"" << num(pw)
-        << "\" height=\"" << num(ph) << "\" fill=\"none\" stroke=\"black\"/>\n"
-        << "<text x=\"" << num(kLeft + pw / 2) << "\" y=\"" << num(kHeight - 20)
-        << "\" text-anchor=\"middle\">time</text>\n"
-        << "<text transform=\"translate(22 " << num(kTop + ph / 2)
-        << ") rotate(-90)\" text-anchor=\"middle\">value</text>\n";
-    // One series per variable, and the legend.
+    // One panel per variable, each with its own value axis, one above the other
+    // over the same time axis.
     for (std::size_t i = 0; i < names.size(); ++i) {
         const char* colour = kColours[i % (sizeof kColours / sizeof kColours[0])];
         Series& se = series[names[i]];
         std::sort(se.points.begin(), se.points.end());
+        double ylo = 0.0, yhi = 0.0;
+        bool anyY = false;
+        auto include = [&](double y) {
+            ylo = anyY ? std::min(ylo, y) : y;
+            yhi = anyY ? std::max(yhi, y) : y;
+            anyY = true;
+        };
+        for (const auto& p : se.points)
+            include(p.second);
+        for (const double y : se.longRun)
+            include(y);
+        const double spread = yhi - ylo;
+        const double magnitude = std::max(std::fabs(yhi), std::fabs(ylo));
+        if (spread <= 1e-9 * magnitude || spread == 0.0) {
+            const double pad = magnitude > 0.0 ? magnitude * 0.05 : 1.0;
+            ylo -= pad;
+            yhi += pad;
+        } else {
+            ylo -= spread * 0.08;
+            yhi += spread * 0.08;
+        }
+        const double top = kTop + static_cast<double>(i) * kPanel + 24;
+        const double ph = kPanel - 70;
+        auto py = [&](double y) { return top + (yhi - y) / (yhi - ylo) * ph; };
+
+        out << "<text x=\"" << num(kLeft) << "\" y=\"" << num(top - 8) << "\" font-weight=\"bold\" fill=\""
+            << colour << "\">" << escape(names[i]) << "</text>\n";
+        for (const double t : ticks(xlo, xhi))
+            out << "<line x1=\"" << num(px(t)) << "\" y1=\"" << num(top) << "\" x2=\"" << num(px(t))
+                << "\" y2=\"" << num(top + ph) << "\" stroke=\"#e5e5e5\"/>\n"
+                << "<line x1=\"" << num(px(t)) << "\" y1=\"" << num(top + ph) << "\" x2=\""
+                << num(px(t)) << "\" y2=\"" << num(top + ph + 6) << "\" stroke=\"black\"/>\n"
+                << "<text x=\"" << num(px(t)) << "\" y=\"" << num(top + ph + 20)
+                << "\" text-anchor=\"middle\">" << label(t) << "</text>\n";
+        for (const double t : ticks(ylo, yhi))
+            out << "<line x1=\"" << num(kLeft) << "\" y1=\"" << num(py(t)) << "\" x2=\""
+                << num(kLeft + pw) << "\" y2=\"" << num(py(t)) << "\" stroke=\"#e5e5e5\"/>\n"
+                << "<line x1=\"" << num(kLeft - 6) << "\" y1=\"" << num(py(t)) << "\" x2=\""
+                << num(kLeft) << "\" y2=\"" << num(py(t)) << "\" stroke=\"black\"/>\n"
+                << "<text x=\"" << num(kLeft - 10) << "\" y=\"" << num(py(t) + 4)
+                << "\" text-anchor=\"end\">" << label(t) << "</text>\n";
+        out << "<rect x=\"" << num(kLeft) << "\" y=\"" << num(top) << "\" width=\"" << num(pw)
+            << "\" height=\"" << num(ph) << "\" fill=\"none\" stroke=\"black\"/>\n"
+            << "<text x=\"" << num(kLeft + pw / 2) << "\" y=\"" << num(top + ph + 40)
+            << "\" text-anchor=\"middle\">time</text>\n"
+            << "<text transform=\"translate(22 " << num(top + ph / 2)
+            << ") rotate(-90)\" text-anchor=\"middle\">" << escape(names[i]) << "</text>\n";
         if (se.points.size() > 1) {
             out << "<polyline fill=\"none\" stroke=\"" << colour << "\" stroke-width=\"2\" points=\"";
             for (const auto& [x, y] : se.points)
@@ -156,18 +167,24 @@ void writePlot(std::ostream& out, const Solution& s) {
                 << num(kLeft + pw) << "\" y2=\"" << num(py(y)) << "\" stroke=\"" << colour
                 << "\" stroke-width=\"1.5\" stroke-dasharray=\"6 4\"><title>" << escape(names[i])
                 << " long-run: " << label(y) << "</title></line>\n";
-        const double ly = kTop + 10 + 22.0 * static_cast<double>(i);
+        // Legend beside the panel.
         const double lx = kLeft + pw + 20;
-        out << "<line x1=\"" << num(lx) << "\" y1=\"" << num(ly) << "\" x2=\"" << num(lx + 24)
-            << "\" y2=\"" << num(ly) << "\" stroke=\"" << colour << "\" stroke-width=\"2\""
-            << (se.points.empty() ? " stroke-dasharray=\"6 4\"" : "") << "/>\n"
-            << "<text x=\"" << num(lx + 32) << "\" y=\"" << num(ly + 4) << "\">"
-            << escape(names[i]) << "</text>\n";
+        double ly = top + 10;
+        if (!se.points.empty()) {
+            out << "<line x1=\"" << num(lx) << "\" y1=\"" << num(ly) << "\" x2=\"" << num(lx + 24)
+                << "\" y2=\"" << num(ly) << "\" stroke=\"" << colour << "\" stroke-width=\"2\"/>\n"
+                << "<circle cx=\"" << num(lx + 12) << "\" cy=\"" << num(ly) << "\" r=\"4\" fill=\""
+                << colour << "\"/>\n"
+                << "<text x=\"" << num(lx + 32) << "\" y=\"" << num(ly + 4) << "\">"
+                << escape(names[i]) << " at time t</text>\n";
+            ly += 22;
+        }
+        if (!se.longRun.empty())
+            out << "<line x1=\"" << num(lx) << "\" y1=\"" << num(ly) << "\" x2=\"" << num(lx + 24)
+                << "\" y2=\"" << num(ly) << "\" stroke=\"" << colour
+                << "\" stroke-width=\"1.5\" stroke-dasharray=\"6 4\"/>\n"
+                << "<text x=\"" << num(lx + 32) << "\" y=\"" << num(ly + 4) << "\">long run</text>\n";
     }
-    if (!names.empty())
-        out << "<text x=\"" << num(kLeft + pw + 20) << "\" y=\""
-            << num(kTop + 10 + 22.0 * static_cast<double>(names.size()) + 8)
-            << "\" font-size=\"11\" fill=\"#555\">dashed: long-run value</text>\n";
     out << "</svg>\n";
 }
 

@@ -1,7 +1,8 @@
 #pragma once
-// Draws each performance variable over its time points as a plain SVG picture:
-// axes with ticks and labels, one coloured line with markers per variable, long-run
-// values as dashed lines, and a legend.
+// Draws each performance variable over its time points as a plain SVG picture: one
+// panel per variable (its own value axis, ticks and labels, the shared time axis), a
+// coloured line with markers through its values, long-run values as dashed lines,
+// and a legend beside each panel.
 
 #include "Measures.h"
 

@@ -5,17 +5,26 @@
 #include <cerrno>
 #include <charconv>
 #include <cstring>
+#include <algorithm>
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace gensolver {
 
 LineReader::LineReader(std::string path, std::size_t bufferSize)
     : path_(std::move(path)), size_(bufferSize < 64 ? 64 : bufferSize) {
-    buffer_.reset(new char[size_]);
     fd_ = ::open(path_.c_str(), O_RDONLY | O_CLOEXEC);
     if (fd_ < 0)
         throw InputError(path_, std::string("cannot open: ") + std::strerror(errno));
+    // A small file gets a buffer of its own size (but lines longer than the buffer
+    // are refused, so never less than 64 KiB).
+    struct stat info {};
+    if (::fstat(fd_, &info) == 0 && S_ISREG(info.st_mode) && info.st_size >= 0) {
+        const std::size_t fits = static_cast<std::size_t>(info.st_size) + 1;
+        size_ = std::min(size_, std::max<std::size_t>(fits, std::size_t{1} << 16));
+    }
+    buffer_.reset(new char[size_]);
 }
 
 LineReader::~LineReader() {

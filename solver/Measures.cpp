@@ -215,8 +215,8 @@ Solution solve(const Model& model, const SolveOptions& options) {
         std::ostringstream s;
         s << "limit from state 1: " << l.classesReached << " of " << l.classes
           << " closed class(es) reached, " << l.components << " strongly connected component(s); "
-          << l.method() << "; relative residual " << l.residual << ", estimated error "
-          << l.errorEstimate;
+          << l.method() << ", tolerance " << options.limit.tolerance << "; relative residual "
+          << l.residual << ", estimated error " << l.errorEstimate;
         sol.limitSummary = s.str();
     }
     return sol;

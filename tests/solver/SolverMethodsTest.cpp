@@ -244,7 +244,10 @@ TEST(SolverMethods, LargeTimesSettleAtTheLimitWithoutTakingEveryStep) {
     few.transient.maxSteps = 100;
     EXPECT_THROW(solveChain(slow, few), gensolver::SolveError);
     const std::vector<Result> ok = solveChain(slow);
-    expectClose(ok[0].value, instant(slow, slow.variables[0].rate, 1e3L), 1e-12, ok[0]);
+    // The exponential squares its way through 2e6 in rate times time, which costs it
+    // digits when long double is only a double.
+    expectClose(ok[0].value, instant(slow, slow.variables[0].rate, 1e3L),
+                solvertest::extendedPrecision() ? 1e-12 : 1e-8, ok[0]);
     EXPECT_FALSE(ok[0].steadyState);
 }
 

@@ -132,6 +132,12 @@ std::vector<long double> solveLeft(const Dense& a, const std::vector<long double
     return x;
 }
 
+bool extendedPrecision() {
+    volatile long double one = 1.0L;
+    volatile long double tiny = 1e-18L;
+    return one + tiny != one;
+}
+
 std::vector<long double> impulseRate(const Chain& chain, const std::vector<double>& impulse) {
     std::vector<long double> rho(chain.states, 0.0L);
     if (impulse.empty())

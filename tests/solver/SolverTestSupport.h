@@ -43,6 +43,11 @@ Dense expm(const Dense& a, long double t);
 // Solves x A = b by Gaussian elimination with partial pivoting (A square, regular).
 std::vector<long double> solveLeft(const Dense& a, const std::vector<long double>& b);
 
+// True when long double carries more precision than double. It does on x86-64,
+// but not under Valgrind, which computes long double in double precision: the
+// oracles above then lose digits, and the tests widen their tolerances.
+bool extendedPrecision();
+
 // Per state i: sum over arcs i -> j (self-loops included) of rate * impulse[j].
 std::vector<long double> impulseRate(const Chain& chain, const std::vector<double>& impulse);
 

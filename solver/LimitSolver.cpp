@@ -189,8 +189,10 @@ Limit solveLimit(const RateMatrix& m, const LimitOptions& options) {
                 local.assign(n, 0);
             DenseSolve solve(m, comps, c, closed, local, x);
             solve.solve(comps, c, closed, x);
+            // Elimination without subtraction keeps small relative errors; size
+            // times the rounding unit is the estimate used.
             limit.errorEstimate = std::max(limit.errorEstimate,
-                                           64.0 * size * std::numeric_limits<double>::epsilon());
+                                           size * std::numeric_limits<double>::epsilon());
             return;
         }
         const SweepResult r = gaussSeidel(m, comps, c, closed, options, x);

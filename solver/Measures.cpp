@@ -117,7 +117,11 @@ Solution solve(const Model& model, const SolveOptions& options) {
         double steadyTime = 0.0;
     };
     std::map<double, Snapshot> snapshots;
-    CachedLimit limits(m, options.limit);
+    // The limit serves steady-state detection too, where its own error must stay
+    // well below the detection threshold (a sixteenth of the transient bound).
+    LimitOptions limitOptions = options.limit;
+    limitOptions.tolerance = std::min(limitOptions.tolerance, options.transient.epsilon / 16.0);
+    CachedLimit limits(m, limitOptions);
     if (!instants.empty()) {
         TransientSolver ts(m, integrands, &limits, options.transient);
         sol.uniformizationRate = ts.rate();
@@ -215,7 +219,7 @@ Solution solve(const Model& model, const SolveOptions& options) {
         std::ostringstream s;
         s << "limit from state 1: " << l.classesReached << " of " << l.classes
           << " closed class(es) reached, " << l.components << " strongly connected component(s); "
-          << l.method() << ", tolerance " << options.limit.tolerance << "; relative residual "
+          << l.method() << ", tolerance " << limitOptions.tolerance << "; relative residual "
           << l.residual << ", estimated error " << l.errorEstimate;
         sol.limitSummary = s.str();
     }

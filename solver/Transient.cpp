@@ -85,7 +85,9 @@ double TransientSolver::distanceToLimit(std::uint64_t k, std::uint64_t remaining
     double d = 0.0;
     for (std::size_t j = 0; j < pi.size(); ++j)
         d += std::fabs(v_[j] - pi[j]);
-    return d + limit_->errorEstimate;
+    // Detected once the iterate agrees with the computed limit to a sixteenth of the
+    // bound asked; the distance to the true limit adds the limit's own error.
+    return d <= options_.epsilon / 16.0 ? d + limit_->errorEstimate : -1.0;
 }
 
 void TransientSolver::advanceTo(double t) {
@@ -105,7 +107,6 @@ void TransientSolver::advanceTo(double t) {
     const double lambda = q_ * delta;
     const double startBound = distBound_;
     const std::uint64_t stepsBefore = steps_;
-    const double detectGoal = options_.epsilon / 8.0;
     v_ = x_;
     y_.assign(x_.size(), 0.0);
     std::vector<double> acc(x_.size(), 0.0);
@@ -132,7 +133,7 @@ void TransientSolver::advanceTo(double t) {
                 integrals_[r] += g * dot(v_, r) / q_;
             if (k % 16 == 0) {
                 const double d = distanceToLimit(k, pw.right - k);
-                if (d >= 0.0 && d <= detectGoal) {
+                if (d >= 0.0) {
                     // Every later iterate lies within d of the limit, so within 2d
                     // of this one: the remaining weight goes to it.
                     double rest = 0.0;  // sum over j > k of P(N > j)
@@ -165,7 +166,7 @@ void TransientSolver::advanceTo(double t) {
             if (k % 16 == 0) {
                 const double d = distanceToLimit(std::max(k, options_.detectAfter),
                                                  options_.maxSteps);
-                if (d >= 0.0 && d <= detectGoal) {
+                if (d >= 0.0) {
                     const double kk = static_cast<double>(k);
                     const double early = poissonLowerTailBound(lambda, k);
                     for (std::size_t r = 0; r < nr; ++r)

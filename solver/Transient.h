@@ -66,8 +66,9 @@ public:
 private:
     void step();                 // v_ = v_ P
     double dot(const std::vector<double>& a, std::size_t r) const;
-    // 1-norm distance of v_ to the limit plus the limit's own error estimate, or a
-    // negative value when the limit is not (yet) usable.
+    // When v_ lies within epsilon / 16 of the computed limit (1-norm): that distance
+    // plus the limit's own error estimate. Otherwise, or when the limit is not (yet)
+    // usable, a negative value.
     double distanceToLimit(std::uint64_t k, std::uint64_t remaining);
 
     const RateMatrix& m_;

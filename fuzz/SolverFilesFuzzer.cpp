@@ -12,6 +12,7 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <string>
@@ -28,11 +29,20 @@ void write(const std::string& path, const std::string& text) {
 } // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
-    char name[] = "/tmp/gen-solve-fuzz-XXXXXX";
-    const char* made = mkdtemp(name);
+    // Memory-backed when the system has it: the files are rewritten for every input.
+    char shm[] = "/dev/shm/gen-solve-fuzz-XXXXXX";
+    char tmp[] = "/tmp/gen-solve-fuzz-XXXXXX";
+    const char* made = mkdtemp(shm);
+    if (made == nullptr)
+        made = mkdtemp(tmp);
     if (made == nullptr)
         std::abort();
     scratch = std::string(made) + "/m";
+    std::atexit([] {
+        for (const char* ext : {".pvtype", ".var", ".arm"})
+            std::remove((scratch + ext).c_str());
+        ::rmdir(scratch.substr(0, scratch.size() - 2).c_str());
+    });
     return 0;
 }
 

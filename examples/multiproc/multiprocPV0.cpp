@@ -15,6 +15,9 @@ multiprocPV0::~multiprocPV0() {
     if (Workers == nullptr)
         return;
     for (int w = 0; w < NumWorkers; ++w) {
+        if (Workers[w] == nullptr)
+            continue;
+        delete[] Workers[w]->Name; // the node frees each worker's name, then the worker
         delete Workers[w];
         Workers[w] = nullptr;
     }

@@ -16,8 +16,7 @@ pollingRewPV0::~pollingRewPV0() {
     for (int w = 0; w < NumWorkers; ++w) {
         if (Workers[w] == nullptr)
             continue;
-        delete[] Workers[w]->Name;
-        Workers[w]->Name = nullptr;
+        delete[] Workers[w]->Name; // the node frees each worker's name, then the worker
         delete Workers[w];
         Workers[w] = nullptr;
     }

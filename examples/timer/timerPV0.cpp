@@ -14,6 +14,9 @@ timerPV0::~timerPV0() {
     if (Workers == nullptr)
         return;
     for (int w = 0; w < NumWorkers; ++w) {
+        if (Workers[w] == nullptr)
+            continue;
+        delete[] Workers[w]->Name; // the node frees each worker's name, then the worker
         delete Workers[w];
         Workers[w] = nullptr;
     }

@@ -3,6 +3,7 @@
 #include "base/Errors.h"
 #include "state/BaseStateVariableClass.h"
 
+#include <cstddef>
 #include <cstdlib>
 #include <iostream>
 #include <new>
@@ -17,17 +18,48 @@ namespace {
     std::exit(1);
 }
 
+// The reward structures have a failure message of their own, so their arrays
+// come from malloc, which returns null without calling the process's
+// new-handler (that would give the general memory report instead). A set array
+// keeps its count in a header before the sets, for their destruction.
+constexpr std::size_t SetHeader = alignof(std::max_align_t);
+static_assert(SetHeader >= sizeof(std::size_t) && SetHeader % alignof(FastSet) == 0);
+
 FastSet* newSets(int n, const char* where) {
+    std::size_t count = n > 0 ? static_cast<std::size_t>(n) : 0;
+    // Room for one set at least, so that the pointer handed out lies inside the
+    // block (leak checkers follow it) even when there are no sets.
+    void* block = std::malloc(SetHeader + (count > 0 ? count : 1) * sizeof(FastSet));
+    if (block == nullptr)
+        rewardStructureFailure(where);
+    *static_cast<std::size_t*>(block) = count;
+    FastSet* sets = reinterpret_cast<FastSet*>(static_cast<char*>(block) + SetHeader);
+    std::size_t built = 0;
     try {
-        return new FastSet[n > 0 ? n : 0];
+        for (; built < count; ++built)
+            new (sets + built) FastSet();
     } catch (const std::bad_alloc&) {
-        // The sets already built have been destroyed by the failed new[].
+        // The sets already built are destroyed before the message.
+        while (built > 0)
+            sets[--built].~FastSet();
+        std::free(block);
         rewardStructureFailure(where);
     }
+    return sets;
+}
+
+void deleteSets(FastSet* sets) {
+    if (sets == nullptr)
+        return;
+    char* block = reinterpret_cast<char*>(sets) - SetHeader;
+    std::size_t count = *reinterpret_cast<std::size_t*>(block);
+    for (std::size_t i = 0; i < count; ++i)
+        sets[i].~FastSet();
+    std::free(block);
 }
 
 template <class T> T* newZeroedArray(int n, const char* where) {
-    T* a = new (std::nothrow) T[n > 0 ? n : 0]();
+    T* a = static_cast<T*>(std::calloc(n > 0 ? static_cast<std::size_t>(n) : 1, sizeof(T)));
     if (a == nullptr)
         rewardStructureFailure(where);
     return a;
@@ -168,14 +200,14 @@ void BaseActionClass::AllocatePVImpulseDS(int n) {
 
 // The pointers are cleared as well, so that a second release does nothing.
 void BaseActionClass::DeallocatePVRateDS() {
-    delete[] PVRateWorkers;
+    deleteSets(PVRateWorkers);
     PVRateWorkers = nullptr;
 }
 
 void BaseActionClass::DeallocatePVImpulseDS() {
-    delete[] PVImpulseSets;
-    delete[] PVImpulseWorkers;
-    delete[] PVImpulseWorkerCounts;
+    deleteSets(PVImpulseSets);
+    std::free(PVImpulseWorkers);
+    std::free(PVImpulseWorkerCounts);
     PVImpulseSets = nullptr;
     PVImpulseWorkers = nullptr;
     PVImpulseWorkerCounts = nullptr;

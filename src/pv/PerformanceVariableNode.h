@@ -115,8 +115,9 @@ public:
     int NodeActionRoom = 0;                 // entries allocated in NodeActions
     ModelGroupClass* ModelGroups = nullptr; // owned, NumWorkers groups
     int NumWorkers = 0;
-    PerformanceVariableWorker** Workers =
-        nullptr;                          // owned array; the workers belong to the derived node
+    // Owned array. The workers and their names belong to the derived node, whose
+    // destructor frees each worker's Name (delete[]) and then deletes the worker.
+    PerformanceVariableWorker** Workers = nullptr;
     VarModelPairClass* VarDeps = nullptr; // owned
     int NumVarDeps = 0;
 
@@ -126,7 +127,10 @@ public:
     int* NumImpulseWorkers = nullptr;             // owned
     int* ImpulseActionModelCounts = nullptr;      // owned
     ImpulseNodeClass** ImpulseNodes = nullptr;    // owned array; the registered nodes are not owned
-    ImpulseNodeClass*** ImpulseWorkers = nullptr; // owned arrays; the workers are not owned
+    // Per impulse, the array that the registered node's CreateWorkerList returned
+    // (array new): this node frees the arrays; the derived node deletes the
+    // workers themselves (each worker's destructor frees its own Name).
+    ImpulseNodeClass*** ImpulseWorkers = nullptr;
     ActionModelPairClass* ImpulsePairs = nullptr; // owned
     char*** ImpulseModelDeps = nullptr;           // owned arrays of owned texts (array new)
     ModelGroupClass** ImpulseModelGroups = nullptr; // owned, NumImpulseWorkers groups per impulse

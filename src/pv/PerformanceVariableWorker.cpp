@@ -4,9 +4,9 @@
 
 #include <iostream>
 
-PerformanceVariableWorker::~PerformanceVariableWorker() {
-    delete[] Name;
-}
+// Name belongs to the node: the generated node's destructor frees each worker's
+// name and then deletes the worker, so the worker leaves it alone.
+PerformanceVariableWorker::~PerformanceVariableWorker() = default;
 
 void PerformanceVariableWorker::CurrentReward() {
     std::cerr << "!! Calling PerformanceVariableWorker::CurrentReward()" << std::endl;

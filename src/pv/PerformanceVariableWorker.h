@@ -9,7 +9,8 @@ class BaseModelClass;
 class PerformanceVariableWorker {
 public:
     PerformanceVariableWorker() = default;
-    // Releases Name; ModelRefs belongs to the derived worker.
+    // Releases nothing: the node frees Name (delete[]) before it deletes the
+    // worker; ModelRefs belongs to the derived worker.
     virtual ~PerformanceVariableWorker();
     PerformanceVariableWorker(const PerformanceVariableWorker&) = delete;
     PerformanceVariableWorker& operator=(const PerformanceVariableWorker&) = delete;
@@ -28,7 +29,7 @@ public:
     // model dependency d; the array is owned by the derived worker.
     BaseModelClass*** ModelRefs = nullptr;
     int NumModelRefs = 0;  // entries of ModelRefs, set by the derived worker
-    char* Name = nullptr;  // owned (array new); the node's name, null until named
+    char* Name = nullptr;  // the node's name (array new), null until named; freed by the node
     int WorkerNumber = -1; // position in the node's Workers
     int PVId = -1;         // the node's Id
     double Reward = 0.0;

@@ -1,7 +1,8 @@
 #pragma once
 // HybridHash: the store of every numbered state vector. An open-addressing
-// index of 32-bit references (number + block x 2^24) over blocks of vectors
-// addressed by state number; equality of two vectors is the model's to decide.
+// index of references over blocks of vectors addressed by state number. A
+// reference is the state number itself (32 bits, so any number up to 2^32 - 1);
+// the vector of number n lies in block n div BlockSize, slot n mod BlockSize.
 // Each index entry also keeps 32 bits of the vector's mixed hash (its
 // fingerprint), so a probe reads a stored vector only when the fingerprints
 // agree, and a growing index places its entries without reading any vector.
@@ -23,22 +24,33 @@ public:
         Mixed,
     };
 
+    // How two vectors are found equal.
+    enum class Equality {
+        // The model's CompareState (a null model compares bytes).
+        Model,
+        // The bytes, compared here: what every SAN's CompareState does, without
+        // the virtual calls. A byte-hashing store needs equal states to have
+        // equal bytes anyway.
+        Bytes,
+    };
+
     // tableSize: first index size (131071 in the generator); blockSize: vectors
-    // per block; chunkLength: bytes per hash chunk; maxBlocks: room of the block
-    // array (at most 256, the references keep the block in 8 bits); loadFactor:
-    // fraction of the index that the numbers may reach before it grows.
-    // A null model compares vectors byte for byte.
+    // per block; chunkLength: bytes per hash chunk; maxBlocks: first room of the
+    // block array, which doubles when a block does not fit; loadFactor: fraction
+    // of the index that the numbers may reach before it grows.
     HybridHash(PVModel* model, unsigned long stateSize, unsigned long tableSize,
                unsigned long blockSize, unsigned long chunkLength, unsigned long maxBlocks,
-               double loadFactor, HomeHash homeHash = HomeHash::Chunks);
+               double loadFactor, HomeHash homeHash = HomeHash::Chunks,
+               Equality equality = Equality::Model);
     ~HybridHash();
     HybridHash(const HybridHash&) = delete;
     HybridHash& operator=(const HybridHash&) = delete;
     HybridHash(HybridHash&&) = delete;
     HybridHash& operator=(HybridHash&&) = delete;
 
-    // Stores a state known to be absent under `number`; numbers arrive in
-    // ascending order, each block filled before the next.
+    // Stores a state known to be absent under `number`. Numbers arrive in
+    // ascending order; a block is added when its first number arrives (blocks
+    // that no number reached are never allocated).
     void Insert(const char* state, unsigned long number);
     // The number of an equal stored state, or -1.
     long Lookup(const char* state);
@@ -55,6 +67,12 @@ public:
     Key Prefetch(const char* state);
     // Lookup with a hash taken by Prefetch (taken again if the index has grown).
     long Lookup(const char* state, const Key& key);
+    // Lookup and Insert in one probe sequence: the number of an equal stored
+    // state; or, when there is none, stores `state` under `number` in the empty
+    // entry that ended the search (or, when the index grows first, where Insert
+    // would put it) and returns -1.
+    long FindOrInsert(const char* state, const Key& key, unsigned long number);
+    long FindOrInsert(const char* state, unsigned long number);
     // Adds the next block of vectors.
     void AddArray();
     // Grows the index to the next size of the prime table.
@@ -69,18 +87,20 @@ public:
     std::uint32_t getTableSize() const { return TableSize; }
     unsigned getPrimeIndex() const { return PrimeIndex; }
     unsigned getLastBlock() const { return LastBlock; }
-    // Index entry at `slot` (0 when empty).
+    unsigned getMaxBlocks() const { return MaxBlocks; }
+    // Index entry at `slot`: 0 when empty, else the number stored there.
     std::uint32_t getEntry(std::uint32_t slot) const { return Table[slot].reference; }
 
-    // Largest number that the store can hold with these parameters.
+    // Largest number that the store can hold: 2^32 - 1.
     unsigned long MaxNumber() const;
+    // The index size at position `index` of the prime table, 0 past its end.
+    // The first 14 are fixed; each further size is the smallest prime at or
+    // above 7/5 of the one before, while it stays below 2^32.
+    static std::uint32_t PrimeSize(unsigned index);
 
 private:
-    static constexpr std::uint32_t NumberMask = 0xFFFFFF;
-    static constexpr unsigned BlockShift = 24;
-
     struct Entry {
-        std::uint32_t reference;   // 0 = empty, else number + block x 2^24
+        std::uint32_t reference;   // 0 = empty, else the state number
         std::uint32_t fingerprint; // top 32 bits of the vector's mixed hash
     };
 
@@ -93,25 +113,52 @@ private:
                                           32);
     }
     bool chunked() const { return Home == HomeHash::Chunks && StateSize > ChunkLength; }
-    bool damaged(std::uint32_t number, std::uint32_t block) const;
-    bool equal(const char* stored, const char* key) const;
-    char* vector(std::uint32_t number, std::uint32_t block) const {
-        return Blocks[block] + static_cast<std::size_t>(number - block * BlockSize) * StateSize;
+    // The search shared by Lookup and FindOrInsert: the number of an equal
+    // stored state, or 0 with `slot` at the empty (or cleared damaged) entry
+    // that ended the search.
+    std::uint32_t search(const char* state, std::uint32_t fingerprint, std::uint32_t homeSlot,
+                         std::uint32_t& slot);
+    // The first empty entry on the probe path of `state`.
+    std::uint32_t freeSlot(const char* state, std::uint32_t fingerprint);
+    // Stops the run for a number beyond MaxNumber; true when the index must
+    // grow before `number` is stored.
+    bool outgrown(unsigned long number) const;
+    // Stores `state` under `number` in the empty entry `slot`, adding the
+    // number's block first when it is new.
+    void place(const char* state, std::uint32_t fingerprint, std::uint32_t number,
+               std::uint32_t slot);
+    // The block of `number`.
+    std::uint32_t blockOf(std::uint32_t number) const {
+        if (BlockSize == 1)
+            return number;
+        return static_cast<std::uint32_t>(
+            (static_cast<unsigned __int128>(BlockReciprocal) * number) >> 64);
     }
+    // The stored vector of `number`, or null when its block was never added.
+    char* vector(std::uint32_t number) const;
+    bool equal(const char* stored, const char* key) const;
+    bool sameBytes(const char* a, const char* b) const;
+    // Makes room in the block array for block `block`.
+    void growBlockArray(std::uint32_t block);
+    // Adds block `block` (the one after LastBlock, or a later one).
+    void addBlock(std::uint32_t block);
     [[noreturn]] void fullStore(unsigned long number) const;
 
-    Entry* Table = nullptr;        // owned; the index, TableSize entries
+    Entry* Table = nullptr;        // owned (malloc); the index, TableSize entries
     unsigned PrimeIndex = 0;       // position of TableSize in the prime table
-    char** Blocks = nullptr;       // owned; MaxBlocks entries, each an owned block of
-                                   // BlockSize x StateSize bytes (null until added)
+    char** Blocks = nullptr;       // owned (malloc); MaxBlocks entries, each an owned
+                                   // block of BlockSize x StateSize bytes, or null
     PVModel* Model;                // not owned; decides equality of two vectors
     std::uint32_t StateSize;       // bytes per state vector
     unsigned LastBlock = 0;        // index of the last allocated block
     std::uint32_t BlockSize;       // vectors per block
+    std::uint64_t BlockReciprocal; // 2^64 / BlockSize rounded up: numbers divide by a multiply
+    std::uint64_t EndNumber;       // (LastBlock + 1) x BlockSize: no stored number reaches it
     std::uint32_t TableSize;       // entries of the index
     std::uint32_t ChunkLength;     // bytes per hash chunk
     std::uint32_t MaxBlocks;       // entries of the block array
     double LoadFactor;             // fraction of TableSize the numbers may reach
     HomeHash Home;                 // how home slots are found
-    std::uint32_t* Sums = nullptr; // owned; StateSize + 1 chunk sums of the key being hashed
+    Equality Compare;              // how vectors are found equal
+    std::uint32_t* Sums = nullptr; // owned (malloc); StateSize + 1 chunk sums of the key
 };

@@ -23,19 +23,25 @@ Queue::Queue(unsigned long stateSize) : StateSize(static_cast<std::uint32_t>(sta
 
 Queue::~Queue() {
     delete[] Storage;
-    delete[] Slots;
+    std::free(Slots);
 }
 
 void Queue::allocateSlots(std::uint32_t capacity, state_struct*& records, char*& storage) {
-    records = new (std::nothrow) state_struct[capacity];
+    // The slot array has a failure message of its own, so it comes from malloc,
+    // which returns null without calling the process's new-handler (that would
+    // give the general memory report instead). The buffers have no message of
+    // their own: their failure is the general memory report.
+    records = static_cast<state_struct*>(std::malloc(sizeof(state_struct) * capacity));
     if (records == nullptr)
         outOfMemory();
     // One block for all buffers: a growth costs two allocations, not one per slot.
     storage = new (std::nothrow) char[static_cast<std::size_t>(capacity) * StateSize];
     if (storage == nullptr)
         MemoryAllocationError();
-    for (std::uint32_t i = 0; i < capacity; ++i)
+    for (std::uint32_t i = 0; i < capacity; ++i) {
         records[i].state = storage + static_cast<std::size_t>(i) * StateSize;
+        records[i].number = 0;
+    }
     Allocated = capacity;
 }
 
@@ -78,7 +84,7 @@ void Queue::MakeLarger(const state_struct* record) {
         slot = (slot + 1 == Capacity) ? 0 : slot + 1;
     }
     delete[] Storage;
-    delete[] Slots;
+    std::free(Slots);
     Slots = records;
     Storage = storage;
     Rear = moved;

@@ -4,7 +4,9 @@
 #include "actions/BaseGroupClass.h"
 #include "base/Errors.h"
 #include "pv/PVModel.h"
+#include "ssg/ArmHeader.h"
 #include "ssg/HybridHash.h"
+#include "ssg/ModelChecks.h"
 #include "ssg/Queue.h"
 #include "ssg/Reward.h"
 #include "ssg/TextBuffer.h"
@@ -16,6 +18,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <iostream>
 #include <new>
 #include <string>
@@ -86,6 +89,14 @@ void markUnfinished(const char* name) {
 
 void markFinished() { unfinishedResults.clear(); }
 
+// True when the two names lead to one existing file. Files are compared by
+// identity (device and inode), so no spelling of a path (relative or absolute,
+// "./", "//", "..", a symbolic link) hides that two names are one file.
+bool sameFile(const char* first, const std::string& second) {
+    std::error_code error;
+    return std::filesystem::equivalent(first, second, error) && !error;
+}
+
 template <class T> std::unique_ptr<T[]> allocate(std::size_t count) {
     T* array = new (std::nothrow) T[count > 0 ? count : 1]();
     if (array == nullptr)
@@ -123,20 +134,18 @@ StateSpaceGen::StateSpaceGen(PVModel* model, const char* path, const char* name,
     // Home slots by the mixed hash: models whose markings are small numbers give
     // chunk sums that share few home slots, and their probe paths then run to
     // dozens of entries per lookup.
-    StateTable =
-        std::make_unique<HybridHash>(Model, StateSize, FirstTableSize, StatesPerBlock, HashChunk,
-                                     MaxStoreBlocks, HashValue, HybridHash::HomeHash::Mixed);
+    StateTable = std::make_unique<HybridHash>(
+        Model, StateSize, FirstTableSize, StatesPerBlock, HashChunk, MaxStoreBlocks, HashValue,
+        HybridHash::HomeHash::Mixed, HybridHash::Equality::Bytes);
     StateQueue = std::make_unique<Queue>(StateSize);
+
+    // Mistakes of the model's author are refused before anything is explored.
+    checkGroupIds(Actions, numActions, Groups, GroupList.getNumItems());
+    checkMarkingsBound(Actions, numActions);
 
     // Classify the actions: count, then fill arrays of exactly those sizes.
     for (int i = 0; i < numActions; ++i) {
         BaseActionClass* action = Actions[i];
-        if (action->GroupID < 0 || action->GroupID >= GroupList.getNumItems()) {
-            std::cerr << "Error: action " << action->Name << " names group " << action->GroupID
-                      << ", but the model has " << GroupList.getNumItems() << " groups"
-                      << std::endl;
-            std::exit(1);
-        }
         switch (action->DistributionType) {
         case Instantaneous:
             ++NumInstantActions;
@@ -204,20 +213,8 @@ StateSpaceGen::~StateSpaceGen() {
 }
 
 void StateSpaceGen::InitializeTrace() {
-    if (TraceFileName != nullptr) {
-        // Opening the trace would truncate a result file and interleave the
-        // trace with its rows.
-        std::string stem = std::string(ExperimentPath ? ExperimentPath : "") +
-                           (ExperimentName ? ExperimentName : "");
-        for (const char* extension : {".arm", ".var", ".pvtype", ".det"}) {
-            if (stem + extension == TraceFileName) {
-                std::cerr << "Error: the trace file " << TraceFileName
-                          << " is one of the run's result files; choose another name (-t)"
-                          << std::endl;
-                std::exit(1);
-            }
-        }
-    }
+    if (TraceFileName != nullptr)
+        refuseTraceOnResultFile();
     Trace = std::make_unique<TraceFileContainer>();
     Trace->setTraceLevel(TraceLevel);
     if (TraceFileName != nullptr)
@@ -227,6 +224,30 @@ void StateSpaceGen::InitializeTrace() {
     TraceOut->setTraceLevel(TraceLevel);
     Trace->AddTraceFile(TraceOut.get());
     Trace->addPVModel(Model);
+}
+
+void StateSpaceGen::refuseTraceOnResultFile() const {
+    // Writing the trace into a result file would truncate it and interleave the
+    // trace with its rows. A result file that exists now is compared with the
+    // trace file as it exists; when the trace file does not exist yet it is
+    // created empty (nothing is written), so that a result file that the run
+    // would create under another spelling of the same name is found as well.
+    std::error_code error;
+    bool existed = std::filesystem::exists(TraceFileName, error);
+    if (!existed)
+        std::ofstream(TraceFileName, std::ios::app).close();
+    std::string stem =
+        std::string(ExperimentPath ? ExperimentPath : "") + (ExperimentName ? ExperimentName : "");
+    for (const char* extension : {".arm", ".var", ".pvtype", ".det"}) {
+        std::string result = stem + extension;
+        if (sameFile(TraceFileName, result)) {
+            if (!existed) // the file created above, wherever a symbolic link put it
+                std::filesystem::remove(std::filesystem::canonical(TraceFileName, error), error);
+            std::cerr << "Error: the trace file " << TraceFileName << " is the result file "
+                      << result << "; choose another name (-t)" << std::endl;
+            std::exit(1);
+        }
+    }
 }
 
 void StateSpaceGen::GenStateSpace() {
@@ -310,10 +331,8 @@ void StateSpaceGen::beginExploration(const char* armName, const char* varName,
     // Placeholder header: the output type, then a blank line wide enough for the
     // count written over it at the end. Until then no reader can take the file
     // for complete.
-    ArmOut->line(OutputFormat);
-    std::string filler(static_cast<std::size_t>(blanks), ' ');
-    filler += '\n';
-    ArmOut->text(filler.c_str());
+    ArmHeaderBlanks = blanks;
+    ArmOut->text(ArmHeader::placeholder(OutputFormat, blanks).c_str());
     ExploredStates = 0;
 }
 
@@ -342,20 +361,30 @@ void StateSpaceGen::finishExploration() {
 
 void StateSpaceGen::closeArm() {
     // The header over the placeholder: the output type and the count, each on
-    // its line; the rest of the blank line stays.
-    char header[2 * TextBuffer::MaxNumberLength];
-    char* end = std::to_chars(header, header + TextBuffer::MaxNumberLength, OutputFormat).ptr;
-    *end++ = '\n';
-    end = std::to_chars(end, end + TextBuffer::MaxNumberLength, ExploredStates).ptr;
-    *end++ = '\n';
-    ArmFile.seekp(0);
-    ArmFile.write(header, end - header);
-    ArmFile.flush();
-    if (!ArmFile)
-        writeFailed(ArmName);
-    ArmFile.close();
-    if (!ArmFile)
-        writeFailed(ArmName);
+    // its line; the rest of the blank line stays as line 3. A count too long for
+    // the placeholder (8 digits on the deterministic path) moves the rows back
+    // so that line 3 stays.
+    if (ArmHeader::fitsInPlace(OutputFormat, ExploredStates, ArmHeaderBlanks)) {
+        std::string header = ArmHeader::headerLines(OutputFormat, ExploredStates);
+        ArmFile.seekp(0);
+        ArmFile.write(header.data(), static_cast<std::streamsize>(header.size()));
+        ArmFile.flush();
+        if (!ArmFile)
+            writeFailed(ArmName);
+        ArmFile.close();
+        if (!ArmFile)
+            writeFailed(ArmName);
+    } else {
+        ArmFile.close();
+        if (!ArmFile)
+            writeFailed(ArmName);
+        std::fstream file(ArmName, std::ios::in | std::ios::out | std::ios::binary);
+        if (!file || !ArmHeader::complete(file, OutputFormat, ExploredStates, ArmHeaderBlanks))
+            writeFailed(ArmName);
+        file.close();
+        if (!file)
+            writeFailed(ArmName);
+    }
     markFinished(); // every result file of the run is complete
 }
 
@@ -445,10 +474,10 @@ void StateSpaceGen::findNextBatched() {
     NextState = NextStateBuffer.get();
     for (std::uint32_t k = 0; k < count; ++k) {
         const char* successor = BatchStates.get() + static_cast<std::size_t>(k) * StateSize;
-        long target = StateTable->Lookup(successor, BatchKeys[k]);
+        long target = StateTable->FindOrInsert(successor, BatchKeys[k], NumStates + 1UL);
         if (target < 0)
             newState(successor, BatchRates[k],
-                     BatchRewards.get() + static_cast<std::size_t>(k) * RewardValues);
+                     BatchRewards.get() + static_cast<std::size_t>(k) * RewardValues, true);
         else
             RateMap.add(static_cast<std::uint32_t>(target), BatchRates[k]);
     }
@@ -530,11 +559,15 @@ void StateSpaceGen::FireInstant(double probability) {
         if (traces(4))
             Trace->printf(4, "The rate to this state: %f", rate);
         if (rate > 0) {
-            long target = StateTable->Lookup(NextState);
-            if (target < 0)
-                SaveStableState(rate, target);
-            else
+            long target = StateTable->FindOrInsert(NextState, NumStates + 1UL);
+            if (target < 0) {
+                // SaveStableState for a state that the store already holds.
+                if (traces(4))
+                    Trace->printf(4, "The rate to this state: %f", rate);
+                newState(NextState, rate, nullptr, true);
+            } else {
                 RateMap.add(static_cast<std::uint32_t>(target), rate);
+            }
         }
         return;
     }
@@ -590,14 +623,15 @@ void StateSpaceGen::SaveStableState(double rate, long stateNumber) {
         newState(NextState, rate);
 }
 
-void StateSpaceGen::newState(const char* state, double rate, const double* rewards) {
+void StateSpaceGen::newState(const char* state, double rate, const double* rewards, bool stored) {
     ++NumStates;
     // The queue and the store each take their own copy of the bytes, so the
     // record points at them where they lie.
     CurrentState.state = const_cast<char*>(state);
     CurrentState.number = NumStates;
     StateQueue->Enqueue(&CurrentState);
-    StateTable->Insert(state, NumStates);
+    if (!stored)
+        StateTable->Insert(state, NumStates);
     RateMap.add(NumStates, rate);
     if (rewards != nullptr)
         RewardOut->Write(NumStates, rewards);
@@ -709,9 +743,9 @@ void StateSpaceGen::FireInstantDet(double probability) {
             Trace->printf(4, "The rate to this state: %f", rate);
         // Negative values are the deterministic transitions: only 0 is dropped.
         if (rate != 0) {
-            long target = StateTable->Lookup(NextState);
+            long target = StateTable->FindOrInsert(NextState, NumStates + 1UL);
             if (target < 0)
-                newState(NextState, rate);
+                newState(NextState, rate, nullptr, true);
             else
                 RateMap.add(static_cast<std::uint32_t>(target), rate);
         }

@@ -100,10 +100,12 @@ public:
 
 private:
     bool traces(int level) const { return Trace != nullptr && TraceLevel >= level; }
-    // Numbers `state` as a new state: queued, stored, rate recorded, reward
-    // record written with `rewards` (stored by Reward::Capture) or, when null,
-    // the values the variables hold now.
-    void newState(const char* state, double rate, const double* rewards = nullptr);
+    // Numbers `state` as a new state: queued, stored (unless `stored`: the
+    // store's FindOrInsert has already stored it under NumStates + 1), rate
+    // recorded, reward record written with `rewards` (stored by Reward::Capture)
+    // or, when null, the values the variables hold now.
+    void newState(const char* state, double rate, const double* rewards = nullptr,
+                  bool stored = false);
     // FindNextNormal without trace: every firing first, then the lookups.
     void findNextBatched();
     // Opens the .arm file, writes the placeholder header and the initial state's
@@ -118,6 +120,9 @@ private:
     // the last step of a run, once every other file is complete.
     void closeArm();
     void reportAbsorbing();
+    // Ends the run (status 1) when the trace file is one of the run's result
+    // files, before anything is written.
+    void refuseTraceOnResultFile() const;
     [[noreturn]] void zeroTimeLimit(const char* firstLine, const char* lastLine) const;
 
     std::unique_ptr<char[]> NextStateBuffer; // owned; NextState outside the batch
@@ -134,6 +139,7 @@ private:
     std::ofstream ArmFile;                              // the .arm file during an exploration
     std::unique_ptr<TextBuffer> ArmOut;                 // owned; buffers ArmFile
     const char* ArmName = nullptr;                      // not owned; for messages
+    int ArmHeaderBlanks = 0;                            // width of the header's placeholder
     std::uint32_t ExploredStates = 0;                   // states explored so far
 };
 

@@ -114,14 +114,10 @@ void BaseStateVariableClass::SetPrefix(const char* p) {
 }
 
 void BaseStateVariableClass::setShared(bool s) {
-    if (shared != s)
-        ++layoutVersion;
-    shared = s;
+    shared = s; // counted in layoutVersion by the flag itself
 }
 
 void BaseStateVariableClass::setStored(bool s) {
-    if (stored != s)
-        ++layoutVersion;
     stored = s;
 }
 

@@ -69,10 +69,30 @@ public:
     void printAffectingActions() const;
     void printEnabledActions() const;
 
-    // Counts every change of any variable's shared or stored flag, so that a model
-    // can cache figures derived from those flags (its state size) and notice when
-    // sharing has changed them. Change the flags through setShared/setStored only.
+    // Counts every change of any variable's shared or stored flag (through the
+    // setters or by assignment) and of a structured variable's size, so that a
+    // model can cache figures derived from them (its state size) and notice when
+    // they have changed.
     static unsigned long layoutVersion;
+
+    // A flag that decides which variables a state vector holds: every change of
+    // its value, also by direct assignment, counts in layoutVersion. Reads as bool.
+    class LayoutFlag {
+    public:
+        LayoutFlag(bool v) : value(v) {} // NOLINT: converts from bool like the flag it replaces
+        LayoutFlag(const LayoutFlag&) = default;
+        LayoutFlag& operator=(bool v) {
+            if (v != value)
+                ++layoutVersion;
+            value = v;
+            return *this;
+        }
+        LayoutFlag& operator=(const LayoutFlag& other) { return *this = other.value; }
+        operator bool() const { return value; }
+
+    private:
+        bool value;
+    };
 
 protected:
     // After `from` joined a sharing group whose representative is `to`: every action
@@ -83,8 +103,8 @@ protected:
 public:
     char* name;              // owned
     char* prefix;            // owned; stored only
-    bool shared;             // takes part in a sharing group
-    bool stored;             // owns its storage (unshared, or a group's representative)
+    LayoutFlag shared;       // takes part in a sharing group
+    LayoutFlag stored;       // owns its storage (unshared, or a group's representative)
     bool functionallyShared; // kept and reported only
     int sharingCount;        // value pointers registered (a representative: its whole group's)
     List<BaseActionClass>* SVAffectingActions; // owned while `stored`; else the representative's

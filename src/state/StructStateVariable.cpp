@@ -46,6 +46,7 @@ void BaseStructStateVariable::makeArrays(const ArrayType* types, int n) {
     for (int i = 0; i < n; ++i)
         fields.push_back(field(types[i], nullptr));
     stateSize = -1;
+    ++layoutVersion;
 }
 
 BaseStructStateVariable::fieldType BaseStructStateVariable::field(ArrayType t,
@@ -61,9 +62,15 @@ int BaseStructStateVariable::calculateStateSize() {
 }
 
 int BaseStructStateVariable::StateSize() {
-    if (stateSize < 0)
-        stateSize = calculateStateSize();
-    return stateSize;
+    // Computed afresh: generated code may add fields, or replace a field's
+    // variable, after a first call. A changed size counts as a change of layout.
+    int size = calculateStateSize();
+    if (size != stateSize) {
+        if (stateSize >= 0)
+            ++layoutVersion;
+        stateSize = size;
+    }
+    return size;
 }
 
 void BaseStructStateVariable::CurrentState(void* to) {
@@ -98,10 +105,9 @@ void BaseStructStateVariable::share(BaseStateVariableClass* other) {
 }
 
 void BaseStructStateVariable::ShareWith(BaseStructStateVariable* otherStruct) {
-    // The other's action lists are freed below: it must still own them, and must
-    // not be this structure.
+    // Sharing within one group would free the group's own action lists.
     GEN_ASSERT(otherStruct != this, "StructStateVariable");
-    GEN_ASSERT(otherStruct->getStored(), "StructStateVariable");
+    GEN_ASSERT(otherStruct->holder != holder, "StructStateVariable");
 
     auto otheri = otherStruct->fields.begin();
     for (const fieldType& f : fields) {
@@ -110,17 +116,35 @@ void BaseStructStateVariable::ShareWith(BaseStructStateVariable* otherStruct) {
         ++otheri;
     }
 
-    SVAffectingActions->append(otherStruct->SVAffectingActions);
-    SVEnabledActions->append(otherStruct->SVEnabledActions);
-    delete otherStruct->SVAffectingActions;
-    delete otherStruct->SVEnabledActions;
-    otherStruct->SVAffectingActions = SVAffectingActions;
-    otherStruct->SVEnabledActions = SVEnabledActions;
+    // As for places: a stored other joins this structure's group; an other that
+    // was itself absorbed already brings its group's holder, which takes in this
+    // structure's whole group.
+    if (otherStruct->getStored())
+        holder->absorb(otherStruct);
+    else
+        otherStruct->holder->absorb(holder);
+}
 
-    otherStruct->setShared(true);
-    otherStruct->setStored(false);
+void BaseStructStateVariable::absorb(BaseStructStateVariable* other) {
+    GEN_ASSERT(holder == this && other->holder == other, "StructStateVariable");
+    SVAffectingActions->append(other->SVAffectingActions);
+    SVEnabledActions->append(other->SVEnabledActions);
+    delete other->SVAffectingActions;
+    delete other->SVEnabledActions;
 
-    redirectActions(otherStruct, this);
+    // The other and every structure it had absorbed now use this group's lists.
+    other->absorbedMembers.push_back(other);
+    for (BaseStructStateVariable* member : other->absorbedMembers) {
+        member->SVAffectingActions = SVAffectingActions;
+        member->SVEnabledActions = SVEnabledActions;
+        member->holder = this;
+        absorbedMembers.push_back(member);
+    }
+    other->absorbedMembers.clear();
+
+    other->setShared(true);
+    other->setStored(false);
+    redirectActions(other, this);
 }
 
 void BaseStructStateVariable::appendAffectingAction(BaseActionClass* a) {

@@ -37,7 +37,7 @@ public:
     BaseStructStateVariable(const char* name, const char* prefix, const ArrayType* types, int n);
     ~BaseStructStateVariable() override;
 
-    int StateSize() override; // cached once known
+    int StateSize() override; // computed afresh (kept in stateSize)
     void SetState(void* from) override;
     void CurrentState(void* to) override;
     using BaseStateVariableClass::printState;
@@ -63,6 +63,17 @@ public:
 
     int stateSize;                 // cached size in bytes; -1 while unknown
     std::vector<fieldType> fields; // owned storage; the field variables are not owned
+
+    // The stored structure of this one's sharing group (itself while unshared or
+    // stored): the one that owns the group's action lists. Not owned.
+    BaseStructStateVariable* holder = this;
+    // In a holder: the structures its group absorbed (not owned), so that a later
+    // sharing can move them all to another holder.
+    std::vector<BaseStructStateVariable*> absorbedMembers;
+
+private:
+    // Makes `other` (a holder) and its whole group part of this holder's group.
+    void absorb(BaseStructStateVariable* other);
 };
 
 // Typed memory helpers: values are copied byte for byte in host byte order; the

@@ -211,7 +211,15 @@ void BaseStudyClass::overrideGVs(const char* overrides) {
             }
             break;
         }
-        if (!converted)
+        if (!converted) {
+            // An unknown variable is named first, by the study's own report, as it
+            // is for a value that converts; the study reads no value for a name
+            // that it does not have.
+            if (known < 0) {
+                alignas(16) unsigned char unused[16] = {};
+                OverrideGVValue(name.c_str(), unused);
+            }
             refuseOverride(name, text, std::string("not a valid ") + letterType);
+        }
     }
 }

@@ -15,7 +15,9 @@ public:
     void RemoveTraceFile(TraceFile*) {} // does nothing
     void addPVModel(PVModel* pv) { pvModel = pv; }
 
-    // The traced model's header, state and initial state, for each file.
+    // The traced model's header, state and initial state, for each file. The
+    // file interface's overloads stay visible beside them.
+    using TraceFile::printInitialState;
     void printHeader();
     void printState();
     void printInitialState();

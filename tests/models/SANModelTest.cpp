@@ -6,7 +6,9 @@
 #include "models/SANModel.h"
 #include "actions/Activity.h"
 #include "state/Place.h"
+#include "state/StructStateVariable.h"
 
+#include <algorithm>
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -194,6 +196,41 @@ TEST(SANModel, PlaceSharedBetweenTwoModels) {
               std::vector<BaseActionClass*>{&t3});
     first.GetGlobalActions(none); // t1 touches only stored places
     EXPECT_TRUE(none.empty());
+}
+
+// StateSize is the sum over the stored places as they are now: flags written
+// directly and fields added to a structure after a first call count at once,
+// and CurrentState writes exactly that many bytes.
+TEST(SANModel, StateSizeFollowsEveryChangeOfItsPlaces) {
+    constexpr ArrayType oneShort[1] = {ShortElement};
+    Place a("a", 1), b("b", 2), extra("extra", 7);
+    Place cell("cell", 3);
+    BaseStructStateVariable record("record", "", oneShort, 1);
+    record.fields[0].var = &cell;
+    San model("m", {&a, &b, &record}, {});
+    std::vector<char> buffer(16, 'x');
+    auto written = [&] {
+        std::fill(buffer.begin(), buffer.end(), 'x');
+        model.CurrentState(buffer.data());
+        auto last = std::find_if(buffer.rbegin(), buffer.rend(), [](char c) { return c != 'x'; });
+        return static_cast<int>(buffer.rend() - last); // bytes up to the last one written
+    };
+    EXPECT_EQ(model.StateSize(), 6);
+    EXPECT_EQ(written(), 6);
+
+    b.shared = true; // written directly, as a generated class may
+    b.stored = false;
+    EXPECT_EQ(model.StateSize(), 4);
+    EXPECT_EQ(written(), 4);
+    short first[8] = {1, 3, 5}, second[8] = {1, 3, 6};
+    EXPECT_TRUE(model.CompareState(first, second)); // the third short is beyond the size
+
+    record.fields.push_back({&extra, ShortElement}); // a field added after a first call
+    EXPECT_EQ(model.StateSize(), 6);
+    EXPECT_EQ(written(), 6);
+    EXPECT_FALSE(model.CompareState(first, second));
+    b.shared = false; // b owns its cell and lists again, and frees them
+    b.stored = true;
 }
 
 TEST(ModelDeathTest, UnsupportedOperationsNameSourceAndOperation) {

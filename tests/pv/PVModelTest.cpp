@@ -242,16 +242,46 @@ TEST(PVModel, WritesThePVTypeFile) {
               testsupport::readFile(testsupport::testdata("pv/machine.pvtype")));
 }
 
-TEST(PVModelDeathTest, AnImpulseOnAnUnknownActionEndsTheRun) {
-    auto broken = [](int, int timeIndex) -> PerformanceVariableNode* {
-        static double at1[] = {1.0};
-        auto* node = new PlaceNode();
-        node->Initialize("broken", InstantOfTimeType, 1, at1, at1, timeIndex, 1, 0, 0);
+// Reward-model configuration errors found while the reward model is built: one
+// line naming the variable and what it names, then status 0.
+PerformanceVariableNode* misnamedNode(int which, int timeIndex) {
+    static double at1[] = {1.0};
+    auto* node = new PlaceNode();
+    node->Initialize("broken", InstantOfTimeType, 1, at1, at1, timeIndex, 1, 1, 1);
+    switch (which) {
+    case 0:
         node->addImpulse("nosuch", "machine", 1, 0.0, 0.0);
-        return node;
+        break;
+    case 1:
+        node->addImpulse("go", "nosuch", 1, 0.0, 0.0);
+        break;
+    case 2:
+        node->addImpulse("go", "machine", 2, 0.0, 0.0);
+        node->AddImpulseModelDependency("nosuch", 0);
+        break;
+    case 3:
+        node->AddVariableDependency("nosuch", "machine");
+        break;
+    }
+    return node;
+}
+
+template <int Which> PerformanceVariableNode* misnamed(int, int timeIndex) {
+    return misnamedNode(Which, timeIndex);
+}
+
+TEST(PVModelDeathTest, NamesThatMatchNothingEndTheRunWithStatusZero) {
+    const std::pair<TestPVModel::Factory, const char*> cases[] = {
+        {misnamed<0>, "!! PVModel: performance variable \"broken\" has an impulse on action "
+                      "\"nosuch\" of model \"machine\", which that model does not have\n"},
+        {misnamed<1>, "!! PVModel: performance variable \"broken\" has an impulse on action "
+                      "\"go\" of model \"nosuch\", but there is no such model\n"},
+        {misnamed<2>, "!! PVModel: performance variable \"broken\" has an impulse on action "
+                      "\"go\" that depends on model \"nosuch\", but there is no such model\n"},
+        {misnamed<3>, "!! PVModel: performance variable \"broken\" depends on state variable "
+                      "\"nosuch\" of model \"machine\", which that model does not have\n"},
     };
-    EXPECT_EXIT(TestPVModel(new TestSAN("machine"), 1, false, broken), ::testing::ExitedWithCode(1),
-                ::testing::Eq("!! PVModel::MakeImpulseAffectedLists: model \"machine\" has no "
-                              "action \"nosuch\" for an impulse of performance variable "
-                              "\"broken\"\n"));
+    for (const auto& [factory, message] : cases)
+        EXPECT_EXIT(TestPVModel(new TestSAN("machine"), 1, false, factory),
+                    ::testing::ExitedWithCode(0), ::testing::Eq(message));
 }

@@ -141,8 +141,11 @@ ImpulseNodeClass** CountingImpulse::CreateWorkerList(int count) {
 }
 
 PlaceNode::~PlaceNode() {
-    for (int w = 0; Workers != nullptr && w < NumWorkers; ++w)
+    for (int w = 0; Workers != nullptr && w < NumWorkers; ++w) {
+        if (Workers[w] != nullptr)
+            delete[] Workers[w]->Name; // as the text says a generated node does
         delete Workers[w];
+    }
     for (ImpulseNodeClass* impulse : impulses)
         delete impulse;
 }

@@ -4,6 +4,7 @@
 // address-space limit leaves, so that the next allocation fails.
 
 #include "actions/BaseActionClass.h"
+#include "base/Errors.h"
 #include "base/List.h"
 #include "ssg/DeterministicList.h"
 #include "ssg/HybridHash.h"
@@ -14,6 +15,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fcntl.h>
+#include <new>
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -66,31 +69,54 @@ protected:
     }
 };
 
+// Each allocation with a message of its own reaches it, also under the driver's
+// new-handler (which gives the general report for every other allocation).
 TEST_F(AllocationFailureTest, ListGrowthWritesItsLineBeforeTheFatalReport) {
-    EXPECT_EXIT(
-        {
-            List<int> list(1);
-            int first = 1;
-            int second = 2;
-            list.append(&first);
-            exhaustMemory();
-            list.append(&second);
-        },
-        testing::ExitedWithCode(1),
-        std::string("^!! Crtical error in List<C>::append\\(List\\*\\) do to insufficient "
-                    "memory\\.\\.\\.exiting\n") +
-            memoryReport);
+    for (bool driverHandler : {false, true}) {
+        EXPECT_EXIT(
+            {
+                if (driverHandler)
+                    std::set_new_handler(MemoryAllocationError);
+                List<int> list(1);
+                int first = 1;
+                int second = 2;
+                list.append(&first);
+                exhaustMemory();
+                list.append(&second);
+            },
+            testing::ExitedWithCode(1),
+            std::string("^!! Crtical error in List<C>::append\\(List\\*\\) do to insufficient "
+                        "memory\\.\\.\\.exiting\n") +
+                memoryReport)
+            << driverHandler;
+    }
 }
 
 TEST_F(AllocationFailureTest, RewardStructuresNameTheirOperation) {
-    EXPECT_EXIT(
-        {
-            BaseActionClass action;
-            exhaustMemory();
-            action.AllocatePVRateDS(64);
-        },
-        testing::ExitedWithCode(1),
-        "^!! Memory allocation error in BaseActionClass::AllocatePVRateDS\\(\\)\n$");
+    for (bool driverHandler : {false, true}) {
+        EXPECT_EXIT(
+            {
+                if (driverHandler)
+                    std::set_new_handler(MemoryAllocationError);
+                BaseActionClass action;
+                exhaustMemory();
+                action.AllocatePVRateDS(64);
+            },
+            testing::ExitedWithCode(1),
+            "^!! Memory allocation error in BaseActionClass::AllocatePVRateDS\\(\\)\n$")
+            << driverHandler;
+        EXPECT_EXIT(
+            {
+                if (driverHandler)
+                    std::set_new_handler(MemoryAllocationError);
+                BaseActionClass action;
+                exhaustMemory();
+                action.AllocatePVImpulseDS(64);
+            },
+            testing::ExitedWithCode(1),
+            "^!! Memory allocation error in BaseActionClass::AllocatePVImpulseDS\\(\\)\n$")
+            << driverHandler;
+    }
 }
 
 TEST_F(AllocationFailureTest, StateStoreBlockThatCannotBeAllocated) {
@@ -107,15 +133,38 @@ TEST_F(AllocationFailureTest, StateStoreBlockThatCannotBeAllocated) {
 
 TEST_F(AllocationFailureTest, QueueWithoutRoomForItsSlots) {
     // This report goes to standard output; the child sends it to standard error,
-    // where the death test looks.
-    EXPECT_EXIT(
-        {
-            std::fflush(stdout);
-            dup2(2, 1);
-            exhaustMemory();
-            Queue queue(4);
-        },
-        testing::ExitedWithCode(1), "^Error out of memory\n$");
+    // where the death test looks, and drops its own standard error. The driver's
+    // new-handler, which gives the general report, must not come first.
+    for (bool driverHandler : {false, true}) {
+        EXPECT_EXIT(
+            {
+                if (driverHandler)
+                    std::set_new_handler(MemoryAllocationError);
+                std::fflush(stdout);
+                dup2(2, 1);
+                exhaustMemory();
+                Queue queue(4);
+            },
+            testing::ExitedWithCode(1), "^Error out of memory\n$")
+            << driverHandler;
+        EXPECT_EXIT(
+            {
+                if (driverHandler)
+                    std::set_new_handler(MemoryAllocationError);
+                Queue queue(0); // records without buffers: only the slot arrays grow
+                exhaustMemory();
+                state_struct record;
+                record.number = 1;
+                std::fflush(stdout);
+                dup2(2, 1);
+                int devNull = open("/dev/null", O_WRONLY);
+                dup2(devNull, 2);
+                for (;;)
+                    queue.Enqueue(&record);
+            },
+            testing::ExitedWithCode(1), "^Error out of memory\n$")
+            << driverHandler;
+    }
 }
 
 TEST_F(AllocationFailureTest, EnablingListGrowthGivesTheFatalReport) {

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <fstream>
 #include <string>
 
 namespace {
@@ -45,16 +46,51 @@ TEST(PartialResultsTest, FailedDeterministicRunRemovesRewardAndEnablingFiles) {
     EXPECT_FALSE(fileExists(dir.path() + "timer.det"));
 }
 
-TEST(PartialResultsTest, TraceFileNamingAResultFileIsRefused) {
+TEST(PartialResultsTest, TraceFileThatIsAResultFileIsRefusedWhateverItsSpelling) {
+    // Every spelling of a result file's name is refused, whether the result file
+    // exists (an earlier run's, left untouched) or not (and is not created).
     TempDir dir;
-    for (const char* extension : {".arm", ".var", ".pvtype", ".det"}) {
-        std::string trace = std::string("./exp1") + extension;
-        RunResult result = run(binary("gen") + " -P./ -Nexp1 -B0 -l1 -t" + trace, dir.path());
-        EXPECT_EQ(result.status, 1) << extension;
-        EXPECT_EQ(result.err, "Error: the trace file " + trace +
-                                  " is one of the run's result files; choose another name (-t)\n");
-        EXPECT_FALSE(fileExists(dir.path() + "exp1.arm")) << extension;
+    std::filesystem::create_directory(dir.path() + "sub");
+    std::filesystem::create_symlink(dir.path() + "exp1.det", dir.path() + "link");
+    struct Case {
+        const char* trace;
+        const char* result;
+    };
+    const Case cases[] = {
+        {"./exp1.arm", "./exp1.arm"},
+        {"exp1.arm", "./exp1.arm"},
+        {".//exp1.var", "./exp1.var"},
+        {"././exp1.pvtype", "./exp1.pvtype"},
+        {"sub/../exp1.arm", "./exp1.arm"},
+        {"link", "./exp1.det"},
+        {"ABSOLUTE", "./exp1.var"},
+    };
+    for (bool resultsExist : {false, true}) {
+        for (const Case& c : cases) {
+            std::string trace = c.trace == std::string("ABSOLUTE") ? dir.path() + "exp1.var" : c.trace;
+            std::string resultPath = dir.path() + std::string(c.result).substr(2);
+            if (resultsExist) {
+                std::ofstream(resultPath) << "earlier run\n";
+            }
+            RunResult result = run(binary("gen") + " -P./ -Nexp1 -B0 -l1 -t" + trace, dir.path());
+            EXPECT_EQ(result.status, 1) << trace;
+            EXPECT_EQ(result.err, "Error: the trace file " + trace + " is the result file " +
+                                      c.result + "; choose another name (-t)\n");
+            if (resultsExist) {
+                EXPECT_EQ(readFile(resultPath), "earlier run\n") << trace;
+                std::filesystem::remove(resultPath);
+            }
+            for (const char* extension : {".arm", ".var", ".pvtype", ".det"})
+                EXPECT_FALSE(fileExists(dir.path() + "exp1" + extension)) << trace << extension;
+        }
     }
+}
+
+TEST(PartialResultsTest, TraceFileBesideTheResultFilesIsWritten) {
+    TempDir dir;
+    RunResult result = run(binary("gen") + " -P./ -Nexp1 -B0 -l1 -t./exp1.trace", dir.path());
+    ASSERT_EQ(result.status, 0) << result.err;
+    EXPECT_NE(readFile(dir.path() + "exp1.trace").find("State Number = 1\n"), std::string::npos);
 }
 
 } // namespace

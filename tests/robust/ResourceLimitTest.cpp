@@ -1,7 +1,6 @@
-// Runs of the real executables that reach a limit: the address space, the state
-// store's room for state numbers, and the store's index under hostile load
-// factors. Each must end with one clear report and status 1, never with a
-// signal or an uncaught exception.
+// Runs of the real executables that reach a limit: the address space and the
+// store's index under hostile load factors. Each must end with one clear report and status 1, never
+// with a signal or an uncaught exception.
 
 #include "support/TestSupport.h"
 
@@ -23,10 +22,6 @@ constexpr bool sanitized = true;
 constexpr bool sanitized = false;
 #endif
 
-const std::string memoryReport =
-    "Insufficient Memory to allocate dynamic data structures from heap memory\n"
-    "Exiting program...\n";
-
 class ResourceLimitTest : public ::testing::Test {
 protected:
     // Runs gen-counter (a chain of Size states) in the scratch folder.
@@ -43,17 +38,22 @@ protected:
     TempDir dir;
 };
 
-TEST_F(ResourceLimitTest, MemoryExhaustionGivesTheFatalMemoryReport) {
+TEST_F(ResourceLimitTest, BlockThatCannotBeAllocatedStopsTheRun) {
     if (sanitized)
         GTEST_SKIP() << "the address sanitizer cannot run under an address-space limit";
     // 300000 states of 1004 bytes fill three blocks of the state store, about 100 MB
-    // each; the limits run out at the first, second and third block.
+    // each; the limits run out at the first, second and third block. The store's
+    // own message comes through the driver's new-handler, and the .arm file is left
+    // without its count (or not begun).
     for (const char* kilobytes : {"65536", "163840", "262144"}) {
         RunResult result = counter("-B0 -Oi:Size:300000:i:Width:500",
                                    std::string("ulimit -v ") + kilobytes + "; ");
         EXPECT_EQ(result.status, 1) << kilobytes;
-        EXPECT_EQ(result.err, memoryReport) << kilobytes;
+        EXPECT_EQ(result.err, "Error:  Unable to allocate memory\n") << kilobytes;
         EXPECT_EQ(result.out.find("Generated:"), std::string::npos) << kilobytes;
+        std::string arm = testsupport::readFile(dir.path() + "run.arm");
+        std::string count = arm.empty() ? "" : arm.substr(2, arm.find('\n', 2) - 2);
+        EXPECT_EQ(count.find_first_not_of(' '), std::string::npos) << kilobytes;
     }
 }
 
@@ -65,17 +65,6 @@ TEST_F(ResourceLimitTest, IndexThatCannotGrowStopsTheRun) {
     RunResult result = counter("-B2", "ulimit -v 65536; ");
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(result.err, "Error:  TempHashTable not allocated\n");
-    EXPECT_EQ(result.out.find("Generated:"), std::string::npos);
-}
-
-TEST_F(ResourceLimitTest, FullStateStoreStopsTheRun) {
-    if (sanitized)
-        GTEST_SKIP() << "12.8 million states take too long under the sanitizers";
-    discardResults();
-    RunResult result = counter("-B2 -h0.9");
-    EXPECT_EQ(result.status, 1);
-    EXPECT_EQ(result.err, "Error:  The state store is full: state 12800000 cannot be stored "
-                          "(at most 12799999 states)\n");
     EXPECT_EQ(result.out.find("Generated:"), std::string::npos);
 }
 
@@ -91,11 +80,15 @@ TEST_F(ResourceLimitTest, LoadFactorsThatFillTheIndexStopTheRun) {
     }
 }
 
-TEST_F(ResourceLimitTest, LoadFactorZeroOutgrowsTheIndexSizes) {
-    // The index grows at every new state and runs out of sizes at the 14th.
-    RunResult result = counter("-B0 -Oi:Size:20 -h0");
-    EXPECT_EQ(result.status, 1);
-    EXPECT_EQ(result.err, "Hash:  Error:  allocate more memory for Hash Table\n");
+TEST_F(ResourceLimitTest, LoadFactorZeroGrowsTheIndexPastTheListedSizes) {
+    if (sanitized)
+        GTEST_SKIP() << "reading 1.7 GB of empty index takes too long under the sanitizers";
+    // The index grows at every new state, the initial one included: at state 14 it
+    // passes the 14 listed sizes, to 99400541 entries. Its pages are touched only
+    // where entries land, so the run stays small.
+    RunResult result = counter("-B0 -Oi:Size:14 -h0");
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_EQ(testsupport::readFile(dir.path() + "run.arm").substr(0, 4), "1\n14");
 }
 
 } // namespace

@@ -1,5 +1,7 @@
 #include "ssg/HybridHash.h"
 
+#include "ssg/TestModel.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -11,6 +13,9 @@ namespace {
 
 using Vector6 = std::array<char, 6>;
 using Home = HybridHash::HomeHash;
+
+constexpr unsigned long Two24 = 1UL << 24;
+constexpr unsigned long Two32 = 1UL << 32;
 
 // A distinct 6-byte vector per number.
 Vector6 numbered(std::uint32_t n) {
@@ -24,6 +29,14 @@ Vector6 numbered(std::uint32_t n) {
 HybridHash store(double loadFactor = 0.5, unsigned long blockSize = 100000,
                  unsigned long maxBlocks = 128, Home home = Home::Chunks) {
     return HybridHash(nullptr, 6, 131071, blockSize, 5, maxBlocks, loadFactor, home);
+}
+
+// Every entry of the index, slot by slot.
+std::vector<std::uint32_t> entries(const HybridHash& table) {
+    std::vector<std::uint32_t> all(table.getTableSize());
+    for (std::uint32_t slot = 0; slot < table.getTableSize(); ++slot)
+        all[slot] = table.getEntry(slot);
+    return all;
 }
 
 TEST(HybridHash, ChunkSumHomeSlots) {
@@ -49,12 +62,12 @@ TEST(HybridHash, CollisionsProbeWithGrowingSteps) {
     HybridHash table = store();
     table.Insert(a.data(), 1);
     table.Insert(b.data(), 2);
-    table.Insert(c.data(), 3);
+    EXPECT_EQ(table.FindOrInsert(c.data(), 3), -1);
     EXPECT_EQ(table.getEntry(1), 1u); // steps of 1024 x 1, then 1024 x 2
     EXPECT_EQ(table.getEntry(1025), 2u);
     EXPECT_EQ(table.getEntry(3073), 3u);
     EXPECT_EQ(table.Lookup(a.data()), 1);
-    EXPECT_EQ(table.Lookup(b.data()), 2);
+    EXPECT_EQ(table.FindOrInsert(b.data(), 4), 2);
     EXPECT_EQ(table.Lookup(c.data()), 3);
     EXPECT_EQ(table.Lookup(Vector6{0, 1, 0, 0, 0, 0}.data()), -1);
     // The order of insertion decides who sits in the home slot.
@@ -74,65 +87,168 @@ TEST(HybridHash, GrowthPointFollowsTheLoadFactor) {
     EXPECT_EQ(table.getTableSize(), 393209u);
 }
 
-// Growth of the index at 132, 394, 787, 1180, 1967 (0.001 of each size) and a
-// block every 100 numbers keep every number, with either home slot.
+// Growth of the index at 132, 394, 787, 1180, 1967 (0.001 of each size), a block
+// every 100 numbers and a block array that starts with room for 2 blocks: every
+// number is kept, with either home slot. The single probe of FindOrInsert puts
+// each entry exactly where a lookup followed by an insert puts it, across every
+// growth of the index, with repeated vectors found rather than stored again.
 TEST(HybridHash, GrowthAndNewBlocksKeepEveryNumber) {
     for (Home home : {Home::Chunks, Home::Mixed}) {
-        HybridHash table = store(0.001, 100, 128, home);
-        const std::uint32_t count = 2500;
-        for (std::uint32_t n = 1; n <= count; ++n)
-            table.Insert(numbered(n).data(), n);
-        EXPECT_EQ(table.getPrimeIndex(), 5u);
-        EXPECT_EQ(table.getLastBlock(), 25u);
+        HybridHash separate = store(0.001, 100, 2, home);
+        HybridHash single = store(0.001, 100, 2, home);
+        const std::uint32_t count = 3000; // 2000 numbers stored
+        std::uint32_t next = 1;
         for (std::uint32_t n = 1; n <= count; ++n) {
-            ASSERT_EQ(table.Lookup(numbered(n).data()), static_cast<long>(n));
-            ASSERT_EQ(std::memcmp(table.StoredState(n), numbered(n).data(), 6), 0);
+            // Every third vector is one stored before.
+            Vector6 key = numbered(n % 3 == 0 ? n / 3 : next);
+            long found = separate.Lookup(key.data());
+            if (found < 0)
+                separate.Insert(key.data(), next);
+            long same = single.FindOrInsert(key.data(), next);
+            ASSERT_EQ(same, found) << n;
+            next += found < 0;
         }
-        EXPECT_EQ(table.Lookup(numbered(count + 1).data()), -1);
-        // Number 100 opened block 1: its reference names block 1.
-        int found = 0;
-        for (std::uint32_t slot = 0; slot < table.getTableSize(); ++slot)
-            found += table.getEntry(slot) == 100u + (1u << 24);
-        EXPECT_EQ(found, 1);
+        const std::uint32_t stored = next - 1;
+        for (HybridHash* table : {&separate, &single}) {
+            EXPECT_EQ(table->getPrimeIndex(), 5u);
+            EXPECT_EQ(table->getLastBlock(), stored / 100);
+            EXPECT_GE(table->getMaxBlocks(), stored / 100 + 1);
+            for (std::uint32_t n = 1; n <= stored; ++n) {
+                ASSERT_EQ(table->Lookup(numbered(n).data()), static_cast<long>(n));
+                ASSERT_EQ(std::memcmp(table->StoredState(n), numbered(n).data(), 6), 0);
+            }
+            EXPECT_EQ(table->Lookup(numbered(stored + 1).data()), -1);
+        }
+        EXPECT_EQ(entries(single), entries(separate));
     }
 }
 
-// Vectors of small values, as models produce them, and vectors too short for a
-// chunk sum get spread home slots.
+// Numbers around the old 24-bit limit of the references and at the top of the
+// 32-bit range, with a growth of the index among them (the load factor puts the
+// growth point at 131071 x factor). Blocks that no number reached stay unallocated.
+TEST(HybridHash, LargeNumbersAreStoredAndFound) {
+    struct Case {
+        double loadFactor;
+        std::vector<unsigned long> numbers;
+    };
+    const Case cases[] = {
+        // Growth point 131071 x 128 = 2^24 - 128.
+        {128, {Two24 - 130, Two24 - 129, Two24 - 128, Two24 - 1, Two24, Two24 + 1, 2 * Two24}},
+        // Growth point 131071 x 32768 = 2^32 - 32768.
+        {32768, {Two32 - 32769, Two32 - 32768, Two32 - 32767, Two32 - 65537, Two32 - 2, Two32 - 1}},
+    };
+    for (const Case& c : cases) {
+        for (bool single : {false, true}) {
+            std::vector<unsigned long> numbers = c.numbers;
+            std::sort(numbers.begin(), numbers.end());
+            HybridHash table = store(c.loadFactor, 1 << 16, 4, Home::Mixed);
+            for (unsigned long n : numbers) {
+                Vector6 key = numbered(static_cast<std::uint32_t>(n));
+                if (single)
+                    ASSERT_EQ(table.FindOrInsert(key.data(), n), -1);
+                else
+                    table.Insert(key.data(), n);
+            }
+            EXPECT_EQ(table.getPrimeIndex(), 1u);
+            EXPECT_EQ(table.getLastBlock(), numbers.back() >> 16);
+            std::vector<std::uint32_t> stored;
+            for (std::uint32_t entry : entries(table)) {
+                if (entry != 0)
+                    stored.push_back(entry);
+            }
+            std::sort(stored.begin(), stored.end());
+            EXPECT_EQ(stored, std::vector<std::uint32_t>(numbers.begin(), numbers.end()));
+            for (unsigned long n : numbers) {
+                Vector6 key = numbered(static_cast<std::uint32_t>(n));
+                EXPECT_EQ(table.Lookup(key.data()), static_cast<long>(n));
+                EXPECT_EQ(table.FindOrInsert(key.data(), numbers.back() + 1), static_cast<long>(n));
+                EXPECT_EQ(std::memcmp(table.StoredState(n), key.data(), 6), 0);
+            }
+        }
+    }
+}
+
+// Vectors of small values, as models produce them, spread over the home slots
+// at every length: the bytes that vary lie at the front or at the back (where a
+// length that is not a multiple of 8 has its last, overlapping word).
 TEST(HybridHash, MixedHomeSlotsSpreadSmallValues) {
-    HybridHash eight(nullptr, 8, 131071, 100000, 5, 128, 0.5, Home::Mixed);
-    HybridHash two(nullptr, 2, 131071, 100000, 5, 128, 0.5, Home::Chunks);
-    std::vector<std::uint32_t> homes8, homes2;
-    for (std::uint32_t n = 0; n < 20000; ++n) {
-        std::array<char, 8> key{};
-        for (int i = 0; i < 8; ++i)
-            key[i] = static_cast<char>((n >> (2 * i)) & 3);
-        homes8.push_back(eight.HomeSlot(key.data()));
-        homes2.push_back(two.HomeSlot(reinterpret_cast<const char*>(&n)));
+    struct Case {
+        unsigned long size;
+        bool atBack;
+    };
+    const Case cases[] = {{2, false}, {3, true},   {5, false}, {7, true},  {8, false},
+                          {11, true}, {13, false}, {44, true}, {44, false}};
+    for (const Case& c : cases) {
+        HybridHash table(nullptr, c.size, 131071, 100000, 5, 128, 0.5, Home::Mixed);
+        std::vector<std::uint32_t> homes;
+        std::vector<char> key(c.size);
+        for (std::uint64_t n = 0; n < 20000; ++n) {
+            // n in base 4, one digit per byte (base 256 for the shortest vectors).
+            std::fill(key.begin(), key.end(), 0);
+            unsigned long digits = std::min<unsigned long>(c.size, 8);
+            for (unsigned long i = 0; i < digits; ++i) {
+                std::uint64_t digit = c.size < 8 ? (n >> (8 * i)) & 0xFF : (n >> (2 * i)) & 3;
+                key[c.atBack ? c.size - 1 - i : i] = static_cast<char>(digit);
+            }
+            homes.push_back(table.HomeSlot(key.data()));
+        }
+        std::sort(homes.begin(), homes.end());
+        EXPECT_GT(std::unique(homes.begin(), homes.end()) - homes.begin(), 18000)
+            << c.size << (c.atBack ? " at the back" : " at the front");
     }
-    for (std::vector<std::uint32_t>* homes : {&homes8, &homes2}) {
-        std::sort(homes->begin(), homes->end());
-        EXPECT_GT(std::unique(homes->begin(), homes->end()) - homes->begin(), 18000);
+}
+
+// A model whose CompareState counts its calls.
+class CountingModel : public testmodel::TestPVModel {
+public:
+    CountingModel()
+        : TestPVModel(testmodel::ModelShape{{{"a", 0}, {"b", 0}, {"c", 0}}, {}, {}, {}}) {}
+    bool CompareState(void* a, void* b) override {
+        ++Calls;
+        return TestPVModel::CompareState(a, b);
     }
+    int Calls = 0;
+};
+
+TEST(HybridHash, EqualityByTheModelOrByTheBytes) {
+    for (auto equality : {HybridHash::Equality::Model, HybridHash::Equality::Bytes}) {
+        CountingModel model;
+        ASSERT_EQ(model.StateSize(), 6);
+        HybridHash table(&model, 6, 131071, 100000, 5, 128, 0.5, Home::Mixed, equality);
+        for (std::uint32_t n = 1; n <= 100; ++n)
+            table.Insert(numbered(n).data(), n);
+        for (std::uint32_t n = 1; n <= 100; ++n)
+            ASSERT_EQ(table.Lookup(numbered(n).data()), static_cast<long>(n));
+        EXPECT_EQ(table.Lookup(numbered(101).data()), -1);
+        // The fingerprints differ for every pair of these vectors.
+        EXPECT_EQ(model.Calls, equality == HybridHash::Equality::Model ? 100 : 0);
+    }
+}
+
+TEST(HybridHash, PrimeTableContinuesPastTheListedSizes) {
+    // The listed sizes, then the smallest prime at or above 7/5 of the one before
+    // (found independently by trial division), up to the last below 2^32.
+    const std::vector<std::uint32_t> expected = {
+        131071,     393209,     786419,     1179637,    1966049,    2752481,   4325341,
+        6684607,    9437101,    15335303,   21000169,   31000303,   51000353,  71000383,
+        99400541,   139160797,  194825119,  272755177,  381857291,  534600221, 748440313,
+        1047816463, 1466943077, 2053720313, 2875208447, 4025291839, 0};
+    for (unsigned i = 0; i < expected.size(); ++i)
+        EXPECT_EQ(HybridHash::PrimeSize(i), expected[i]) << i;
+    EXPECT_EQ(HybridHash::PrimeSize(1000), 0u);
 }
 
 TEST(HybridHash, LimitsStopTheRun) {
+    // Numbers never wrap: the first one past 32 bits is refused.
     EXPECT_EXIT(
         {
-            HybridHash table = store(0.5, 10, 2); // two blocks of 10: numbers up to 19
-            for (std::uint32_t n = 1; n <= 20; ++n)
-                table.Insert(numbered(n).data(), n);
+            HybridHash table = store(1e9, 1 << 16, 2);
+            table.Insert(numbered(1).data(), Two32 - 1);
+            table.FindOrInsert(numbered(2).data(), Two32);
         },
         testing::ExitedWithCode(1),
-        "^Error:  The state store is full: state 20 cannot be stored \\(at most 19 states\\)\n$");
-    EXPECT_EXIT(
-        {
-            HybridHash table(nullptr, 1, 131071, 1 << 24, 5, 2, 0.5);
-            char key = 1;
-            table.Insert(&key, 1 << 24);
-        },
-        testing::ExitedWithCode(1),
-        "state 16777216 cannot be stored \\(at most 16777215 states\\)");
+        "^Error:  The state store is full: state 4294967296 cannot be stored \\(at most "
+        "4294967295 states\\)\n$");
 }
 
 } // namespace

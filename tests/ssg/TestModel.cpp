@@ -139,8 +139,11 @@ public:
         AddModelDependency("test");
     }
     ~TestNode() override {
-        for (int w = 0; Workers != nullptr && w < NumWorkers; ++w)
+        for (int w = 0; Workers != nullptr && w < NumWorkers; ++w) {
+            if (Workers[w] != nullptr)
+                delete[] Workers[w]->Name;
             delete Workers[w];
+        }
     }
     void CreateWorkerList() override {
         for (int w = 0; w < NumWorkers; ++w)

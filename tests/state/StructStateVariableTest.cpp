@@ -96,6 +96,36 @@ TEST(StructStateVariable, SharesFieldByField) {
     EXPECT_EQ(t.inner.p3.getMark(), 5);
 }
 
+TEST(StructStateVariable, SharingWithAnAbsorbedStructureJoinsItsGroup) {
+    // b absorbs a; then c shares with a (already absorbed), and d with c: as for
+    // places, each joins the group that a's holder leads, whatever the order.
+    Outer a, b, c, d;
+    BaseActionClass onA, onC, onD;
+    a.appendEnabledAction(&onA);
+    c.appendEnabledAction(&onC);
+    d.appendEnabledAction(&onD);
+    b.share(&a);
+    c.share(&a);  // other not stored, this stored
+    a.share(&d);  // this not stored, other stored
+    Outer e, f;
+    e.share(&f);
+    f.share(&c);  // neither stored: c's group takes in e's
+    for (Outer* s : {&a, &c, &d, &e, &f}) {
+        EXPECT_FALSE(s->getStored());
+        EXPECT_EQ(s->holder, &b);
+        EXPECT_EQ(s->getEnabledActions(), b.getEnabledActions());
+    }
+    EXPECT_TRUE(b.getStored());
+    EXPECT_EQ(b.getNumEnabledActions(), 3);
+    for (BaseActionClass* action : {&onA, &onC, &onD})
+        EXPECT_TRUE(b.getEnabledActions()->contains(action));
+    f.inner.p3.setMark(9); // one cell per field for all six
+    for (Outer* s : {&a, &b, &c, &d, &e})
+        EXPECT_EQ(s->inner.p3.getMark(), 9);
+    a.p1.setMark(4);
+    EXPECT_EQ(e.p1.getMark(), 4);
+}
+
 TEST(StructStateVariableDeathTest, MisuseIsAProgrammingError) {
     Outer s;
     Place p("p", 0);
@@ -103,6 +133,10 @@ TEST(StructStateVariableDeathTest, MisuseIsAProgrammingError) {
     BaseStructStateVariable small("small", "", twoShorts, 1);
     small.fields[0].var = &p;
     EXPECT_DEATH(s.ShareWith(&small), "otheri != otherStruct->fields.end");
+    Outer t, u;
+    t.share(&u);
+    EXPECT_DEATH(u.share(&t), "StructStateVariable: ShareWith: Assertion `otherStruct->holder "
+                              "!= holder' failed"); // one group already
 }
 
 } // namespace

@@ -55,6 +55,11 @@ TEST(RangeOverrideTest, AppliesOrReportsEachTriple) {
          "double\n",
          {A, 3, I, W}},
         {"i:gamma:5", noGamma, {A, B, I, W}}, // an unknown name cannot be type-checked
+        // An unknown name with a value that does not convert: the name first.
+        {"d:gamma:abc:d:beta:2",
+         "|!! study_1RangeStudy::OverrideGVValue: Global Variable gamma does not exist.\n"
+         "!! Override of gamma with \"abc\" refused: not a valid double\n",
+         {A, 2, I, W}},
     };
     for (const Case& c : cases) {
         DestructStudy();

@@ -115,6 +115,8 @@ TEST(TraceFileContainer, FormatsOnceAndForwardsToEachFile) {
     container.printf(4, "Checking Action: %s", "arrival");
     container.printf(3, "State Number = %d", 7);
     container.printState();
+    // The file interface's overload is the base's on the container: nothing.
+    container.printInitialState(pv.SubModel);
     std::string state = modelLine(pv.SubModel, "two") + "    a = 1\n    b = 2\n";
     EXPECT_EQ(first.str(), "Checking Action: arrival\nState Number = 7\n" + state);
     EXPECT_EQ(second.str(), "State Number = 7\n" + state);

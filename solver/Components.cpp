@@ -42,6 +42,8 @@ Components findComponents(const RateMatrix& m) {
             const std::uint64_t edge = calls.back().edge;
             if (edge < m.start[std::size_t{v} + 1]) {
                 ++calls.back().edge;
+                if (m.rate[edge] == 0.0)
+                    continue;  // a rate of 0 is no transition
                 const std::uint32_t w = m.source[edge];
                 if (index[w] == kUnvisited)
                     visit(w);
@@ -81,7 +83,7 @@ Components findComponents(const RateMatrix& m) {
     for (std::uint32_t j = 0; j < n; ++j)
         for (std::uint64_t e = m.start[j]; e < m.start[std::size_t{j} + 1]; ++e) {
             const std::uint32_t i = m.source[e];
-            if (c.component[i] != c.component[j]) {
+            if (c.component[i] != c.component[j] && m.rate[e] != 0.0) {
                 c.bottom[c.component[i]] = 0;
                 c.leaving[i] += m.rate[e];
             }

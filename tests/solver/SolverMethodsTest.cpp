@@ -151,11 +151,12 @@ TEST(SolverMethods, LimitsMatchADirectSolve) {
 
 TEST(SolverMethods, LimitWithTwoAbsorbingClassesWeighsEachByItsReachProbability) {
     // 1 and 2 form a transient class that leaks into 3 (transient, alone); the closed
-    // classes are {4, 5} (a two-state cycle) and {6} (absorbing). 7 is never reached.
+    // classes are {4, 5} (a two-state cycle) and {6} (absorbing: its rate of 0 to 7
+    // is no transition). 7 is never reached.
     Chain c;
     c.states = 7;
     c.arcs = {{1, 2, 3.0}, {2, 1, 1.0}, {1, 3, 0.5}, {2, 4, 0.25}, {3, 4, 2.0}, {3, 6, 1.0},
-              {4, 5, 1.0}, {5, 4, 4.0}, {2, 6, 0.125}, {7, 6, 1.0}};
+              {4, 5, 1.0}, {5, 4, 4.0}, {2, 6, 0.125}, {7, 6, 1.0}, {6, 7, 0.0}};
     c.variables.push_back({"x", 3, {{0.0, 0.0}}, {9, 9, 9, 10.0, 20.0, 1.0, 9}, {}});
     // Expected time z in the transient states 1..3: z (-Q_TT) = e1.
     const Dense q = solvertest::generator(c);

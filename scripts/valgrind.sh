@@ -2,7 +2,8 @@
 # Runs the test executables and every model's executable under Valgrind's
 # memcheck: any invalid access, use of uninitialised memory or definitely lost
 # block fails the script. Each model runs its first experiment twice: plainly,
-# and with the absorbing-state report and the full trace written to a file.
+# and with the absorbing-state report and the full trace written to a file;
+# gen-solve then solves the plain run's files.
 #
 #   scripts/valgrind.sh [build folder, default build]
 #
@@ -51,9 +52,16 @@ done
 for model in "$build"/gen "$build"/gen-*; do
     [ -x "$model" ] || continue
     name=$(basename "$model")
+    [ "$name" != gen-solve ] || continue
     mkdir -p "$scratch/$name"
     check "$name" "$model" "-P$scratch/$name/" -Nplain -B0
     check "$name-traced" "$model" "-P$scratch/$name/" -Ntraced -B0 -a -l4 "-t$scratch/$name/trace"
+    # The solver on the files just written (models with deterministic activities are
+    # refused by it, with status 1, so they are left out).
+    if [ -x "$build/gen-solve" ] && [ ! -e "$scratch/$name/plain.det" ]; then
+        check "gen-solve-$name" "$build/gen-solve" "-P$scratch/$name/" -Nplain --steady \
+            --format json --plot "$scratch/$name/plain.svg"
+    fi
 done
 
 if [ ${#failed[@]} -gt 0 ]; then

@@ -1,0 +1,51 @@
+// gen-solve: solves the chain that gen wrote and prints its performance variables.
+
+#include "CommandLine.h"
+#include "InputError.h"
+#include "ModelReader.h"
+#include "Plot.h"
+#include "Report.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <iostream>
+#include <new>
+#include <stdexcept>
+
+int main(int argc, char** argv) {
+    using namespace gensolver;
+    try {
+        const CommandLine cl = parseCommandLine(std::vector<std::string>(argv + 1, argv + argc));
+        if (cl.help) {
+            std::cout << usage();
+            return 0;
+        }
+        const Model model = readModel(cl.stem);
+        const Solution solution = solve(model, cl.solve);
+        writeReport(std::cout, solution, cl.format, cl.solve.transient.epsilon);
+        std::cout.flush();
+        if (!std::cout)
+            throw std::runtime_error("cannot write the results to standard output");
+        if (!cl.plot.empty()) {
+            std::ofstream svg(cl.plot, std::ios::binary | std::ios::trunc);
+            if (!svg)
+                throw std::runtime_error(cl.plot + ": cannot open for writing: " +
+                                         std::strerror(errno));
+            writePlot(svg, solution);
+            svg.close();
+            if (!svg)
+                throw std::runtime_error(cl.plot + ": cannot write");
+        }
+        return solution.allConverged() ? 0 : 2;
+    } catch (const std::invalid_argument& e) {
+        std::cerr << "gen-solve: " << e.what() << " (gen-solve --help for the usage)\n";
+    } catch (const InputError& e) {
+        std::cerr << "gen-solve: " << e.what() << '\n';
+    } catch (const std::bad_alloc&) {
+        std::cerr << "gen-solve: not enough memory for this chain\n";
+    } catch (const std::exception& e) {
+        std::cerr << "gen-solve: " << e.what() << '\n';
+    }
+    return 1;
+}

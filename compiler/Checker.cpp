@@ -46,6 +46,22 @@ const char* const structMembers[] = {"fields", "stateSize", "name", "prefix", "s
                                      "stored", "functionallyShared", "sharingCount",
                                      "SVAffectingActions", "SVEnabledActions", "types"};
 
+// Types and enumerators of the framework, which the generated code names.
+const char* const frameworkTypes[] = {
+    "ActionModelPairClass", "Activity", "ArrayElement", "ArrayType", "AtomicSANModel", "BaseActionClass",
+    "BaseGroupClass", "BaseModelClass", "BaseStateVariableClass", "BaseStructStateVariable", "BaseStudyClass", "Beta",
+    "Binomial", "CharElement", "CompositeModel", "ConditionalWeibull", "DefaultPolicy", "Deterministic",
+    "Distribution", "Distributions", "DoubleElement", "EmptyGroup", "Erlang", "ExecutionPolicyType",
+    "Exponential", "FastSet", "FloatElement", "Gamma", "Geometric", "HyperExponential",
+    "HypoExponential", "ImpulseNodeClass", "InstantOfTime", "InstantOfTimeType", "Instantaneous", "IntElement",
+    "IntervalOfTime", "IntervalOfTimeType", "LaggedFibonacci", "Lognormal", "ModelGroupClass", "ModelType",
+    "NegativeBinomial", "Normal", "PVModel", "Pareto", "PerformanceVariableNode", "PerformanceVariableWorker",
+    "Place", "RandomNumberGenerator", "ResultsDB", "RewardModel", "RewardType", "SANModel",
+    "ShortElement", "SingleGroup", "State", "SteadyState", "SteadyStateType", "StructElement",
+    "Tausworthe", "TimeAveragedIntervalOfTime", "TimeAveragedIntervalOfTimeType", "Triangular", "Uniform", "UnorderedElement",
+    "UserDistributions", "VarModelPairClass", "Weibull", "List", "SharableSV", "SharedPointerElement",
+    "GEN_ASSERT"};
+
 // Names a global variable cannot have: it is a C++ global next to the C library
 // and the framework's own globals.
 const char* const globalNamesTaken[] = {
@@ -215,6 +231,11 @@ bool Checker::validName(const Name& n, bool global) {
     for (const char* k : cppKeywords)
         if (n.text == k) {
             diag.error(n.at, "'" + n.text + "' is a C++ keyword and cannot name a model element");
+            return false;
+        }
+    for (const char* k : frameworkTypes)
+        if (n.text == k) {
+            diag.error(n.at, "'" + n.text + "' is reserved: the framework has a type or constant of that name");
             return false;
         }
     for (const char* k : frameworkMembers)

@@ -85,13 +85,15 @@ const BadModel badModels[] = {
      "    output N, e\n}\n",
      {"7:12: 'N' is a global variable, not a place", "7:15: 'e' is an activity, not a place"}},
     {"reserved and keyword names",
-     "model m\nglobal double exp\nplace int\nplace Places\nplace x_Mark\nplace serverArray\n",
+     "model m\nglobal double exp\nplace int\nplace Places\nplace x_Mark\nplace serverArray\n"
+     "global int Erlang\n",
      {"2:15: 'exp' cannot name a global variable: a C library function or the framework has that "
       "name",
       "3:7: 'int' is a C++ keyword and cannot name a model element",
       "4:7: 'Places' is reserved: the generated classes use it",
       "5:7: 'x_Mark' is reserved: names ending in '_Mark' are used by the generated classes",
-      "6:7: 'serverArray' is reserved: names ending in 'Array' are used by the generated classes"}},
+      "6:7: 'serverArray' is reserved: names ending in 'Array' are used by the generated classes",
+      "7:12: 'Erlang' is reserved: the framework has a type or constant of that name"}},
     {"place in a fragment that may use globals only",
      "model m\nplace a = b + 1\nplace b\nexponential f[i in 0 .. a] { rate 1 }\n",
      {"2:11: place 'b' is not in scope here: an initial marking may use global variables only",

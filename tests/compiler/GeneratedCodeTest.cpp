@@ -79,6 +79,32 @@ TEST(GeneratedCodeTest, ShippedModelFromTheLanguageWritesGensFiles) {
     }
 }
 
+// The example models written in the language (tests/compiler/models) against
+// the examples' executables: groups, Erlang phases, deterministic and
+// instantaneous activities, impulses and families give the same files.
+TEST(GeneratedCodeTest, ExamplesFromTheLanguageWriteTheExamplesFiles) {
+    struct Case {
+        const char* example;
+        int experiments;
+    };
+    const Case cases[] = {{"erlang", 6}, {"timer", 5}, {"multiproc", 6}, {"polling", 7}};
+    for (const Case& c : cases) {
+        const std::string example = std::string("gen-") + c.example;
+        if (!testsupport::fileExists(testsupport::binary(example)))
+            continue; // that example is not part of this build
+        for (int experiment = 0; experiment < c.experiments; ++experiment) {
+            TempDir a, b;
+            auto expected = runModel(example, a, "exp", experiment);
+            auto actual = runModel(std::string("tests/gen-lang_") + c.example, b, "exp", experiment);
+            ASSERT_EQ(actual.result.status, expected.result.status) << c.example << actual.result.err;
+            EXPECT_EQ(actual.arm, expected.arm) << c.example << experiment;
+            EXPECT_EQ(actual.var, expected.var) << c.example << experiment;
+            EXPECT_EQ(actual.pvtype, expected.pvtype) << c.example << experiment;
+            EXPECT_EQ(actual.det, expected.det) << c.example << experiment;
+        }
+    }
+}
+
 TEST(GeneratedCodeTest, CommandLineRefusesWhatItCannotDo) {
     TempDir dir;
     struct Case {

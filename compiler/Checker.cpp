@@ -44,7 +44,8 @@ const char* const frameworkMembers[] = {
 // Members of a structured state variable that a field of that name would hide.
 const char* const structMembers[] = {"fields", "stateSize", "name", "prefix", "shared",
                                      "stored", "functionallyShared", "sharingCount",
-                                     "SVAffectingActions", "SVEnabledActions", "types"};
+                                     "SVAffectingActions", "SVEnabledActions", "types",
+                                     "holder", "absorbedMembers", "layoutVersion"};
 
 // Types and enumerators of the framework, which the generated code names.
 const char* const frameworkTypes[] = {

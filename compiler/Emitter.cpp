@@ -886,7 +886,7 @@ void Emitter::emitNodeDestructor(Writer& w, const std::string& cls, bool impulse
     w << "    if (Workers != nullptr) {\n";
     w << "        for (int w = 0; w < NumWorkers; ++w) {\n";
     w << "            if (Workers[w] == nullptr)\n                continue;\n";
-    w << "            delete[] Workers[w]->Name;\n";
+    w << "            delete[] Workers[w]->Name; // the node frees each worker's name, then the worker\n";
     w << "            Workers[w]->Name = nullptr;\n";
     w << "            delete Workers[w];\n";
     w << "            Workers[w] = nullptr;\n        }\n    }\n";

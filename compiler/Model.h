@@ -1,0 +1,100 @@
+#pragma once
+// The checked model: what the emitter writes from. Every name is resolved to an
+// index, every value has its type, every study value and time point is computed,
+// and every C++ fragment carries the places it reads or writes.
+
+#include "Ast.h"
+
+#include <string>
+#include <vector>
+
+// A C++ fragment with the places (indices into CheckedModel::places) that it names.
+struct CheckedFragment {
+    Fragment code;
+    std::vector<int> places;
+};
+
+struct CheckedGlobal {
+    std::string name;
+    ValueType type;
+    // The value in each experiment, as a C++ literal of the variable's type.
+    std::vector<std::string> values;
+};
+
+struct CheckedField {
+    std::string name;
+    ValueType type;
+    bool hasInit = false;
+    Fragment init;
+};
+
+struct CheckedStruct {
+    std::string name;
+    std::vector<CheckedField> fields;
+};
+
+struct CheckedPlace {
+    enum Kind { Scalar, Array, Struct } kind = Scalar;
+    std::string name;
+    std::string size; // Array: C++ text of the size (a literal or a global's name)
+    bool sizeIsGlobal = false;
+    int structType = -1; // Struct: index into CheckedModel::structs
+    bool hasInit = false;
+    Fragment init;
+};
+
+struct CheckedArc {
+    int place = -1;
+    bool indexed = false;
+    CheckedFragment index;
+};
+
+struct CheckedActivity {
+    std::string name;
+    ActivityKind kind = ActivityKind::Exponential;
+    bool family = false;
+    std::string index; // the family's index name
+    CheckedFragment first, last;
+    bool hasRate = false, hasDelay = false, hasPhases = false, hasWeight = false,
+         hasRank = false, hasWhen = false, hasEffect = false;
+    CheckedFragment rate, delay, phases, weight, rank, when, effect;
+    std::vector<CheckedArc> inputs, outputs;
+    std::vector<int> enablingPlaces; // in first-use order: inputs, then `when`
+    std::vector<int> affectedPlaces; // inputs, outputs, then `do`
+    std::vector<int> linkedPlaces;   // every place any of its code touches
+    int group = -1;                  // index into CheckedModel::groups, -1 when alone
+};
+
+struct CheckedGroup {
+    std::string name;
+    std::vector<int> members; // activities, in the group's order
+};
+
+struct CheckedImpulse {
+    int activity = -1;
+    CheckedFragment value;
+};
+
+struct CheckedReward {
+    std::string name;
+    RewardKind kind = RewardKind::Instant;
+    std::vector<double> starts, stops;
+    bool hasRate = false;
+    CheckedFragment rate;
+    std::vector<CheckedImpulse> impulses;
+};
+
+struct CheckedModel {
+    std::string file;      // the model file as named on the command line
+    std::string modelName; // the SAN's name
+    std::string stem;      // the reward model's stem
+    std::string studyName;
+    std::vector<CheckedGlobal> globals;
+    int numExperiments = 1;
+    std::vector<std::string> experimentNames; // empty entry: the default name
+    std::vector<CheckedStruct> structs;
+    std::vector<CheckedPlace> places;
+    std::vector<CheckedActivity> activities;
+    std::vector<CheckedGroup> groups;
+    std::vector<CheckedReward> rewards;
+};

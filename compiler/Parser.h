@@ -1,0 +1,46 @@
+#pragma once
+// Parser: reads a model file into its syntax tree. On an error it reports and
+// goes on at the next statement (or the next clause inside a block), so that
+// one run shows several errors.
+
+#include "Ast.h"
+#include "Diagnostics.h"
+#include "Lexer.h"
+
+class Parser {
+public:
+    Parser(const std::string& source, Diagnostics& diagnostics);
+    ModelFile parse();
+
+private:
+    void advance();
+    bool atStatementStart() const;
+    void skipToNextLine();
+    void skipToStatement();
+    void skipBlock();
+    void endOfStatement();
+    bool expectPunct(const char* p, const std::string& context);
+    bool expectName(Name& out, const std::string& what);
+    bool parseLiteral(Literal& out, const std::string& what);
+    Fragment fragmentAfter(const Token& word, const std::string& what);
+
+    void parseStatement(ModelFile& m);
+    void parseModel(ModelFile& m);
+    void parseGlobal(ModelFile& m);
+    void parseStudy(ModelFile& m);
+    void parseStudyTable(StudyDecl& s);
+    void parseStruct(ModelFile& m);
+    void parsePlace(ModelFile& m);
+    void parseActivity(ModelFile& m, ActivityKind kind);
+    void parseArcs(ClauseDecl& clause);
+    void parseGroup(ModelFile& m);
+    void parseReward(ModelFile& m);
+
+    Lexer lex;
+    Diagnostics& diag;
+    Token tok;
+    bool sawStatement = false;
+};
+
+// The type named by a word, or false when the word is not one of the value types.
+bool valueTypeOf(const std::string& word, ValueType& out);

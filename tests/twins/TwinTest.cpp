@@ -24,19 +24,19 @@ struct Twins {
 };
 
 // Every experiment 0 .. count - 1 of a study, run under the name exp.
-[[maybe_unused]] std::vector<std::string> experiments(int count) {
+std::vector<std::string> experiments(int count) {
     std::vector<std::string> runs;
     for (int e = 0; e < count; ++e)
         runs.push_back("-Nexp -B" + std::to_string(e));
     return runs;
 }
 
-[[maybe_unused]] std::vector<std::string> operator+(std::vector<std::string> a, const std::vector<std::string>& b) {
+std::vector<std::string> operator+(std::vector<std::string> a, const std::vector<std::string>& b) {
     a.insert(a.end(), b.begin(), b.end());
     return a;
 }
 
-[[maybe_unused]] void expectTwinsAgree(const Twins& twins) {
+void expectTwinsAgree(const Twins& twins) {
     for (const std::string& arguments : twins.runs) {
         SCOPED_TRACE(std::string(twins.fromFile) + " " + arguments);
         const twins::Outcome hand = twins::runAlone(binary(twins.handWritten), arguments);
@@ -70,3 +70,38 @@ TEST(TwinRun, ARepeatedRunAgreesAndAnotherExperimentDoesNot) {
     EXPECT_EQ(found[1].rfind("file exp.arm: line ", 0), 0u) << found[1];
 }
 
+
+// The shipped model: gen is built from the hand-written classes, gen-computer from
+// the model file. Every experiment, then overrides that are applied, refused for
+// their type or name, an experiment out of range and a traced run.
+TEST(Twins, ShippedModel) {
+    expectTwinsAgree({"gen", "gen-computer",
+                      experiments(10) + std::vector<std::string>{
+                                            "-Nexp -B0 -O d:lambda_w:2.5e-6:d:alpha:500",
+                                            "-Nexp -B3 -O d:gamma:1:i:alpha:5",
+                                            "-Nexp -B10",
+                                            "-Nexp -B9 -a -l4 -ttrace",
+                                        }});
+}
+
+// The example models while their hand-written classes remain: every experiment
+// (polling up to N = 12), the overrides their end-to-end tests use and a traced
+// run (not for polling, whose generated elements are named station[0] and
+// arrival[0] where the hand-written ones are station1 and arrival1).
+TEST(Twins, ExampleModels) {
+    const Twins examples[] = {
+        {"gen-polling", "gen-polling_file",
+         experiments(11) + std::vector<std::string>{"-Nexp -B0 -O i:N:5", "-Nexp -B0 -O i:N:1"}},
+        {"gen-multiproc", "gen-multiproc_file",
+         experiments(6) + std::vector<std::string>{"-Nexp -B0 -O i:K:4:d:coverage:0.5",
+                                                   "-Nexp -B1 -l4 -ttrace"}},
+        {"gen-erlang", "gen-erlang_file",
+         experiments(6) + std::vector<std::string>{"-Nexp -B1 -O i:k_service:1:i:k_arrival:1",
+                                                   "-Nexp -B1 -l4 -ttrace"}},
+        {"gen-timer", "gen-timer_file",
+         experiments(5) + std::vector<std::string>{"-Nexp -B0 -O i:R:0:d:mu:0.25",
+                                                   "-Nexp -B1 -l4 -ttrace"}},
+    };
+    for (const Twins& twins : examples)
+        expectTwinsAgree(twins);
+}

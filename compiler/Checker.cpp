@@ -39,7 +39,7 @@ const char* const frameworkMembers[] = {
     "AddAffectArc", "AddEnableArc", "Disabled", "Reactivation", "Fired", "DistributionType",
     "ParentModel", "ExecutionPolicy", "NumMembers", "Capacity", "MaxRank", "NumWeights",
     "WeightDistribution", "AffectedSVs", "EnablingSVs", "MaxID", "Cells", "Reward",
-    "RewardSquared", "PVId", "WorkerNumber", "ImpulseNumber", "Delay"};
+    "RewardSquared", "PVId", "WorkerNumber", "ImpulseNumber", "Delay", "Element"};
 
 // Members of a structured state variable that a field of that name would hide.
 const char* const structMembers[] = {"fields", "stateSize", "name", "prefix", "shared",
@@ -185,6 +185,7 @@ private:
     void checkActivities();
     void checkGroups();
     void checkRewards();
+    void findOwnElementArrays(CheckedActivity& a);
 
     const ModelFile& file;
     Diagnostics& diag;
@@ -841,7 +842,50 @@ void Checker::checkActivities() {
                 addUnique(c.linkedPlaces, p);
         for (int p : otherPlaces)
             addUnique(c.linkedPlaces, p);
+        if (c.family)
+            findOwnElementArrays(c);
         m.activities.push_back(c);
+    }
+}
+
+void Checker::findOwnElementArrays(CheckedActivity& a) {
+    std::vector<const CheckedFragment*> code = {&a.rate, &a.delay,  &a.phases, &a.weight,
+                                                &a.rank, &a.when,   &a.effect};
+    for (const CheckedArc& arc : a.inputs)
+        code.push_back(&arc.index);
+    for (const CheckedArc& arc : a.outputs)
+        code.push_back(&arc.index);
+    auto trimmed = [](const std::string& s) {
+        const std::size_t b = s.find_first_not_of(" \t\r\n");
+        const std::size_t e = s.find_last_not_of(" \t\r\n");
+        return b == std::string::npos ? std::string() : s.substr(b, e - b + 1);
+    };
+    for (int p : a.linkedPlaces) {
+        const CheckedPlace& place = m.places[static_cast<std::size_t>(p)];
+        if (place.kind != CheckedPlace::Array)
+            continue;
+        bool own = true;
+        for (const CheckedArc& arc : a.inputs)
+            own = own && (arc.place != p || trimmed(arc.index.code.text) == a.index);
+        for (const CheckedArc& arc : a.outputs)
+            own = own && (arc.place != p || trimmed(arc.index.code.text) == a.index);
+        for (const CheckedFragment* f : code) {
+            const std::string& t = f->code.text;
+            for (const FragmentIdentifier& id : fragmentIdentifiers(t)) {
+                if (id.name != place.name)
+                    continue;
+                // Only `name [ index ]`, blanks allowed.
+                std::size_t i = t.find_first_not_of(" \t\r\n", id.offset + id.name.size());
+                bool match = i != std::string::npos && t[i] == '[';
+                if (match) {
+                    std::size_t close = t.find(']', i);
+                    match = close != std::string::npos && trimmed(t.substr(i + 1, close - i - 1)) == a.index;
+                }
+                own = own && match;
+            }
+        }
+        if (own)
+            a.ownElementArrays.push_back(p);
     }
 }
 

@@ -121,7 +121,14 @@ private:
     void emitSANSource();
     void emitActivityClass(Writer& w, const CheckedActivity& a);
     void emitActivityMethods(Writer& w, const CheckedActivity& a);
-    void emitPlaceLocals(Writer& w, const std::vector<int>& places, bool writable);
+    void emitPlaceLocals(Writer& w, const CheckedActivity& a, const std::vector<int>& places,
+                         bool writable);
+    static bool ownElement(const CheckedActivity& a, int p) {
+        for (int x : a.ownElementArrays)
+            if (x == p)
+                return true;
+        return false;
+    }
     void emitWorkerLocals(Writer& w, const std::vector<int>& places);
     void emitValue(Writer& w, const CheckedFragment& f, const char* type);
     void emitStatePacking(Writer& w);
@@ -170,14 +177,18 @@ void Emitter::emitValue(Writer& w, const CheckedFragment& f, const char* type) {
     }
 }
 
-void Emitter::emitPlaceLocals(Writer& w, const std::vector<int>& places, bool writable) {
+void Emitter::emitPlaceLocals(Writer& w, const CheckedActivity& a, const std::vector<int>& places,
+                              bool writable) {
     for (int p : places) {
         const CheckedPlace& pl = m.places[static_cast<std::size_t>(p)];
-        if (pl.kind == CheckedPlace::Scalar) {
+        if (ownElement(a, p)) {
+            w << "    const Element<" << (writable ? "short" : "const short") << "> " << pl.name << "("
+              << pl.name << "_Mark);\n";
+        } else if (pl.kind == CheckedPlace::Scalar) {
             if (writable)
                 w << "    short& " << pl.name << " = *" << pl.name << "_Mark;\n";
             else
-                w << "    const short " << pl.name << " = *" << pl.name << "_Mark;\n";
+                w << "    const short& " << pl.name << " = *" << pl.name << "_Mark;\n";
         } else if (pl.kind == CheckedPlace::Array) {
             w << "    const Cells<" << (writable ? "short" : "const short") << "> " << pl.name << "("
               << pl.name << "_Marks.get(), " << pl.name << "_Count);\n";
@@ -295,7 +306,11 @@ void Emitter::emitActivityClass(Writer& w, const CheckedActivity& a) {
         w << "        int " << a.index << " = 0; // the member's index\n";
     for (int p : a.linkedPlaces) {
         const CheckedPlace& pl = m.places[static_cast<std::size_t>(p)];
-        if (pl.kind == CheckedPlace::Scalar) {
+        if (ownElement(a, p)) {
+            w << "        " << pl.name << "Array* " << pl.name << " = nullptr; // not owned\n";
+            w << "        short* " << pl.name << "_Mark = nullptr; // element [" << a.index
+              << "] alone, bound by LinkVariables\n";
+        } else if (pl.kind == CheckedPlace::Scalar) {
             w << "        Place* " << pl.name << " = nullptr; // not owned: the model's place\n";
             w << "        short* " << pl.name << "_Mark = nullptr; // its marking, bound by LinkVariables\n";
         } else if (pl.kind == CheckedPlace::Array) {
@@ -345,6 +360,14 @@ void Emitter::emitSANHeader() {
         w << "        T& operator[](int k) const { return *cells[k]; }\n";
         w << "        int size() const { return count; }\n\n    private:\n";
         w << "        T* const* cells;\n        int count;\n    };\n\n";
+        if (families) {
+            w << "    // The one element of an array that a family member uses, at its own index:\n";
+            w << "    // the member binds that element alone, so a[i] is one load.\n";
+            w << "    template <class T> class Element {\n    public:\n";
+            w << "        explicit Element(T* cell) : cell(cell) {}\n";
+            w << "        T& operator[](int) const { return *cell; }\n\n    private:\n";
+            w << "        T* cell;\n    };\n\n";
+        }
     }
     for (const CheckedStruct& s : m.structs) {
         w << "    // The fields of a place of structure " << s.name << ".\n";
@@ -468,7 +491,7 @@ void Emitter::emitActivityMethods(Writer& w, const CheckedActivity& a) {
         for (int p : a.when.places)
             add(enabling, p);
     w << "bool " << q << "Enabled() {\n";
-    emitPlaceLocals(w, enabling, false);
+    emitPlaceLocals(w, a, enabling, false);
     w << "    PreviousEnabled = CurrentEnabled;\n";
     if (a.inputs.empty() && !a.hasWhen) {
         w << "    CurrentEnabled = true;\n";
@@ -503,7 +526,7 @@ void Emitter::emitActivityMethods(Writer& w, const CheckedActivity& a) {
     w << "    return CurrentEnabled;\n}\n\n";
     if (a.hasRate) {
         w << "double " << q << "Rate() {\n";
-        emitPlaceLocals(w, a.rate.places, false);
+        emitPlaceLocals(w, a, a.rate.places, false);
         emitValue(w, a.rate, "double");
         w << "}\n\n";
     } else if (a.kind == ActivityKind::Exponential || a.kind == ActivityKind::Erlang) {
@@ -511,7 +534,7 @@ void Emitter::emitActivityMethods(Writer& w, const CheckedActivity& a) {
     }
     w << "double " << q << "Weight() {\n";
     if (a.hasWeight) {
-        emitPlaceLocals(w, a.weight.places, false);
+        emitPlaceLocals(w, a, a.weight.places, false);
         emitValue(w, a.weight, "double");
     } else {
         w << "    return 1.0;\n";
@@ -519,7 +542,7 @@ void Emitter::emitActivityMethods(Writer& w, const CheckedActivity& a) {
     w << "}\n\n";
     w << "int " << q << "Rank() {\n";
     if (a.hasRank) {
-        emitPlaceLocals(w, a.rank.places, false);
+        emitPlaceLocals(w, a, a.rank.places, false);
         emitValue(w, a.rank, "int");
     } else {
         w << "    return 1;\n";
@@ -527,13 +550,13 @@ void Emitter::emitActivityMethods(Writer& w, const CheckedActivity& a) {
     w << "}\n\n";
     if (a.kind == ActivityKind::Erlang) {
         w << "double " << q << "ErlangParamM() {\n";
-        emitPlaceLocals(w, a.phases.places, false);
+        emitPlaceLocals(w, a, a.phases.places, false);
         emitValue(w, a.phases, "double");
         w << "}\n\n";
     }
     if (a.kind == ActivityKind::Deterministic) {
         w << "double " << q << "Delay() {\n";
-        emitPlaceLocals(w, a.delay.places, false);
+        emitPlaceLocals(w, a, a.delay.places, false);
         emitValue(w, a.delay, "double");
         w << "}\n\n";
     }
@@ -569,7 +592,7 @@ void Emitter::emitActivityMethods(Writer& w, const CheckedActivity& a) {
         for (int p : a.effect.places)
             add(firing, p);
     w << "BaseActionClass* " << q << "Fire() {\n";
-    emitPlaceLocals(w, firing, true);
+    emitPlaceLocals(w, a, firing, true);
     auto move = [&](const CheckedArc& arc, const char* op) {
         w << "    " << op << placeOf(arc.place);
         if (arc.indexed) {
@@ -600,7 +623,14 @@ void Emitter::emitActivityMethods(Writer& w, const CheckedActivity& a) {
     w << "void " << q << "LinkVariables() {\n";
     for (int p : a.linkedPlaces) {
         const CheckedPlace& pl = m.places[static_cast<std::size_t>(p)];
-        if (pl.kind == CheckedPlace::Scalar) {
+        if (ownElement(a, p)) {
+            w << "    if (" << a.index << " < 0 || " << a.index << " >= " << pl.name << "->size) {\n";
+            w << "        std::cerr << \"!! " << san << ": " << a.name << "[\" << " << a.index
+              << " << \"] uses " << pl.name << "[\" << " << a.index << " << \"], outside 0..\" << "
+              << pl.name << "->size - 1 << std::endl;\n";
+            w << "        std::exit(1);\n    }\n";
+            w << "    " << pl.name << "->element[" << a.index << "]->registerPointer(&" << pl.name << "_Mark);\n";
+        } else if (pl.kind == CheckedPlace::Scalar) {
             w << "    " << pl.name << "->registerPointer(&" << pl.name << "_Mark);\n";
         } else if (pl.kind == CheckedPlace::Array) {
             w << "    " << pl.name << "_Count = " << pl.name << "->size;\n";

@@ -62,6 +62,9 @@ struct CheckedActivity {
     std::vector<int> enablingPlaces; // in first-use order: inputs, then `when`
     std::vector<int> affectedPlaces; // inputs, outputs, then `do`
     std::vector<int> linkedPlaces;   // every place any of its code touches
+    // Arrays that a family member uses only at its own index (`a[i]`, i the
+    // family's index): the member binds that one element.
+    std::vector<int> ownElementArrays;
     int group = -1;                  // index into CheckedModel::groups, -1 when alone
 };
 

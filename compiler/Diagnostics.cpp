@@ -1,5 +1,6 @@
 #include "Diagnostics.h"
 
+#include <algorithm>
 #include <ostream>
 
 Diagnostics::Diagnostics(std::string fileName, const std::string& source)
@@ -30,7 +31,12 @@ std::string Diagnostics::sourceLine(int line) const {
 }
 
 void Diagnostics::print(std::ostream& out) const {
-    for (const Message& m : messages) {
+    // In file order: the parser and the checker each report in their own pass.
+    std::vector<Message> sorted = messages;
+    std::stable_sort(sorted.begin(), sorted.end(), [](const Message& a, const Message& b) {
+        return a.at.line != b.at.line ? a.at.line < b.at.line : a.at.column < b.at.column;
+    });
+    for (const Message& m : sorted) {
         out << fileName << ':' << m.at.line << ':' << m.at.column << ": error: " << m.text
             << '\n';
         if (m.at.line < 1)

@@ -237,6 +237,8 @@ Fragment Lexer::fragment(std::size_t offset) {
         if (c != ' ' && c != '\t' && c != '\r' && c != '\n')
             lastCode = j;
     }
+    if (j >= n && depth > 0)
+        diag.error(f.at, "a bracket of this expression is never closed");
     f.text = src.substr(i, lastCode > i ? lastCode - i : 0);
     pos = j;
     lastLineWithToken = static_cast<std::size_t>(locationOf(lastCode).line);

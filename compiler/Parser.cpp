@@ -43,8 +43,34 @@ bool valueTypeOf(const std::string& word, ValueType& out) {
     return false;
 }
 
+// Ends each pass of an entry loop: when the pass consumed nothing (its first
+// token could not start an entry), the rest of the line is skipped, so that
+// recovery always moves on.
+class Parser::ProgressGuard {
+public:
+    ProgressGuard(Parser& parser, std::size_t start) : parser(parser), start(start) {}
+    ~ProgressGuard() {
+        if (parser.tok.begin == start && parser.tok.kind != TokenKind::End && !parser.tok.is("}") &&
+            !parser.atStatementStart())
+            parser.skipToNextLine();
+    }
+    ProgressGuard(const ProgressGuard&) = delete;
+    ProgressGuard& operator=(const ProgressGuard&) = delete;
+
+private:
+    Parser& parser;
+    std::size_t start;
+};
+
 Parser::Parser(const std::string& source, Diagnostics& diagnostics)
     : lex(source, diagnostics), diag(diagnostics) {}
+
+// An error at the current token; none for a token the lexer has already
+// reported as invalid.
+void Parser::report(const std::string& message) {
+    if (tok.kind != TokenKind::Invalid)
+        diag.error(tok.at, message);
+}
 
 void Parser::advance() {
     tok = lex.next();
@@ -81,10 +107,21 @@ void Parser::skipBlock() {
     }
 }
 
+// After a block's entries: its '}' (an error at the end of the file; a missing
+// brace before the next statement was reported by the entry loop).
+void Parser::closeBlock(const std::string& what) {
+    if (tok.is("}")) {
+        advance();
+        endOfStatement();
+    } else if (tok.kind == TokenKind::End) {
+        report("the file ends inside " + what + ": expected '}'");
+    }
+}
+
 void Parser::endOfStatement() {
     if (tok.kind == TokenKind::End || tok.firstOnLine)
         return;
-    diag.error(tok.at, "unexpected " + describe(tok) + " after the statement");
+    report("unexpected " + describe(tok) + " after the statement");
     skipToNextLine();
 }
 
@@ -93,17 +130,17 @@ bool Parser::expectPunct(const char* p, const std::string& context) {
         advance();
         return true;
     }
-    diag.error(tok.at, std::string("expected '") + p + "' " + context + ", found " + describe(tok));
+    report(std::string("expected '") + p + "' " + context + ", found " + describe(tok));
     return false;
 }
 
-bool Parser::expectName(Name& out, const std::string& what) {
-    if (tok.kind == TokenKind::Name) {
+bool Parser::expectName(Name& out, const std::string& what, bool sameLine) {
+    if (tok.kind == TokenKind::Name && !(sameLine && tok.firstOnLine)) {
         out = {tok.text, tok.at};
         advance();
         return true;
     }
-    diag.error(tok.at, "expected " + what + ", found " + describe(tok));
+    report("expected " + what + ", found " + describe(tok));
     return false;
 }
 
@@ -114,7 +151,7 @@ bool Parser::parseLiteral(Literal& out, const std::string& what) {
         sign = tok.text == "-" ? "-" : "";
         advance();
         if (tok.kind != TokenKind::Number) {
-            diag.error(tok.at, "expected a number after the sign, found " + describe(tok));
+            report("expected a number after the sign, found " + describe(tok));
             return false;
         }
     }
@@ -129,7 +166,7 @@ bool Parser::parseLiteral(Literal& out, const std::string& what) {
         out.kind = TokenKind::Char;
         out.text = tok.text;
     } else {
-        diag.error(tok.at, "expected " + what + ", found " + describe(tok));
+        report("expected " + what + ", found " + describe(tok));
         return false;
     }
     advance();
@@ -151,7 +188,7 @@ ModelFile Parser::parse() {
         if (diag.count() >= 50)
             break;
         if (!tok.firstOnLine) {
-            diag.error(tok.at, "unexpected " + describe(tok) + " after the statement");
+            report("unexpected " + describe(tok) + " after the statement");
             skipToStatement();
             continue;
         }
@@ -168,10 +205,10 @@ void Parser::parseStatement(ModelFile& m) {
     sawStatement = true;
     if (w == "model") {
         if (!first || m.hasModel)
-            diag.error(tok.at, "'model' must be the first statement, and come once");
+            report("'model' must be the first statement, and come once");
         parseModel(m);
     } else if (first) {
-        diag.error(tok.at, "the file must start with 'model <name>', found " + describe(tok));
+        report("the file must start with 'model <name>', found " + describe(tok));
         if (!isStatementWord(tok))
             skipToStatement();
         else
@@ -197,7 +234,7 @@ void Parser::parseStatement(ModelFile& m) {
     } else if (w == "reward") {
         parseReward(m);
     } else {
-        diag.error(tok.at, "expected a statement (model, global, study, struct, place, an "
+        report("expected a statement (model, global, study, struct, place, an "
                            "activity kind, group or reward), found " + describe(tok));
         advance();
         skipToStatement();
@@ -223,7 +260,7 @@ void Parser::parseGlobal(ModelFile& m) {
     advance();
     ValueType type;
     if (tok.kind != TokenKind::Name || !valueTypeOf(tok.text, type)) {
-        diag.error(tok.at, "expected a type (short, int, long, float, double, char or bool), "
+        report("expected a type (short, int, long, float, double, char or bool), "
                            "found " + describe(tok));
         skipToStatement();
         return;
@@ -254,8 +291,10 @@ void Parser::parseStudy(ModelFile& m) {
         return;
     }
     while (tok.kind != TokenKind::End && !tok.is("}")) {
+        const std::size_t start = tok.begin;
+        ProgressGuard guard(*this, start);
         if (atStatementStart()) {
-            diag.error(tok.at, "expected '}' to close the study, found " + describe(tok));
+            report("expected '}' to close the study, found " + describe(tok));
             break;
         }
         if (tok.is("experiments") && tok.kind == TokenKind::Name) {
@@ -263,7 +302,7 @@ void Parser::parseStudy(ModelFile& m) {
             continue;
         }
         StudyEntry e;
-        if (!expectName(e.global, "a global variable's name or 'experiments'") ||
+        if (!expectName(e.global, "a global variable's name or 'experiments'", false) ||
             !expectPunct("=", "after the global variable's name")) {
             skipToNextLine();
             continue;
@@ -305,11 +344,10 @@ void Parser::parseStudy(ModelFile& m) {
             continue;
         }
         s.entries.push_back(e);
-        endOfStatement();
+        if (!tok.is("}"))
+            endOfStatement();
     }
-    if (tok.is("}"))
-        advance();
-    endOfStatement();
+    closeBlock("the study");
     if (m.hasStudy)
         diag.error(s.at, "a second study; a model has one");
     else {
@@ -328,7 +366,7 @@ void Parser::parseStudyTable(StudyDecl& s) {
     }
     do {
         Name g;
-        if (!expectName(g, "a global variable's name")) {
+        if (!expectName(g, "a global variable's name", false)) {
             skipToNextLine();
             return;
         }
@@ -340,6 +378,8 @@ void Parser::parseStudyTable(StudyDecl& s) {
         return;
     }
     while (tok.kind != TokenKind::End && !tok.is("}")) {
+        const std::size_t start = tok.begin;
+        ProgressGuard guard(*this, start);
         if (atStatementStart())
             break;
         StudyTable::Row row;
@@ -371,7 +411,8 @@ void Parser::parseStudyTable(StudyDecl& s) {
     }
     expectPunct("}", "to close the table");
     s.tables.push_back(t);
-    endOfStatement();
+    if (!tok.is("}"))
+        endOfStatement();
 }
 
 void Parser::parseStruct(ModelFile& m) {
@@ -383,13 +424,15 @@ void Parser::parseStruct(ModelFile& m) {
         return;
     }
     while (tok.kind != TokenKind::End && !tok.is("}")) {
+        const std::size_t start = tok.begin;
+        ProgressGuard guard(*this, start);
         if (atStatementStart()) {
-            diag.error(tok.at, "expected '}' to close the structure, found " + describe(tok));
+            report("expected '}' to close the structure, found " + describe(tok));
             break;
         }
         StructFieldDecl f;
         if (tok.kind != TokenKind::Name || !valueTypeOf(tok.text, f.type)) {
-            diag.error(tok.at, "expected a field type (short, int, char, bool, float or double), "
+            report("expected a field type (short, int, char, bool, float or double), "
                                "found " + describe(tok));
             skipToNextLine();
             continue;
@@ -410,9 +453,7 @@ void Parser::parseStruct(ModelFile& m) {
         if (!tok.is("}"))
             endOfStatement();
     }
-    if (tok.is("}"))
-        advance();
-    endOfStatement();
+    closeBlock("the structure '" + s.name.text + "'");
     m.structs.push_back(s);
 }
 
@@ -441,7 +482,7 @@ void Parser::parsePlace(ModelFile& m) {
         p.isArray = true;
         advance();
         if (tok.kind != TokenKind::Number && tok.kind != TokenKind::Name) {
-            diag.error(tok.at, "expected the array's size (an integer or a global variable), "
+            report("expected the array's size (an integer or a global variable), "
                                "found " + describe(tok));
             skipToStatement();
             return;
@@ -505,7 +546,7 @@ void Parser::parseActivity(ModelFile& m, ActivityKind kind) {
         advance();
         if (!expectName(a.index, "the family's index name") ||
             !(tok.is("in") ? (advance(), true)
-                           : (diag.error(tok.at, "expected 'in' after the index name, found " +
+                           : (report("expected 'in' after the index name, found " +
                                                      describe(tok)),
                               false))) {
             skipToStatement();
@@ -533,8 +574,10 @@ void Parser::parseActivity(ModelFile& m, ActivityKind kind) {
         return;
     }
     while (tok.kind != TokenKind::End && !tok.is("}")) {
+        const std::size_t start = tok.begin;
+        ProgressGuard guard(*this, start);
         if (atStatementStart()) {
-            diag.error(tok.at, "expected '}' to close the activity '" + a.name.text +
+            report("expected '}' to close the activity '" + a.name.text +
                                    "', found " + describe(tok));
             break;
         }
@@ -544,7 +587,7 @@ void Parser::parseActivity(ModelFile& m, ActivityKind kind) {
         for (const char* c : clauses)
             known = known || (tok.kind == TokenKind::Name && tok.text == c);
         if (!known) {
-            diag.error(tok.at, "expected a clause (rate, delay, phases, weight, rank, when, do, "
+            report("expected a clause (rate, delay, phases, weight, rank, when, do, "
                                "input or output), found " + describe(tok));
             skipToNextLine();
             continue;
@@ -563,9 +606,7 @@ void Parser::parseActivity(ModelFile& m, ActivityKind kind) {
         if (!tok.is("}"))
             endOfStatement();
     }
-    if (tok.is("}"))
-        advance();
-    endOfStatement();
+    closeBlock("the activity '" + a.name.text + "'");
     m.activities.push_back(a);
 }
 
@@ -577,12 +618,14 @@ void Parser::parseGroup(ModelFile& m) {
         return;
     }
     while (tok.kind != TokenKind::End && !tok.is("}")) {
+        const std::size_t start = tok.begin;
+        ProgressGuard guard(*this, start);
         if (atStatementStart()) {
-            diag.error(tok.at, "expected '}' to close the group, found " + describe(tok));
+            report("expected '}' to close the group, found " + describe(tok));
             break;
         }
         Name member;
-        if (!expectName(member, "an activity")) {
+        if (!expectName(member, "an activity", false)) {
             skipBlock();
             m.groups.push_back(g);
             return;
@@ -591,15 +634,13 @@ void Parser::parseGroup(ModelFile& m) {
         if (tok.is(","))
             advance();
         else if (!tok.is("}")) {
-            diag.error(tok.at, "expected ',' or '}' in the group, found " + describe(tok));
+            report("expected ',' or '}' in the group, found " + describe(tok));
             skipBlock();
             m.groups.push_back(g);
             return;
         }
     }
-    if (tok.is("}"))
-        advance();
-    endOfStatement();
+    closeBlock("the group '" + g.name.text + "'");
     m.groups.push_back(g);
 }
 
@@ -634,7 +675,7 @@ void Parser::parseReward(ModelFile& m) {
         else if (tok.text == "steady")
             r.kind = RewardKind::Steady;
         else
-            diag.error(tok.at, "expected a reward type (instant, interval, average or steady), "
+            report("expected a reward type (instant, interval, average or steady), "
                                "found " + describe(tok));
         advance();
     }
@@ -643,8 +684,10 @@ void Parser::parseReward(ModelFile& m) {
         return;
     }
     while (tok.kind != TokenKind::End && !tok.is("}")) {
+        const std::size_t start = tok.begin;
+        ProgressGuard guard(*this, start);
         if (atStatementStart()) {
-            diag.error(tok.at, "expected '}' to close the reward '" + r.name.text + "', found " +
+            report("expected '}' to close the reward '" + r.name.text + "', found " +
                                    describe(tok));
             break;
         }
@@ -706,7 +749,7 @@ void Parser::parseReward(ModelFile& m) {
             advance();
             ImpulseDecl imp;
             if (tok.kind != TokenKind::Name || tok.firstOnLine) {
-                diag.error(tok.at, "expected an activity after 'impulse', found " + describe(tok));
+                report("expected an activity after 'impulse', found " + describe(tok));
                 ok = false;
             } else {
                 imp.activity = {tok.text, tok.at};
@@ -726,8 +769,6 @@ void Parser::parseReward(ModelFile& m) {
         if (!tok.is("}"))
             endOfStatement();
     }
-    if (tok.is("}"))
-        advance();
-    endOfStatement();
+    closeBlock("the reward '" + r.name.text + "'");
     m.rewards.push_back(r);
 }

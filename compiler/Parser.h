@@ -13,14 +13,17 @@ public:
     ModelFile parse();
 
 private:
+    class ProgressGuard;
     void advance();
     bool atStatementStart() const;
     void skipToNextLine();
     void skipToStatement();
     void skipBlock();
     void endOfStatement();
+    void closeBlock(const std::string& what);
     bool expectPunct(const char* p, const std::string& context);
-    bool expectName(Name& out, const std::string& what);
+    bool expectName(Name& out, const std::string& what, bool sameLine = true);
+    void report(const std::string& message);
     bool parseLiteral(Literal& out, const std::string& what);
     Fragment fragmentAfter(const Token& word, const std::string& what);
 

@@ -1,0 +1,184 @@
+// Bad model files and the messages the compiler gives for them: one table, each
+// case a model text and every "line:column: message" expected, in file order.
+
+#include "Compiler.h"
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+struct BadModel {
+    const char* name;
+    const char* source;
+    std::vector<std::string> errors; // "line:column: message"
+};
+
+// The "bad.san:L:C: error: M" lines of the compiler's report, as "L:C: M".
+std::vector<std::string> errorsOf(const std::string& source, std::string* report = nullptr) {
+    std::ostringstream out;
+    CompileResult r = compileSource(source, "bad.san", "/nonexistent", out);
+    EXPECT_FALSE(r.ok);
+    EXPECT_TRUE(r.files.empty());
+    std::vector<std::string> lines;
+    std::istringstream in(out.str());
+    const std::string prefix = "bad.san:";
+    for (std::string line; std::getline(in, line);) {
+        if (line.rfind(prefix, 0) != 0)
+            continue;
+        line = line.substr(prefix.size());
+        const std::size_t e = line.find(" error: ");
+        if (e != std::string::npos)
+            line = line.substr(0, e) + " " + line.substr(e + 8);
+        lines.push_back(line);
+    }
+    if (report != nullptr)
+        *report = out.str();
+    return lines;
+}
+
+const BadModel badModels[] = {
+    // Syntax, with recovery at the next statement or clause.
+    {"no model statement", "place a\n", {"1:1: the file must start with 'model <name>', found 'place'"}},
+    {"empty file", "", {"1:1: the file has no 'model' statement (model <name>)"}},
+    {"model name missing", "model\nplace a\n", {"2:1: expected the model's name, found 'place'"}},
+    {"unknown statement", "model m\nplaces a\nplace b = 1 2\n",
+     {"2:1: expected a statement (model, global, study, struct, place, an activity kind, group "
+      "or reward), found 'places'"}},
+    {"stray text after a statement", "model m extra\nglobal int N N2\nplace a\n",
+     {"1:9: unexpected 'extra' after the statement",
+      "2:12: the model has global variables but no study to give them values",
+      "2:14: unexpected 'N2' after the statement"}},
+    {"unknown clause, and recovery at the next one",
+     "model m\nplace a\nexponential e {\n    speed 3\n    input b\n}\n",
+     {"3:13: exponential activity 'e' has no rate",
+      "4:5: expected a clause (rate, delay, phases, weight, rank, when, do, input or output), "
+      "found 'speed'",
+      "5:11: unknown place 'b'"}},
+    {"block left open before the next statement",
+     "model m\nplace a\nexponential e {\n    rate 1\nplace b\n",
+     {"5:1: expected '}' to close the activity 'e', found 'place'"}},
+    {"block left open at the end", "model m\nexponential e {\n    rate 1\n",
+     {"4:1: the file ends inside the activity 'e': expected '}'"}},
+    {"bracket never closed", "model m\nexponential e { rate (1 +\n",
+     {"2:22: a bracket of this expression is never closed",
+      "3:1: the file ends inside the activity 'e': expected '}'"}},
+    {"unterminated string and comment",
+     "model m\nglobal int N\nstudy { experiments (N) {\n\"x: 1\n}}\n/* open",
+     {"3:9: the table has no rows", "4:1: unterminated string", "6:1: unterminated comment"}},
+    {"stray byte", "model m\n\x01place a\n", {"2:1: unexpected byte 1"}},
+    {"expression missing", "model m\nexponential e {\n    rate\n}\n",
+     {"3:9: expected an expression after 'rate'"}},
+
+    // Names.
+    {"duplicate names across kinds",
+     "model m\nglobal int N\nstudy { N = 1 }\nplace N\nexponential m { rate 1 }\n",
+     {"4:7: duplicate name 'N' (first declared at 2:12 as a global variable)",
+      "5:13: duplicate name 'm' (first declared at 1:7 as the model)"}},
+    {"unknown place in an arc", "model m\nplace busy\nexponential e {\n    rate 1\n    input bsy\n}\n",
+     {"5:11: unknown place 'bsy'"}},
+    {"arc on something that is not a place",
+     "model m\nglobal int N\nstudy { N = 1 }\nexponential e { rate 1 }\nexponential f {\n    rate 1\n"
+     "    output N, e\n}\n",
+     {"7:12: 'N' is a global variable, not a place", "7:15: 'e' is an activity, not a place"}},
+    {"reserved and keyword names",
+     "model m\nglobal double exp\nplace int\nplace Places\nplace x_Mark\nplace serverArray\n",
+     {"2:15: 'exp' cannot name a global variable: a C library function or the framework has that "
+      "name",
+      "3:7: 'int' is a C++ keyword and cannot name a model element",
+      "4:7: 'Places' is reserved: the generated classes use it",
+      "5:7: 'x_Mark' is reserved: names ending in '_Mark' are used by the generated classes",
+      "6:7: 'serverArray' is reserved: names ending in 'Array' are used by the generated classes"}},
+    {"place in a fragment that may use globals only",
+     "model m\nplace a = b + 1\nplace b\nexponential f[i in 0 .. a] { rate 1 }\n",
+     {"2:11: place 'b' is not in scope here: an initial marking may use global variables only",
+      "4:25: place 'a' is not in scope here: a family's range may use global variables only"}},
+    {"groups", "model m\nexponential a { rate 1 }\ngroup g { a, zz, a }\ngroup h { a }\ngroup e { }\n",
+     {"3:14: unknown activity 'zz' in group 'g'", "3:18: activity 'a' is already in group 'g'",
+      "4:11: activity 'a' is already in group 'g'", "5:7: group 'e' has no member"}},
+
+    // Activities: missing and misplaced clauses.
+    {"missing rate, phases, delay",
+     "model m\nexponential a { when true }\nerlang b { rate 1 }\ndeterministic c { weight 2 }\n",
+     {"2:13: exponential activity 'a' has no rate", "3:8: Erlang activity 'b' has no phases",
+      "4:15: deterministic activity 'c' has no delay"}},
+    {"clauses that do not belong, and twice",
+     "model m\nexponential a {\n    rate 1\n    delay 2\n    rank 3\n    rate 4\n}\n"
+     "instantaneous b {\n    rate 1\n}\n",
+     {"4:5: 'delay' is not allowed in an exponential activity",
+      "5:5: 'rank' is not allowed in an exponential activity",
+      "6:5: a second 'rate' clause in activity 'a'",
+      "9:5: 'rate' is not allowed in a instantaneous activity"}},
+    {"arcs and arrays", "model m\nplace s[2]\nplace p\nexponential a {\n    rate 1\n    input s, p[0]\n}\n",
+     {"6:11: 's' is an array: name an element, as in s[i]", "6:14: 'p' is not an array"}},
+
+    // Types and sizes.
+    {"array sizes",
+     "model m\nglobal double alpha\nglobal int N\nstudy { alpha = 1\nN = 2 }\nplace a[alpha]\n"
+     "place b[2.5]\nplace c[M]\nplace d[0]\nplace e[N]\n",
+     {"6:9: array size of 'a' is not an integer: 'alpha' is a double",
+      "7:9: array size of 'b' is not an integer: 2.5", "8:9: unknown global variable 'M' as the size of 'c'",
+      "9:9: array size of 'd' must lie in 1..32767"}},
+    {"study values of the wrong type",
+     "model m\nglobal short S\nglobal int I\nglobal bool B\nglobal char C\nglobal double D\n"
+     "study {\n    S = 40000\n    I = 1.5\n    B = 2\n    C = 'ab'\n    D = true\n}\n",
+     {"8:9: value 40000 is out of the range of a short",
+      "9:9: type mismatch: value 1.5 is not an int (the type of 'I')",
+      "10:9: type mismatch: value 2 is not a bool (the type of 'B')",
+      "11:9: a character literal holds one character",
+      "12:9: type mismatch: value true is not a double (the type of 'D')"}},
+    {"study counts and entries",
+     "model m\nglobal int K, N, M\nglobal double x\nstudy {\n    K = {1, 2, 3}\n    N = 1 .. 4\n"
+     "    K = 3\n    gamma = 1\n    x = 1 .. 2 step 0\n}\n",
+     {"4:1: the study gives no value to the global variable 'M'",
+      "6:5: 'N' has 4 values but the study has 3 experiments (as 'K' at 5:5 says)",
+      "7:5: 'K' is given values twice (first at 5:5)", "8:5: unknown global variable 'gamma'",
+      "9:21: the step of a range must not be 0"}},
+    {"table rows", "model m\nglobal int N\nstudy {\n    experiments (N) {\n        1, 2\n        \"x\": 3\n    }\n}\n",
+     {"5:9: this row has 2 values for 1 global variables"}},
+    {"structures",
+     "model m\nstruct s {\n    short a\n    short a\n    long b\n    double fields\n}\nplace p : s = 1\n"
+     "place q : t\nstruct e { }\n",
+     {"4:11: duplicate field 'a' in structure 's'",
+      "5:5: a field of a structure cannot be a long (use int or double)",
+      "6:12: 'fields' is reserved: a structured variable has a member of that name",
+      "8:15: a structured place takes its initial values from its structure's fields",
+      "9:11: unknown structure type 't'", "10:8: structure 'e' has no field"}},
+
+    // Reward variables.
+    {"reward variables",
+     "model m\nexponential a { rate 1 }\nreward r { rate 1 }\nreward r steady { rate 1 }\n"
+     "reward s steady { at 3 }\nreward q interval { impulse nothere 1 }\nreward z { at 1 .. 0 }\n"
+     "reward w average {\n    over 5 .. 1\n    impulse a 1\n    impulse a 2\n}\n",
+     {"3:8: instant reward 'r' has no time point (at <time>)",
+      "4:8: duplicate reward variable 'r' (first declared at 3:8)",
+      "5:8: reward 's' has neither a rate nor an impulse",
+      "5:19: 'at' gives the time points of an instant reward; a steady-state reward has none",
+      "6:8: interval reward 'q' has no interval (over <start> .. <stop>)",
+      "6:29: unknown activity 'nothere'", "7:8: reward 'z' has neither a rate nor an impulse",
+      "7:15: the range of time points is empty or too long",
+      "9:10: the interval 5 .. 1 ends before it starts", "11:13: a second impulse on 'a' in reward 'w'"}},
+};
+
+class BadModelTest : public ::testing::TestWithParam<BadModel> {};
+
+TEST_P(BadModelTest, ReportsEveryErrorAtItsPosition) {
+    const BadModel& c = GetParam();
+    EXPECT_EQ(errorsOf(c.source), c.errors) << c.name;
+}
+
+INSTANTIATE_TEST_SUITE_P(Table, BadModelTest, ::testing::ValuesIn(badModels));
+
+TEST(BadModelReportTest, ShowsTheSourceLineAndACaretAndCountsTheErrors) {
+    std::string report;
+    errorsOf("model m\nplace busy\nexponential e {\n\trate 1\n\tinput bsy\n}\n", &report);
+    EXPECT_EQ(report, "bad.san:5:8: error: unknown place 'bsy'\n"
+                      "\tinput bsy\n"
+                      "\t      ^\n"
+                      "1 error in bad.san\n");
+}
+
+} // namespace

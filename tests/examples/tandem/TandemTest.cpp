@@ -59,11 +59,11 @@ std::pair<long, long> armCounts(const std::string& arm) {
     return {states, entries};
 }
 
-// wip at time 100 and throughput at time 1000 (instant of time), failures over
-// [0, 1000] (interval of time).
+// wip at time 100 (instant of time), throughput in the long run (steady state:
+// one time point 0), failures over [0, 1000] (interval of time).
 const std::vector<std::string> pvtypeLines = {
     "Version:1", "NumPV:3",   "Name:wip",        "Type:0",     "NumTimes:1",    "Start:100",
-    "Stop:100",  "Name:throughput", "Type:0",    "NumTimes:1", "Start:1000",    "Stop:1000",
+    "Stop:100",  "Name:throughput", "Type:3",    "NumTimes:1", "Start:0",       "Stop:0",
     "Name:failures", "Type:1", "NumTimes:1",     "Start:0",    "Stop:1000"};
 
 } // namespace

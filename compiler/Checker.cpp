@@ -958,7 +958,10 @@ void Checker::checkRewards() {
                 ok = numberOf(l, v) && ok;
                 t.push_back(v);
             }
-            if (ok && r.atRange) {
+            if (r.atRange) {
+                // A range whose end did not parse was reported by the parser.
+                if (!ok || t.size() < 2)
+                    continue;
                 const double step = t.size() > 2 ? t[2] : 1.0;
                 const double n = step == 0 ? -1 : std::round((t[1] - t[0]) / step);
                 if (step == 0 || !(n >= 0) || n + 1 > maxTimePoints) {

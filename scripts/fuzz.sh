@@ -15,18 +15,21 @@ bash scripts/install-deps.sh --fuzz
 
 CC=clang CXX=clang++ cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
     -DGEN_FUZZ=ON -DGEN_SANITIZE=ON -DGEN_BUILD_TESTS=OFF >/dev/null
-cmake --build "$build" -j "$jobs" --target fuzz_commandline fuzz_override
+cmake --build "$build" -j "$jobs" --target fuzz_commandline fuzz_override fuzz_model
 
 status=0
-for harness in commandline override; do
+for harness in commandline override model; do
     # New inputs go to a scratch corpus; the seeds in the tree stay as they are.
     work="$build/corpus/$harness"
     findings="$build/findings/$harness/"
     mkdir -p "$work" "$findings"
+    # Model files are longer than command lines and override strings.
+    max_len=512
+    [ "$harness" = model ] && max_len=4096
     echo "== fuzzing $harness for ${seconds}s"
     if ! "$build/fuzz/fuzz_$harness" "$work" "fuzz/corpus/$harness" \
         -dict="fuzz/$harness.dict" -max_total_time="$seconds" -timeout=10 \
-        -rss_limit_mb=2048 -max_len=512 -artifact_prefix="$findings" \
+        -rss_limit_mb=2048 -max_len="$max_len" -artifact_prefix="$findings" \
         -print_final_stats=1 2>"$build/fuzz-$harness.log"; then
         tail -n 60 "$build/fuzz-$harness.log"
         echo "fuzz_$harness failed; reproducer in $findings" >&2

@@ -1,5 +1,5 @@
 # The benchmark's own programs: the kanban model, written by hand against the
-# framework (gen-kanban), and the hand-written floor for the polling model, a
+# framework (gen-kanban_hand), and the hand-written floor for the polling model, a
 # standalone generator that uses the standard library only (polling-floor).
-gen_add_model(kanban DIRECTORY bench/kanban)
+gen_add_model(kanban_hand DIRECTORY bench/kanban)
 add_executable(polling-floor ${CMAKE_SOURCE_DIR}/bench/floor/pollingFloor.cpp)

@@ -1,4 +1,4 @@
-// gen-kanban, the benchmark's kanban model, from end to end: the whole .arm,
+// gen-kanban_hand, the benchmark's kanban model, from end to end: the whole .arm,
 // .var and .pvtype files of N = 1 and 2 against a breadth-first enumeration of
 // the kanban chain written here from the model's definition, independently of
 // the model classes and of the generator, and its state and transition counts
@@ -115,7 +115,7 @@ TEST(Kanban, SmallExperimentsGiveTheEnumeratedFilesAndThePublishedCounts) {
         EXPECT_EQ(chain.states, c.states);
         EXPECT_EQ(chain.entries, c.transitions);
         TempDir dir;
-        testsupport::ModelRun r = runModel("gen-kanban", dir, "kanban", c.n - 1);
+        testsupport::ModelRun r = runModel("gen-kanban_hand", dir, "kanban", c.n - 1);
         ASSERT_EQ(r.result.status, 0) << r.result.err;
         EXPECT_TRUE(r.arm == chain.arm);
         EXPECT_TRUE(r.var == chain.var);

@@ -1,0 +1,11 @@
+# Models written in the model language: one line each builds gen-<name> from its
+# model file (see cmake/GenModel.cmake).
+gen_add_model(computer_file FILE models/computer/computer.san EXECUTABLE gen-computer)
+gen_add_model(multiproc FILE models/multiproc/multiproc.san)
+gen_add_model(erlang FILE models/erlang/erlang.san)
+gen_add_model(timer FILE models/timer/timer.san)
+gen_add_model(kanban FILE models/kanban/kanban.san)
+gen_add_model(tandem FILE models/tandem/tandem.san)
+
+# Twins of the hand-written examples while both exist.
+gen_add_model(polling_file FILE models/polling/polling.san)

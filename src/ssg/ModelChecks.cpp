@@ -3,6 +3,7 @@
 #include "actions/Activity.h"
 #include "actions/BaseGroupClass.h"
 #include "models/SANModel.h"
+#include "state/Place.h"
 #include "state/SharableSV.h"
 
 #include <algorithm>
@@ -92,6 +93,21 @@ void checkGroupIds(BaseActionClass* const* actions, int numActions, BaseGroupCla
     }
 }
 
+namespace {
+// True when every variable is one of the SAN's own scalar places (not a field of
+// a structured variable, whose pointers may be kept in arrays elsewhere).
+bool onlyScalarPlaces(SANModel* san, const List<BaseStateVariableClass>& svs) {
+    for (int i = 0; i < svs.getNumItems(); ++i) {
+        bool found = false;
+        for (int j = 0; j < san->NumStateVariables - san->NumReadOnlyPlaces && !found; ++j)
+            found = san->Places[j] == svs[i] && dynamic_cast<Place*>(san->Places[j]) != nullptr;
+        if (!found)
+            return false;
+    }
+    return true;
+}
+} // namespace
+
 void checkMarkingsBound(BaseActionClass* const* actions, int numActions) {
     std::vector<SANModel*> sans;
     for (int i = 0; i < numActions; ++i) {
@@ -133,6 +149,12 @@ void checkMarkingsBound(BaseActionClass* const* actions, int numActions) {
         for (Activity* activity : activities) {
             bool connected = activity->EnablingSVs.getNumItems() > 0 ||
                              activity->AffectedSVs.getNumItems() > 0;
+            // Pointers to the elements of a structured variable may be kept in an
+            // array outside the activity object, where they cannot be attributed:
+            // such an activity is not judged.
+            if (!onlyScalarPlaces(san, activity->EnablingSVs) ||
+                !onlyScalarPlaces(san, activity->AffectedSVs))
+                continue;
             if (connected && bound.count(activity) == 0) {
                 std::cerr << "Error: activity " << activity->Name << " of model "
                           << modelName(activity)

@@ -52,7 +52,7 @@ done
 for model in "$build"/gen "$build"/gen-*; do
     [ -x "$model" ] || continue
     name=$(basename "$model")
-    [ "$name" != gen-solve ] || continue
+    [ "$name" != gen-solve ] && [ "$name" != gen-compile ] || continue
     mkdir -p "$scratch/$name"
     check "$name" "$model" "-P$scratch/$name/" -Nplain -B0
     check "$name-traced" "$model" "-P$scratch/$name/" -Ntraced -B0 -a -l4 "-t$scratch/$name/trace"

@@ -237,6 +237,11 @@ pollingSAN::pollingSAN()
     skip.LinkVariables();
     start.LinkVariables();
     serve.LinkVariables();
+
+    // Every pointer to a marking is registered, so the markings may move into
+    // one buffer in state-vector order: the generator then saves and restores
+    // a state with one copy.
+    PackStateCells();
 }
 
 pollingSAN::~pollingSAN() {

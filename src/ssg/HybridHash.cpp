@@ -30,7 +30,7 @@ bool isPrime(std::uint64_t n) {
 // The listed sizes, then the primes that the growth rule gives below 2^32, then
 // zeros. 7/5 is about the smallest step of the listed sizes' later stages; at
 // the default load factor of 0.5 it keeps the index at most 2 x 7/5 entries
-// (22.4 bytes) per state.
+// (16.8 bytes) per state.
 constexpr std::size_t PrimeCount = 32;
 std::array<std::uint32_t, PrimeCount> makePrimes() {
     std::array<std::uint32_t, PrimeCount> sizes{};
@@ -66,10 +66,6 @@ void* allocateZeroed(std::size_t count, std::size_t size) {
     }
     return memory;
 }
-
-// An index this large comes from its own mapping (the allocator maps anything
-// above 32 MiB), so its pages may be handed back to the kernel one by one.
-constexpr std::size_t ReleasedIndexBytes = std::size_t{64} << 20;
 
 [[noreturn]] void fatal(const char* message) {
     std::cerr << message << std::endl;
@@ -151,12 +147,12 @@ HybridHash::HybridHash(PVModel* model, unsigned long stateSize, unsigned long ta
                    blockSize <= UINT32_MAX && chunkLength > 0 && maxBlocks > 0 &&
                    maxBlocks <= UINT32_MAX,
                "HybridHash");
-    Table = static_cast<Entry*>(allocateZeroed(TableSize, sizeof(Entry)));
+    Table = newIndex(TableSize);
     Blocks = static_cast<char**>(std::calloc(MaxBlocks, sizeof(char*)));
     Sums = static_cast<std::uint32_t*>(std::malloc(sizeof(std::uint32_t) * (StateSize + 1)));
     if (Table == nullptr || Blocks == nullptr || Sums == nullptr)
         fatal("Error:  Unable to allocate memory");
-    Blocks[0] = static_cast<char*>(std::calloc(BlockSize, StateSize));
+    Blocks[0] = mapBlock();
     if (Blocks[0] == nullptr)
         fatal("Error:  Unable to allocate memory");
 }
@@ -164,7 +160,7 @@ HybridHash::HybridHash(PVModel* model, unsigned long stateSize, unsigned long ta
 HybridHash::~HybridHash() {
     if (Blocks != nullptr) {
         for (unsigned b = 0; b <= LastBlock; ++b)
-            std::free(Blocks[b]);
+            unmapBlock(Blocks[b]);
     }
     std::free(Blocks);
     std::free(Sums);
@@ -174,6 +170,42 @@ HybridHash::~HybridHash() {
 void HybridHash::ReleaseIndex() {
     std::free(Table);
     Table = nullptr;
+}
+
+std::size_t HybridHash::blockBytes() const {
+    static const std::size_t page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+    std::size_t bytes = static_cast<std::size_t>(BlockSize) * StateSize;
+    return (bytes + page - 1) / page * page;
+}
+
+// Blocks come straight from the kernel, zero until touched. Each is asked for
+// right below the one mapped before it, so that while that room is free the
+// blocks form one region, which the kernel may back with huge pages across
+// block boundaries: a lookup compares a vector at a random place among all of
+// them, and with small pages most of those reads also miss the
+// address-translation cache.
+char* HybridHash::mapBlock() {
+    std::size_t bytes = blockBytes();
+    char* below = LowestBlock != nullptr && reinterpret_cast<std::uintptr_t>(LowestBlock) > bytes
+                      ? LowestBlock - bytes
+                      : nullptr;
+    void* block = mmap(below, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (block == MAP_FAILED)
+        return nullptr;
+    madvise(block, bytes, MADV_HUGEPAGE);
+    LowestBlock = static_cast<char*>(block);
+    return LowestBlock;
+}
+
+void HybridHash::unmapBlock(char* block) const {
+    if (block != nullptr)
+        munmap(block, blockBytes());
+}
+
+unsigned char* HybridHash::newIndex(std::uint32_t size) {
+    // Two bytes of room after the last entry let every entry be read as one word.
+    return static_cast<unsigned char*>(
+        allocateZeroed(static_cast<std::size_t>(size) * EntryBytes + 2, 1));
 }
 
 unsigned long HybridHash::MaxNumber() const {
@@ -190,7 +222,7 @@ void HybridHash::fullStore(unsigned long number) const {
 // a multiple of 8 (some bytes are mixed twice, which costs nothing in quality);
 // vectors shorter than 8 bytes are read as two overlapping halves or, below 4
 // bytes, as their first, middle and last byte. Every read has a fixed length.
-std::uint32_t HybridHash::fingerprintOf(const char* state) const {
+std::uint64_t HybridHash::mixedHash(const char* state) const {
     std::uint64_t h = 0x9E3779B97F4A7C15ULL ^ StateSize;
     if (StateSize >= 8) {
         const char* end = state + (StateSize & ~7u);
@@ -209,8 +241,7 @@ std::uint32_t HybridHash::fingerprintOf(const char* state) const {
             static_cast<std::uint64_t>(static_cast<unsigned char>(state[StateSize - 1])) << 16;
         h = mixWord(h, word);
     }
-    h *= 0x94d049bb133111ebULL;
-    return static_cast<std::uint32_t>(h >> 32);
+    return h * 0x94d049bb133111ebULL;
 }
 
 std::uint32_t HybridHash::home(const char* state, std::uint32_t fingerprint,
@@ -249,7 +280,7 @@ std::uint32_t HybridHash::chunkHash(const char* state, std::uint32_t tableSize) 
 }
 
 std::uint32_t HybridHash::HomeSlot(const char* state) {
-    return home(state, fingerprintOf(state), TableSize);
+    return home(state, static_cast<std::uint32_t>(mixedHash(state) >> 32), TableSize);
 }
 
 char* HybridHash::vector(std::uint32_t number) const {
@@ -286,27 +317,26 @@ const char* HybridHash::StoredState(unsigned long number) const {
 }
 
 // Inlined into Lookup and FindOrInsert: it is the whole of their work.
-[[gnu::always_inline]] inline std::uint32_t HybridHash::search(const char* state,
-                                                               std::uint32_t fingerprint,
+[[gnu::always_inline]] inline std::uint32_t HybridHash::search(const char* state, std::uint16_t tag,
                                                                std::uint32_t homeSlot,
                                                                std::uint32_t& slot) {
     Probe probe(homeSlot, PrimeIndex, TableSize);
     for (;;) {
-        Entry& entry = Table[probe.slot()];
-        std::uint32_t number = entry.reference;
+        std::uint64_t word = entryWord(probe.slot());
+        std::uint32_t number = static_cast<std::uint32_t>(word);
         if (number == 0)
             break;
         // A number beyond the last block is damage: the entry is cleared and the
         // search ends there.
         if (number >= EndNumber) {
-            entry = {0, 0};
+            setEntry(probe.slot(), 0, 0);
             break;
         }
-        // Equal vectors have equal fingerprints: the vectors are compared only then.
-        if (entry.fingerprint == fingerprint) {
+        // Equal vectors have equal tags: the vectors are compared only then.
+        if (wordTag(word) == tag) {
             const char* stored = vector(number);
             if (stored == nullptr) {
-                entry = {0, 0};
+                setEntry(probe.slot(), 0, 0);
                 break;
             }
             if (equal(stored, state))
@@ -318,21 +348,28 @@ const char* HybridHash::StoredState(unsigned long number) const {
     return 0;
 }
 
-std::uint32_t HybridHash::freeSlot(const char* state, std::uint32_t fingerprint) {
-    Probe probe(home(state, fingerprint, TableSize), PrimeIndex, TableSize);
-    while (Table[probe.slot()].reference != 0)
+std::uint32_t HybridHash::freeSlot(std::uint32_t homeSlot) const {
+    Probe probe(homeSlot, PrimeIndex, TableSize);
+    while (entryNumber(probe.slot()) != 0)
         probe.next();
     return probe.slot();
 }
 
-void HybridHash::place(const char* state, std::uint32_t fingerprint, std::uint32_t number,
+void HybridHash::place(const char* state, std::uint16_t tag, std::uint32_t number,
                        std::uint32_t slot) {
     std::uint32_t block = blockOf(number);
     if (block > LastBlock)
         addBlock(block);
     GEN_ASSERT(block == LastBlock, "HybridHash");
-    Table[slot] = {number, fingerprint};
+    setEntry(slot, number, tag);
     std::memcpy(vector(number), state, StateSize);
+    if (number == Highest + 1) {
+        Highest = number;
+    } else {
+        Contiguous = false;
+        if (number > Highest)
+            Highest = number;
+    }
 }
 
 bool HybridHash::outgrown(unsigned long number) const {
@@ -345,19 +382,38 @@ bool HybridHash::outgrown(unsigned long number) const {
 void HybridHash::Insert(const char* state, unsigned long number) {
     if (outgrown(number))
         Rehash();
-    std::uint32_t fingerprint = fingerprintOf(state);
-    place(state, fingerprint, static_cast<std::uint32_t>(number), freeSlot(state, fingerprint));
+    Key key = keyOf(state);
+    place(state, key.tag, static_cast<std::uint32_t>(number), freeSlot(key.home));
 }
 
 HybridHash::Key HybridHash::keyOf(const char* state) {
-    std::uint32_t fingerprint = fingerprintOf(state);
-    return {fingerprint, home(state, fingerprint, TableSize), TableSize};
+    std::uint64_t hash = mixedHash(state);
+    std::uint32_t fingerprint = static_cast<std::uint32_t>(hash >> 32);
+    return {fingerprint, home(state, fingerprint, TableSize), TableSize,
+            static_cast<std::uint16_t>(hash >> 16)};
 }
 
 HybridHash::Key HybridHash::Prefetch(const char* state) {
     Key key = keyOf(state);
-    __builtin_prefetch(&Table[key.home]);
+    __builtin_prefetch(Table + EntryBytes * key.home);
     return key;
+}
+
+void HybridHash::PrefetchStored(const Key& key) const {
+    if (key.tableSize != TableSize)
+        return;
+    std::uint64_t word = entryWord(key.home);
+    std::uint32_t number = static_cast<std::uint32_t>(word);
+    if (number == 0 || number >= EndNumber)
+        return;
+    if (wordTag(word) == key.tag) {
+        if (const char* stored = vector(number))
+            __builtin_prefetch(stored);
+        return;
+    }
+    Probe probe(key.home, PrimeIndex, TableSize);
+    probe.next();
+    __builtin_prefetch(Table + EntryBytes * probe.slot());
 }
 
 long HybridHash::Lookup(const char* state) {
@@ -368,7 +424,7 @@ long HybridHash::Lookup(const char* state, const Key& key) {
     std::uint32_t homeSlot =
         key.tableSize == TableSize ? key.home : home(state, key.fingerprint, TableSize);
     std::uint32_t slot;
-    std::uint32_t number = search(state, key.fingerprint, homeSlot, slot);
+    std::uint32_t number = search(state, key.tag, homeSlot, slot);
     return number != 0 ? static_cast<long>(number) : -1;
 }
 
@@ -380,16 +436,16 @@ long HybridHash::FindOrInsert(const char* state, const Key& key, unsigned long n
     std::uint32_t homeSlot =
         key.tableSize == TableSize ? key.home : home(state, key.fingerprint, TableSize);
     std::uint32_t slot;
-    std::uint32_t found = search(state, key.fingerprint, homeSlot, slot);
+    std::uint32_t found = search(state, key.tag, homeSlot, slot);
     if (found != 0)
         return found;
     // The empty entry that ended the search is the one Insert would take, unless
     // the index grows first.
     if (outgrown(number)) {
         Rehash();
-        slot = freeSlot(state, key.fingerprint);
+        slot = freeSlot(home(state, key.fingerprint, TableSize));
     }
-    place(state, key.fingerprint, static_cast<std::uint32_t>(number), slot);
+    place(state, key.tag, static_cast<std::uint32_t>(number), slot);
     return -1;
 }
 
@@ -417,7 +473,7 @@ void HybridHash::addBlock(std::uint32_t block) {
     GEN_ASSERT(block > LastBlock, "HybridHash");
     if (block >= MaxBlocks)
         growBlockArray(block);
-    Blocks[block] = static_cast<char*>(std::calloc(BlockSize, StateSize));
+    Blocks[block] = mapBlock();
     if (Blocks[block] == nullptr)
         fatal("Error:  Unable to allocate memory");
     LastBlock = block;
@@ -429,58 +485,61 @@ void HybridHash::Rehash() {
     std::uint32_t grown = PrimeSize(PrimeIndex);
     if (grown == 0)
         fatal("Hash:  Error:  allocate more memory for Hash Table");
-    Entry* table = static_cast<Entry*>(allocateZeroed(grown, sizeof(Entry)));
+    // With every number from 1 to Highest stored, the vectors alone give the new
+    // index: the old one is released first, so that the two are never in memory
+    // together. Otherwise the old index's entries are moved.
+    unsigned char* old = Table;
+    std::uint32_t oldSize = TableSize;
+    if (Contiguous) {
+        std::free(Table);
+        Table = nullptr;
+        old = nullptr;
+    }
+    unsigned char* table = newIndex(grown);
     if (table == nullptr)
         fatal("Error:  TempHashTable not allocated");
-    if (grown < TableSize)
+    if (grown < oldSize)
         fatal("Hash:  Error, there is a typo in the Hash Table, check .h file");
-
-    // A large old index is handed back to the kernel behind the pass, so that
-    // the two indexes are not both whole in memory: its entries are read once,
-    // in slot order, and with mixed home slots (in order of the fingerprint in
-    // either index) the new index fills in about the same order.
-    std::size_t oldBytes = sizeof(Entry) * TableSize;
-    bool release = oldBytes >= ReleasedIndexBytes;
-    char* released = reinterpret_cast<char*>(Table);
-    if (release) {
-        std::size_t page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
-        std::uintptr_t begin = reinterpret_cast<std::uintptr_t>(Table);
-        released = reinterpret_cast<char*>((begin + page - 1) / page * page);
-    }
-    constexpr std::uint32_t releaseStep = HugePage / sizeof(Entry);
-
-    for (std::uint32_t slot = 0; slot < TableSize; ++slot) {
-        if (release && slot % releaseStep == 0 && slot > 0) {
-            char* done = reinterpret_cast<char*>(Table + slot);
-            char* upTo = reinterpret_cast<char*>(reinterpret_cast<std::uintptr_t>(done) / HugePage *
-                                                 HugePage);
-            if (upTo > released) {
-                madvise(released, static_cast<std::size_t>(upTo - released), MADV_DONTNEED);
-                released = upTo;
-            }
-        }
-        const Entry& entry = Table[slot];
-        std::uint32_t number = entry.reference;
-        if (number == 0 || number >= EndNumber)
-            continue;
-        // Mixed home slots come from the fingerprint, so no vector is read; the
-        // chunk sums are taken from the stored vector where it lies (a scratch
-        // copy of it would change nothing).
-        std::uint32_t homeSlot;
-        if (chunked()) {
-            const char* stored = vector(number);
-            if (stored == nullptr)
-                continue;
-            homeSlot = chunkHash(stored, grown);
-        } else {
-            homeSlot = scaled(entry.fingerprint, grown);
-        }
-        Probe probe(homeSlot, PrimeIndex, grown);
-        while (table[probe.slot()].reference != 0)
-            probe.next();
-        table[probe.slot()] = entry;
-    }
-    std::free(Table);
     Table = table;
     TableSize = grown;
+    if (old == nullptr) {
+        rebuildFromVectors();
+    } else {
+        moveEntries(old, oldSize);
+        std::free(old);
+    }
+}
+
+void HybridHash::rebuildFromVectors() {
+    // The vectors are read in number order, block by block; each new entry's
+    // place is asked for a few numbers ahead, so that the waits for the new
+    // index's memory overlap.
+    constexpr std::uint64_t Ahead = 8;
+    Key ahead[Ahead];
+    for (std::uint64_t n = 1; n <= Highest + Ahead; ++n) {
+        if (n > Ahead) {
+            std::uint64_t number = n - Ahead;
+            const Key& key = ahead[number % Ahead];
+            setEntry(freeSlot(key.home), static_cast<std::uint32_t>(number), key.tag);
+        }
+        if (n <= Highest) {
+            Key& key = ahead[n % Ahead];
+            key = keyOf(vector(static_cast<std::uint32_t>(n)));
+            __builtin_prefetch(Table + EntryBytes * key.home, 1);
+        }
+    }
+}
+
+void HybridHash::moveEntries(const unsigned char* old, std::uint32_t oldSize) {
+    for (std::uint32_t slot = 0; slot < oldSize; ++slot) {
+        std::uint32_t number;
+        std::memcpy(&number, old + EntryBytes * slot, sizeof number);
+        if (number == 0 || number >= EndNumber)
+            continue; // empty, or damaged: dropped
+        const char* stored = vector(number);
+        if (stored == nullptr)
+            continue;
+        Key key = keyOf(stored);
+        setEntry(freeSlot(key.home), number, key.tag);
+    }
 }

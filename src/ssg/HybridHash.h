@@ -3,11 +3,15 @@
 // index of references over blocks of vectors addressed by state number. A
 // reference is the state number itself (32 bits, so any number up to 2^32 - 1);
 // the vector of number n lies in block n div BlockSize, slot n mod BlockSize.
-// Each index entry also keeps 32 bits of the vector's mixed hash (its
-// fingerprint), so a probe reads a stored vector only when the fingerprints
-// agree, and a growing index places its entries without reading any vector.
+// An index entry is 6 bytes: the number and 16 bits of the vector's mixed hash
+// (its tag), so a probe reads a stored vector only when the tags agree. While
+// the stored numbers are 1, 2, 3, ... without a gap (as the generator stores
+// them), a growing index is rebuilt from the stored vectors after the old one
+// is released, so the two are never in memory together.
 
+#include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 class PVModel;
 
@@ -61,10 +65,15 @@ public:
         std::uint32_t fingerprint; // top 32 bits of the mixed hash
         std::uint32_t home;        // home slot in an index of tableSize entries
         std::uint32_t tableSize;
+        std::uint16_t tag; // the bits of the mixed hash kept in the index entry
     };
     // Hashes `state` and has the processor fetch its home entry, so that the
     // lookups of several vectors wait for memory together.
     Key Prefetch(const char* state);
+    // Once the home entry of `key` has had time to arrive: has the processor
+    // fetch the stored vector that the lookup will compare (or, when the home
+    // entry holds another vector, the next entry on the probe path).
+    void PrefetchStored(const Key& key) const;
     // Lookup with a hash taken by Prefetch (taken again if the index has grown).
     long Lookup(const char* state, const Key& key);
     // Lookup and Insert in one probe sequence: the number of an equal stored
@@ -89,7 +98,7 @@ public:
     unsigned getLastBlock() const { return LastBlock; }
     unsigned getMaxBlocks() const { return MaxBlocks; }
     // Index entry at `slot`: 0 when empty, else the number stored there.
-    std::uint32_t getEntry(std::uint32_t slot) const { return Table[slot].reference; }
+    std::uint32_t getEntry(std::uint32_t slot) const { return entryNumber(slot); }
 
     // Largest number that the store can hold: 2^32 - 1.
     unsigned long MaxNumber() const;
@@ -99,15 +108,39 @@ public:
     static std::uint32_t PrimeSize(unsigned index);
 
 private:
-    struct Entry {
-        std::uint32_t reference;   // 0 = empty, else the state number
-        std::uint32_t fingerprint; // top 32 bits of the vector's mixed hash
-    };
+    // An index entry: the state number (0 = empty) in 4 bytes, then the tag in 2.
+    static constexpr std::size_t EntryBytes = 6;
+    // The entry at `slot` read as one 8-byte word (the index has 2 bytes of room
+    // after its last entry): the number in the low 32 bits, the tag above.
+    std::uint64_t entryWord(std::uint32_t slot) const {
+        std::uint64_t word;
+        std::memcpy(&word, Table + EntryBytes * slot, sizeof word);
+        return word;
+    }
+    std::uint32_t entryNumber(std::uint32_t slot) const {
+        return static_cast<std::uint32_t>(entryWord(slot));
+    }
+    static std::uint16_t wordTag(std::uint64_t word) {
+        return static_cast<std::uint16_t>(word >> 32);
+    }
+    void setEntry(std::uint32_t slot, std::uint32_t number, std::uint16_t tag) {
+        unsigned char* entry = Table + EntryBytes * slot;
+        std::memcpy(entry, &number, sizeof number);
+        std::memcpy(entry + sizeof number, &tag, sizeof tag);
+    }
+    // A new block of zeroed vectors (null when it cannot be allocated), its size
+    // in bytes, and its release.
+    char* mapBlock();
+    std::size_t blockBytes() const;
+    void unmapBlock(char* block) const;
+    // An index of `size` entries, all empty (null when it cannot be allocated).
+    static unsigned char* newIndex(std::uint32_t size);
 
     std::uint32_t home(const char* state, std::uint32_t fingerprint, std::uint32_t tableSize);
     Key keyOf(const char* state);
+    // The mixed hash: a multiply-xorshift mix of every byte.
+    std::uint64_t mixedHash(const char* state) const;
     std::uint32_t chunkHash(const char* state, std::uint32_t tableSize);
-    std::uint32_t fingerprintOf(const char* state) const;
     static std::uint32_t scaled(std::uint32_t fingerprint, std::uint32_t tableSize) {
         return static_cast<std::uint32_t>((static_cast<std::uint64_t>(fingerprint) * tableSize) >>
                                           32);
@@ -116,17 +149,20 @@ private:
     // The search shared by Lookup and FindOrInsert: the number of an equal
     // stored state, or 0 with `slot` at the empty (or cleared damaged) entry
     // that ended the search.
-    std::uint32_t search(const char* state, std::uint32_t fingerprint, std::uint32_t homeSlot,
+    std::uint32_t search(const char* state, std::uint16_t tag, std::uint32_t homeSlot,
                          std::uint32_t& slot);
-    // The first empty entry on the probe path of `state`.
-    std::uint32_t freeSlot(const char* state, std::uint32_t fingerprint);
+    // The first empty entry on the probe path from `homeSlot`.
+    std::uint32_t freeSlot(std::uint32_t homeSlot) const;
     // Stops the run for a number beyond MaxNumber; true when the index must
     // grow before `number` is stored.
     bool outgrown(unsigned long number) const;
     // Stores `state` under `number` in the empty entry `slot`, adding the
     // number's block first when it is new.
-    void place(const char* state, std::uint32_t fingerprint, std::uint32_t number,
-               std::uint32_t slot);
+    void place(const char* state, std::uint16_t tag, std::uint32_t number, std::uint32_t slot);
+    // Rehash's two ways of filling the new index: from the stored vectors in
+    // number order, or from the entries of the old index in slot order.
+    void rebuildFromVectors();
+    void moveEntries(const unsigned char* old, std::uint32_t oldSize);
     // The block of `number`.
     std::uint32_t blockOf(std::uint32_t number) const {
         if (BlockSize == 1)
@@ -144,21 +180,24 @@ private:
     void addBlock(std::uint32_t block);
     [[noreturn]] void fullStore(unsigned long number) const;
 
-    Entry* Table = nullptr;        // owned (malloc); the index, TableSize entries
-    unsigned PrimeIndex = 0;       // position of TableSize in the prime table
-    char** Blocks = nullptr;       // owned (malloc); MaxBlocks entries, each an owned
-                                   // block of BlockSize x StateSize bytes, or null
-    PVModel* Model;                // not owned; decides equality of two vectors
-    std::uint32_t StateSize;       // bytes per state vector
-    unsigned LastBlock = 0;        // index of the last allocated block
-    std::uint32_t BlockSize;       // vectors per block
-    std::uint64_t BlockReciprocal; // 2^64 / BlockSize rounded up: numbers divide by a multiply
-    std::uint64_t EndNumber;       // (LastBlock + 1) x BlockSize: no stored number reaches it
-    std::uint32_t TableSize;       // entries of the index
-    std::uint32_t ChunkLength;     // bytes per hash chunk
-    std::uint32_t MaxBlocks;       // entries of the block array
-    double LoadFactor;             // fraction of TableSize the numbers may reach
-    HomeHash Home;                 // how home slots are found
-    Equality Compare;              // how vectors are found equal
-    std::uint32_t* Sums = nullptr; // owned (malloc); StateSize + 1 chunk sums of the key
+    unsigned char* Table = nullptr; // owned (malloc); the index, TableSize entries
+    unsigned PrimeIndex = 0;        // position of TableSize in the prime table
+    char** Blocks = nullptr;        // owned (malloc); MaxBlocks entries, each an owned
+                                    // block of BlockSize x StateSize bytes (mapped), or null
+    char* LowestBlock = nullptr;    // the block mapped last: the next is asked for below it
+    PVModel* Model;                 // not owned; decides equality of two vectors
+    std::uint32_t StateSize;        // bytes per state vector
+    unsigned LastBlock = 0;         // index of the last allocated block
+    std::uint32_t BlockSize;        // vectors per block
+    std::uint64_t BlockReciprocal;  // 2^64 / BlockSize rounded up: numbers divide by a multiply
+    std::uint64_t EndNumber;        // (LastBlock + 1) x BlockSize: no stored number reaches it
+    std::uint32_t TableSize;        // entries of the index
+    std::uint32_t ChunkLength;      // bytes per hash chunk
+    std::uint32_t MaxBlocks;        // entries of the block array
+    double LoadFactor;              // fraction of TableSize the numbers may reach
+    HomeHash Home;                  // how home slots are found
+    Equality Compare;               // how vectors are found equal
+    std::uint32_t* Sums = nullptr;  // owned (malloc); StateSize + 1 chunk sums of the key
+    std::uint64_t Highest = 0;      // the highest number stored
+    bool Contiguous = true;         // the numbers stored are exactly 1 .. Highest
 };

@@ -88,7 +88,9 @@ void markUnfinished(const char* name) {
     unfinishedResults.emplace_back(name);
 }
 
-void markFinished() { unfinishedResults.clear(); }
+void markFinished() {
+    unfinishedResults.clear();
+}
 
 // True when the two names lead to one existing file. Files are compared by
 // identity (device and inode), so no spelling of a path (relative or absolute,
@@ -205,11 +207,13 @@ StateSpaceGen::StateSpaceGen(PVModel* model, const char* path, const char* name,
     NextState = NextStateBuffer.get();
     ExploredState = allocate<char>(StateSize);
     RewardValues = 2 * static_cast<std::uint32_t>(Model->NumPVs);
-    BatchStates = allocate<char>(static_cast<std::size_t>(NumTimedActions) * StateSize);
-    BatchRates = allocate<double>(NumTimedActions);
+    for (Batch& batch : Batches) {
+        batch.states = allocate<char>(static_cast<std::size_t>(NumTimedActions) * StateSize);
+        batch.rates = allocate<double>(NumTimedActions);
+        batch.actions = allocate<BaseActionClass*>(NumTimedActions);
+        batch.keys = allocate<HybridHash::Key>(NumTimedActions);
+    }
     BatchRewards = allocate<double>(static_cast<std::size_t>(NumTimedActions) * RewardValues);
-    BatchActions = allocate<BaseActionClass*>(NumTimedActions);
-    BatchKeys = allocate<HybridHash::Key>(NumTimedActions);
     std::size_t depths = MaxZeroTimeDepth + 1;
     SavedStates = allocate<char>(depths * StateSize);
     EnabledInstant = allocate<BaseActionClass*>(depths * NumInstantActions);
@@ -422,37 +426,69 @@ void StateSpaceGen::GenStateSpaceNormal(const char* armName, const char* varName
     beginExploration(armName, varName, "Error: Could not open state space output file",
                      NormalHeaderBlanks);
 
-    for (state_struct* record = StateQueue->Dequeue(); record != nullptr;
-         record = StateQueue->Dequeue()) {
-        CurrentStateNumber = record->number;
-        if (CurrentStateNumber == 0)
-            continue;
-        ++ExploredStates;
-        if (traces(1))
-            Trace->printf(1, "State Number = %d", static_cast<int>(CurrentStateNumber));
-        (this->*FindNext)(record->state);
-        ArmOut->line(CurrentStateNumber);
-        if (CurrentStateNumber % 1000 == 0)
-            std::cout << "_$" << CurrentStateNumber << "$" << std::endl;
-        if (AbsorbFlag == 1 && RateMap.empty()) {
-            if (Trace)
-                Trace->printStr(1, "The following state is absorbing: ");
-            std::cout << "absorbing state" << std::endl;
-            if (Trace)
-                Trace->printState();
+    // With the trace off and the rewards taken per new state, each state's
+    // successors are fired while the previous state's lookups are still
+    // waiting for memory (see explorePipelined).
+    if (FindNext == &StateSpaceGen::FindNextNormal && !traces(1) && !EagerRewards) {
+        explorePipelined();
+    } else {
+        for (std::uint32_t number = firstToExplore(); number != 0; number = nextToExplore()) {
+            if (traces(1))
+                Trace->printf(1, "State Number = %d", static_cast<int>(CurrentStateNumber));
+            (this->*FindNext)(const_cast<char*>(StateTable->StoredState(number)));
+            endRow(false);
         }
-        writeRow();
     }
     finishExploration();
     closeArm();
 }
 
+std::uint32_t StateSpaceGen::firstToExplore() {
+    // Breadth-first numbering makes the order of the frontier the order of the
+    // numbers: the states still to explore are those from CurrentStateNumber + 1
+    // to NumStates, and the store holds their vectors. The queue's seed is
+    // taken as the exploration begins.
+    StateQueue->Make_Empty();
+    CurrentStateNumber = 0;
+    return nextToExplore();
+}
+
+std::uint32_t StateSpaceGen::nextToExplore() {
+    if (CurrentStateNumber >= NumStates)
+        return 0;
+    ++CurrentStateNumber;
+    ++ExploredStates;
+    return CurrentStateNumber;
+}
+
+void StateSpaceGen::endRow(bool reloadForReport) {
+    ArmOut->line(CurrentStateNumber);
+    if (CurrentStateNumber % 1000 == 0)
+        std::cout << "_$" << CurrentStateNumber << "$" << std::endl;
+    if (AbsorbFlag == 1 && RateMap.empty()) {
+        if (Trace)
+            Trace->printStr(1, "The following state is absorbing: ");
+        std::cout << "absorbing state" << std::endl;
+        if (Trace) {
+            if (reloadForReport)
+                loadState(StateTable->StoredState(CurrentStateNumber));
+            Trace->printState();
+        }
+    }
+    writeRow();
+}
+
 void StateSpaceGen::FindNextNormal(char* state) {
-    // The record may be overwritten by the queue while new states are queued.
+    // A copy, which an Erlang phase advance may write to: the stored vector
+    // stays as it was numbered.
     std::memcpy(ExploredState.get(), state, StateSize);
     loadState(ExploredState.get());
     if (!traces(4)) {
-        findNextBatched();
+        Batch& batch = Batches[0];
+        fireBatch(batch, ExploredState.get());
+        prefetchStored(batch);
+        if (lookUpBatch(batch))
+            loadState(ExploredState.get());
         return;
     }
     for (std::uint32_t i = 0; i < NumTimedActions; ++i) {
@@ -475,25 +511,26 @@ void StateSpaceGen::FindNextNormal(char* state) {
     }
 }
 
-// Each lookup waits for its index entry to come from memory. Firing every
-// enabled action first, and asking for each successor's entry as soon as it is
-// known, lets those waits overlap with the firings and with each other. The
-// outcome is that of firing and looking up action by action: the lookups run in
-// firing order, so a new state gets the same number and is found by the later
-// lookups of the same batch; its reward record holds the values of the firing
-// that reached it (computed for the new state from its vector and that action,
-// or, with eager rewards, captured right after the firing); and a lookup reads
-// nothing that a later firing changes.
-void StateSpaceGen::findNextBatched() {
+// Each lookup waits for its index entry, and then for the stored vector it
+// compares, to come from memory. Firing every enabled action first, and asking
+// for each successor's entry as soon as it is known, lets those waits overlap
+// with the firings and with each other. The outcome is that of firing and
+// looking up action by action: the lookups run in firing order, so a new state
+// gets the same number and is found by the later lookups of the same batch;
+// its reward record holds the values of the firing that reached it (computed
+// for the new state from its vector and that action, or, with eager rewards,
+// captured right after the firing); and a lookup reads nothing that a later
+// firing changes.
+void StateSpaceGen::fireBatch(Batch& batch, const char* explored) {
     std::uint32_t count = 0;
     for (std::uint32_t i = 0; i < NumTimedActions; ++i) {
         BaseActionClass* action = TimedActions[i];
         if (!action->Enabled())
             continue;
-        NextState = BatchStates.get() + static_cast<std::size_t>(count) * StateSize;
+        NextState = batch.states.get() + static_cast<std::size_t>(count) * StateSize;
         if (EagerRewards) {
-            FireAction(action, ExploredState.get());
-            loadState(ExploredState.get());
+            FireAction(action, const_cast<char*>(explored));
+            loadState(explored);
         } else {
             // FireAction without phases (there are none) and without rewards;
             // the target is taken and the explored state put back in one pass.
@@ -505,41 +542,79 @@ void StateSpaceGen::findNextBatched() {
             Model->LastAction = action;
             LastFired = action;
             if (MapUsable) {
-                CellMap.saveAndRestore(NextState, ExploredState.get());
+                CellMap.saveAndRestore(NextState, explored);
             } else {
                 Model->CurrentState(NextState);
-                Model->SetState(ExploredState.get());
+                Model->SetState(const_cast<char*>(explored));
             }
         }
         if (Rate > 0) {
-            BatchRates[count] = Rate;
-            BatchActions[count] = LastFired;
+            batch.rates[count] = Rate;
+            batch.actions[count] = LastFired;
             if (EagerRewards)
                 RewardOut->Capture(BatchRewards.get() +
                                    static_cast<std::size_t>(count) * RewardValues);
-            BatchKeys[count] = StateTable->Prefetch(NextState);
+            batch.keys[count] = StateTable->Prefetch(NextState);
             ++count;
         }
     }
+    batch.count = count;
     NextState = NextStateBuffer.get();
-    bool moved = false; // the model holds a new state rather than the explored one
-    for (std::uint32_t k = 0; k < count; ++k) {
-        const char* successor = BatchStates.get() + static_cast<std::size_t>(k) * StateSize;
-        long target = StateTable->FindOrInsert(successor, BatchKeys[k], NumStates + 1UL);
+}
+
+void StateSpaceGen::prefetchStored(const Batch& batch) const {
+    for (std::uint32_t k = 0; k < batch.count; ++k)
+        StateTable->PrefetchStored(batch.keys[k]);
+}
+
+bool StateSpaceGen::lookUpBatch(const Batch& batch) {
+    bool moved = false;
+    for (std::uint32_t k = 0; k < batch.count; ++k) {
+        const char* successor = batch.states.get() + static_cast<std::size_t>(k) * StateSize;
+        long target = StateTable->FindOrInsert(successor, batch.keys[k], NumStates + 1UL);
         if (target >= 0) {
-            RateMap.add(static_cast<std::uint32_t>(target), BatchRates[k]);
+            RateMap.add(static_cast<std::uint32_t>(target), batch.rates[k]);
         } else if (EagerRewards) {
-            newState(successor, BatchRates[k],
+            newState(successor, batch.rates[k],
                      BatchRewards.get() + static_cast<std::size_t>(k) * RewardValues, true);
         } else {
             loadState(successor);
             moved = true;
-            LastFired = BatchActions[k];
-            newState(successor, BatchRates[k], nullptr, true);
+            LastFired = batch.actions[k];
+            newState(successor, batch.rates[k], nullptr, true);
         }
     }
-    if (moved)
-        loadState(ExploredState.get());
+    return moved;
+}
+
+// Three states in flight. The lookups of a state wait for two fetches from
+// memory, one after the other: its index entry, then the stored vector that the
+// entry names. So the states after it are fired ahead: the successors of the
+// state two ahead are fired and their index entries asked for, and the entries
+// of the state one ahead, which have had a state's time to arrive, are read to
+// ask for the vectors they name; then the present state's lookups find both
+// there. A state can be fired only once it is numbered; its vector lies in the
+// store, where it stays, so it is not copied. The model is loaded from each
+// explored state before its firings, and from nothing else in between, so
+// what the lookups load for new states' rewards disturbs no firing.
+void StateSpaceGen::explorePipelined() {
+    constexpr std::uint32_t InFlight = sizeof Batches / sizeof Batches[0];
+    std::uint32_t fired = 0;   // the last state whose successors are fired
+    std::uint32_t fetched = 0; // the last state whose stored vectors are asked for
+    auto fire = [this, &fired] {
+        ++fired;
+        const char* explored = StateTable->StoredState(fired);
+        loadState(explored);
+        fireBatch(Batches[fired % InFlight], explored);
+    };
+    for (std::uint32_t number = firstToExplore(); number != 0; number = nextToExplore()) {
+        while (fired < number + InFlight - 1 && fired < NumStates)
+            fire();
+        while (fetched < number + 1 && fetched < fired)
+            prefetchStored(Batches[++fetched % InFlight]);
+        lookUpBatch(Batches[number % InFlight]);
+        endRow(true);
+    }
 }
 
 void StateSpaceGen::FindNextInstant(char* state) {
@@ -685,11 +760,9 @@ void StateSpaceGen::SaveStableState(double rate, long stateNumber) {
 
 void StateSpaceGen::newState(const char* state, double rate, const double* rewards, bool stored) {
     ++NumStates;
-    // The queue and the store each take their own copy of the bytes, so the
-    // record points at them where they lie.
+    // The store's copy is the new state's place in the frontier too.
     CurrentState.state = const_cast<char*>(state);
     CurrentState.number = NumStates;
-    StateQueue->Enqueue(&CurrentState);
     if (!stored)
         StateTable->Insert(state, NumStates);
     RateMap.add(NumStates, rate);
@@ -734,15 +807,10 @@ void StateSpaceGen::GenStateSpaceDeterministic(const char* armName, const char* 
     beginExploration(armName, varName, "Error: Could not open binary file dude",
                      DeterministicHeaderBlanks);
 
-    for (state_struct* record = StateQueue->Dequeue(); record != nullptr;
-         record = StateQueue->Dequeue()) {
-        CurrentStateNumber = record->number;
+    for (std::uint32_t number = firstToExplore(); number != 0; number = nextToExplore()) {
         if (traces(1))
             Trace->printf(1, "State Number = %d", static_cast<int>(CurrentStateNumber));
-        if (CurrentStateNumber == 0)
-            continue;
-        ++ExploredStates;
-        FindNextDeterministic(record->state);
+        FindNextDeterministic(const_cast<char*>(StateTable->StoredState(number)));
         ArmOut->line(CurrentStateNumber);
         if (CurrentStateNumber % 1000 == 0)
             std::cout << "_$" << CurrentStateNumber << "$" << std::endl;

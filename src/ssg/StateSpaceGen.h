@@ -69,30 +69,32 @@ public:
     std::uint32_t NumStates = 0; // highest number handed out
     std::uint32_t StateSize = 0; // bytes of one state vector
     std::uint32_t NumPhaseActions = 0;
-    std::unique_ptr<ResultsDB> Database;                // owned; only with a database host
-    int DistributionMask = 0;                           // the timed actions' distribution types
-    PVModel* Model;                                     // not owned
-    std::unique_ptr<Reward> RewardOut;                  // owned during an exploration
-    std::unique_ptr<Queue> StateQueue;                  // owned; states numbered, not yet explored
-    std::unique_ptr<HybridHash> StateTable;             // owned; every numbered state
+    std::unique_ptr<ResultsDB> Database;    // owned; only with a database host
+    int DistributionMask = 0;               // the timed actions' distribution types
+    PVModel* Model;                         // not owned
+    std::unique_ptr<Reward> RewardOut;      // owned during an exploration
+    std::unique_ptr<Queue> StateQueue;      // owned; holds the initial state until the exploration
+                                            // begins, which takes the states to explore from the
+                                            // store in number order
+    std::unique_ptr<HybridHash> StateTable; // owned; every numbered state
     std::unique_ptr<BaseActionClass*[]> InstantActions; // owned array; type 18, model order
     std::unique_ptr<BaseActionClass*[]> TimedActions;   // owned array; all others
     std::unique_ptr<BaseActionClass*[]> PhaseActions;   // owned array; type 7
     List<BaseActionClass> ActionList;                   // the model's actions
     BaseActionClass** Actions = nullptr;                // ActionList's item array
     List<BaseGroupClass> GroupList;                     // the model's groups
-    BaseGroupClass** Groups = nullptr; // GroupList's item array, indexed by GroupID
-    state_struct CurrentState;         // hands a new state to the queue (points at its bytes)
-    double Rate = 0.0;                 // rate of the timed action fired last
-    DeterministicList DetList;         // enabling states of deterministic actions
-    char* NextState = nullptr;         // where the model writes its state after a firing:
-                                       // NextStateBuffer, or a slot of the successor batch
-    const char* ExperimentPath;        // not owned
-    const char* ExperimentName;        // not owned
-    short AbsorbFlag;                  // 1: report absorbing states
-    short OutputFormat = 1;            // output file type; 1 (text)
-    char* TraceFileName;               // owned (free); null for standard output
-    std::unique_ptr<TraceFileContainer> Trace;    // owned; null until InitializeTrace
+    BaseGroupClass** Groups = nullptr;         // GroupList's item array, indexed by GroupID
+    state_struct CurrentState;                 // the state numbered last (points at its bytes)
+    double Rate = 0.0;                         // rate of the timed action fired last
+    DeterministicList DetList;                 // enabling states of deterministic actions
+    char* NextState = nullptr;                 // where the model writes its state after a firing:
+                                               // NextStateBuffer, or a slot of the successor batch
+    const char* ExperimentPath;                // not owned
+    const char* ExperimentName;                // not owned
+    short AbsorbFlag;                          // 1: report absorbing states
+    short OutputFormat = 1;                    // output file type; 1 (text)
+    char* TraceFileName;                       // owned (free); null for standard output
+    std::unique_ptr<TraceFileContainer> Trace; // owned; null until InitializeTrace
     std::unique_ptr<TraceFileVantorSSG> TraceOut; // owned; the one trace file
     int TraceLevel = 0;                           // 0 to 4, set before InitializeTrace
     short ZeroTimeDepth = 0;                      // instantaneous firings on the present path
@@ -107,8 +109,37 @@ private:
     // or, when null, the values the variables hold now.
     void newState(const char* state, double rate, const double* rewards = nullptr,
                   bool stored = false);
-    // FindNextNormal without trace: every firing first, then the lookups.
-    void findNextBatched();
+    // The successors of one explored state with positive rates, held from
+    // their firing to their lookup: vectors, rates, the actions behind them and
+    // their hashes.
+    struct Batch {
+        std::unique_ptr<char[]> states;              // owned; NumTimedActions x StateSize
+        std::unique_ptr<double[]> rates;             // owned; NumTimedActions
+        std::unique_ptr<BaseActionClass*[]> actions; // owned; NumTimedActions
+        std::unique_ptr<HybridHash::Key[]> keys;     // owned; NumTimedActions
+        std::uint32_t count = 0;                     // successors held
+    };
+    // The exploration's walk over the frontier: the first state to explore (the
+    // initial state), then each next one, 0 when none is left. Sets
+    // CurrentStateNumber and counts ExploredStates.
+    std::uint32_t firstToExplore();
+    std::uint32_t nextToExplore();
+    // After the explored state's FindNext: its row number, the progress marker,
+    // the absorbing-state report and the row. `reloadForReport`: the model does
+    // not hold the explored state, and is loaded with it for the report.
+    void endRow(bool reloadForReport);
+    // Fires every enabled timed action of the state that the model holds (whose
+    // vector is `explored`), putting the model back after each, and asks for
+    // the index entries of the successors.
+    void fireBatch(Batch& batch, const char* explored);
+    // Asks for the stored vectors that the batch's lookups will compare.
+    void prefetchStored(const Batch& batch) const;
+    // Looks up the batch's successors in firing order, numbering the new ones;
+    // true when the model was loaded with a new state for its rewards.
+    bool lookUpBatch(const Batch& batch);
+    // The loop of GenStateSpaceNormal without trace and without eager rewards:
+    // the next states' firings overlap the present state's lookups.
+    void explorePipelined();
     // Opens the .arm file, writes the placeholder header and the initial state's
     // reward record; `blanks` is the width of the placeholder line.
     void beginExploration(const char* armName, const char* varName, const char* openMessage,
@@ -137,15 +168,11 @@ private:
 
     std::unique_ptr<char[]> NextStateBuffer; // owned; NextState outside the batch
     std::unique_ptr<char[]> ExploredState;   // owned; copy of the state being explored
-    // The successors of the explored state with positive rates, held from their
-    // firing to their lookup: vectors, rates, reward values, hashes.
-    std::unique_ptr<char[]> BatchStates;                // owned; NumTimedActions x StateSize
-    std::unique_ptr<double[]> BatchRates;               // owned; NumTimedActions
-    std::unique_ptr<double[]> BatchRewards;             // owned; NumTimedActions x RewardValues
-    std::unique_ptr<HybridHash::Key[]> BatchKeys;       // owned; NumTimedActions
-    std::unique_ptr<BaseActionClass*[]> BatchActions;   // owned; the action behind each rate
-    std::uint32_t RewardValues = 0;                     // reward values per state
-    std::unique_ptr<char[]> SavedStates;                // owned; per zero-time depth, a saved state
+    Batch Batches[3]; // the explored state's successors, and those of the next two
+    std::unique_ptr<double[]> BatchRewards; // owned; with eager rewards, NumTimedActions x
+                                            // RewardValues values captured after the firings
+    std::uint32_t RewardValues = 0;         // reward values per state
+    std::unique_ptr<char[]> SavedStates;    // owned; per zero-time depth, a saved state
     std::unique_ptr<BaseActionClass*[]> EnabledInstant; // owned; per depth, enabled actions
     std::ofstream ArmFile;                              // the .arm file during an exploration
     std::unique_ptr<TextBuffer> ArmOut;                 // owned; buffers ArmFile

@@ -225,3 +225,50 @@ TEST(PollingRun, AStationCountTheModelCannotHoldEndsTheRun) {
         EXPECT_FALSE(testsupport::fileExists(dir.path() + "polling.arm"));
     }
 }
+
+// Larger systems cross growths of the store's index (the load factor 0.1 puts
+// them at states 13108 and 39321) while successors of several states are in
+// flight between their firing and their lookup: rows and rewards still follow
+// the enumeration.
+TEST(PollingRun, RowsStayExactAcrossGrowthsOfTheIndex) {
+    const int n = 12;
+    TempDir dir;
+    RunResult r = runPolling(dir, "-B0 -h0.1 -O i:N:" + std::to_string(n));
+    ASSERT_EQ(r.status, 0) << r.err;
+    const PollingChain chain(n);
+    const ArmFile arm = parseArm(readFile(dir.path() + "polling.arm"));
+    ASSERT_EQ(arm.rows.size(), chain.rows.size());
+    EXPECT_EQ(arm.states, expectedStates(n));
+    for (std::size_t i = 0; i < chain.rows.size(); ++i) {
+        const Row& got = arm.rows[i];
+        const Row& want = chain.rows[i];
+        ASSERT_EQ(got.size(), want.size()) << "row " << i + 1;
+        for (std::size_t k = 0; k < want.size(); ++k) {
+            ASSERT_EQ(got[k].first, want[k].first) << "row " << i + 1;
+            ASSERT_NEAR(got[k].second, want[k].second, want[k].second * 1e-10) << "row " << i + 1;
+        }
+    }
+    const std::vector<double> rewards = parseVarRewards(readFile(dir.path() + "polling.var"));
+    ASSERT_EQ(rewards.size(), chain.jobs.size());
+    for (std::size_t i = 0; i < rewards.size(); ++i)
+        ASSERT_EQ(rewards[i], chain.jobs[i]) << "state " << i + 1;
+}
+
+// Without a trace the successors of the next states are fired before the
+// present state's lookups; with one, each state is explored on its own, and at
+// level 4 action by action. All three write the same files.
+TEST(PollingRun, TracedAndUntracedExplorationsWriteTheSameFiles) {
+    TempDir plain, traced, detailed;
+    const std::string options = "-B0 -h0.05 -O i:N:10";
+    RunResult r = runPolling(plain, options);
+    ASSERT_EQ(r.status, 0) << r.err;
+    r = runPolling(traced, options + " -l1 -t" + traced.path() + "trace.txt");
+    ASSERT_EQ(r.status, 0) << r.err;
+    r = runPolling(detailed, options + " -l4 -t" + detailed.path() + "trace.txt");
+    ASSERT_EQ(r.status, 0) << r.err;
+    for (const char* file : {"polling.arm", "polling.var"}) {
+        const std::string expected = readFile(plain.path() + file);
+        EXPECT_EQ(readFile(traced.path() + file), expected) << file;
+        EXPECT_EQ(readFile(detailed.path() + file), expected) << file;
+    }
+}

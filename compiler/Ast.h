@@ -22,6 +22,27 @@ struct Literal {
 
 enum class ValueType { Short, Int, Long, Float, Double, Char, Bool };
 
+// The C++ name of a value type, as messages and generated code write it.
+inline const char* typeName(ValueType t) {
+    switch (t) {
+    case ValueType::Short:
+        return "short";
+    case ValueType::Int:
+        return "int";
+    case ValueType::Long:
+        return "long";
+    case ValueType::Float:
+        return "float";
+    case ValueType::Double:
+        return "double";
+    case ValueType::Char:
+        return "char";
+    case ValueType::Bool:
+        return "bool";
+    }
+    return "int";
+}
+
 struct GlobalDecl {
     ValueType type;
     Name name;

@@ -85,26 +85,6 @@ bool endsWith(const std::string& s, const std::string& suffix) {
     return s.size() >= suffix.size() && s.compare(s.size() - suffix.size(), suffix.size(), suffix) == 0;
 }
 
-const char* typeName(ValueType t) {
-    switch (t) {
-    case ValueType::Short:
-        return "short";
-    case ValueType::Int:
-        return "int";
-    case ValueType::Long:
-        return "long";
-    case ValueType::Float:
-        return "float";
-    case ValueType::Double:
-        return "double";
-    case ValueType::Char:
-        return "char";
-    case ValueType::Bool:
-        return "bool";
-    }
-    return "?";
-}
-
 bool isIntegerType(ValueType t) {
     return t == ValueType::Short || t == ValueType::Int || t == ValueType::Long ||
            t == ValueType::Char;

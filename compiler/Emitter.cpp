@@ -5,26 +5,6 @@
 
 namespace {
 
-const char* cppType(ValueType t) {
-    switch (t) {
-    case ValueType::Short:
-        return "short";
-    case ValueType::Int:
-        return "int";
-    case ValueType::Long:
-        return "long";
-    case ValueType::Float:
-        return "float";
-    case ValueType::Double:
-        return "double";
-    case ValueType::Char:
-        return "char";
-    case ValueType::Bool:
-        return "bool";
-    }
-    return "int";
-}
-
 const char* elementType(ValueType t) {
     switch (t) {
     case ValueType::Short:
@@ -225,11 +205,18 @@ void Emitter::emitWorkerLocals(Writer& w, const std::vector<int>& places) {
     }
 }
 
-// The one place where a SAN, once every pointer to a marking is registered,
-// could hand its markings to a packed state buffer; the framework offers no
-// such call yet, so nothing is written.
+// The end of the SAN's constructor: every pointer to a marking is registered
+// by then (the activities' LinkVariables, the arrays' own cells), and the code
+// reaches markings only through those pointers or the places, so the markings
+// may move into one buffer in state-vector order. The generator then saves and
+// restores a state with one copy. A field of a structured place that would lie
+// misaligned in the buffer (a double after a short) makes the call decline:
+// the markings then stay where they are, and the generator copies them one by
+// one.
 void Emitter::emitStatePacking(Writer& w) {
-    (void)w;
+    w << "\n    // Every pointer to a marking is registered: the markings move into one\n"
+      << "    // buffer in state-vector order, and a state is saved and restored with one copy.\n"
+      << "    PackStateCells();\n";
 }
 
 std::map<std::string, std::string> Emitter::run() {
@@ -262,7 +249,7 @@ void Emitter::emitGlobals() {
     if (!m.globals.empty())
         w << "\n";
     for (const CheckedGlobal& g : m.globals)
-        w << "extern " << cppType(g.type) << " " << g.name << ";\n";
+        w << "extern " << typeName(g.type) << " " << g.name << ";\n";
     files["GlobalVariables.h"] = w.text;
 }
 
@@ -322,7 +309,7 @@ void Emitter::emitActivityClass(Writer& w, const CheckedActivity& a) {
             const CheckedStruct& s = m.structs[static_cast<std::size_t>(pl.structType)];
             w << "        " << s.name << "Struct* " << pl.name << " = nullptr; // not owned\n";
             for (const CheckedField& f : s.fields)
-                w << "        " << cppType(f.type) << "* " << pl.name << "_" << f.name
+                w << "        " << typeName(f.type) << "* " << pl.name << "_" << f.name
                   << "_Mark = nullptr; // bound by LinkVariables\n";
         }
     }
@@ -373,7 +360,7 @@ void Emitter::emitSANHeader() {
         w << "    // The fields of a place of structure " << s.name << ".\n";
         w << "    struct " << s.name << " {\n";
         for (const CheckedField& f : s.fields)
-            w << "        " << cppType(f.type) << "& " << f.name << ";\n";
+            w << "        " << typeName(f.type) << "& " << f.name << ";\n";
         w << "    };\n\n";
         const std::string cls = s.name + "Struct";
         w << "    // A structured state variable of type " << s.name << ": one shareable variable per field.\n";
@@ -383,7 +370,7 @@ void Emitter::emitSANHeader() {
         w << "        " << cls << "(const " << cls << "&) = delete;\n";
         w << "        " << cls << "& operator=(const " << cls << "&) = delete;\n\n";
         for (const CheckedField& f : s.fields)
-            w << "        SharableSV<" << cppType(f.type) << ">* " << f.name << "; // owned\n";
+            w << "        SharableSV<" << typeName(f.type) << ">* " << f.name << "; // owned\n";
         w << "    };\n\n";
     }
     for (const CheckedPlace& p : m.places) {
@@ -672,10 +659,10 @@ void Emitter::emitSANSource() {
         w << "    makeArrays(types, " << static_cast<int>(s.fields.size()) << ");\n";
         for (std::size_t f = 0; f < s.fields.size(); ++f) {
             const CheckedField& fd = s.fields[f];
-            w << "    " << fd.name << " = new SharableSV<" << cppType(fd.type) << ">();\n";
+            w << "    " << fd.name << " = new SharableSV<" << typeName(fd.type) << ">();\n";
             w << "    " << fd.name << "->SetName((std::string(name) + \"." << fd.name << "\").c_str());\n";
             if (fd.hasInit) {
-                w << "    *" << fd.name << "->value = static_cast<" << cppType(fd.type) << ">(\n";
+                w << "    *" << fd.name << "->value = static_cast<" << typeName(fd.type) << ">(\n";
                 w.fragment(fd.init);
                 w << "    );\n";
             }
@@ -1109,7 +1096,7 @@ void Emitter::emitStudy() {
     if (!m.globals.empty())
         h << "\nprivate:\n";
     for (const CheckedGlobal& g : m.globals)
-        h << "    " << cppType(g.type) << "* " << g.name << "Values = nullptr; // owned, NumExps entries\n";
+        h << "    " << typeName(g.type) << "* " << g.name << "Values = nullptr; // owned, NumExps entries\n";
     h << "};\n";
     files[cls + ".h"] = h.text;
 
@@ -1121,7 +1108,7 @@ void Emitter::emitStudy() {
     if (!m.globals.empty())
         w << "// The model's global variables: set by the study, read by the model.\n";
     for (const CheckedGlobal& g : m.globals)
-        w << cppType(g.type) << " " << g.name << " = 0;\n";
+        w << typeName(g.type) << " " << g.name << " = 0;\n";
     bool named = false;
     for (const std::string& n : m.experimentNames)
         named = named || !n.empty();
@@ -1145,11 +1132,11 @@ void Emitter::emitStudy() {
     w << "    GVNames = new char*[NumGVs];\n    GVTypes = new char*[NumGVs];\n";
     for (std::size_t i = 0; i < m.globals.size(); ++i) {
         w << "    GVNames[" << static_cast<int>(i) << "] = studyDuplicate(" << quoted(m.globals[i].name) << ");\n";
-        w << "    GVTypes[" << static_cast<int>(i) << "] = studyDuplicate(" << quoted(cppType(m.globals[i].type))
+        w << "    GVTypes[" << static_cast<int>(i) << "] = studyDuplicate(" << quoted(typeName(m.globals[i].type))
           << ");\n";
     }
     for (const CheckedGlobal& g : m.globals)
-        w << "    " << g.name << "Values = new " << cppType(g.type) << "[NumExps];\n";
+        w << "    " << g.name << "Values = new " << typeName(g.type) << "[NumExps];\n";
     for (const CheckedGlobal& g : m.globals)
         w << "    SetValues_" << g.name << "();\n";
     w << "    SetDefaultVantorRoot(\"/usr/share/vantor-2.4/\");\n}\n\n";
@@ -1166,7 +1153,7 @@ void Emitter::emitStudy() {
             w << "    for (int e = 0; e < studyExperiments; ++e)\n        " << g.name << "Values[e] = "
               << g.values[0] << ";\n}\n\n";
         } else {
-            w << "    static const " << cppType(g.type) << " column[studyExperiments] = {";
+            w << "    static const " << typeName(g.type) << " column[studyExperiments] = {";
             for (std::size_t e = 0; e < g.values.size(); ++e)
                 w << (e ? ", " : "") << g.values[e];
             w << "};\n    for (int e = 0; e < studyExperiments; ++e)\n        " << g.name
@@ -1193,7 +1180,7 @@ void Emitter::emitStudy() {
         w << "    std::cout << \"The Global Variable values for experiment \" << GetExpName(exp)\n"
           << "              << \" are:\" << std::endl;\n";
     for (const CheckedGlobal& g : m.globals)
-        w << "    std::cout << " << quoted(g.name + "\t" + cppType(g.type) + "\t") << " << " << g.name
+        w << "    std::cout << " << quoted(g.name + "\t" + typeName(g.type) + "\t") << " << " << g.name
           << " << std::endl;\n";
     w << "}\n\n";
     w << "void* " << cls << "::GetGVValue(const char* name) {\n";
@@ -1204,7 +1191,7 @@ void Emitter::emitStudy() {
     w << "void " << cls << "::OverrideGVValue(const char* name, const void* value) {\n";
     for (const CheckedGlobal& g : m.globals)
         w << "    if (std::strcmp(name, " << quoted(g.name) << ") == 0) {\n        " << g.name
-          << " = *static_cast<const " << cppType(g.type) << "*>(value);\n        return;\n    }\n";
+          << " = *static_cast<const " << typeName(g.type) << "*>(value);\n        return;\n    }\n";
     if (m.globals.empty())
         w << "    (void)value;\n";
     w << "    std::cerr << \"!! " << cls << "::OverrideGVValue: Global Variable \" << name << \" does not exist.\"\n"

@@ -146,6 +146,26 @@ RunResult runExperiment(const TempDir& dir, int n) {
     return runPolling(dir, "-B" + std::to_string(n - 2));
 }
 
+// The run's .arm rows and .var rewards, checked against the enumeration.
+void expectTheChain(const TempDir& dir, const PollingChain& chain) {
+    const ArmFile arm = parseArm(readFile(dir.path() + "polling.arm"));
+    ASSERT_EQ(arm.rows.size(), chain.rows.size());
+    for (std::size_t i = 0; i < chain.rows.size(); ++i) {
+        const Row& got = arm.rows[i];
+        const Row& want = chain.rows[i];
+        ASSERT_EQ(got.size(), want.size()) << "row " << i + 1;
+        for (std::size_t k = 0; k < want.size(); ++k) {
+            ASSERT_EQ(got[k].first, want[k].first) << "row " << i + 1;
+            // Rates are written with 11 significant digits.
+            ASSERT_NEAR(got[k].second, want[k].second, want[k].second * 1e-10) << "row " << i + 1;
+        }
+    }
+    const std::vector<double> rewards = parseVarRewards(readFile(dir.path() + "polling.var"));
+    ASSERT_EQ(rewards.size(), chain.jobs.size());
+    for (std::size_t i = 0; i < rewards.size(); ++i)
+        ASSERT_EQ(rewards[i], chain.jobs[i]) << "state " << i + 1;
+}
+
 } // namespace
 
 TEST(PollingRun, TwoStationsGiveTheFilesDerivedByHand) {
@@ -167,27 +187,10 @@ TEST(PollingRun, CountsFollowTheFormulasAndRowsMatchABruteForceEnumeration) {
         TempDir dir;
         RunResult r = runExperiment(dir, n);
         ASSERT_EQ(r.status, 0) << r.err;
-        const PollingChain chain(n);
         const ArmFile arm = parseArm(readFile(dir.path() + "polling.arm"));
         EXPECT_EQ(arm.states, expectedStates(n));
         EXPECT_EQ(arm.transitions(), expectedTransitions(n));
-        ASSERT_EQ(static_cast<long>(arm.rows.size()), expectedStates(n));
-        ASSERT_EQ(arm.rows.size(), chain.rows.size());
-        for (std::size_t i = 0; i < chain.rows.size(); ++i) {
-            const Row& got = arm.rows[i];
-            const Row& want = chain.rows[i];
-            ASSERT_EQ(got.size(), want.size()) << "row " << i + 1;
-            for (std::size_t k = 0; k < want.size(); ++k) {
-                EXPECT_EQ(got[k].first, want[k].first) << "row " << i + 1;
-                // Rates are written with 11 significant digits.
-                EXPECT_NEAR(got[k].second, want[k].second, want[k].second * 1e-10)
-                    << "row " << i + 1;
-            }
-        }
-        const std::vector<double> rewards = parseVarRewards(readFile(dir.path() + "polling.var"));
-        ASSERT_EQ(rewards.size(), chain.jobs.size());
-        for (std::size_t i = 0; i < rewards.size(); ++i)
-            EXPECT_EQ(rewards[i], chain.jobs[i]) << "state " << i + 1;
+        expectTheChain(dir, PollingChain(n));
     }
 }
 
@@ -235,23 +238,8 @@ TEST(PollingRun, RowsStayExactAcrossGrowthsOfTheIndex) {
     TempDir dir;
     RunResult r = runPolling(dir, "-B0 -h0.1 -O i:N:" + std::to_string(n));
     ASSERT_EQ(r.status, 0) << r.err;
-    const PollingChain chain(n);
-    const ArmFile arm = parseArm(readFile(dir.path() + "polling.arm"));
-    ASSERT_EQ(arm.rows.size(), chain.rows.size());
-    EXPECT_EQ(arm.states, expectedStates(n));
-    for (std::size_t i = 0; i < chain.rows.size(); ++i) {
-        const Row& got = arm.rows[i];
-        const Row& want = chain.rows[i];
-        ASSERT_EQ(got.size(), want.size()) << "row " << i + 1;
-        for (std::size_t k = 0; k < want.size(); ++k) {
-            ASSERT_EQ(got[k].first, want[k].first) << "row " << i + 1;
-            ASSERT_NEAR(got[k].second, want[k].second, want[k].second * 1e-10) << "row " << i + 1;
-        }
-    }
-    const std::vector<double> rewards = parseVarRewards(readFile(dir.path() + "polling.var"));
-    ASSERT_EQ(rewards.size(), chain.jobs.size());
-    for (std::size_t i = 0; i < rewards.size(); ++i)
-        ASSERT_EQ(rewards[i], chain.jobs[i]) << "state " << i + 1;
+    EXPECT_EQ(parseArm(readFile(dir.path() + "polling.arm")).states, expectedStates(n));
+    expectTheChain(dir, PollingChain(n));
 }
 
 // Without a trace the successors of the next states are fired before the

@@ -30,6 +30,23 @@ RateAccumulator::~RateAccumulator() {
 }
 
 RateAccumulator::Entry& RateAccumulator::find(std::uint32_t target) {
+    // Most rows are short: their entries are searched in order, and only a row
+    // that outgrows that is indexed.
+    static_assert(InitialCapacity > LinearLimit, "a short row always fits");
+    if (Count < LinearLimit) {
+        for (std::uint32_t i = 0; i < Count; ++i) {
+            if (Entries[i].target == target)
+                return Entries[i];
+        }
+        Entries[Count] = {target, 0.0};
+        return Entries[Count++];
+    }
+    for (; Indexed < Count; ++Indexed) {
+        std::uint32_t slot = spread(Entries[Indexed].target) & SlotMask;
+        while (Slots[slot].stamp == Stamp)
+            slot = (slot + 1) & SlotMask;
+        Slots[slot] = {Stamp, Indexed};
+    }
     std::uint32_t slot = spread(target) & SlotMask;
     for (;;) {
         Slot& s = Slots[slot];
@@ -41,6 +58,7 @@ RateAccumulator::Entry& RateAccumulator::find(std::uint32_t target) {
             s.stamp = Stamp;
             s.position = Count;
             Entries[Count] = {target, 0.0};
+            ++Indexed;
             return Entries[Count++];
         }
         if (Entries[s.position].target == target)
@@ -77,6 +95,7 @@ void RateAccumulator::sort() {
 
 void RateAccumulator::clear() {
     Count = 0;
+    Indexed = 0;
     if (++Stamp == 0) {
         // After 2^32 - 1 rows the stamps start again: forget the old ones.
         std::fill(Slots, Slots + SlotMask + 1, Slot{0, 0});

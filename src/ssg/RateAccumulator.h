@@ -44,8 +44,13 @@ private:
     Entry& find(std::uint32_t target);
     void grow();
 
+    // Rows of up to this many entries are searched in order; longer ones are
+    // indexed by the slots.
+    static constexpr std::uint32_t LinearLimit = 16;
+
     Entry* Entries = nullptr; // owned; Capacity entries, Count in use
     std::uint32_t Count = 0;
+    std::uint32_t Indexed = 0; // entries of the present row entered in the slots
     std::uint32_t Capacity = 0;
     Slot* Slots = nullptr;      // owned; 2 x Capacity slots (a power of two)
     std::uint32_t SlotMask = 0; // number of slots - 1

@@ -12,13 +12,30 @@ namespace {
 TEST(RateAccumulator, RowsEqualAnOrderedMapSummedInCallOrder) {
     RateAccumulator row;
     std::mt19937 random(7);
-    std::uniform_int_distribution<std::uint32_t> target(1, 4000);
     std::uniform_real_distribution<double> rate(-1.0, 1.0);
     // Row sizes from empty to beyond the first capacity (1024 entries), so the
     // table grows, and many rows in a row, so old entries must be forgotten.
-    for (int size : {0, 1, 5, 40, 900, 3000, 2, 1500, 10}) {
+    // Targets from a few (rows short enough to be searched in order, with
+    // repeats) to many; 20 targets over 200 additions pass the 16 entries at
+    // which a row is indexed, and go on summing into the earlier entries.
+    struct Case {
+        int size;
+        std::uint32_t targets;
+    };
+    for (Case c : {Case{0, 4000},
+                   {1, 4000},
+                   {5, 4000},
+                   {40, 4000},
+                   {30, 12},
+                   {200, 20},
+                   {900, 4000},
+                   {3000, 4000},
+                   {2, 4000},
+                   {1500, 4000},
+                   {10, 3}}) {
+        std::uniform_int_distribution<std::uint32_t> target(1, c.targets);
         std::map<std::uint32_t, double> expected;
-        for (int i = 0; i < size; ++i) {
+        for (int i = 0; i < c.size; ++i) {
             std::uint32_t t = target(random);
             double r = rate(random);
             expected[t] += r;

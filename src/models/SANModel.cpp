@@ -183,20 +183,16 @@ bool SANModel::PackStateCells() {
     if (size <= 0 || !GetStateMap(map))
         return false;
 
-    // Every byte of the vector in exactly one cell, and each cell once.
-    const std::size_t units =
-        (static_cast<std::size_t>(size) + sizeof(std::max_align_t) - 1) / sizeof(std::max_align_t);
-    std::unique_ptr<std::max_align_t[]> buffer(new (std::nothrow) std::max_align_t[units]);
-    if (buffer == nullptr)
-        MemoryAllocationError();
-    char* base = reinterpret_cast<char*>(buffer.get());
+    // Every byte of the vector in exactly one cell, each cell once, and each
+    // cell's alignment one that the buffer's own alignment provides.
+    constexpr std::size_t unit = sizeof(std::max_align_t);
+    constexpr std::size_t maxAlignment = alignof(std::max_align_t);
     std::set<const char*> seen;
     std::uint32_t next = 0;
     for (const StateMap::Cell& c : map.cells()) {
-        int alignment = c.variable->CellAlignment();
+        const int alignment = c.variable->CellAlignment();
         if (c.offset != next || alignment <= 0 ||
-            reinterpret_cast<std::uintptr_t>(base + c.offset) % static_cast<unsigned>(alignment) !=
-                0 ||
+            maxAlignment % static_cast<std::size_t>(alignment) != 0 ||
             !seen.insert(c.address).second)
             return false;
         next += c.length;
@@ -204,6 +200,29 @@ bool SANModel::PackStateCells() {
     if (next != static_cast<std::uint32_t>(size))
         return false;
 
+    // The vector's layout is fixed (fields end to end, without padding), but
+    // where it starts in the buffer is not: take the first start that puts
+    // every cell at a multiple of its alignment (a char, then a short: one
+    // byte in). The alignments divide maxAlignment, so a larger start repeats
+    // a smaller one.
+    std::size_t start = 0;
+    for (; start < maxAlignment; ++start) {
+        bool aligned = true;
+        for (const StateMap::Cell& c : map.cells())
+            aligned =
+                aligned &&
+                (start + c.offset) % static_cast<std::size_t>(c.variable->CellAlignment()) == 0;
+        if (aligned)
+            break;
+    }
+    if (start == maxAlignment)
+        return false;
+
+    const std::size_t units = (start + static_cast<std::size_t>(size) + unit - 1) / unit;
+    std::unique_ptr<std::max_align_t[]> buffer(new (std::nothrow) std::max_align_t[units]);
+    if (buffer == nullptr)
+        MemoryAllocationError();
+    char* base = reinterpret_cast<char*>(buffer.get()) + start;
     for (const StateMap::Cell& c : map.cells())
         c.variable->RelocateCell(base + c.offset);
     PackedCells = std::move(buffer);

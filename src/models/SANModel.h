@@ -83,7 +83,9 @@ public:
     // already were); false, leaving every cell where it was, when the state
     // cannot be one buffer: a variable that cannot list or move its cells, a
     // cell that appears twice in the vector, bytes of the vector that no cell
-    // fills, or a cell whose packed position would be misaligned for its type.
+    // fills, or cells that no start of the vector in the buffer aligns all at
+    // once (the vector may start off the buffer's alignment: a char, then a
+    // short, starts one byte in; a short before and after a char cannot).
     bool PackStateCells();
     bool statePacked() const { return PackedCells != nullptr; }
 

@@ -199,6 +199,53 @@ TEST(StateMap, PackedCellsFormTheStateVectorAndKeepRegisteredPointers) {
     // ... or after it (a, s, t, i outlive the model here).
 }
 
+// Fields lie end to end without padding, so a vector may need to start off the
+// buffer's own alignment for its cells to be aligned: a char then a short
+// starts one byte in (odd), a short then a double six bytes past a multiple of
+// eight, so that the double is aligned.
+TEST(StateMap, PackingStartsTheVectorWhereEveryCellIsAligned) {
+    struct Case {
+        const char* what;
+        bool charFirst;       // char, short; else short, double, char
+        std::uint32_t size;   // bytes of the vector
+        std::uintptr_t start; // where it must start, modulo `modulus`
+        std::uintptr_t modulus;
+    };
+    const Case cases[] = {{"char, short", true, 3, 1, 2}, {"short, double, char", false, 11, 6, 8}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        SharableSV<char> ch;
+        *ch.value = 'x';
+        SharableSV<double> d;
+        *d.value = 2.5;
+        Place p("p", 300);
+        std::vector<std::pair<ArrayType, BaseStateVariableClass*>> fields;
+        if (c.charFirst)
+            fields = {{CharElement, &ch}, {ShortElement, &p}};
+        else
+            fields = {{ShortElement, &p}, {DoubleElement, &d}, {CharElement, &ch}};
+        Record record("record", fields);
+        San san("san", {&record}, &p);
+        std::vector<char> before = current(san);
+        ASSERT_EQ(before.size(), c.size);
+        ASSERT_TRUE(san.PackStateCells());
+
+        StateMap map;
+        ASSERT_TRUE(san.GetStateMap(map));
+        char* vector = map.contiguous(c.size);
+        ASSERT_NE(vector, nullptr);
+        EXPECT_EQ(reinterpret_cast<std::uintptr_t>(vector) % c.modulus, c.start);
+        EXPECT_EQ(std::vector<char>(vector, vector + c.size), before);
+        EXPECT_EQ(reinterpret_cast<std::uintptr_t>(p.Mark) % alignof(short), 0u);
+        EXPECT_EQ(reinterpret_cast<std::uintptr_t>(d.value) % alignof(double), 0u);
+        san.add.Fire(); // through the activity's registered pointer
+        EXPECT_EQ(p.getMark(), 301);
+        EXPECT_EQ(*d.value, 2.5);
+        EXPECT_EQ(*ch.value, 'x');
+        EXPECT_TRUE(map.agreesWith(&san, c.size));
+    }
+}
+
 // Packing declines and leaves every cell in place when the state cannot be one
 // aligned buffer.
 TEST(StateMap, PackingDeclinesWhatCannotBeOneAlignedBuffer) {
@@ -213,15 +260,17 @@ TEST(StateMap, PackingDeclinesWhatCannotBeOneAlignedBuffer) {
         return static_cast<Place*>(own.back().get());
     };
     std::vector<Case> cases = {
-        {"a short after a char is misaligned",
+        {"a short before and after a char: no start aligns both",
          [](auto& places, auto& own) {
-             own.push_back(std::make_unique<SharableSV<char>>());
-             auto* c = own.back().get();
              own.push_back(std::make_unique<Place>("p", 1));
              auto* p = own.back().get();
+             own.push_back(std::make_unique<SharableSV<char>>());
+             auto* c = own.back().get();
+             own.push_back(std::make_unique<Place>("q", 1));
+             auto* q = own.back().get();
              own.push_back(std::make_unique<Record>(
                  "r", std::vector<std::pair<ArrayType, BaseStateVariableClass*>>{
-                          {CharElement, c}, {ShortElement, p}}));
+                          {ShortElement, p}, {CharElement, c}, {ShortElement, q}}));
              places.push_back(own.back().get());
          }},
         {"one cell at two positions",

@@ -205,17 +205,22 @@ void Emitter::emitWorkerLocals(Writer& w, const std::vector<int>& places) {
     }
 }
 
-// The end of the SAN's constructor: every pointer to a marking is registered
-// by then (the activities' LinkVariables, the arrays' own cells), and the code
-// reaches markings only through those pointers or the places, so the markings
-// may move into one buffer in state-vector order. The generator then saves and
-// restores a state with one copy. A field of a structured place that would lie
-// misaligned in the buffer (a double after a short) makes the call decline:
-// the markings then stay where they are, and the generator copies them one by
-// one.
+// The end of the SAN's constructor: the markings move into one buffer that the
+// model owns, so that the generator saves and restores a state with one copy.
+// Safe for every model: every pointer to a marking that the generated classes
+// keep is registered with its place (LinkVariables, the arrays' cells, the
+// places' and fields' own pointers), so it follows the move; the fragments that
+// run while the model is built may use global variables only; and every other
+// fragment runs after the constructor, so a pointer it takes to a marking, even
+// one kept in a static, points at the packed cell, which stays where it is until
+// the model is destroyed. The model is never shared afterwards. When no start
+// of the buffer aligns every cell (a short before and after a char field),
+// packing moves nothing and the model keeps its cells.
 void Emitter::emitStatePacking(Writer& w) {
-    w << "\n    // Every pointer to a marking is registered: the markings move into one\n"
-      << "    // buffer in state-vector order, and a state is saved and restored with one copy.\n"
+    w << "\n    // Every pointer to a marking is registered and no fragment that names a place\n"
+      << "    // has run, so the markings may move into one buffer in state-vector order: the\n"
+      << "    // generator then saves and restores a state with one copy. When no start of the\n"
+      << "    // buffer aligns every cell, nothing moves.\n"
       << "    PackStateCells();\n";
 }
 

@@ -31,12 +31,9 @@ std::string describe(const Token& t) {
 } // namespace
 
 bool valueTypeOf(const std::string& word, ValueType& out) {
-    static const std::pair<const char*, ValueType> types[] = {
-        {"short", ValueType::Short}, {"int", ValueType::Int},   {"long", ValueType::Long},
-        {"float", ValueType::Float}, {"double", ValueType::Double}, {"char", ValueType::Char},
-        {"bool", ValueType::Bool}};
-    for (const auto& [name, type] : types)
-        if (word == name) {
+    for (ValueType type : {ValueType::Short, ValueType::Int, ValueType::Long, ValueType::Float,
+                           ValueType::Double, ValueType::Char, ValueType::Bool})
+        if (word == typeName(type)) {
             out = type;
             return true;
         }

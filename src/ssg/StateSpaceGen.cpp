@@ -426,9 +426,9 @@ void StateSpaceGen::GenStateSpaceNormal(const char* armName, const char* varName
     beginExploration(armName, varName, "Error: Could not open state space output file",
                      NormalHeaderBlanks);
 
-    // With the trace off and the rewards taken per new state, each state's
-    // successors are fired while the previous state's lookups are still
-    // waiting for memory (see explorePipelined).
+    // With the trace off and the rewards taken per new state, the successors of
+    // the next states are fired before the present state's lookups, so that
+    // the lookups' waits for memory overlap (see explorePipelined).
     if (FindNext == &StateSpaceGen::FindNextNormal && !traces(1) && !EagerRewards) {
         explorePipelined();
     } else {

@@ -11,6 +11,8 @@
 // The map is only valid while the model's layout stays as it was when the map
 // was made: no sharing, no new places, no cell moved.
 
+#include "base/CopyBytes.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -49,7 +51,7 @@ public:
     // Copies every cell into the vector `to` (what the model's CurrentState does).
     void save(char* to) const {
         if (Packed != nullptr) {
-            std::memcpy(to, Packed, Size);
+            copyBytes(to, Packed, Size);
         } else if (AllMarkings) {
             for (const Run& r : Runs)
                 std::memcpy(to + r.offset, r.address, 2);
@@ -61,7 +63,7 @@ public:
     // Copies the vector `from` into every cell (what the model's SetState does).
     void restore(const char* from) const {
         if (Packed != nullptr) {
-            std::memcpy(Packed, from, Size);
+            copyBytes(Packed, from, Size);
         } else if (AllMarkings) {
             for (const Run& r : Runs)
                 std::memcpy(r.address, from + r.offset, 2);
@@ -75,8 +77,8 @@ public:
     // that differ from `from` are written.
     void saveAndRestore(char* to, const char* from) const {
         if (Packed != nullptr) {
-            std::memcpy(to, Packed, Size);
-            std::memcpy(Packed, from, Size);
+            copyBytes(to, Packed, Size);
+            copyBytes(Packed, from, Size);
         } else if (AllMarkings) {
             for (const Run& r : Runs) {
                 std::uint16_t now, before;

@@ -1,6 +1,7 @@
 #include "ssg/HybridHash.h"
 
 #include "base/Assert.h"
+#include "base/CopyBytes.h"
 #include "pv/PVModel.h"
 
 #include <array>
@@ -362,7 +363,7 @@ void HybridHash::place(const char* state, std::uint16_t tag, std::uint32_t numbe
         addBlock(block);
     GEN_ASSERT(block == LastBlock, "HybridHash");
     setEntry(slot, number, tag);
-    std::memcpy(vector(number), state, StateSize);
+    copyBytes(vector(number), state, StateSize);
     if (number == Highest + 1) {
         Highest = number;
     } else {

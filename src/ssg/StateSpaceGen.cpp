@@ -2,6 +2,7 @@
 
 #include "actions/BaseActionClass.h"
 #include "actions/BaseGroupClass.h"
+#include "base/CopyBytes.h"
 #include "base/Errors.h"
 #include "pv/PVModel.h"
 #include "pv/PerformanceVariableNode.h"
@@ -481,7 +482,7 @@ void StateSpaceGen::endRow(bool reloadForReport) {
 void StateSpaceGen::FindNextNormal(char* state) {
     // A copy, which an Erlang phase advance may write to: the stored vector
     // stays as it was numbered.
-    std::memcpy(ExploredState.get(), state, StateSize);
+    copyBytes(ExploredState.get(), state, StateSize);
     loadState(ExploredState.get());
     if (!traces(4)) {
         Batch& batch = Batches[0];
@@ -618,7 +619,7 @@ void StateSpaceGen::explorePipelined() {
 }
 
 void StateSpaceGen::FindNextInstant(char* state) {
-    std::memcpy(ExploredState.get(), state, StateSize);
+    copyBytes(ExploredState.get(), state, StateSize);
     loadState(ExploredState.get());
     for (std::uint32_t i = 0; i < NumTimedActions; ++i) {
         BaseActionClass* action = TimedActions[i];
@@ -834,7 +835,7 @@ void StateSpaceGen::GenStateSpaceDeterministic(const char* armName, const char* 
 }
 
 void StateSpaceGen::FindNextDeterministic(char* state) {
-    std::memcpy(ExploredState.get(), state, StateSize);
+    copyBytes(ExploredState.get(), state, StateSize);
     loadState(ExploredState.get());
     // The model is reloaded before each action only when a firing changed it:
     // Enabled() only reads the marking.

@@ -21,8 +21,8 @@ TEST(CopyBytesTest, CopiesExactlyTheBytesOfEverySizeAndNoneAround) {
             for (std::size_t i = 0; i < target.size(); ++i) {
                 bool inside = i >= 8 + offset && i < 8 + offset + size;
                 char expected = inside ? source[i - 8] : '\x55';
-                ASSERT_EQ(target[i], expected) << "size " << size << ", offset " << offset
-                                               << ", byte " << i;
+                ASSERT_EQ(target[i], expected)
+                    << "size " << size << ", offset " << offset << ", byte " << i;
             }
         }
     }

@@ -1,6 +1,6 @@
 #pragma once
 // copyBytes: memcpy for the short, run-time-sized copies of the exploration
-// loop (a state vector is usually 4 to 64 bytes). The library's memcpy pays a
+// loop (a state vector is usually 4 to 64 bytes, a cell 2 to 8). The library's memcpy pays a
 // call and a dispatch on the size that cost as much as the copy itself; here
 // the size picks a pair of fixed-width moves, the first and the last `Width`
 // bytes, which may overlap in the middle and which the compiler turns into
@@ -34,6 +34,8 @@ inline void copyBytes(char* to, const char* from, std::size_t size) {
         copyHeadAndTail<8>(to, from, size);
     else if (size >= 4 && size < 8)
         copyHeadAndTail<4>(to, from, size);
+    else if (size >= 2 && size < 4)
+        copyHeadAndTail<2>(to, from, size);
     else
         std::memcpy(to, from, size);
 }

@@ -57,7 +57,7 @@ public:
                 std::memcpy(to + r.offset, r.address, 2);
         } else {
             for (const Run& r : Runs)
-                copy(to + r.offset, r.address, r.length);
+                copyBytes(to + r.offset, r.address, r.length);
         }
     }
     // Copies the vector `from` into every cell (what the model's SetState does).
@@ -69,7 +69,7 @@ public:
                 std::memcpy(r.address, from + r.offset, 2);
         } else {
             for (const Run& r : Runs)
-                copy(r.address, from + r.offset, r.length);
+                copyBytes(r.address, from + r.offset, r.length);
         }
     }
     // save(to), then restore(from), in one pass over the cells: a firing's
@@ -90,8 +90,8 @@ public:
             }
         } else {
             for (const Run& r : Runs) {
-                copy(to + r.offset, r.address, r.length);
-                copy(r.address, from + r.offset, r.length);
+                copyBytes(to + r.offset, r.address, r.length);
+                copyBytes(r.address, from + r.offset, r.length);
             }
         }
     }
@@ -112,24 +112,6 @@ public:
     bool agreesWith(BaseModelClass* model, std::uint32_t size) const;
 
 private:
-    // Fixed widths are copied inline; the usual cells are 2-byte markings.
-    static void copy(char* to, const char* from, std::uint32_t length) {
-        switch (length) {
-        case 2:
-            std::memcpy(to, from, 2);
-            break;
-        case 4:
-            std::memcpy(to, from, 4);
-            break;
-        case 8:
-            std::memcpy(to, from, 8);
-            break;
-        default:
-            std::memcpy(to, from, length);
-            break;
-        }
-    }
-
     std::vector<Cell> Cells; // every cell, in vector order
     std::vector<Run> Runs;   // the cells merged, in vector order
     // Fast paths: the one run that covers the whole vector (else null), and

@@ -78,25 +78,6 @@ inline std::uint32_t widen(char byte) {
     return static_cast<std::uint32_t>(static_cast<std::int32_t>(static_cast<signed char>(byte)));
 }
 
-inline std::uint64_t load64(const char* bytes) {
-    std::uint64_t word;
-    std::memcpy(&word, bytes, sizeof word);
-    return word;
-}
-
-inline std::uint32_t load32(const char* bytes) {
-    std::uint32_t word;
-    std::memcpy(&word, bytes, sizeof word);
-    return word;
-}
-
-constexpr std::uint64_t MixMultiplier = 0xbf58476d1ce4e5b9ULL;
-
-inline std::uint64_t mixWord(std::uint64_t h, std::uint64_t word) {
-    h = (h ^ word) * MixMultiplier;
-    return h ^ (h >> 31);
-}
-
 // Probe sequence shared by Insert, Lookup and Rehash: the step grows with the
 // probe count and with the index's growth stage, and restarts after wrapping.
 class Probe {
@@ -219,38 +200,6 @@ void HybridHash::fullStore(unsigned long number) const {
     std::exit(1);
 }
 
-// Whole 8-byte words, then the last 8 bytes once more for a length that is not
-// a multiple of 8 (some bytes are mixed twice, which costs nothing in quality);
-// vectors shorter than 8 bytes are read as two overlapping halves or, below 4
-// bytes, as their first, middle and last byte. Every read has a fixed length.
-std::uint64_t HybridHash::mixedHash(const char* state) const {
-    std::uint64_t h = 0x9E3779B97F4A7C15ULL ^ StateSize;
-    if (StateSize >= 8) {
-        const char* end = state + (StateSize & ~7u);
-        for (const char* word = state; word != end; word += 8)
-            h = mixWord(h, load64(word));
-        if (StateSize % 8 != 0)
-            h = mixWord(h, load64(state + StateSize - 8));
-    } else if (StateSize >= 4) {
-        std::uint64_t word =
-            load32(state) | static_cast<std::uint64_t>(load32(state + StateSize - 4)) << 32;
-        h = mixWord(h, word);
-    } else {
-        std::uint64_t word =
-            static_cast<unsigned char>(state[0]) |
-            static_cast<std::uint64_t>(static_cast<unsigned char>(state[StateSize / 2])) << 8 |
-            static_cast<std::uint64_t>(static_cast<unsigned char>(state[StateSize - 1])) << 16;
-        h = mixWord(h, word);
-    }
-    return h * 0x94d049bb133111ebULL;
-}
-
-std::uint32_t HybridHash::home(const char* state, std::uint32_t fingerprint,
-                               std::uint32_t tableSize) {
-    // The mixed home slot is the fingerprint scaled to the index size.
-    return chunked() ? chunkHash(state, tableSize) : scaled(fingerprint, tableSize);
-}
-
 std::uint32_t HybridHash::chunkHash(const char* state, std::uint32_t tableSize) {
     // Chunk sums: full chunks while more than a chunk remains, then the rest.
     std::uint32_t numSums = 0;
@@ -282,26 +231,6 @@ std::uint32_t HybridHash::chunkHash(const char* state, std::uint32_t tableSize) 
 
 std::uint32_t HybridHash::HomeSlot(const char* state) {
     return home(state, static_cast<std::uint32_t>(mixedHash(state) >> 32), TableSize);
-}
-
-char* HybridHash::vector(std::uint32_t number) const {
-    std::uint32_t block = blockOf(number);
-    if (Blocks[block] == nullptr)
-        return nullptr;
-    return Blocks[block] + static_cast<std::size_t>(number - block * BlockSize) * StateSize;
-}
-
-// Word by word, as the hash reads: the last 8 bytes once more for a length that
-// is not a multiple of 8.
-bool HybridHash::sameBytes(const char* a, const char* b) const {
-    if (StateSize < 8)
-        return std::memcmp(a, b, StateSize) == 0;
-    std::uint32_t end = StateSize & ~7u;
-    for (std::uint32_t i = 0; i < end; i += 8) {
-        if (load64(a + i) != load64(b + i))
-            return false;
-    }
-    return load64(a + StateSize - 8) == load64(b + StateSize - 8);
 }
 
 bool HybridHash::equal(const char* stored, const char* key) const {
@@ -387,19 +316,6 @@ void HybridHash::Insert(const char* state, unsigned long number) {
     place(state, key.tag, static_cast<std::uint32_t>(number), freeSlot(key.home));
 }
 
-HybridHash::Key HybridHash::keyOf(const char* state) {
-    std::uint64_t hash = mixedHash(state);
-    std::uint32_t fingerprint = static_cast<std::uint32_t>(hash >> 32);
-    return {fingerprint, home(state, fingerprint, TableSize), TableSize,
-            static_cast<std::uint16_t>(hash >> 16)};
-}
-
-HybridHash::Key HybridHash::Prefetch(const char* state) {
-    Key key = keyOf(state);
-    __builtin_prefetch(Table + EntryBytes * key.home);
-    return key;
-}
-
 void HybridHash::PrefetchStored(const Key& key) const {
     if (key.tableSize != TableSize)
         return;
@@ -433,7 +349,7 @@ long HybridHash::FindOrInsert(const char* state, unsigned long number) {
     return FindOrInsert(state, keyOf(state), number);
 }
 
-long HybridHash::FindOrInsert(const char* state, const Key& key, unsigned long number) {
+long HybridHash::findOrInsert(const char* state, const Key& key, unsigned long number) {
     std::uint32_t homeSlot =
         key.tableSize == TableSize ? key.home : home(state, key.fingerprint, TableSize);
     std::uint32_t slot;

@@ -69,7 +69,7 @@ public:
     };
     // Hashes `state` and has the processor fetch its home entry, so that the
     // lookups of several vectors wait for memory together.
-    Key Prefetch(const char* state);
+    Key Prefetch(const char* state); // inline, below
     // Once the home entry of `key` has had time to arrive: has the processor
     // fetch the stored vector that the lookup will compare (or, when the home
     // entry holds another vector, the next entry on the probe path).
@@ -80,6 +80,8 @@ public:
     // state; or, when there is none, stores `state` under `number` in the empty
     // entry that ended the search (or, when the index grows first, where Insert
     // would put it) and returns -1.
+    // The case of most lookups, an equal vector at the home entry, is inline
+    // (below); every other goes through the whole search.
     long FindOrInsert(const char* state, const Key& key, unsigned long number);
     long FindOrInsert(const char* state, unsigned long number);
     // Adds the next block of vectors.
@@ -138,6 +140,10 @@ private:
 
     std::uint32_t home(const char* state, std::uint32_t fingerprint, std::uint32_t tableSize);
     Key keyOf(const char* state);
+    long findOrInsert(const char* state, const Key& key, unsigned long number);
+    static std::uint64_t load64(const char* bytes);
+    static std::uint32_t load32(const char* bytes);
+    static std::uint64_t mixWord(std::uint64_t h, std::uint64_t word);
     // The mixed hash: a multiply-xorshift mix of every byte.
     std::uint64_t mixedHash(const char* state) const;
     std::uint32_t chunkHash(const char* state, std::uint32_t tableSize);
@@ -201,3 +207,101 @@ private:
     std::uint64_t Highest = 0;      // the highest number stored
     bool Contiguous = true;         // the numbers stored are exactly 1 .. Highest
 };
+
+// The lookup path runs once per transition, so it is inline: the hash, the key,
+// the home entry's test and the vector comparison.
+
+inline std::uint64_t HybridHash::load64(const char* bytes) {
+    std::uint64_t word;
+    std::memcpy(&word, bytes, sizeof word);
+    return word;
+}
+
+inline std::uint32_t HybridHash::load32(const char* bytes) {
+    std::uint32_t word;
+    std::memcpy(&word, bytes, sizeof word);
+    return word;
+}
+
+inline std::uint64_t HybridHash::mixWord(std::uint64_t h, std::uint64_t word) {
+    h = (h ^ word) * 0xbf58476d1ce4e5b9ULL;
+    return h ^ (h >> 31);
+}
+
+// Whole 8-byte words, then the last 8 bytes once more for a length that is not
+// a multiple of 8 (some bytes are mixed twice, which costs nothing in quality);
+// vectors shorter than 8 bytes are read as two overlapping halves or, below 4
+// bytes, as their first, middle and last byte. Every read has a fixed length.
+inline std::uint64_t HybridHash::mixedHash(const char* state) const {
+    std::uint64_t h = 0x9E3779B97F4A7C15ULL ^ StateSize;
+    if (StateSize >= 8) {
+        const char* end = state + (StateSize & ~7u);
+        for (const char* word = state; word != end; word += 8)
+            h = mixWord(h, load64(word));
+        if (StateSize % 8 != 0)
+            h = mixWord(h, load64(state + StateSize - 8));
+    } else if (StateSize >= 4) {
+        std::uint64_t word =
+            load32(state) | static_cast<std::uint64_t>(load32(state + StateSize - 4)) << 32;
+        h = mixWord(h, word);
+    } else {
+        std::uint64_t word =
+            static_cast<unsigned char>(state[0]) |
+            static_cast<std::uint64_t>(static_cast<unsigned char>(state[StateSize / 2])) << 8 |
+            static_cast<std::uint64_t>(static_cast<unsigned char>(state[StateSize - 1])) << 16;
+        h = mixWord(h, word);
+    }
+    return h * 0x94d049bb133111ebULL;
+}
+
+inline std::uint32_t HybridHash::home(const char* state, std::uint32_t fingerprint,
+                                      std::uint32_t tableSize) {
+    // The mixed home slot is the fingerprint scaled to the index size.
+    return chunked() ? chunkHash(state, tableSize) : scaled(fingerprint, tableSize);
+}
+
+inline HybridHash::Key HybridHash::keyOf(const char* state) {
+    std::uint64_t hash = mixedHash(state);
+    std::uint32_t fingerprint = static_cast<std::uint32_t>(hash >> 32);
+    return {fingerprint, home(state, fingerprint, TableSize), TableSize,
+            static_cast<std::uint16_t>(hash >> 16)};
+}
+
+inline HybridHash::Key HybridHash::Prefetch(const char* state) {
+    Key key = keyOf(state);
+    __builtin_prefetch(Table + EntryBytes * key.home);
+    return key;
+}
+
+inline char* HybridHash::vector(std::uint32_t number) const {
+    std::uint32_t block = blockOf(number);
+    if (Blocks[block] == nullptr)
+        return nullptr;
+    return Blocks[block] + static_cast<std::size_t>(number - block * BlockSize) * StateSize;
+}
+
+// Word by word, as the hash reads: the last 8 bytes once more for a length that is not
+// a multiple of 8.
+inline bool HybridHash::sameBytes(const char* a, const char* b) const {
+    if (StateSize < 8)
+        return std::memcmp(a, b, StateSize) == 0;
+    std::uint32_t end = StateSize & ~7u;
+    for (std::uint32_t i = 0; i < end; i += 8) {
+        if (load64(a + i) != load64(b + i))
+            return false;
+    }
+    return load64(a + StateSize - 8) == load64(b + StateSize - 8);
+}
+
+inline long HybridHash::FindOrInsert(const char* state, const Key& key, unsigned long number) {
+    if (key.tableSize == TableSize && Compare == Equality::Bytes) {
+        std::uint64_t word = entryWord(key.home);
+        std::uint32_t found = static_cast<std::uint32_t>(word);
+        if (found != 0 && found < EndNumber && wordTag(word) == key.tag) {
+            const char* stored = vector(found);
+            if (stored != nullptr && sameBytes(stored, state))
+                return found;
+        }
+    }
+    return findOrInsert(state, key, number);
+}

@@ -30,17 +30,9 @@ RateAccumulator::~RateAccumulator() {
 }
 
 RateAccumulator::Entry& RateAccumulator::find(std::uint32_t target) {
-    // Most rows are short: their entries are searched in order, and only a row
-    // that outgrows that is indexed.
+    // Most rows are short, and add searches those itself in order; a row that
+    // outgrows that is indexed here.
     static_assert(InitialCapacity > LinearLimit, "a short row always fits");
-    if (Count < LinearLimit) {
-        for (std::uint32_t i = 0; i < Count; ++i) {
-            if (Entries[i].target == target)
-                return Entries[i];
-        }
-        Entries[Count] = {target, 0.0};
-        return Entries[Count++];
-    }
     for (; Indexed < Count; ++Indexed) {
         std::uint32_t slot = spread(Entries[Indexed].target) & SlotMask;
         while (Slots[slot].stamp == Stamp)

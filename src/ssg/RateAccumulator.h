@@ -16,7 +16,21 @@ public:
     RateAccumulator& operator=(RateAccumulator&&) = delete;
 
     // Adds `rate` to the entry of `target` (created with 0.0).
+    // A short row is searched here, in order; a longer one through its index.
     void add(std::uint32_t target, double rate) {
+        if (Count < LinearLimit) {
+            for (std::uint32_t i = 0; i < Count; ++i) {
+                if (Entries[i].target == target) {
+                    Entries[i].rate += rate;
+                    return;
+                }
+            }
+            // Appended, as find would; the capacity always holds a short row.
+            Entry& entry = Entries[Count++];
+            entry = {target, 0.0};
+            entry.rate += rate;
+            return;
+        }
         Entry& entry = find(target);
         entry.rate += rate;
     }

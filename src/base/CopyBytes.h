@@ -1,10 +1,10 @@
 #pragma once
 // copyBytes: memcpy for the short, run-time-sized copies of the exploration
-// loop (a state vector is usually 4 to 64 bytes, a cell 2 to 8). The library's memcpy pays a
-// call and a dispatch on the size that cost as much as the copy itself; here
-// the size picks a pair of fixed-width moves, the first and the last `Width`
-// bytes, which may overlap in the middle and which the compiler turns into
-// plain loads and stores. `to` and `from` must not overlap.
+// loop (a state vector is usually 4 to 64 bytes, a cell 2 to 8). The library's
+// memcpy pays a call and a dispatch on the size that cost as much as the copy
+// itself; here the size picks a pair of fixed-width moves, the first and the
+// last `Width` bytes, which may overlap in the middle and which the compiler
+// turns into plain loads and stores. `to` and `from` must not overlap.
 
 #include <cstddef>
 #include <cstring>

@@ -280,8 +280,8 @@ inline char* HybridHash::vector(std::uint32_t number) const {
     return Blocks[block] + static_cast<std::size_t>(number - block * BlockSize) * StateSize;
 }
 
-// Word by word, as the hash reads: the last 8 bytes once more for a length that is not
-// a multiple of 8.
+// Word by word, as the hash reads: the last 8 bytes once more for a length that
+// is not a multiple of 8.
 inline bool HybridHash::sameBytes(const char* a, const char* b) const {
     if (StateSize < 8)
         return std::memcmp(a, b, StateSize) == 0;

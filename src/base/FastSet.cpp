@@ -73,9 +73,3 @@ void FastSet::clear() {
         tree->clear();
     }
 }
-
-bool FastSet::contains(int x) const {
-    if (is_vec_rep)
-        return std::binary_search(array, array + length, x);
-    return tree->count(x) != 0;
-}

@@ -3,6 +3,7 @@
 // array read by position, so the exploration's inner loop reads it without
 // walking a tree.
 
+#include <algorithm>
 #include <set>
 
 class FastSet {
@@ -26,14 +27,20 @@ public:
 
     // Either phase.
     void clear();
-    bool contains(int x) const; // membership in either phase (binary search once frozen)
+    // Membership in either phase (a binary search once frozen). Inline, as the
+    // rewards ask it of every action for every new state, mostly of an empty set.
+    bool contains(int x) const {
+        if (is_vec_rep)
+            return length != 0 && std::binary_search(array, array + length, x);
+        return tree->count(x) != 0;
+    }
     bool isFrozen() const { return is_vec_rep; }
 
     static int number1; // FastSets constructed
     static int number2; // NoMoreModifications calls
 
 private:
-    bool is_vec_rep = false;      // false while building, true once frozen
+    bool is_vec_rep = false;       // false while building, true once frozen
     std::set<int>* tree = nullptr; // owned; the representation while building
     int* array = nullptr;          // owned; the representation once frozen (null when empty)
     int length = 0;                // elements of array

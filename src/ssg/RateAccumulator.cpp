@@ -81,8 +81,7 @@ void RateAccumulator::grow() {
 }
 
 void RateAccumulator::sort() {
-    std::sort(Entries, Entries + Count,
-              [](const Entry& a, const Entry& b) { return a.target < b.target; });
+    sortByTarget(Entries, Count);
 }
 
 void RateAccumulator::clear() {

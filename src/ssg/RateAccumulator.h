@@ -4,6 +4,8 @@
 // entries are created with 0.0 on first use and summed into in call order, and
 // the row comes out in ascending target order, as an ordered map would give it.
 
+#include "ssg/TargetRate.h"
+
 #include <cstdint>
 
 class RateAccumulator {
@@ -40,14 +42,14 @@ public:
     void sort();
     std::uint32_t target(std::uint32_t i) const { return Entries[i].target; }
     double rate(std::uint32_t i) const { return Entries[i].rate; }
+    // The row's entries, size() of them, in the order sort() left them (the
+    // order of first addition before it). They may be reordered in place.
+    TargetRate* entries() { return Entries; }
     // Empties the row (no memory is released).
     void clear();
 
 private:
-    struct Entry {
-        std::uint32_t target;
-        double rate;
-    };
+    using Entry = TargetRate;
     // A slot of the index: the entry's position, valid when `stamp` is the
     // present row's stamp, so a row is forgotten without touching the slots.
     struct Slot {

@@ -1,11 +1,13 @@
 #include "ssg/Reward.h"
 
+#include "base/Errors.h"
 #include "pv/PVModel.h"
 #include "pv/PerformanceVariableNode.h"
 #include "ssg/TextBuffer.h"
 
 #include <cstdlib>
 #include <iostream>
+#include <new>
 
 std::fstream rewfile;
 
@@ -32,6 +34,9 @@ Reward::Reward(PVModel* model, short format, const char* fileName, bool backgrou
         std::exit(1);
     }
     Out = std::make_unique<TextBuffer>(rewfile, FileName, BufferBytes, background);
+    Values.reset(new (std::nothrow) double[NumValues() > 0 ? NumValues() : 1]);
+    if (Values == nullptr)
+        MemoryAllocationError();
     for (counter = 0; counter < Model->NumPVs; ++counter) {
         const char* name = Model->PVList[counter]->Name;
         if (name == nullptr)
@@ -46,21 +51,8 @@ Reward::~Reward() {
 }
 
 void Reward::Calculate(unsigned long stateNumber) {
-    PerformanceVariableNode** nodes = Model->PVList;
-    int count = Model->NumPVs;
-    if (textFormat(Format)) {
-        Out->line(static_cast<long long>(stateNumber));
-        for (int p = 0; p < count; ++p) {
-            Out->lineGeneral6(nodes[p]->ImpulseReward);
-            Out->lineGeneral6(nodes[p]->RateReward);
-        }
-    } else {
-        Out->binaryInt32(static_cast<std::int32_t>(stateNumber));
-        for (int p = 0; p < count; ++p) {
-            Out->binaryDouble(nodes[p]->ImpulseReward);
-            Out->binaryDouble(nodes[p]->RateReward);
-        }
-    }
+    Capture(Values.get());
+    Write(stateNumber, Values.get());
 }
 
 int Reward::NumValues() const {
@@ -76,15 +68,13 @@ void Reward::Capture(double* values) const {
 }
 
 void Reward::Write(unsigned long stateNumber, const double* values) {
-    int count = NumValues();
+    auto count = static_cast<std::uint32_t>(NumValues());
     if (textFormat(Format)) {
         Out->line(static_cast<long long>(stateNumber));
-        for (int v = 0; v < count; ++v)
-            Out->lineGeneral6(values[v]);
+        Out->linesGeneral6(values, count);
     } else {
         Out->binaryInt32(static_cast<std::int32_t>(stateNumber));
-        for (int v = 0; v < count; ++v)
-            Out->binaryDouble(values[v]);
+        Out->binaryDoubles(values, count);
     }
 }
 

@@ -40,9 +40,10 @@ public:
     void close();
 
 private:
-    PVModel* Model;                  // not owned
-    short Format;                    // output file type
-    int counter = 0;                 // the variable whose name is being written
-    const char* FileName;            // not owned; for the message of a failed write
-    std::unique_ptr<TextBuffer> Out; // owned; buffers the records of rewfile
+    PVModel* Model;                   // not owned
+    short Format;                     // output file type
+    int counter = 0;                  // the variable whose name is being written
+    const char* FileName;             // not owned; for the message of a failed write
+    std::unique_ptr<TextBuffer> Out;  // owned; buffers the records of rewfile
+    std::unique_ptr<double[]> Values; // owned; NumValues() values of the record being written
 };

@@ -370,12 +370,7 @@ void StateSpaceGen::beginExploration(const char* armName, const char* varName,
 }
 
 void StateSpaceGen::writeRow() {
-    RateMap.sort();
-    for (std::uint32_t i = 0; i < RateMap.size(); ++i) {
-        ArmOut->line(RateMap.target(i));
-        ArmOut->lineScientific10(RateMap.rate(i));
-    }
-    ArmOut->line(0);
+    ArmOut->rateRow(RateMap.entries(), RateMap.size());
     RateMap.clear();
 }
 

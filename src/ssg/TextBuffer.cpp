@@ -96,6 +96,9 @@ enum Code : char {
     Bytes = 'b',          // std::uint32_t length, then the bytes
     BinaryInt32 = 'I',    // std::int32_t
     BinaryDouble = 'D',   // double
+    GeneralLines = 'G',   // TextBuffer::GeneralLinesCode
+    BinaryDoubles = 'B',  // TextBuffer::BinaryDoublesCode
+    RateRow = 'r',        // TextBuffer::RateRowCode
 };
 constexpr std::size_t RecordRoom = 1 + 8; // the largest fixed-size record
 
@@ -217,7 +220,7 @@ private:
     // Formats the records of one block and writes them.
     static void write(const Job& job) {
         TextBuffer& out = *job.owner->Async->Formatter;
-        const char* p = job.block;
+        char* p = job.block;
         const char* end = job.block + job.length;
         while (p < end) {
             char code = *p++;
@@ -241,6 +244,29 @@ private:
                     out.lineGeneral6(v);
                 else
                     out.binaryDouble(v);
+                break;
+            }
+            case GeneralLines:
+            case BinaryDoubles: {
+                std::uint32_t count;
+                std::memcpy(&count, p, sizeof count);
+                p += sizeof count;
+                for (std::uint32_t i = 0; i < count; ++i, p += sizeof(double)) {
+                    double v;
+                    std::memcpy(&v, p, sizeof v);
+                    if (code == GeneralLines)
+                        out.lineGeneral6(v);
+                    else
+                        out.binaryDouble(v);
+                }
+                break;
+            }
+            case RateRow: {
+                std::uint32_t count;
+                std::memcpy(&count, p, sizeof count);
+                p = TextBuffer::alignedForRow(p + sizeof count);
+                out.rateRow(reinterpret_cast<TargetRate*>(p), count);
+                p += sizeof(TargetRate) * count;
                 break;
             }
             case BinaryInt32: {
@@ -411,6 +437,36 @@ void TextBuffer::generalFormatted(double value) {
     }
     Position = cachedFormat(General, value, formatGeneral6);
     *Position++ = '\n';
+}
+
+void TextBuffer::valuesFormatted(char code, const double* values, std::uint32_t count) {
+    if (Async && valuesRecordBytes(count) <= Async->Capacity) {
+        reserve(valuesRecordBytes(count));
+        recordValuesInline(code, values, count);
+        return;
+    }
+    for (std::uint32_t i = 0; i < count; ++i) {
+        if (code == GeneralLinesCode)
+            lineGeneral6(values[i]);
+        else
+            binaryDouble(values[i]);
+    }
+}
+
+void TextBuffer::rowFormatted(TargetRate* row, std::uint32_t count) {
+    if (Async && rowRecordBytes(count) <= Async->Capacity) {
+        reserve(rowRecordBytes(count));
+        recordRowInline(row, count);
+        return;
+    }
+    // Here, on the writer thread, or a row too long for a block: in order,
+    // formatted (or recorded line by line).
+    sortByTarget(row, count);
+    for (std::uint32_t i = 0; i < count; ++i) {
+        line(row[i].target);
+        lineScientific10(row[i].rate);
+    }
+    line(0);
 }
 
 void TextBuffer::text(const char* text) {

@@ -10,6 +10,8 @@
 // such buffer of the process, formats the records and writes them, in order.
 // The stream belongs to that thread until flush() returns.
 
+#include "ssg/TargetRate.h"
+
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
@@ -48,6 +50,26 @@ public:
         if (!recordInline(GeneralCode, &value))
             generalFormatted(value);
     }
+    // `count` values, each as lineGeneral6 (or binaryDouble) writes it. In the
+    // background mode they are one record (inline when it fits the block).
+    void linesGeneral6(const double* values, std::uint32_t count) {
+        if (!recordValuesInline(GeneralLinesCode, values, count))
+            valuesFormatted(GeneralLinesCode, values, count);
+    }
+    void binaryDoubles(const double* values, std::uint32_t count) {
+        if (!recordValuesInline(BinaryDoublesCode, values, count))
+            valuesFormatted(BinaryDoublesCode, values, count);
+    }
+    // A row of rates with distinct targets, in any order: for each entry in
+    // ascending target order the line of its target and the line of its rate
+    // (as lineScientific10), then the line 0. The entries may be reordered. In
+    // the background mode a row that fits a block is recorded as it stands
+    // (inline when it fits the present one), and the writer thread puts it in
+    // order and formats it.
+    void rateRow(TargetRate* row, std::uint32_t count) {
+        if (!recordRowInline(row, count))
+            rowFormatted(row, count);
+    }
     // Raw text or bytes.
     void text(const char* text);
     void bytes(const void* data, std::size_t length);
@@ -71,6 +93,10 @@ public:
 private:
     // Operation codes of the background mode's line records.
     static constexpr char IntegerCode = 'i', ScientificCode = 's', GeneralCode = 'g';
+    // Records of several values: a count (4 bytes), then the doubles; a row
+    // of rates: a count, padding up to TargetRate's alignment (so that the
+    // writer sorts the entries where they lie), then the entries.
+    static constexpr char GeneralLinesCode = 'G', BinaryDoublesCode = 'B', RateRowCode = 'r';
     bool recordInline(char code, const void* value) {
         if (!Async || End - Position < 9)
             return false;
@@ -79,6 +105,40 @@ private:
         Position += 8;
         return true;
     }
+    static std::size_t valuesRecordBytes(std::uint32_t count) {
+        return 1 + sizeof count + sizeof(double) * count;
+    }
+    static std::size_t rowRecordBytes(std::uint32_t count) {
+        // The padding at most.
+        return 1 + sizeof count + alignof(TargetRate) - 1 + sizeof(TargetRate) * count;
+    }
+    // The first address from `p` aligned for TargetRate.
+    static char* alignedForRow(char* p) {
+        constexpr std::uintptr_t align = alignof(TargetRate);
+        return p + (align - reinterpret_cast<std::uintptr_t>(p) % align) % align;
+    }
+    bool recordValuesInline(char code, const double* values, std::uint32_t count) {
+        if (!Async || static_cast<std::size_t>(End - Position) < valuesRecordBytes(count))
+            return false;
+        *Position++ = code;
+        std::memcpy(Position, &count, sizeof count);
+        Position += sizeof count;
+        std::memcpy(Position, values, sizeof(double) * count);
+        Position += sizeof(double) * count;
+        return true;
+    }
+    bool recordRowInline(const TargetRate* row, std::uint32_t count) {
+        if (!Async || static_cast<std::size_t>(End - Position) < rowRecordBytes(count))
+            return false;
+        *Position++ = RateRowCode;
+        std::memcpy(Position, &count, sizeof count);
+        Position = alignedForRow(Position + sizeof count);
+        std::memcpy(Position, row, sizeof(TargetRate) * count);
+        Position += sizeof(TargetRate) * count;
+        return true;
+    }
+    void valuesFormatted(char code, const double* values, std::uint32_t count);
+    void rowFormatted(TargetRate* row, std::uint32_t count);
     void lineFormatted(long long value);
     void scientificFormatted(double value);
     void generalFormatted(double value);

@@ -2,10 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <fstream>
+#include <iomanip>
 #include <limits>
+#include <map>
 #include <random>
 #include <sstream>
 #include <string>
@@ -106,8 +109,9 @@ TEST(TextBuffer, IntegersMatchTheStreamFormatting) {
 }
 
 // The background mode writes the bytes of the synchronous one: every kind of
-// record, texts longer than a block, and more blocks than are in flight; a
-// buffer flushed and written to again goes on where it stopped.
+// record (rows of rates have a test of their own), texts longer than a block,
+// and more blocks than are in flight; a buffer flushed and written to again
+// goes on where it stopped.
 TEST(TextBuffer, BackgroundWritingGivesTheSameBytes) {
     std::string longText(1000, 'x');
     for (std::size_t i = 0; i < longText.size(); ++i)
@@ -119,6 +123,14 @@ TEST(TextBuffer, BackgroundWritingGivesTheSameBytes) {
             b.lineGeneral6(i * 0.1);
             b.binaryInt32(-i);
             b.binaryDouble(i * 1.5);
+            // Several values at once: records of a few, and (every 700th) more
+            // than a 256-byte block holds.
+            double values[40];
+            std::uint32_t count = i % 700 == 0 ? 40 : static_cast<std::uint32_t>(i % 11);
+            for (std::uint32_t v = 0; v < count; ++v)
+                values[v] = (i + v) * 0.37 - v;
+            b.linesGeneral6(values, count);
+            b.binaryDoubles(values, count);
             if (i % 500 == 0)
                 b.text(longText.c_str());
         }
@@ -137,6 +149,53 @@ TEST(TextBuffer, BackgroundWritingGivesTheSameBytes) {
     }
     EXPECT_TRUE(background.str() == plain.str());
     EXPECT_GT(plain.str().size(), 200000u);
+}
+
+// A row of rates comes out in ascending target order, each target's line
+// followed by its rate's, and a closing 0, in both modes: rows recorded whole
+// for the writer thread, rows longer than a block (written line by line),
+// empty rows, and rows between other records so that the entries' alignment
+// within a block varies.
+TEST(TextBuffer, RateRowsComeOutInTargetOrder) {
+    std::mt19937 random(3);
+    std::vector<std::vector<TargetRate>> rows;
+    for (std::uint32_t size : {0u, 1u, 2u, 7u, 15u, 16u, 17u, 40u, 300u, 3u}) {
+        for (int repeat = 0; repeat < 20; ++repeat) {
+            std::vector<TargetRate> row;
+            for (std::uint32_t t = 0; t < size; ++t)
+                row.push_back({(t * 7919u + static_cast<std::uint32_t>(repeat)) % 100000u + 1u,
+                               (t + 1) / 3.0 + repeat});
+            std::shuffle(row.begin(), row.end(), random);
+            rows.push_back(row);
+        }
+    }
+    std::ostringstream expected;
+    expected << std::scientific << std::setprecision(10);
+    for (std::size_t r = 0; r < rows.size(); ++r) {
+        std::map<std::uint32_t, double> sorted;
+        for (const TargetRate& entry : rows[r])
+            sorted[entry.target] = entry.rate;
+        if (r % 3 == 0)
+            expected.write("ab", static_cast<std::streamsize>(r % 5 == 0 ? 1 : 2));
+        for (const auto& [target, rate] : sorted)
+            expected << target << '\n' << rate << '\n';
+        expected << "0\n";
+    }
+    for (bool background : {false, true}) {
+        std::ostringstream out;
+        {
+            // 256 bytes hold a row of up to 15 entries.
+            TextBuffer buffer(out, nullptr, 256, background);
+            for (std::size_t r = 0; r < rows.size(); ++r) {
+                std::vector<TargetRate> row = rows[r];
+                if (r % 3 == 0)
+                    buffer.bytes("ab", r % 5 == 0 ? 1 : 2);
+                buffer.rateRow(row.data(), static_cast<std::uint32_t>(row.size()));
+            }
+            EXPECT_TRUE(buffer.flush());
+        }
+        EXPECT_TRUE(out.str() == expected.str()) << (background ? "background" : "plain");
+    }
 }
 
 TEST(TextBuffer, FailedBackgroundWriteOfANamedFileEndsTheRun) {

@@ -428,16 +428,27 @@ void HybridHash::Rehash() {
 }
 
 void HybridHash::rebuildFromVectors() {
-    // The vectors are read in number order, block by block; each new entry's
-    // place is asked for a few numbers ahead, so that the waits for the new
-    // index's memory overlap.
-    constexpr std::uint64_t Ahead = 8;
+    // The vectors are read in number order, block by block. Each new entry's
+    // place is asked for Ahead numbers before it is written, and halfway there
+    // its home entry is read: when another vector holds it, the next entry on
+    // the probe path is asked for too. So the waits for the new index's memory
+    // overlap, also for the entries that do not go to their home.
+    constexpr std::uint64_t Ahead = 32;
+    constexpr std::uint64_t Halfway = Ahead / 2;
     Key ahead[Ahead];
     for (std::uint64_t n = 1; n <= Highest + Ahead; ++n) {
         if (n > Ahead) {
             std::uint64_t number = n - Ahead;
             const Key& key = ahead[number % Ahead];
             setEntry(freeSlot(key.home), static_cast<std::uint32_t>(number), key.tag);
+        }
+        if (n > Halfway && n - Halfway <= Highest) {
+            const Key& key = ahead[(n - Halfway) % Ahead];
+            if (entryNumber(key.home) != 0) {
+                Probe probe(key.home, PrimeIndex, TableSize);
+                probe.next();
+                __builtin_prefetch(Table + EntryBytes * probe.slot(), 1);
+            }
         }
         if (n <= Highest) {
             Key& key = ahead[n % Ahead];

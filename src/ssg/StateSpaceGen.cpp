@@ -550,11 +550,17 @@ void StateSpaceGen::fireBatch(Batch& batch, const char* explored) {
             if (EagerRewards)
                 RewardOut->Capture(BatchRewards.get() +
                                    static_cast<std::size_t>(count) * RewardValues);
-            batch.keys[count] = StateTable->Prefetch(NextState);
             ++count;
         }
     }
     batch.count = count;
+    // The successors are hashed once all are written: a word of a vector read
+    // right after the copy wrote it in other pieces (its overlapping moves)
+    // waits until those writes reach the cache, a wait per successor that
+    // the later reads do not have.
+    for (std::uint32_t k = 0; k < count; ++k)
+        batch.keys[k] =
+            StateTable->Prefetch(batch.states.get() + static_cast<std::size_t>(k) * StateSize);
     NextState = NextStateBuffer.get();
 }
 

@@ -459,8 +459,9 @@ void TextBuffer::rowFormatted(TargetRate* row, std::uint32_t count) {
         recordRowInline(row, count);
         return;
     }
-    // Here, on the writer thread, or a row too long for a block: in order,
-    // formatted (or recorded line by line).
+    // The synchronous mode (the writer thread's formatter among them), or a row
+    // too long for a block: put in order here, and formatted (or recorded line
+    // by line).
     sortByTarget(row, count);
     for (std::uint32_t i = 0; i < count; ++i) {
         line(row[i].target);

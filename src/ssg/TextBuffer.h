@@ -123,7 +123,8 @@ private:
         *Position++ = code;
         std::memcpy(Position, &count, sizeof count);
         Position += sizeof count;
-        std::memcpy(Position, values, sizeof(double) * count);
+        if (count != 0) // `values` may be null then
+            std::memcpy(Position, values, sizeof(double) * count);
         Position += sizeof(double) * count;
         return true;
     }
@@ -133,7 +134,8 @@ private:
         *Position++ = RateRowCode;
         std::memcpy(Position, &count, sizeof count);
         Position = alignedForRow(Position + sizeof count);
-        std::memcpy(Position, row, sizeof(TargetRate) * count);
+        if (count != 0) // `row` may be null then
+            std::memcpy(Position, row, sizeof(TargetRate) * count);
         Position += sizeof(TargetRate) * count;
         return true;
     }

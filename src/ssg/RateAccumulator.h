@@ -1,8 +1,10 @@
 #pragma once
 // RateAccumulator: the outgoing rates of the one state being explored, summed
 // per target state number. A flat table that is reused from state to state:
-// entries are created with 0.0 on first use and summed into in call order, and
-// the row comes out in ascending target order, as an ordered map would give it.
+// entries are created with 0.0 on first use and summed into in call order. The
+// row is kept in the order of first addition; sort(), or the writer of the row
+// (TextBuffer::rateRow), puts it in ascending target order, as an ordered map
+// would give it.
 
 #include "ssg/TargetRate.h"
 

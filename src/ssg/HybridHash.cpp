@@ -4,11 +4,14 @@
 #include "base/CopyBytes.h"
 #include "pv/PVModel.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdlib>
 #include <cstring>
 #include <iostream>
 #include <sys/mman.h>
+#include <sys/resource.h>
+#include <system_error>
 #include <unistd.h>
 
 namespace {
@@ -66,6 +69,33 @@ void* allocateZeroed(std::size_t count, std::size_t size) {
             madvise(reinterpret_cast<void*>(first), last - first, MADV_HUGEPAGE);
     }
     return memory;
+}
+
+std::size_t roundUp(std::size_t bytes, std::size_t unit) {
+    return (bytes + unit - 1) / unit * unit;
+}
+
+// True when the process runs under a limit of its address space: the store
+// then takes no address space ahead of need (no reserved space for the index,
+// no block mapped ahead), so that the run ends where it would without them.
+bool addressSpaceLimited() {
+    rlimit limit{};
+    return getrlimit(RLIMIT_AS, &limit) == 0 && limit.rlim_cur != RLIM_INFINITY;
+}
+
+// Blocks of at least this size are mapped ahead (see HybridHash::mapBlock).
+constexpr std::size_t SpareBytes = std::size_t{1} << 20;
+
+// Has the kernel back every page of a fresh block: asked for in one call where
+// the kernel can be, else by writing a zero to each page.
+void faultIn(char* block, std::size_t bytes) {
+#ifdef MADV_POPULATE_WRITE
+    if (madvise(block, bytes, MADV_POPULATE_WRITE) == 0)
+        return;
+#endif
+    static const std::size_t page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+    for (std::size_t offset = 0; offset < bytes; offset += page)
+        *static_cast<volatile char*>(block + offset) = 0;
 }
 
 [[noreturn]] void fatal(const char* message) {
@@ -129,7 +159,12 @@ HybridHash::HybridHash(PVModel* model, unsigned long stateSize, unsigned long ta
                    blockSize <= UINT32_MAX && chunkLength > 0 && maxBlocks > 0 &&
                    maxBlocks <= UINT32_MAX,
                "HybridHash");
-    Table = newIndex(TableSize);
+    if (reserveSpace() && commitSpace(TableSize)) {
+        Table = Space;
+    } else {
+        releaseIndex(Space);
+        Table = newIndex(TableSize);
+    }
     Blocks = static_cast<char**>(std::calloc(MaxBlocks, sizeof(char*)));
     Sums = static_cast<std::uint32_t*>(std::malloc(sizeof(std::uint32_t) * (StateSize + 1)));
     if (Table == nullptr || Blocks == nullptr || Sums == nullptr)
@@ -140,18 +175,34 @@ HybridHash::HybridHash(PVModel* model, unsigned long stateSize, unsigned long ta
 }
 
 HybridHash::~HybridHash() {
+    if (Filler.joinable())
+        Filler.join();
+    unmapBlock(Spare);
     if (Blocks != nullptr) {
         for (unsigned b = 0; b <= LastBlock; ++b)
             unmapBlock(Blocks[b]);
     }
     std::free(Blocks);
     std::free(Sums);
-    std::free(Table);
+    releaseIndex(Table);
+    releaseIndex(Space);
 }
 
 void HybridHash::ReleaseIndex() {
-    std::free(Table);
+    releaseIndex(Table);
     Table = nullptr;
+}
+
+void HybridHash::releaseIndex(unsigned char* table) {
+    if (table == nullptr)
+        return;
+    if (table != Space) {
+        std::free(table);
+        return;
+    }
+    munmap(Map, MapBytes);
+    Space = Map = nullptr;
+    SpaceBytes = SpaceUsable = MapBytes = 0;
 }
 
 std::size_t HybridHash::blockBytes() const {
@@ -166,7 +217,45 @@ std::size_t HybridHash::blockBytes() const {
 // block boundaries: a lookup compares a vector at a random place among all of
 // them, and with small pages most of those reads also miss the
 // address-translation cache.
+//
+//
+// A fresh page costs its first write a fault and the kernel's zeroing of it
+// (under a hypervisor also the host's backing of it): for the blocks of a
+// large run, about a twentieth of the exploration's time. So for blocks of at
+// least SpareBytes the next block is mapped as soon as the present one is
+// handed out, and a helper thread faults its pages in while the exploration
+// fills the present one: the second core, which otherwise only writes the
+// output, does the zeroing. The helper is joined before the spare is handed
+// out, and it only asks the kernel for the pages (or, where the kernel cannot
+// be asked, writes a zero to each), so the block's contents are not shared
+// while it runs. Smaller blocks (the unit tests' tiny stores) skip this.
 char* HybridHash::mapBlock() {
+    if (Filler.joinable())
+        Filler.join();
+    char* block = Spare;
+    Spare = nullptr;
+    if (block == nullptr)
+        block = mapFreshBlock();
+    if (block != nullptr)
+        prepareSpare();
+    return block;
+}
+
+void HybridHash::prepareSpare() {
+    std::size_t bytes = blockBytes();
+    if (bytes < SpareBytes || addressSpaceLimited())
+        return;
+    Spare = mapFreshBlock();
+    if (Spare == nullptr)
+        return; // the next block is mapped when it is needed, or the run stops then
+    try {
+        Filler = std::thread(faultIn, Spare, bytes);
+    } catch (const std::system_error&) {
+        // No thread to spare: the pages are faulted in as the block fills.
+    }
+}
+
+char* HybridHash::mapFreshBlock() {
     std::size_t bytes = blockBytes();
     char* below = LowestBlock != nullptr && reinterpret_cast<std::uintptr_t>(LowestBlock) > bytes
                       ? LowestBlock - bytes
@@ -185,9 +274,52 @@ void HybridHash::unmapBlock(char* block) const {
 }
 
 unsigned char* HybridHash::newIndex(std::uint32_t size) {
-    // Two bytes of room after the last entry let every entry be read as one word.
-    return static_cast<unsigned char*>(
-        allocateZeroed(static_cast<std::size_t>(size) * EntryBytes + 2, 1));
+    return static_cast<unsigned char*>(allocateZeroed(indexBytes(size), 1));
+}
+
+// The space is as large as the largest index the prime table allows, but no
+// larger than the machine's memory. Only the part in use is writable, so the
+// reservation costs address space, not memory. It starts on a huge-page
+// boundary and is made usable in whole huge pages, so that the kernel may back
+// all of it with huge pages.
+bool HybridHash::reserveSpace() {
+    if (addressSpaceLimited())
+        return false;
+    std::uint64_t largest = TableSize;
+    for (unsigned i = 0; PrimeSize(i) != 0; ++i)
+        largest = std::max<std::uint64_t>(largest, PrimeSize(i));
+    std::size_t bytes = roundUp(indexBytes(largest), HugePage);
+    long pages = sysconf(_SC_PHYS_PAGES);
+    long pageBytes = sysconf(_SC_PAGESIZE);
+    if (pages > 0 && pageBytes > 0) {
+        std::size_t memory = static_cast<std::size_t>(pages) * static_cast<std::size_t>(pageBytes);
+        bytes = std::min(bytes, roundUp(memory, HugePage));
+    }
+    void* mapping = mmap(nullptr, bytes + HugePage, PROT_NONE,
+                         MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    if (mapping == MAP_FAILED)
+        return false;
+    Map = static_cast<unsigned char*>(mapping);
+    MapBytes = bytes + HugePage;
+    std::uintptr_t start = reinterpret_cast<std::uintptr_t>(Map);
+    Space = Map + (roundUp(start, HugePage) - start);
+    SpaceBytes = bytes;
+    madvise(Space, SpaceBytes, MADV_HUGEPAGE);
+    return true;
+}
+
+bool HybridHash::commitSpace(std::uint32_t size) {
+    if (Space == nullptr)
+        return false;
+    std::size_t usable = roundUp(indexBytes(size), HugePage);
+    if (usable > SpaceBytes)
+        return false;
+    if (usable > SpaceUsable) {
+        if (mprotect(Space + SpaceUsable, usable - SpaceUsable, PROT_READ | PROT_WRITE) != 0)
+            return false;
+        SpaceUsable = usable;
+    }
+    return true;
 }
 
 unsigned long HybridHash::MaxNumber() const {
@@ -407,8 +539,18 @@ void HybridHash::Rehash() {
     // together. Otherwise the old index's entries are moved.
     unsigned char* old = Table;
     std::uint32_t oldSize = TableSize;
+    if (Contiguous && Table == Space && commitSpace(grown)) {
+        // In place: the old index's pages are emptied, which costs far less
+        // than fresh ones.
+        if (grown < oldSize)
+            fatal("Hash:  Error, there is a typo in the Hash Table, check .h file");
+        emptyInPlace(oldSize, grown);
+        TableSize = grown;
+        rebuildFromVectors();
+        return;
+    }
     if (Contiguous) {
-        std::free(Table);
+        releaseIndex(Table);
         Table = nullptr;
         old = nullptr;
     }
@@ -423,7 +565,20 @@ void HybridHash::Rehash() {
         rebuildFromVectors();
     } else {
         moveEntries(old, oldSize);
-        std::free(old);
+        releaseIndex(old);
+    }
+}
+
+void HybridHash::emptyInPlace(std::uint32_t oldSize, std::uint32_t grown) {
+    // With at least one entry in a hundred filled, nearly every page of the
+    // grown index gets an entry, so the old pages are emptied by hand and kept.
+    // A sparser index (a tiny load factor) gives its old pages back instead:
+    // the kernel's zero pages cost memory only where entries land.
+    std::size_t bytes = indexBytes(oldSize);
+    if (Highest * 100 >= grown) {
+        std::memset(Table, 0, bytes);
+    } else if (madvise(Table, roundUp(bytes, HugePage), MADV_DONTNEED) != 0) {
+        std::memset(Table, 0, bytes);
     }
 }
 

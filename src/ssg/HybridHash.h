@@ -6,12 +6,14 @@
 // An index entry is 6 bytes: the number and 16 bits of the vector's mixed hash
 // (its tag), so a probe reads a stored vector only when the tags agree. While
 // the stored numbers are 1, 2, 3, ... without a gap (as the generator stores
-// them), a growing index is rebuilt from the stored vectors after the old one
-// is released, so the two are never in memory together.
+// them), a growing index is rebuilt from the stored vectors in the old one's
+// place (emptied, and extended in address space reserved for it) or after the
+// old one is released, so the two are never in memory together.
 
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <thread>
 
 class PVModel;
 
@@ -131,12 +133,33 @@ private:
         std::memcpy(entry + sizeof number, &tag, sizeof tag);
     }
     // A new block of zeroed vectors (null when it cannot be allocated), its size
-    // in bytes, and its release.
+    // in bytes, and its release. A large block comes with its pages already in
+    // memory: the next one is mapped ahead and its pages are faulted in on a
+    // helper thread while the present one fills (see mapBlock).
     char* mapBlock();
+    char* mapFreshBlock();
+    void prepareSpare();
     std::size_t blockBytes() const;
     void unmapBlock(char* block) const;
+    // The bytes of an index of `size` entries: two bytes of room after the last
+    // entry let every entry be read as one word.
+    static std::size_t indexBytes(std::uint64_t size) {
+        return static_cast<std::size_t>(size) * EntryBytes + 2;
+    }
     // An index of `size` entries, all empty (null when it cannot be allocated).
     static unsigned char* newIndex(std::uint32_t size);
+    // The address space that the index grows in while the numbers are
+    // contiguous: reserved once, then made usable from its start as the index
+    // grows, so that a grown index reuses the pages of the one before (emptied
+    // in place) and only its new part costs fresh pages. False when no space
+    // could be reserved, or it is too small for `size` entries.
+    bool reserveSpace();
+    bool commitSpace(std::uint32_t size);
+    // Empties the index of `oldSize` entries in the space before it grows to
+    // `grown` entries in place.
+    void emptyInPlace(std::uint32_t oldSize, std::uint32_t grown);
+    // Releases an index, whether in the space or allocated.
+    void releaseIndex(unsigned char* table);
 
     std::uint32_t home(const char* state, std::uint32_t fingerprint, std::uint32_t tableSize);
     Key keyOf(const char* state);
@@ -186,11 +209,18 @@ private:
     void addBlock(std::uint32_t block);
     [[noreturn]] void fullStore(unsigned long number) const;
 
-    unsigned char* Table = nullptr; // owned (malloc); the index, TableSize entries
+    unsigned char* Table = nullptr; // owned; the index, TableSize entries: Space, or malloc'd
+    unsigned char* Space = nullptr; // owned (mapped); the reserved space, or null
+    std::size_t SpaceBytes = 0;     // the space's size
+    std::size_t SpaceUsable = 0;    // bytes from its start that may be read and written
+    unsigned char* Map = nullptr;   // the mapping that holds the space (aligned within it)
+    std::size_t MapBytes = 0;       // and its size
     unsigned PrimeIndex = 0;        // position of TableSize in the prime table
     char** Blocks = nullptr;        // owned (malloc); MaxBlocks entries, each an owned
                                     // block of BlockSize x StateSize bytes (mapped), or null
     char* LowestBlock = nullptr;    // the block mapped last: the next is asked for below it
+    char* Spare = nullptr;          // owned (mapped); the next block, mapped ahead, or null
+    std::thread Filler;             // faulting in Spare's pages, until joined
     PVModel* Model;                 // not owned; decides equality of two vectors
     std::uint32_t StateSize;        // bytes per state vector
     unsigned LastBlock = 0;         // index of the last allocated block

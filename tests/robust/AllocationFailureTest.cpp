@@ -12,6 +12,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -177,6 +178,45 @@ TEST_F(AllocationFailureTest, EnablingListGrowthGivesTheFatalReport) {
             lists.insertEnablingState(1, 3.0); // a third delay grows the array of groups
         },
         testing::ExitedWithCode(1), std::string("^") + memoryReport);
+}
+
+// Under an address-space limit the store reserves nothing ahead of need: the
+// index grows by a fresh allocation, and no block is mapped ahead. Two growths
+// and blocks of 1.5 MiB keep every number there too. The child's exit status
+// says which check failed (0: none).
+int fillStoreUnderAddressLimit() {
+    long pages = 0;
+    if (std::FILE* statm = std::fopen("/proc/self/statm", "r")) {
+        if (std::fscanf(statm, "%ld", &pages) != 1)
+            pages = 0;
+        std::fclose(statm);
+    }
+    rlimit limit{};
+    limit.rlim_cur = limit.rlim_max =
+        static_cast<rlim_t>(pages) * static_cast<rlim_t>(sysconf(_SC_PAGESIZE)) + (256u << 20);
+    setrlimit(RLIMIT_AS, &limit);
+    HybridHash store(nullptr, 16, 131071, 100000, 5, 2, 0.5, HybridHash::HomeHash::Mixed);
+    auto vector = [](std::uint32_t n) {
+        std::array<char, 16> v{};
+        std::memcpy(v.data(), &n, sizeof n);
+        std::memcpy(v.data() + 8, &n, sizeof n);
+        return v;
+    };
+    const std::uint32_t count = 250000; // growths at 65536 and 196605
+    for (std::uint32_t n = 1; n <= count; ++n) {
+        if (store.FindOrInsert(vector(n).data(), n) != -1)
+            return 2;
+    }
+    for (std::uint32_t n = 1; n <= count; ++n) {
+        if (store.Lookup(vector(n).data()) != static_cast<long>(n) ||
+            std::memcmp(store.StoredState(n), vector(n).data(), 16) != 0)
+            return 3;
+    }
+    return store.getPrimeIndex() == 2 && store.getLastBlock() == 2 ? 0 : 4;
+}
+
+TEST_F(AllocationFailureTest, StateStoreUnderAnAddressLimitKeepsEveryNumber) {
+    EXPECT_EXIT(std::exit(fillStoreUnderAddressLimit()), testing::ExitedWithCode(0), "");
 }
 
 TEST(StateStoreTest, ShrinkingIndexSizeIsRefused) {

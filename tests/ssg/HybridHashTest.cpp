@@ -123,6 +123,53 @@ TEST(HybridHash, GrowthAndNewBlocksKeepEveryNumber) {
     }
 }
 
+// An index that grows in its own place is emptied first: whether its old pages
+// are cleared (a normal load factor) or given back (a tiny one), no entry of
+// the old index survives in the grown one, and every number is found. Blocks
+// of at least 1 MiB are mapped ahead and filled in on a helper thread; their
+// vectors read back as stored.
+TEST(HybridHash, GrowthInPlaceAndBlocksMappedAheadKeepEveryNumber) {
+    struct Case {
+        unsigned long stateSize;
+        unsigned long blockSize;
+        double loadFactor;
+        std::uint32_t count;
+        unsigned primeIndex;
+    };
+    const Case cases[] = {
+        {6, 100000, 0.5, 200000, 2},  // grows at 65536 and 196605, clearing its pages
+        {6, 100000, 0.001, 3000, 6},  // grows at 132, 394, ..., giving its pages back
+        {64, 16384, 0.5, 60000, 0},   // 1 MiB blocks: four of them, each mapped ahead
+        {40, 40000, 0.25, 140000, 2}, // blocks over 1 MiB and two growths
+    };
+    for (const Case& c : cases) {
+        HybridHash table(nullptr, c.stateSize, 131071, c.blockSize, 5, 2, c.loadFactor,
+                         Home::Mixed);
+        std::vector<char> key(c.stateSize);
+        auto fill = [&key](std::uint32_t n) {
+            for (std::size_t i = 0; i < key.size(); i += sizeof n)
+                std::memcpy(key.data() + i, &n, std::min(sizeof n, key.size() - i));
+            key.back() = static_cast<char>(n % 7 + 1);
+        };
+        for (std::uint32_t n = 1; n <= c.count; ++n) {
+            fill(n);
+            ASSERT_EQ(table.FindOrInsert(key.data(), n), -1) << n;
+        }
+        EXPECT_EQ(table.getPrimeIndex(), c.primeIndex) << c.count;
+        EXPECT_EQ(table.getLastBlock(), c.count / c.blockSize);
+        std::vector<std::uint32_t> all = entries(table);
+        EXPECT_EQ(static_cast<std::uint32_t>(all.size() - std::count(all.begin(), all.end(), 0u)),
+                  c.count);
+        for (std::uint32_t n = 1; n <= c.count; ++n) {
+            fill(n);
+            ASSERT_EQ(table.Lookup(key.data()), static_cast<long>(n)) << n;
+            ASSERT_EQ(std::memcmp(table.StoredState(n), key.data(), key.size()), 0) << n;
+        }
+        fill(c.count + 1);
+        EXPECT_EQ(table.Lookup(key.data()), -1);
+    }
+}
+
 // The generator stores 1, 2, 3, ... and a growing index is rebuilt from the
 // stored vectors; numbers stored out of that order leave gaps for a while, and
 // the index then grows by moving its old entries. Either way every number is

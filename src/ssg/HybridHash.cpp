@@ -75,6 +75,11 @@ std::size_t roundUp(std::size_t bytes, std::size_t unit) {
     return (bytes + unit - 1) / unit * unit;
 }
 
+std::size_t pageSize() {
+    static const std::size_t page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+    return page;
+}
+
 // True when the process runs under a limit of its address space: the store
 // then takes no address space ahead of need (no reserved space for the index,
 // no block mapped ahead), so that the run ends where it would without them.
@@ -93,8 +98,7 @@ void faultIn(char* block, std::size_t bytes) {
     if (madvise(block, bytes, MADV_POPULATE_WRITE) == 0)
         return;
 #endif
-    static const std::size_t page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
-    for (std::size_t offset = 0; offset < bytes; offset += page)
+    for (std::size_t offset = 0; offset < bytes; offset += pageSize())
         *static_cast<volatile char*>(block + offset) = 0;
 }
 
@@ -169,7 +173,7 @@ HybridHash::HybridHash(PVModel* model, unsigned long stateSize, unsigned long ta
     Sums = static_cast<std::uint32_t*>(std::malloc(sizeof(std::uint32_t) * (StateSize + 1)));
     if (Table == nullptr || Blocks == nullptr || Sums == nullptr)
         fatal("Error:  Unable to allocate memory");
-    Blocks[0] = mapBlock();
+    Blocks[0] = mapBlock(0);
     if (Blocks[0] == nullptr)
         fatal("Error:  Unable to allocate memory");
 }
@@ -206,9 +210,7 @@ void HybridHash::releaseIndex(unsigned char* table) {
 }
 
 std::size_t HybridHash::blockBytes() const {
-    static const std::size_t page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
-    std::size_t bytes = static_cast<std::size_t>(BlockSize) * StateSize;
-    return (bytes + page - 1) / page * page;
+    return roundUp(static_cast<std::size_t>(BlockSize) * StateSize, pageSize());
 }
 
 // Blocks come straight from the kernel, zero until touched. Each is asked for
@@ -222,29 +224,31 @@ std::size_t HybridHash::blockBytes() const {
 // A fresh page costs its first write a fault and the kernel's zeroing of it
 // (under a hypervisor also the host's backing of it): for the blocks of a
 // large run, about a twentieth of the exploration's time. So for blocks of at
-// least SpareBytes the next block is mapped as soon as the present one is
-// handed out, and a helper thread faults its pages in while the exploration
-// fills the present one: the second core, which otherwise only writes the
-// output, does the zeroing. The helper is joined before the spare is handed
-// out, and it only asks the kernel for the pages (or, where the kernel cannot
-// be asked, writes a zero to each), so the block's contents are not shared
-// while it runs. Smaller blocks (the unit tests' tiny stores) skip this.
-char* HybridHash::mapBlock() {
+// least SpareBytes, once three quarters of the present block are in use, the
+// next block is mapped and a helper thread faults its pages in while the
+// exploration fills the rest: the second core, which otherwise only writes
+// the output, does the zeroing. The helper is joined before the spare is
+// handed out, and it only asks the kernel for the pages (or, where the kernel
+// cannot be asked, writes a zero to each), so the block's contents are not
+// shared while it runs. Smaller blocks (the unit tests' tiny stores) skip this.
+char* HybridHash::mapBlock(std::uint32_t block) {
     if (Filler.joinable())
         Filler.join();
-    char* block = Spare;
+    char* mapped = Spare;
     Spare = nullptr;
-    if (block == nullptr)
-        block = mapFreshBlock();
-    if (block != nullptr)
-        prepareSpare();
-    return block;
+    if (mapped == nullptr)
+        mapped = mapFreshBlock();
+    SpareAt = blockBytes() >= SpareBytes
+                  ? static_cast<std::uint64_t>(block) * BlockSize + BlockSize - BlockSize / 4
+                  : 0;
+    return mapped;
 }
 
 void HybridHash::prepareSpare() {
-    std::size_t bytes = blockBytes();
-    if (bytes < SpareBytes || addressSpaceLimited())
+    SpareAt = 0;
+    if (Spare != nullptr || addressSpaceLimited())
         return;
+    std::size_t bytes = blockBytes();
     Spare = mapFreshBlock();
     if (Spare == nullptr)
         return; // the next block is mapped when it is needed, or the run stops then
@@ -280,8 +284,7 @@ unsigned char* HybridHash::newIndex(std::uint32_t size) {
 // The space is as large as the largest index the prime table allows, but no
 // larger than the machine's memory. Only the part in use is writable, so the
 // reservation costs address space, not memory. It starts on a huge-page
-// boundary and is made usable in whole huge pages, so that the kernel may back
-// all of it with huge pages.
+// boundary, so that the kernel may back the index with huge pages.
 bool HybridHash::reserveSpace() {
     if (addressSpaceLimited())
         return false;
@@ -304,14 +307,16 @@ bool HybridHash::reserveSpace() {
     std::uintptr_t start = reinterpret_cast<std::uintptr_t>(Map);
     Space = Map + (roundUp(start, HugePage) - start);
     SpaceBytes = bytes;
-    madvise(Space, SpaceBytes, MADV_HUGEPAGE);
     return true;
 }
 
+// The index's whole huge pages are marked for huge pages once there are two of
+// them, as for an allocated index; its tail stays on small pages.
 bool HybridHash::commitSpace(std::uint32_t size) {
     if (Space == nullptr)
         return false;
-    std::size_t usable = roundUp(indexBytes(size), HugePage);
+    std::size_t bytes = indexBytes(size);
+    std::size_t usable = roundUp(bytes, pageSize());
     if (usable > SpaceBytes)
         return false;
     if (usable > SpaceUsable) {
@@ -319,6 +324,8 @@ bool HybridHash::commitSpace(std::uint32_t size) {
             return false;
         SpaceUsable = usable;
     }
+    if (bytes >= 2 * HugePage)
+        madvise(Space, bytes / HugePage * HugePage, MADV_HUGEPAGE);
     return true;
 }
 
@@ -425,6 +432,8 @@ void HybridHash::place(const char* state, std::uint16_t tag, std::uint32_t numbe
     GEN_ASSERT(block == LastBlock, "HybridHash");
     setEntry(slot, number, tag);
     copyBytes(vector(number), state, StateSize);
+    if (number >= SpareAt && SpareAt != 0)
+        prepareSpare();
     if (number == Highest + 1) {
         Highest = number;
     } else {
@@ -522,7 +531,7 @@ void HybridHash::addBlock(std::uint32_t block) {
     GEN_ASSERT(block > LastBlock, "HybridHash");
     if (block >= MaxBlocks)
         growBlockArray(block);
-    Blocks[block] = mapBlock();
+    Blocks[block] = mapBlock(block);
     if (Blocks[block] == nullptr)
         fatal("Error:  Unable to allocate memory");
     LastBlock = block;
@@ -577,7 +586,7 @@ void HybridHash::emptyInPlace(std::uint32_t oldSize, std::uint32_t grown) {
     std::size_t bytes = indexBytes(oldSize);
     if (Highest * 100 >= grown) {
         std::memset(Table, 0, bytes);
-    } else if (madvise(Table, roundUp(bytes, HugePage), MADV_DONTNEED) != 0) {
+    } else if (madvise(Table, roundUp(bytes, pageSize()), MADV_DONTNEED) != 0) {
         std::memset(Table, 0, bytes);
     }
 }

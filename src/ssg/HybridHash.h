@@ -132,12 +132,13 @@ private:
         std::memcpy(entry, &number, sizeof number);
         std::memcpy(entry + sizeof number, &tag, sizeof tag);
     }
-    // A new block of zeroed vectors (null when it cannot be allocated), its size
-    // in bytes, and its release. A large block comes with its pages already in
-    // memory: the next one is mapped ahead and its pages are faulted in on a
-    // helper thread while the present one fills (see mapBlock).
-    char* mapBlock();
+    // Block `block`, new, of zeroed vectors (null when it cannot be allocated),
+    // its size in bytes, and its release. A large block comes with its pages
+    // already in memory: it was mapped ahead and its pages were faulted in on
+    // a helper thread while the block before filled (see mapBlock).
+    char* mapBlock(std::uint32_t block);
     char* mapFreshBlock();
+    // Maps the next block ahead and has its pages faulted in.
     void prepareSpare();
     std::size_t blockBytes() const;
     void unmapBlock(char* block) const;
@@ -221,6 +222,7 @@ private:
     char* LowestBlock = nullptr;    // the block mapped last: the next is asked for below it
     char* Spare = nullptr;          // owned (mapped); the next block, mapped ahead, or null
     std::thread Filler;             // faulting in Spare's pages, until joined
+    std::uint64_t SpareAt = 0;      // the number whose storing prepares Spare (0: none)
     PVModel* Model;                 // not owned; decides equality of two vectors
     std::uint32_t StateSize;        // bytes per state vector
     unsigned LastBlock = 0;         // index of the last allocated block

@@ -223,7 +223,7 @@ std::size_t HybridHash::blockBytes() const {
 //
 // A fresh page costs its first write a fault and the kernel's zeroing of it
 // (under a hypervisor also the host's backing of it): for the blocks of a
-// large run, about a twentieth of the exploration's time. So for blocks of at
+// large run, about 4 % of the exploration's time. So for blocks of at
 // least SpareBytes, once three quarters of the present block are in use, the
 // next block is mapped and a helper thread faults its pages in while the
 // exploration fills the rest: the second core, which otherwise only writes

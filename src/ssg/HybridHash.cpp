@@ -220,7 +220,6 @@ std::size_t HybridHash::blockBytes() const {
 // them, and with small pages most of those reads also miss the
 // address-translation cache.
 //
-//
 // A fresh page costs its first write a fault and the kernel's zeroing of it
 // (under a hypervisor also the host's backing of it): for the blocks of a
 // large run, about 4 % of the exploration's time. So for blocks of at
@@ -544,13 +543,13 @@ void HybridHash::Rehash() {
     if (grown == 0)
         fatal("Hash:  Error:  allocate more memory for Hash Table");
     // With every number from 1 to Highest stored, the vectors alone give the new
-    // index: the old one is released first, so that the two are never in memory
+    // index: it is built in the old one's place when that lies in the reserved
+    // space (its pages emptied, which costs far less than fresh ones), or the
+    // old one is released first; either way the two are never in memory
     // together. Otherwise the old index's entries are moved.
     unsigned char* old = Table;
     std::uint32_t oldSize = TableSize;
     if (Contiguous && Table == Space && commitSpace(grown)) {
-        // In place: the old index's pages are emptied, which costs far less
-        // than fresh ones.
         if (grown < oldSize)
             fatal("Hash:  Error, there is a typo in the Hash Table, check .h file");
         emptyInPlace(oldSize, grown);

@@ -39,10 +39,9 @@ const char* const memoryReport =
     "Insufficient Memory to allocate dynamic data structures from heap memory\n"
     "Exiting program...\n$";
 
-// Limits the address space to what the process maps now plus 8 MB and then takes
-// those 8 MB, down to the smallest block, so that every later allocation fails.
-// Only for a death test's child: the memory is never given back.
-void exhaustMemory() {
+// Limits the address space to what the process maps now plus `extra` bytes.
+// Only for a death test's child.
+void limitAddressSpace(rlim_t extra) {
     long pages = 0;
     if (std::FILE* statm = std::fopen("/proc/self/statm", "r")) {
         if (std::fscanf(statm, "%ld", &pages) != 1)
@@ -51,8 +50,15 @@ void exhaustMemory() {
     }
     rlimit limit{};
     limit.rlim_cur = limit.rlim_max =
-        static_cast<rlim_t>(pages) * static_cast<rlim_t>(sysconf(_SC_PAGESIZE)) + (8u << 20);
+        static_cast<rlim_t>(pages) * static_cast<rlim_t>(sysconf(_SC_PAGESIZE)) + extra;
     setrlimit(RLIMIT_AS, &limit);
+}
+
+// Limits the address space to what the process maps now plus 8 MB and then takes
+// those 8 MB, down to the smallest block, so that every later allocation fails.
+// Only for a death test's child: the memory is never given back.
+void exhaustMemory() {
+    limitAddressSpace(8u << 20);
     // Each block is written once so that the compiler cannot leave the allocation out.
     for (std::size_t size = 1u << 20; size >= 8; size /= 2) {
         while (void* block = std::malloc(size))
@@ -185,16 +191,7 @@ TEST_F(AllocationFailureTest, EnablingListGrowthGivesTheFatalReport) {
 // and blocks of 1.5 MiB keep every number there too. The child's exit status
 // says which check failed (0: none).
 int fillStoreUnderAddressLimit() {
-    long pages = 0;
-    if (std::FILE* statm = std::fopen("/proc/self/statm", "r")) {
-        if (std::fscanf(statm, "%ld", &pages) != 1)
-            pages = 0;
-        std::fclose(statm);
-    }
-    rlimit limit{};
-    limit.rlim_cur = limit.rlim_max =
-        static_cast<rlim_t>(pages) * static_cast<rlim_t>(sysconf(_SC_PAGESIZE)) + (256u << 20);
-    setrlimit(RLIMIT_AS, &limit);
+    limitAddressSpace(256u << 20);
     HybridHash store(nullptr, 16, 131071, 100000, 5, 2, 0.5, HybridHash::HomeHash::Mixed);
     auto vector = [](std::uint32_t n) {
         std::array<char, 16> v{};

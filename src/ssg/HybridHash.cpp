@@ -163,12 +163,9 @@ HybridHash::HybridHash(PVModel* model, unsigned long stateSize, unsigned long ta
                    blockSize <= UINT32_MAX && chunkLength > 0 && maxBlocks > 0 &&
                    maxBlocks <= UINT32_MAX,
                "HybridHash");
-    if (reserveSpace() && commitSpace(TableSize)) {
-        Table = Space;
-    } else {
-        releaseIndex(Space);
+    Table = indexInNewSpace(TableSize);
+    if (Table == nullptr)
         Table = newIndex(TableSize);
-    }
     Blocks = static_cast<char**>(std::calloc(MaxBlocks, sizeof(char*)));
     Sums = static_cast<std::uint32_t*>(std::malloc(sizeof(std::uint32_t) * (StateSize + 1)));
     if (Table == nullptr || Blocks == nullptr || Sums == nullptr)
@@ -280,15 +277,26 @@ unsigned char* HybridHash::newIndex(std::uint32_t size) {
     return static_cast<unsigned char*>(allocateZeroed(indexBytes(size), 1));
 }
 
-// The space is as large as the largest index the prime table allows, but no
-// larger than the machine's memory. Only the part in use is writable, so the
-// reservation costs address space, not memory. It starts on a huge-page
-// boundary, so that the kernel may back the index with huge pages.
-bool HybridHash::reserveSpace() {
+unsigned char* HybridHash::indexInNewSpace(std::uint32_t size) {
+    if (reserveSpace(size) && commitSpace(size))
+        return Space;
+    releaseIndex(Space);
+    return nullptr;
+}
+
+// The space holds the index SpaceAhead growths ahead of `size` (or the
+// largest the prime table allows), but no more than the machine's memory: a
+// run that outgrows it takes a new one, which is rare, and a store that never
+// grows far (most of the tests' stores) reserves little. Only the part in use
+// is writable, so the reservation costs address space, not memory. It starts
+// on a huge-page boundary, so that the kernel may back the index with huge
+// pages.
+bool HybridHash::reserveSpace(std::uint32_t size) {
+    constexpr unsigned SpaceAhead = 6;
     if (addressSpaceLimited())
         return false;
-    std::uint64_t largest = TableSize;
-    for (unsigned i = 0; PrimeSize(i) != 0; ++i)
+    std::uint64_t largest = size;
+    for (unsigned i = PrimeIndex; i <= PrimeIndex + SpaceAhead && PrimeSize(i) != 0; ++i)
         largest = std::max<std::uint64_t>(largest, PrimeSize(i));
     std::size_t bytes = roundUp(indexBytes(largest), HugePage);
     long pages = sysconf(_SC_PHYS_PAGES);
@@ -562,7 +570,9 @@ void HybridHash::Rehash() {
         Table = nullptr;
         old = nullptr;
     }
-    unsigned char* table = newIndex(grown);
+    unsigned char* table = old == nullptr ? indexInNewSpace(grown) : nullptr;
+    if (table == nullptr)
+        table = newIndex(grown);
     if (table == nullptr)
         fatal("Error:  TempHashTable not allocated");
     if (grown < oldSize)

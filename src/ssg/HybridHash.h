@@ -150,12 +150,15 @@ private:
     // An index of `size` entries, all empty (null when it cannot be allocated).
     static unsigned char* newIndex(std::uint32_t size);
     // The address space that the index grows in while the numbers are
-    // contiguous: reserved once, then made usable from its start as the index
-    // grows, so that a grown index reuses the pages of the one before (emptied
-    // in place) and only its new part costs fresh pages. False when no space
-    // could be reserved, or it is too small for `size` entries.
-    bool reserveSpace();
+    // contiguous: reserved ahead of need, then made usable from its start as
+    // the index grows, so that a grown index reuses the pages of the one
+    // before (emptied in place) and only its new part costs fresh pages. False
+    // when no space could be reserved, or it is too small for `size` entries.
+    bool reserveSpace(std::uint32_t size);
     bool commitSpace(std::uint32_t size);
+    // An empty index of `size` entries at the start of a new space (null when
+    // none could be had).
+    unsigned char* indexInNewSpace(std::uint32_t size);
     // Empties the index of `oldSize` entries in the space before it grows to
     // `grown` entries in place.
     void emptyInPlace(std::uint32_t oldSize, std::uint32_t grown);

@@ -125,7 +125,8 @@ TEST(HybridHash, GrowthAndNewBlocksKeepEveryNumber) {
 
 // An index that grows in its own place is emptied first: whether its old pages
 // are cleared (a normal load factor) or given back (a tiny one), no entry of
-// the old index survives in the grown one, and every number is found. Blocks
+// the old index survives in the grown one, and every number is found; also
+// when the index outgrows the room reserved for it and moves to new room. Blocks
 // of at least 1 MiB are mapped ahead and filled in on a helper thread; their
 // vectors read back as stored.
 TEST(HybridHash, GrowthInPlaceAndBlocksMappedAheadKeepEveryNumber) {
@@ -139,6 +140,7 @@ TEST(HybridHash, GrowthInPlaceAndBlocksMappedAheadKeepEveryNumber) {
     const Case cases[] = {
         {6, 100000, 0.5, 200000, 2},  // grows at 65536 and 196605, clearing its pages
         {6, 100000, 0.001, 3000, 6},  // grows at 132, 394, ..., giving its pages back
+        {6, 100000, 0.001, 12000, 9}, // and past the room reserved at first, at 4326
         {64, 16384, 0.5, 60000, 0},   // 1 MiB blocks: four of them, each mapped ahead
         {40, 40000, 0.25, 140000, 2}, // blocks over 1 MiB and two growths
     };

@@ -185,8 +185,7 @@ HybridHash::~HybridHash() {
     }
     std::free(Blocks);
     std::free(Sums);
-    releaseIndex(Table);
-    releaseIndex(Space);
+    releaseIndex(Table); // the space too, when the index lies in it
 }
 
 void HybridHash::ReleaseIndex() {
@@ -201,9 +200,9 @@ void HybridHash::releaseIndex(unsigned char* table) {
         std::free(table);
         return;
     }
-    munmap(Map, MapBytes);
+    munmap(Map, SpaceBytes + HugePage);
     Space = Map = nullptr;
-    SpaceBytes = SpaceUsable = MapBytes = 0;
+    SpaceBytes = SpaceUsable = 0;
 }
 
 std::size_t HybridHash::blockBytes() const {
@@ -300,17 +299,13 @@ bool HybridHash::reserveSpace(std::uint32_t size) {
         largest = std::max<std::uint64_t>(largest, PrimeSize(i));
     std::size_t bytes = roundUp(indexBytes(largest), HugePage);
     long pages = sysconf(_SC_PHYS_PAGES);
-    long pageBytes = sysconf(_SC_PAGESIZE);
-    if (pages > 0 && pageBytes > 0) {
-        std::size_t memory = static_cast<std::size_t>(pages) * static_cast<std::size_t>(pageBytes);
-        bytes = std::min(bytes, roundUp(memory, HugePage));
-    }
+    if (pages > 0)
+        bytes = std::min(bytes, roundUp(static_cast<std::size_t>(pages) * pageSize(), HugePage));
     void* mapping = mmap(nullptr, bytes + HugePage, PROT_NONE,
                          MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
     if (mapping == MAP_FAILED)
         return false;
     Map = static_cast<unsigned char*>(mapping);
-    MapBytes = bytes + HugePage;
     std::uintptr_t start = reinterpret_cast<std::uintptr_t>(Map);
     Space = Map + (roundUp(start, HugePage) - start);
     SpaceBytes = bytes;

@@ -214,11 +214,11 @@ private:
     [[noreturn]] void fullStore(unsigned long number) const;
 
     unsigned char* Table = nullptr; // owned; the index, TableSize entries: Space, or malloc'd
-    unsigned char* Space = nullptr; // owned (mapped); the reserved space, or null
+    unsigned char* Space = nullptr; // owned (mapped); the reserved space while Table is in it
     std::size_t SpaceBytes = 0;     // the space's size
     std::size_t SpaceUsable = 0;    // bytes from its start that may be read and written
-    unsigned char* Map = nullptr;   // the mapping that holds the space (aligned within it)
-    std::size_t MapBytes = 0;       // and its size
+    unsigned char* Map = nullptr;   // the mapping (SpaceBytes + 2 MB) that holds the space
+                                    // at its first 2 MB boundary
     unsigned PrimeIndex = 0;        // position of TableSize in the prime table
     char** Blocks = nullptr;        // owned (malloc); MaxBlocks entries, each an owned
                                     // block of BlockSize x StateSize bytes (mapped), or null

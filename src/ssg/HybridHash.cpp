@@ -59,20 +59,20 @@ std::array<std::uint32_t, PrimeCount> makePrimes() {
 // touched, so a new index costs memory only as it fills.
 constexpr std::size_t HugePage = std::size_t{2} << 20;
 
+std::size_t roundUp(std::size_t bytes, std::size_t unit) {
+    return (bytes + unit - 1) / unit * unit;
+}
+
 void* allocateZeroed(std::size_t count, std::size_t size) {
     void* memory = std::calloc(count > 0 ? count : 1, size);
     if (memory != nullptr && count * size >= 2 * HugePage) {
         std::uintptr_t begin = reinterpret_cast<std::uintptr_t>(memory);
-        std::uintptr_t first = (begin + HugePage - 1) / HugePage * HugePage;
+        std::uintptr_t first = roundUp(begin, HugePage);
         std::uintptr_t last = (begin + count * size) / HugePage * HugePage;
         if (last > first)
             madvise(reinterpret_cast<void*>(first), last - first, MADV_HUGEPAGE);
     }
     return memory;
-}
-
-std::size_t roundUp(std::size_t bytes, std::size_t unit) {
-    return (bytes + unit - 1) / unit * unit;
 }
 
 std::size_t pageSize() {

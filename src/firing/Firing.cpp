@@ -2,7 +2,6 @@
 
 #include "actions/BaseGroupClass.h"
 #include "base/NewArray.h"
-#include "pv/PerformanceVariableNode.h"
 
 Firing::Firing(PVModel* model, const ActionTable& actions, std::uint32_t stateSize)
     : Model(model), Actions(actions), Buffer(newArray<char>(stateSize)), Target(Buffer.get()) {
@@ -52,9 +51,4 @@ void Firing::resetDisabledPhases() {
         if (!phase[i]->Enabled())
             phase[i]->ResetPhase();
     }
-}
-
-void Firing::computeRewards(BaseActionClass* action) {
-    for (PerformanceVariableNode* node : Model->ConsideredPVs)
-        node->CurrentReward(action);
 }

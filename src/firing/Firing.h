@@ -12,6 +12,7 @@
 #include "firing/ActionTable.h"
 #include "models/StateMap.h"
 #include "pv/PVModel.h"
+#include "pv/PerformanceVariableNode.h"
 #include "trace/TraceFileContainer.h"
 
 #include <cstdint>
@@ -27,12 +28,14 @@ public:
     Firing(Firing&&) = delete;
     Firing& operator=(Firing&&) = delete;
 
-    // Traces firings to `trace` (not owned; null for none) up to `level`.
-    void setTrace(TraceFileContainer* trace, int level) {
+    // Traces firings to `trace` (not owned; null for none) up to the level
+    // that `level` holds when a firing is traced (not owned: the caller's
+    // setting, which outlives the firing).
+    void setTrace(TraceFileContainer* trace, const int* level) {
         Trace = trace;
         TraceLevel = level;
     }
-    bool traces(int level) const { return Trace != nullptr && TraceLevel >= level; }
+    bool traces(int level) const { return Trace != nullptr && *TraceLevel >= level; }
     TraceFileContainer* trace() const { return Trace; }
 
     // Loads the model from a state vector / writes the model's state into one.
@@ -85,7 +88,10 @@ public:
     }
     // Every considered variable's rewards for the model's present state,
     // reached by `action`.
-    void computeRewards(BaseActionClass* action);
+    void computeRewards(BaseActionClass* action) {
+        for (PerformanceVariableNode* node : Model->ConsideredPVs)
+            node->CurrentReward(action);
+    }
 
     // Where the model's state goes after a firing: the own buffer unless
     // aimed elsewhere.
@@ -119,5 +125,5 @@ private:
     double Rate = 0.0;                    // rate of the timed action fired last
     BaseActionClass* LastFired = nullptr; // not owned; the action that led to Target
     TraceFileContainer* Trace = nullptr;  // not owned; null: no trace
-    int TraceLevel = 0;                   // 0 to 4
+    const int* TraceLevel = nullptr;      // not owned; 0 to 4, read while Trace is set
 };

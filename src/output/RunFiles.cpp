@@ -38,6 +38,16 @@ bool sameFile(const char* first, const std::string& second) {
     std::exit(1);
 }
 
+// Flushes and closes `file`; a failure of either ends the run naming `name`.
+template <class Stream> void closeWritten(Stream& file, const std::string& name) {
+    file.flush();
+    if (!file)
+        RunFiles::writeFailed(name);
+    file.close();
+    if (!file)
+        RunFiles::writeFailed(name);
+}
+
 } // namespace
 
 RunFiles::RunFiles(const char* path, const char* name) {
@@ -114,22 +124,14 @@ void RunFiles::completeArm(short format, std::uint64_t count) {
         std::string header = ArmHeader::headerLines(format, count);
         ArmFile.seekp(0);
         ArmFile.write(header.data(), static_cast<std::streamsize>(header.size()));
-        ArmFile.flush();
-        if (!ArmFile)
-            writeFailed(ArmOpen);
-        ArmFile.close();
-        if (!ArmFile)
-            writeFailed(ArmOpen);
+        closeWritten(ArmFile, ArmOpen);
     } else {
-        ArmFile.close();
-        if (!ArmFile)
-            writeFailed(ArmOpen);
+        // The rows are flushed already (flushArm).
+        closeWritten(ArmFile, ArmOpen);
         std::fstream file(ArmOpen, std::ios::in | std::ios::out | std::ios::binary);
         if (!file || !ArmHeader::complete(file, format, count, ArmHeaderBlanks))
             writeFailed(ArmOpen);
-        file.close();
-        if (!file)
-            writeFailed(ArmOpen);
+        closeWritten(file, ArmOpen);
     }
     unfinishedResults.clear(); // every result file of the run is complete
 }
@@ -144,10 +146,5 @@ std::ofstream& RunFiles::openDet(const char* name) {
 }
 
 void RunFiles::closeDet() {
-    DetFile.flush();
-    if (!DetFile)
-        writeFailed(DetOpen);
-    DetFile.close();
-    if (!DetFile)
-        writeFailed(DetOpen);
+    closeWritten(DetFile, DetOpen);
 }

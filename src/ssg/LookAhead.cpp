@@ -74,19 +74,22 @@ void LookAhead::prefetchStored(const Batch& batch) const {
 
 bool LookAhead::lookUpBatch(const Batch& batch) {
     HybridHash& store = *Gen.StateTable;
+    RateAccumulator& row = Gen.RateMap;
+    Firing& fire = Gen.Fire;
+    const bool eager = fire.eagerRewards();
     bool moved = false;
     for (std::uint32_t k = 0; k < batch.count; ++k) {
         const char* successor = batch.states.get() + static_cast<std::size_t>(k) * StateSize;
         long target = store.FindOrInsert(successor, batch.keys[k], Gen.NumStates + 1UL);
         if (target >= 0) {
-            Gen.RateMap.add(static_cast<std::uint32_t>(target), batch.rates[k]);
-        } else if (Gen.Fire.eagerRewards()) {
+            row.add(static_cast<std::uint32_t>(target), batch.rates[k]);
+        } else if (eager) {
             Gen.newState(successor, batch.rates[k],
                          BatchRewards.get() + static_cast<std::size_t>(k) * RewardValues, true);
         } else {
-            Gen.Fire.load(successor);
+            fire.load(successor);
             moved = true;
-            Gen.Fire.setLastFired(batch.actions[k]);
+            fire.setLastFired(batch.actions[k]);
             Gen.newState(successor, batch.rates[k], nullptr, true);
         }
     }

@@ -130,7 +130,7 @@ void StateSpaceGen::InitializeTrace() {
     TraceOut->setTraceLevel(TraceLevel);
     Trace->AddTraceFile(TraceOut.get());
     Trace->addPVModel(Model);
-    Fire.setTrace(Trace.get(), TraceLevel);
+    Fire.setTrace(Trace.get(), &TraceLevel);
 }
 
 void StateSpaceGen::GenStateSpace() {
@@ -275,7 +275,7 @@ void StateSpaceGen::endRow(bool reloadForReport) {
 
 void StateSpaceGen::loadExplored(const char* state) {
     // A copy, which an Erlang phase advance may write to: the stored vector
-    // stays as it was numbered.
+    // stays as it was numbered. The firings put the model back from it.
     copyBytes(ExploredState.get(), state, StateSize);
     Fire.load(ExploredState.get());
 }
@@ -394,8 +394,7 @@ void StateSpaceGen::GenStateSpaceDeterministic(const char* armName, const char* 
 }
 
 void StateSpaceGen::FindNextDeterministic(char* state) {
-    copyBytes(ExploredState.get(), state, StateSize);
-    Fire.load(ExploredState.get());
+    loadExplored(state);
     // The model is reloaded before each action only when a firing changed it:
     // Enabled() only reads the marking.
     bool changed = false;

@@ -48,7 +48,7 @@ public:
     void GenStateSpace();
     // Builds the file names, writes .pvtype, chooses and runs the exploration.
     void SetMethodPointers();
-    // The store's load factor; it takes effect when the store is built.
+    // Records a load factor; the store keeps the one it was built with.
     void setHashValue(double value) { HashValue = value; }
 
     // Stable-state exploration.
@@ -106,6 +106,8 @@ private:
     // Copies the explored state and loads the model with it.
     void loadExplored(const char* state);
 
+    // Built in this order: an empty model is refused before the store is
+    // built, and the store before the model's actions are checked.
     std::unique_ptr<ResultsDB> Database;    // owned; only with a database host
     PVModel* Model;                         // not owned
     double HashValue;                       // load factor of the store

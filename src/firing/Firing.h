@@ -70,10 +70,8 @@ public:
     // Fires the timed `action` of a model without phase actions from `explored`,
     // which the model holds: the reached state goes into `to` and the model is
     // put back to `explored`, in one pass over the cells. Sets rate(); the
-    // rewards are left to the caller.
+    // trace and the rewards are left to the caller.
     void fireAndRestore(BaseActionClass* action, char* to, const char* explored) {
-        if (traces(1))
-            Trace->printFireAction(action, 0.0);
         double rate = action->Rate();
         Rate = Actions.groupOf(action)->Probability(action) * rate;
         action->Fire();

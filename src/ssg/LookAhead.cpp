@@ -32,6 +32,8 @@ void LookAhead::fireBatch(Batch& batch, const char* explored) {
     const std::uint32_t numTimed = Gen.Table.numTimed();
     BaseActionClass* const* timed = Gen.Table.timed();
     const bool eager = fire.eagerRewards();
+    // Nothing changes the trace level during an exploration.
+    const bool traced = fire.traces(1);
     std::uint32_t count = 0;
     for (std::uint32_t i = 0; i < numTimed; ++i) {
         BaseActionClass* action = timed[i];
@@ -45,6 +47,8 @@ void LookAhead::fireBatch(Batch& batch, const char* explored) {
         } else {
             // Without phases (there are none) and without rewards, the target is
             // taken and the explored state put back in one pass.
+            if (traced)
+                fire.trace()->printFireAction(action, 0.0);
             fire.fireAndRestore(action, successor, explored);
         }
         if (fire.rate() > 0) {

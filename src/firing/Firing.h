@@ -105,7 +105,6 @@ public:
     // Rewards are computed after every firing (the model has phase actions).
     bool eagerRewards() const { return EagerRewards; }
     const ActionTable& actions() const { return Actions; }
-    PVModel* model() const { return Model; }
 
 private:
     // An Erlang action below its last phase: the phase counters advance.

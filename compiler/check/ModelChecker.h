@@ -30,6 +30,7 @@ public:
 
 private:
     enum class Kind { Model, Global, Struct, Place, Activity, Group };
+    // A declared name: its kind, its index among its kind, where it was declared.
     struct Entry {
         Kind kind;
         int index;
@@ -85,9 +86,9 @@ private:
     bool instantTimes(const RewardDecl& r, CheckedReward& c);
     void checkImpulses(const RewardDecl& r, CheckedReward& c);
 
-    const ModelFile& file;  // not owned
-    Diagnostics& diag;      // not owned
-    StudyLiterals literals; // converts the study's literals and the rewards' times
-    CheckedModel m;
-    std::map<std::string, Entry> names;
+    const ModelFile& file;              // not owned
+    Diagnostics& diag;                  // not owned
+    StudyLiterals literals;             // converts the study's literals and the rewards' times
+    CheckedModel m;                     // the model being built, returned by run()
+    std::map<std::string, Entry> names; // the shared name space, by name
 };

@@ -36,18 +36,18 @@ public:
     const std::string& text() const { return contents; }
 
 private:
-    std::string contents; // the file's text
-    int lines = 0;        // the number of complete lines in contents
-    std::string name;     // the file's name in #line directives
-    std::string modelFile;
+    std::string contents;  // the file's text
+    int lines = 0;         // the number of complete lines in contents
+    std::string name;      // the file's name in #line directives
+    std::string modelFile; // the model file in the fragments' #line directives
 };
 
 // What every emitter of one model shares: the checked model (not owned) and the
 // files written so far (not owned: the caller collects them).
 struct EmitContext {
-    const CheckedModel& m;
-    GeneratedFiles& files;
-    std::string san; // the SAN's class name
+    const CheckedModel& m; // the model being emitted (not owned)
+    GeneratedFiles& files; // the files written so far (not owned)
+    std::string san;       // the SAN's class name
 
     // A writer for the generated file `name`.
     Writer open(const std::string& name) const { return Writer(name, m.file); }
@@ -55,6 +55,7 @@ struct EmitContext {
     void save(const std::string& name, const Writer& w) const { files[name] = w.text(); }
     // The comment that opens every generated file: what it holds and where it came from.
     void header(Writer& w, const std::string& what) const;
+    // Place p, activity a and a structured place's structure, by their indices.
     const CheckedPlace& place(int p) const { return m.places[static_cast<std::size_t>(p)]; }
     const CheckedActivity& activity(int a) const {
         return m.activities[static_cast<std::size_t>(a)];

@@ -1,23 +1,25 @@
 #pragma once
 // TextBuffer: formats numbers into a large buffer and writes it to a stream in
-// big blocks. Integers are plain decimal; doubles come out byte for byte as a
-// stream would format them: `scientific10` as std::scientific with precision 10
-// (2.5000000000e-01), `general6` as the default notation with precision 6
-// (0.5, 1e-07, 123457). Binary values are little-endian.
+// big blocks (see NumberFormat.h for the text of each kind of value).
 //
-// In the background mode the calls only record what is to be written (an
-// operation code and the raw value), and a second thread, shared by every
-// such buffer of the process, formats the records and writes them, in order.
-// The stream belongs to that thread until flush() returns.
+// In the background mode the calls only record what is to be written (see
+// Records.h), and the process's writer thread (BackgroundWriter) formats the
+// records and writes them, in order, through this buffer's FormattingBuffer.
+// The stream belongs to that thread until flush() returns. Otherwise the
+// FormattingBuffer formats in the caller's thread. Each call decides between
+// the two once, inline.
 
+#include "output/FormattingBuffer.h"
+#include "output/NumberFormat.h"
+#include "output/Records.h"
 #include "ssg/TargetRate.h"
 
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <iosfwd>
 #include <memory>
+
+struct BackgroundChannel;
 
 class TextBuffer {
 public:
@@ -36,46 +38,65 @@ public:
     TextBuffer& operator=(TextBuffer&&) = delete;
 
     // One value and a line feed.
-    // (In the background mode the common case, a record that fits the block, is
-    // inline: an operation code and the value's 8 bytes.)
     void line(long long value) {
-        if (!recordInline(IntegerCode, &value))
-            lineFormatted(value);
+        if (Async)
+            recordValue(RecordCode::IntegerLine, value);
+        else
+            Formatter.line(value);
     }
     void lineScientific10(double value) {
-        if (!recordInline(ScientificCode, &value))
-            scientificFormatted(value);
+        if (Async)
+            recordValue(RecordCode::ScientificLine, value);
+        else
+            Formatter.lineScientific10(value);
     }
     void lineGeneral6(double value) {
-        if (!recordInline(GeneralCode, &value))
-            generalFormatted(value);
+        if (Async)
+            recordValue(RecordCode::GeneralLine, value);
+        else
+            Formatter.lineGeneral6(value);
     }
     // `count` values, each as lineGeneral6 (or binaryDouble) writes it. In the
-    // background mode they are one record (inline when it fits the block).
+    // background mode they are one record when they fit a block.
     void linesGeneral6(const double* values, std::uint32_t count) {
-        if (!recordValuesInline(GeneralLinesCode, values, count))
-            valuesFormatted(GeneralLinesCode, values, count);
+        if (Async)
+            recordValues(RecordCode::GeneralLines, values, count);
+        else
+            Formatter.linesGeneral6(values, count);
     }
     void binaryDoubles(const double* values, std::uint32_t count) {
-        if (!recordValuesInline(BinaryDoublesCode, values, count))
-            valuesFormatted(BinaryDoublesCode, values, count);
+        if (Async)
+            recordValues(RecordCode::BinaryDoubles, values, count);
+        else
+            Formatter.binaryDoubles(values, count);
     }
     // A row of rates with distinct targets, in any order: for each entry in
     // ascending target order the line of its target and the line of its rate
     // (as lineScientific10), then the line 0. The entries may be reordered. In
-    // the background mode a row that fits a block is recorded as it stands
-    // (inline when it fits the present one), and the writer thread puts it in
-    // order and formats it.
+    // the background mode a row that fits a block is recorded as it stands,
+    // and the writer thread puts it in order and formats it.
     void rateRow(TargetRate* row, std::uint32_t count) {
-        if (!recordRowInline(row, count))
-            rowFormatted(row, count);
+        if (Async)
+            recordRow(row, count);
+        else
+            Formatter.rateRow(row, count);
     }
     // Raw text or bytes.
     void text(const char* text);
     void bytes(const void* data, std::size_t length);
     // Fixed-width little-endian binary values.
-    void binaryInt32(std::int32_t value);
-    void binaryDouble(double value);
+    void binaryInt32(std::int32_t value) {
+        if (Async)
+            recordValue(RecordCode::BinaryInt32, value);
+        else
+            Formatter.binaryInt32(value);
+    }
+    void binaryDouble(double value) {
+        if (Async)
+            recordValue(RecordCode::BinaryDouble, value);
+        else
+            Formatter.binaryDouble(value);
+    }
 
     // Writes the buffered bytes to the stream; false when the stream has failed.
     // In the background mode it waits until the writer thread has written
@@ -84,98 +105,55 @@ public:
 
     // Formats `value` as the stream would; returns the end of the text. `first`
     // needs room for MaxNumberLength characters.
-    static char* formatScientific10(char* first, double value);
-    static char* formatGeneral6(char* first, double value);
+    static char* formatScientific10(char* first, double value) {
+        return numberformat::formatScientific10(first, value);
+    }
+    static char* formatGeneral6(char* first, double value) {
+        return numberformat::formatGeneral6(first, value);
+    }
     // Plain decimal, as std::to_chars and the stream write it.
-    static char* formatInteger(char* first, long long value);
-    static constexpr std::size_t MaxNumberLength = 48;
+    static char* formatInteger(char* first, long long value) {
+        return numberformat::formatInteger(first, value);
+    }
+    static constexpr std::size_t MaxNumberLength = numberformat::MaxNumberLength;
 
 private:
-    // Operation codes of the background mode's line records.
-    static constexpr char IntegerCode = 'i', ScientificCode = 's', GeneralCode = 'g';
-    // Records of several values: a count (4 bytes), then the doubles; a row
-    // of rates: a count, padding up to TargetRate's alignment (so that the
-    // writer sorts the entries where they lie), then the entries.
-    static constexpr char GeneralLinesCode = 'G', BinaryDoublesCode = 'B', RateRowCode = 'r';
-    bool recordInline(char code, const void* value) {
-        if (!Async || End - Position < 9)
-            return false;
-        *Position++ = code;
-        std::memcpy(Position, value, 8);
-        Position += 8;
-        return true;
+    // The background mode's recording: each call's record goes into the block
+    // in hand, which is handed to the writer thread first when the record does
+    // not fit. The common case, a record that fits, is inline.
+    template <class T> void recordValue(RecordCode code, const T& value) {
+        if (static_cast<std::size_t>(End - Position) < records::ValueBytes)
+            submit(false);
+        Position = records::putValue(Position, code, value);
     }
-    static std::size_t valuesRecordBytes(std::uint32_t count) {
-        return 1 + sizeof count + sizeof(double) * count;
+    void recordValues(RecordCode code, const double* values, std::uint32_t count) {
+        if (static_cast<std::size_t>(End - Position) >= records::valuesBytes(count))
+            Position = records::putValues(Position, code, values, count);
+        else
+            recordValuesInNewBlock(code, values, count);
     }
-    static std::size_t rowRecordBytes(std::uint32_t count) {
-        // The padding at most.
-        return 1 + sizeof count + alignof(TargetRate) - 1 + sizeof(TargetRate) * count;
+    void recordRow(TargetRate* row, std::uint32_t count) {
+        if (static_cast<std::size_t>(End - Position) >= records::rowBytes(count))
+            Position = records::putRow(Position, row, count);
+        else
+            recordRowInNewBlock(row, count);
     }
-    // The first address from `p` aligned for TargetRate.
-    static char* alignedForRow(char* p) {
-        constexpr std::uintptr_t align = alignof(TargetRate);
-        return p + (align - reinterpret_cast<std::uintptr_t>(p) % align) % align;
-    }
-    bool recordValuesInline(char code, const double* values, std::uint32_t count) {
-        if (!Async || static_cast<std::size_t>(End - Position) < valuesRecordBytes(count))
-            return false;
-        *Position++ = code;
-        std::memcpy(Position, &count, sizeof count);
-        Position += sizeof count;
-        if (count != 0) // `values` may be null then
-            std::memcpy(Position, values, sizeof(double) * count);
-        Position += sizeof(double) * count;
-        return true;
-    }
-    bool recordRowInline(const TargetRate* row, std::uint32_t count) {
-        if (!Async || static_cast<std::size_t>(End - Position) < rowRecordBytes(count))
-            return false;
-        *Position++ = RateRowCode;
-        std::memcpy(Position, &count, sizeof count);
-        Position = alignedForRow(Position + sizeof count);
-        if (count != 0) // `row` may be null then
-            std::memcpy(Position, row, sizeof(TargetRate) * count);
-        Position += sizeof(TargetRate) * count;
-        return true;
-    }
-    void valuesFormatted(char code, const double* values, std::uint32_t count);
-    void rowFormatted(TargetRate* row, std::uint32_t count);
-    void lineFormatted(long long value);
-    void scientificFormatted(double value);
-    void generalFormatted(double value);
-
-    // Makes room for `length` more bytes (writing the buffer out when needed).
-    void reserve(std::size_t length) {
-        if (static_cast<std::size_t>(End - Position) < length)
-            writeOut();
-    }
-    void writeOut();
-    // Background mode: hands the recorded block to the writer thread (and asks
-    // it to flush the stream after it), then takes a free block to record into.
+    // A record that does not fit the block in hand: in the next block, or,
+    // when it is larger than a block, value by value (a row put in order here).
+    void recordValuesInNewBlock(RecordCode code, const double* values, std::uint32_t count);
+    void recordRowInNewBlock(TargetRate* row, std::uint32_t count);
+    // Hands the block in hand to the writer thread (and asks it to flush the
+    // stream after it), then takes a free block to record into.
     void submit(bool flushStream);
-    // The value's operation code and its bytes, recorded for the writer thread.
-    void record(char code, const void* value, std::size_t length);
 
-    struct Background;                 // the background mode's blocks and its writer's formatter
-    friend struct BackgroundWriter;    // the writer thread
-    std::unique_ptr<Background> Async; // owned; null in the synchronous mode
-
-    // Recently formatted values and their text: models have few distinct rates
-    // and rewards, and a copy of the text is much cheaper than formatting.
-    struct CachedNumber {
-        std::uint64_t bits;  // the value's bit pattern
-        std::uint8_t length; // 0 while the entry is empty
-        char text[MaxNumberLength];
-    };
-    static constexpr unsigned CacheBits = 9;
-    char* cachedFormat(CachedNumber*& cache, double value, char* (*format)(char*, double));
-
-    std::ostream& Out;                  // not owned
-    const char* FileName;               // not owned; null when failures are left to the caller
-    char* Data = nullptr;               // owned buffer of `capacity` bytes
-    char* Position = nullptr;           // next free byte of Data
-    char* End = nullptr;                // one past the last byte of Data
-    CachedNumber* Scientific = nullptr; // owned; 2^CacheBits entries, null until first used
-    CachedNumber* General = nullptr;    // owned; likewise
+    // Owned; the background mode's blocks, shared with the writer thread; null
+    // in the synchronous mode.
+    std::unique_ptr<BackgroundChannel> Async;
+    char* Data = nullptr;     // the block being recorded into (in Async's storage)
+    char* Position = nullptr; // next free byte of Data
+    char* End = nullptr;      // one past the last byte of Data
+    const char* FileName;     // not owned; null when failures are left to the caller
+    // Owned; formats and writes: in the caller's thread, or, in the background
+    // mode, on the writer thread, to which it belongs until flush() returns.
+    FormattingBuffer Formatter;
 };

@@ -49,14 +49,25 @@ void FormattingBuffer::lineGeneral6(double value) {
     *Position++ = '\n';
 }
 
-void FormattingBuffer::linesGeneral6(const double* values, std::uint32_t count) {
-    for (std::uint32_t i = 0; i < count; ++i)
-        lineGeneral6(values[i]);
+namespace {
+
+// The i-th of the doubles at `values`, which need not be aligned.
+double nthDouble(const void* values, std::uint32_t i) {
+    double value;
+    std::memcpy(&value, static_cast<const char*>(values) + sizeof value * i, sizeof value);
+    return value;
 }
 
-void FormattingBuffer::binaryDoubles(const double* values, std::uint32_t count) {
+} // namespace
+
+void FormattingBuffer::linesGeneral6(const void* values, std::uint32_t count) {
     for (std::uint32_t i = 0; i < count; ++i)
-        binaryDouble(values[i]);
+        lineGeneral6(nthDouble(values, i));
+}
+
+void FormattingBuffer::binaryDoubles(const void* values, std::uint32_t count) {
+    for (std::uint32_t i = 0; i < count; ++i)
+        binaryDouble(nthDouble(values, i));
 }
 
 void FormattingBuffer::rateRow(TargetRate* row, std::uint32_t count) {

@@ -36,9 +36,10 @@ public:
     void line(long long value);
     void lineScientific10(double value);
     void lineGeneral6(double value);
-    // `count` values, each as lineGeneral6 (or binaryDouble) writes it.
-    void linesGeneral6(const double* values, std::uint32_t count);
-    void binaryDoubles(const double* values, std::uint32_t count);
+    // `count` doubles, each as lineGeneral6 (or binaryDouble) writes it.
+    // `values` need not be aligned: records hold them unaligned.
+    void linesGeneral6(const void* values, std::uint32_t count);
+    void binaryDoubles(const void* values, std::uint32_t count);
     // A row of rates with distinct targets, put in ascending target order
     // where it lies: for each entry the line of its target and the line of its
     // rate (as lineScientific10), then the line 0.

@@ -6,6 +6,7 @@
 #include "output/NumberFormat.h"
 
 #include <cstdint>
+#include <cstring>
 
 class NumberCache {
 public:
@@ -26,7 +27,21 @@ public:
     // room for MaxNumberLength bytes, and returns its end. Every use of one
     // cache passes the same `format`. Ends the process when the entries
     // cannot be allocated.
-    char* write(char* first, double value, Format format);
+    // Inline: the rows of the result files are made of such texts.
+    char* write(char* first, double value, Format format) {
+        if (Entries == nullptr)
+            allocateOrStop();
+        std::uint64_t bits;
+        std::memcpy(&bits, &value, sizeof bits);
+        Entry& entry = Entries[(bits * 0x9E3779B97F4A7C15ULL) >> (64 - CacheBits)];
+        if (entry.length == 0 || entry.bits != bits) {
+            char* end = format(entry.text, value);
+            entry.length = static_cast<std::uint8_t>(end - entry.text);
+            entry.bits = bits;
+        }
+        std::memcpy(first, entry.text, sizeof entry.text);
+        return first + entry.length;
+    }
 
 private:
     // One value's bit pattern and text.
@@ -36,6 +51,8 @@ private:
         char text[numberformat::MaxNumberLength];
     };
     static constexpr unsigned CacheBits = 9;
+    // Allocates the entries or ends the process.
+    void allocateOrStop();
 
     Entry* Entries = nullptr; // owned; 2^CacheBits entries, null until allocated
 };

@@ -36,16 +36,16 @@ void replay(char* begin, const char* end, FormattingBuffer& out) {
         case RecordCode::BinaryInt32:
             out.binaryInt32(take<std::int32_t>(p));
             break;
-        case RecordCode::GeneralLines:
-        case RecordCode::BinaryDoubles: {
-            // The doubles may lie unaligned: each is read on its own.
+        case RecordCode::GeneralLines: {
             auto count = take<std::uint32_t>(p);
-            for (std::uint32_t i = 0; i < count; ++i) {
-                if (code == RecordCode::GeneralLines)
-                    out.lineGeneral6(take<double>(p));
-                else
-                    out.binaryDouble(take<double>(p));
-            }
+            out.linesGeneral6(p, count);
+            p += sizeof(double) * count;
+            break;
+        }
+        case RecordCode::BinaryDoubles: {
+            auto count = take<std::uint32_t>(p);
+            out.binaryDoubles(p, count);
+            p += sizeof(double) * count;
             break;
         }
         case RecordCode::RateRow: {

@@ -38,37 +38,20 @@ public:
     TextBuffer& operator=(TextBuffer&&) = delete;
 
     // One value and a line feed.
-    void line(long long value) {
-        if (Async)
-            recordValue(RecordCode::IntegerLine, value);
-        else
-            Formatter.line(value);
-    }
+    void line(long long value) { one<&FormattingBuffer::line>(RecordCode::IntegerLine, value); }
     void lineScientific10(double value) {
-        if (Async)
-            recordValue(RecordCode::ScientificLine, value);
-        else
-            Formatter.lineScientific10(value);
+        one<&FormattingBuffer::lineScientific10>(RecordCode::ScientificLine, value);
     }
     void lineGeneral6(double value) {
-        if (Async)
-            recordValue(RecordCode::GeneralLine, value);
-        else
-            Formatter.lineGeneral6(value);
+        one<&FormattingBuffer::lineGeneral6>(RecordCode::GeneralLine, value);
     }
     // `count` values, each as lineGeneral6 (or binaryDouble) writes it. In the
     // background mode they are one record when they fit a block.
     void linesGeneral6(const double* values, std::uint32_t count) {
-        if (Async)
-            recordValues(RecordCode::GeneralLines, values, count);
-        else
-            Formatter.linesGeneral6(values, count);
+        several<&FormattingBuffer::linesGeneral6>(RecordCode::GeneralLines, values, count);
     }
     void binaryDoubles(const double* values, std::uint32_t count) {
-        if (Async)
-            recordValues(RecordCode::BinaryDoubles, values, count);
-        else
-            Formatter.binaryDoubles(values, count);
+        several<&FormattingBuffer::binaryDoubles>(RecordCode::BinaryDoubles, values, count);
     }
     // A row of rates with distinct targets, in any order: for each entry in
     // ascending target order the line of its target and the line of its rate
@@ -86,16 +69,10 @@ public:
     void bytes(const void* data, std::size_t length);
     // Fixed-width little-endian binary values.
     void binaryInt32(std::int32_t value) {
-        if (Async)
-            recordValue(RecordCode::BinaryInt32, value);
-        else
-            Formatter.binaryInt32(value);
+        one<&FormattingBuffer::binaryInt32>(RecordCode::BinaryInt32, value);
     }
     void binaryDouble(double value) {
-        if (Async)
-            recordValue(RecordCode::BinaryDouble, value);
-        else
-            Formatter.binaryDouble(value);
+        one<&FormattingBuffer::binaryDouble>(RecordCode::BinaryDouble, value);
     }
 
     // Writes the buffered bytes to the stream; false when the stream has failed.
@@ -121,6 +98,21 @@ private:
     // The background mode's recording: each call's record goes into the block
     // in hand, which is handed to the writer thread first when the record does
     // not fit. The common case, a record that fits, is inline.
+    // One value: recorded as `code`, or formatted by `Format`.
+    template <auto Format, class T> void one(RecordCode code, T value) {
+        if (Async)
+            recordValue(code, value);
+        else
+            (Formatter.*Format)(value);
+    }
+    // Several doubles: recorded as `code`, or formatted by `Format`.
+    template <auto Format>
+    void several(RecordCode code, const double* values, std::uint32_t count) {
+        if (Async)
+            recordValues(code, values, count);
+        else
+            (Formatter.*Format)(values, count);
+    }
     template <class T> void recordValue(RecordCode code, const T& value) {
         if (static_cast<std::size_t>(End - Position) < records::ValueBytes)
             submit(false);

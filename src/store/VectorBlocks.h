@@ -34,7 +34,8 @@ public:
         return static_cast<std::uint32_t>(
             (static_cast<unsigned __int128>(BlockReciprocal) * number) >> 64);
     }
-    // The vector of `number`, or null when its block was never added.
+    // The vector of `number` (below endNumber()), or null when its block was
+    // never added.
     char* at(std::uint32_t number) const {
         std::uint32_t block = blockOf(number);
         if (Blocks[block] == nullptr)

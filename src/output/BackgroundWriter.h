@@ -53,12 +53,14 @@ private:
     static constexpr std::size_t MaxQueuedJobs = 64;
 
     BackgroundWriter() = default;
+    // Ends the thread after the block in hand.
     void stop();
+    // The thread's loop: takes the queued jobs in order and writes them.
     void run();
     // Formats the records of one block and writes them.
     static void write(const Job& job);
 
-    std::mutex Mutex;
+    std::mutex Mutex;             // guards the queue and every channel's Free and Pending
     std::condition_variable Work; // a job was queued, or the thread must stop
     std::condition_variable Done; // a job was taken or written
     Job Jobs[MaxQueuedJobs] = {}; // ring of queued jobs

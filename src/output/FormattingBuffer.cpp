@@ -9,6 +9,17 @@
 
 using numberformat::MaxNumberLength;
 
+namespace {
+
+// The i-th of the doubles at `values`, which need not be aligned.
+double nthDouble(const void* values, std::uint32_t i) {
+    double value;
+    std::memcpy(&value, static_cast<const char*>(values) + sizeof value * i, sizeof value);
+    return value;
+}
+
+} // namespace
+
 void reportWriteFailure(const char* fileName) {
     std::cerr << "Error: Could not write file " << fileName << std::endl;
     std::exit(1);
@@ -48,17 +59,6 @@ void FormattingBuffer::lineGeneral6(double value) {
     Position = General.write(Position, value, numberformat::formatGeneral6);
     *Position++ = '\n';
 }
-
-namespace {
-
-// The i-th of the doubles at `values`, which need not be aligned.
-double nthDouble(const void* values, std::uint32_t i) {
-    double value;
-    std::memcpy(&value, static_cast<const char*>(values) + sizeof value * i, sizeof value);
-    return value;
-}
-
-} // namespace
 
 void FormattingBuffer::linesGeneral6(const void* values, std::uint32_t count) {
     for (std::uint32_t i = 0; i < count; ++i)

@@ -1,7 +1,7 @@
 #include "output/RunFiles.h"
 
 #include "output/ArmHeader.h"
-#include "ssg/TextBuffer.h"
+#include "output/TextBuffer.h"
 
 #include <cstdio>
 #include <cstdlib>

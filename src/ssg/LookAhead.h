@@ -8,7 +8,7 @@
 // action by action: lookups run in firing order, so a new state gets the same
 // number and is found by the later lookups of its batch.
 
-#include "ssg/HybridHash.h"
+#include "store/HybridHash.h"
 
 #include <cstdint>
 #include <memory>

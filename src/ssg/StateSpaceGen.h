@@ -12,10 +12,10 @@
 #include "firing/ZeroTimeResolver.h"
 #include "output/RunFiles.h"
 #include "ssg/DeterministicList.h"
-#include "ssg/HybridHash.h"
 #include "ssg/LookAhead.h"
 #include "ssg/RateAccumulator.h"
 #include "ssg/state_struct.h"
+#include "store/HybridHash.h"
 
 #include <cstdint>
 #include <memory>

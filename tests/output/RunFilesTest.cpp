@@ -3,7 +3,7 @@
 // early. Each run happens in a child process, whose exit runs the handler.
 
 #include "output/RunFiles.h"
-#include "ssg/TextBuffer.h"
+#include "output/TextBuffer.h"
 #include "support/TestSupport.h"
 
 #include <gtest/gtest.h>

@@ -245,23 +245,21 @@ void PerformanceVariableNode::CurrentReward(BaseActionClass* action) {
 
     ImpulseReward = 0.0;
     ImpulseRewardSquared = 0.0;
-    AddFiringImpulses(action, ImpulseReward, ImpulseRewardSquared);
+    if (action->AffectedNodesByImpulseReward.contains(Id))
+        AddImpulseValues(action, ImpulseReward, ImpulseRewardSquared);
+    // A synchronizing action also earns the impulses of its member actions.
+    if (action->isSync())
+        AddMemberImpulseValues(action, ImpulseReward, ImpulseRewardSquared);
 }
 
 double PerformanceVariableNode::FiringImpulse(BaseActionClass* action) {
     double sum = 0.0;
     double squares = 0.0;
-    AddFiringImpulses(action, sum, squares);
-    return sum;
-}
-
-void PerformanceVariableNode::AddFiringImpulses(BaseActionClass* action, double& sum,
-                                                double& squares) {
     if (action->AffectedNodesByImpulseReward.contains(Id))
         AddImpulseValues(action, sum, squares);
-    // A synchronizing action also earns the impulses of its member actions.
     if (action->isSync())
         AddMemberImpulseValues(action, sum, squares);
+    return sum;
 }
 
 void PerformanceVariableNode::AddImpulseValues(BaseActionClass* action, double& sum,

@@ -147,10 +147,8 @@ private:
     int ModelDepRoom = 0;
     int ImpulseRoom = 0;
 
-    // Adds the impulse values (and their squares) that the firing of `action`
-    // earns to `sum` (and `squares`): its own, then its members'.
-    void AddFiringImpulses(BaseActionClass* action, double& sum, double& squares);
-    // Adds those of the action's own structures for this node.
+    // Adds the impulse values (and their squares) of the action's own
+    // structures for this node to `sum` (and `squares`).
     void AddImpulseValues(BaseActionClass* action, double& sum, double& squares);
     // Adds those of every member of a synchronizing action, depth first.
     void AddMemberImpulseValues(BaseActionClass* action, double& sum, double& squares);

@@ -32,9 +32,6 @@ void LookAhead::fireBatch(Batch& batch, const char* explored) {
     const std::uint32_t numTimed = Gen.Table.numTimed();
     BaseActionClass* const* timed = Gen.Table.timed();
     const bool eager = fire.eagerRewards();
-    // Rewards after each firing, or the impulses of each firing, need the
-    // firing made through the model with the reached state written out.
-    const bool throughModel = eager || fire.talliesImpulses();
     // Nothing changes the trace level during an exploration.
     const bool traced = fire.traces(1);
     std::uint32_t count = 0;
@@ -43,7 +40,7 @@ void LookAhead::fireBatch(Batch& batch, const char* explored) {
         if (!action->Enabled())
             continue;
         char* successor = batch.states.get() + static_cast<std::size_t>(count) * StateSize;
-        if (throughModel) {
+        if (eager) {
             fire.aimAt(successor);
             fire.fireAction(action, const_cast<char*>(explored));
             fire.load(explored);

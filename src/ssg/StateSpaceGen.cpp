@@ -303,18 +303,22 @@ void StateSpaceGen::loadExplored(const char* state) {
 
 void StateSpaceGen::FindNextNormal(char* state) {
     loadExplored(state);
-    if (!traces(4)) {
+    // The detailed trace and the impulse tally need each firing made through
+    // the model, action by action.
+    if (!traces(4) && !Fire.talliesImpulses()) {
         if (Ahead.expand(ExploredState.get()))
             Fire.load(ExploredState.get());
         return;
     }
     for (std::uint32_t i = 0; i < Table.numTimed(); ++i) {
         BaseActionClass* action = Table.timed()[i];
-        Trace->printf(4, "Checking Action: %s", action->Name);
+        if (traces(4))
+            Trace->printf(4, "Checking Action: %s", action->Name);
         if (!action->Enabled())
             continue;
         FireAction(action, ExploredState.get());
-        Trace->printf(4, "The rate to this state: %f", Fire.rate());
+        if (traces(4))
+            Trace->printf(4, "The rate to this state: %f", Fire.rate());
         // The lookup has no effect on a rate that is dropped, so it is made only
         // for the rates that count.
         if (Fire.rate() > 0) {

@@ -44,10 +44,5 @@ void ImpulseFile::close() {
         return;
     Out->flush(); // ends the run itself when the write fails
     Out.reset();
-    File.flush();
-    if (!File)
-        RunFiles::writeFailed(FileName);
-    File.close();
-    if (!File)
-        RunFiles::writeFailed(FileName);
+    RunFiles::closeResult(File, FileName);
 }

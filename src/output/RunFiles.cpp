@@ -76,6 +76,10 @@ void RunFiles::writeFailed(const std::string& fileName) {
     std::exit(1);
 }
 
+void RunFiles::closeResult(std::ofstream& file, const std::string& name) {
+    closeWritten(file, name);
+}
+
 void RunFiles::refuseTraceFile(const char* traceFileName) const {
     // Writing the trace into a result file would truncate it and interleave the
     // trace with its rows. A result file that exists now is compared with the

@@ -65,6 +65,8 @@ public:
     static void markUnfinished(const std::string& name);
     // Ends the run (status 1): `fileName` could not be written.
     [[noreturn]] static void writeFailed(const std::string& fileName);
+    // Flushes and closes `file`, the result file `name`; a failure ends the run.
+    static void closeResult(std::ofstream& file, const std::string& name);
 
 private:
     std::string ArmName, VarName, PvTypeName, DetName, ImpName; // the result files

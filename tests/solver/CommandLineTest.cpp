@@ -1,6 +1,6 @@
 // gen-solve's command line: accepted forms and the one-line refusals.
 
-#include "CommandLine.h"
+#include "tool/CommandLine.h"
 
 #include <gtest/gtest.h>
 
@@ -22,15 +22,16 @@ TEST(SolveCommandLine, AcceptedForms) {
         {{"out/exp1", "--format=json"}, "out/exp1", Format::Json},
         {{"out/exp1.arm"}, "out/exp1", Format::Table},
         {{"out/exp1.pvtype"}, "out/exp1", Format::Table},
-        {{"-Pout", "-Nexp1"}, "outexp1", Format::Table},  // -P is a prefix, as for gen
+        {{"-Pout", "-Nexp1"}, "outexp1", Format::Table}, // -P is a prefix, as for gen
     };
     for (const Case& c : cases) {
         const gensolver::CommandLine cl = parseCommandLine(c.args);
         EXPECT_EQ(cl.stem, c.stem);
         EXPECT_EQ(cl.format, c.format);
     }
-    const gensolver::CommandLine cl = parseCommandLine(
-        {"s", "--epsilon", "1e-9", "--steady", "--max-steps=5", "--plot", "p.svg", "--dense-limit", "7"});
+    const gensolver::CommandLine cl =
+        parseCommandLine({"s", "--epsilon", "1e-9", "--steady", "--max-steps=5", "--plot", "p.svg",
+                          "--dense-limit", "7"});
     EXPECT_EQ(cl.solve.transient.epsilon, 1e-9);
     EXPECT_EQ(cl.solve.limit.tolerance, 1e-9);
     EXPECT_TRUE(cl.solve.longRun);
@@ -57,7 +58,8 @@ TEST(SolveCommandLine, Refusals) {
         {"s", "--bogus"},
     };
     for (const auto& args : cases)
-        EXPECT_THROW(parseCommandLine(args), std::invalid_argument) << ::testing::PrintToString(args);
+        EXPECT_THROW(parseCommandLine(args), std::invalid_argument)
+            << ::testing::PrintToString(args);
 }
 
 } // namespace

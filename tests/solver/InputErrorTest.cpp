@@ -1,8 +1,8 @@
 // Bad input: every fault is one InputError naming the file and the line, and
 // gen-solve turns it into one line on standard error and status 1.
 
-#include "InputError.h"
-#include "ModelReader.h"
+#include "read/InputError.h"
+#include "read/ModelReader.h"
 #include "support/TestSupport.h"
 
 #include <gtest/gtest.h>
@@ -31,7 +31,7 @@ void write(const std::string& path, const std::string& text) {
 struct Case {
     const char* name;
     std::string arm, var, pvtype;
-    std::string expected;  // the message, from the file name on
+    std::string expected; // the message, from the file name on
 };
 
 std::string replaced(std::string text, const std::string& from, const std::string& to) {

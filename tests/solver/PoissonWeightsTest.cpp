@@ -2,7 +2,7 @@
 // long double (exp(-lambda + k log lambda - lgamma(k + 1))), and the Chernoff
 // lower-tail bound against the summed lower tail.
 
-#include "PoissonWeights.h"
+#include "methods/PoissonWeights.h"
 #include "SolverTestSupport.h"
 
 #include <gtest/gtest.h>
@@ -19,7 +19,8 @@ long double poisson(long double lambda, std::uint64_t k) {
 TEST(PoissonWeights, StayWithinTheirBoundOfTheExactProbabilities) {
     for (const double lambda : {0.0, 1e-3, 0.5, 7.0, 240.0, 3.3e4, 2.5e6}) {
         for (const double epsilon : {1e-6, 1e-12}) {
-            SCOPED_TRACE("lambda " + std::to_string(lambda) + " epsilon " + std::to_string(epsilon));
+            SCOPED_TRACE("lambda " + std::to_string(lambda) + " epsilon " +
+                         std::to_string(epsilon));
             const gensolver::PoissonWeights w = gensolver::poissonWeights(lambda, epsilon);
             EXPECT_LE(w.bound, epsilon);
             EXPECT_LE(w.left, static_cast<std::uint64_t>(lambda));

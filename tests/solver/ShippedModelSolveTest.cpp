@@ -52,7 +52,7 @@ std::vector<std::string> firstCsvRow(const std::string& out) {
 
 TEST(ShippedModelSolve, ReliabilityAt24MatchesTheClosedFormInEveryExperiment) {
     TempDir dir;
-    double lambdaW = 1e-6;  // the study's range: 1e-6, then 1e-6 added once per experiment
+    double lambdaW = 1e-6; // the study's range: 1e-6, then 1e-6 added once per experiment
     for (int experiment = 0; experiment < 10; ++experiment, lambdaW += 1e-6) {
         SCOPED_TRACE("experiment " + std::to_string(experiment));
         const std::string name = "exp" + std::to_string(experiment + 1);
@@ -60,8 +60,8 @@ TEST(ShippedModelSolve, ReliabilityAt24MatchesTheClosedFormInEveryExperiment) {
                       std::to_string(experiment))
                       .status,
                   0);
-        const auto solved = run(binary("gen-solve") + " -P" + dir.path() + " -N" + name +
-                                " --format csv");
+        const auto solved =
+            run(binary("gen-solve") + " -P" + dir.path() + " -N" + name + " --format csv");
         ASSERT_EQ(solved.status, 0) << solved.err;
         const std::vector<std::string> f = firstCsvRow(solved.out);
         ASSERT_EQ(f.size(), 11u) << solved.out;

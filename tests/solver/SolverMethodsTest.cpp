@@ -3,9 +3,9 @@
 // forms (birth-death chains). Chains are written in gen's formats and read back,
 // so every test goes through the readers as well.
 
-#include "Measures.h"
-#include "ModelReader.h"
 #include "SolverTestSupport.h"
+#include "methods/Measures.h"
+#include "read/ModelReader.h"
 #include "support/TestSupport.h"
 
 #include <gtest/gtest.h>
@@ -86,22 +86,25 @@ std::vector<long double> stationary(const Chain& c) {
 void expectClose(double value, long double exact, double relative, const Result& r) {
     const double tolerance = relative * std::max(1.0, std::fabs(static_cast<double>(exact)));
     EXPECT_NEAR(value, static_cast<double>(exact), tolerance)
-        << r.variable << " type " << static_cast<int>(r.type) << " [" << r.start << ", "
-        << r.stop << "] " << r.method;
+        << r.variable << " type " << static_cast<int>(r.type) << " [" << r.start << ", " << r.stop
+        << "] " << r.method;
 }
 
 TEST(SolverMethods, TransientAndAccumulatedMeasuresMatchTheMatrixExponential) {
     for (const unsigned seed : {1u, 2u, 3u}) {
         Chain c = randomChain(6, seed);
         const Chain::Variable base = c.variables[0];
-        const std::vector<std::pair<double, double>> intervals = {{0.0, 0.7}, {0.3, 2.5}, {1.0, 6.0}};
+        const std::vector<std::pair<double, double>> intervals = {
+            {0.0, 0.7}, {0.3, 2.5}, {1.0, 6.0}};
         c.variables.clear();
         for (const int type : {0, 1, 2}) {
             Chain::Variable v = base;
             v.name = {'t', static_cast<char>('0' + type)};
             v.type = type;
-            v.times = type == 0 ? std::vector<std::pair<double, double>>{{0.0, 0.0}, {0.7, 0.7}, {6.0, 6.0}}
-                                : intervals;
+            v.times =
+                type == 0
+                    ? std::vector<std::pair<double, double>>{{0.0, 0.0}, {0.7, 0.7}, {6.0, 6.0}}
+                    : intervals;
             c.variables.push_back(v);
         }
         for (const Result& r : solveChain(c)) {
@@ -144,7 +147,8 @@ TEST(SolverMethods, LimitsMatchADirectSolve) {
             ASSERT_EQ(results.size(), 1u);
             expectClose(results[0].value, exact, 1e-10, results[0]);
             EXPECT_TRUE(results[0].converged);
-            EXPECT_EQ(results[0].method.find("Gauss-Seidel") != std::string::npos, denseLimit == 1u);
+            EXPECT_EQ(results[0].method.find("Gauss-Seidel") != std::string::npos,
+                      denseLimit == 1u);
         }
     }
 }
@@ -155,8 +159,8 @@ TEST(SolverMethods, LimitWithTwoAbsorbingClassesWeighsEachByItsReachProbability)
     // is no transition). 7 is never reached.
     Chain c;
     c.states = 7;
-    c.arcs = {{1, 2, 3.0}, {2, 1, 1.0}, {1, 3, 0.5}, {2, 4, 0.25}, {3, 4, 2.0}, {3, 6, 1.0},
-              {4, 5, 1.0}, {5, 4, 4.0}, {2, 6, 0.125}, {7, 6, 1.0}, {6, 7, 0.0}};
+    c.arcs = {{1, 2, 3.0}, {2, 1, 1.0}, {1, 3, 0.5},   {2, 4, 0.25}, {3, 4, 2.0}, {3, 6, 1.0},
+              {4, 5, 1.0}, {5, 4, 4.0}, {2, 6, 0.125}, {7, 6, 1.0},  {6, 7, 0.0}};
     c.variables.push_back({"x", 3, {{0.0, 0.0}}, {9, 9, 9, 10.0, 20.0, 1.0, 9}, {}});
     // Expected time z in the transient states 1..3: z (-Q_TT) = e1.
     const Dense q = solvertest::generator(c);
@@ -165,8 +169,8 @@ TEST(SolverMethods, LimitWithTwoAbsorbingClassesWeighsEachByItsReachProbability)
         for (int j = 0; j < 3; ++j)
             qtt[i][j] = -q[i][j];
     const std::vector<long double> z = solvertest::solveLeft(qtt, {1.0L, 0.0L, 0.0L});
-    const long double toA = z[1] * 0.25L + z[2] * 2.0L;   // into {4, 5}
-    const long double toB = z[1] * 0.125L + z[2] * 1.0L;  // into {6}
+    const long double toA = z[1] * 0.25L + z[2] * 2.0L;  // into {4, 5}
+    const long double toB = z[1] * 0.125L + z[2] * 1.0L; // into {6}
     EXPECT_NEAR(static_cast<double>(toA + toB), 1.0, 1e-15);
     // Stationary in {4, 5}: 4 -> 5 at 1, 5 -> 4 at 4: (0.8, 0.2).
     const long double exact = toA * (0.8L * 10.0L + 0.2L * 20.0L) + toB * 1.0L;

@@ -30,8 +30,9 @@ Dense multiply(const Dense& a, const Dense& b) {
 
 void writeChain(const std::string& stem, const Chain& chain) {
     std::ofstream arm(stem + ".arm", std::ios::binary);
-    arm << "1\n" << chain.states << '\n' << std::string(62 - std::to_string(chain.states).size(), ' ')
-        << '\n';
+    arm << "1\n"
+        << chain.states << '\n'
+        << std::string(62 - std::to_string(chain.states).size(), ' ') << '\n';
     for (std::uint32_t i = 1; i <= chain.states; ++i) {
         arm << i << '\n';
         for (const Chain::Arc& a : chain.arcs)

@@ -2,7 +2,7 @@
 // Helpers of the solver tests: writing chains in gen's file formats, and the
 // independent dense methods that the solver's answers are checked against.
 
-#include "RateMatrix.h"
+#include "methods/RateMatrix.h"
 
 #include <cstdint>
 #include <string>
@@ -23,9 +23,9 @@ struct Chain {
     struct Variable {
         std::string name;
         int type = 0;
-        std::vector<std::pair<double, double>> times;  // (start, stop)
-        std::vector<double> rate;                      // per state (index state - 1)
-        std::vector<double> impulse;                   // per state, empty for none
+        std::vector<std::pair<double, double>> times; // (start, stop)
+        std::vector<double> rate;                     // per state (index state - 1)
+        std::vector<double> impulse;                  // per state, empty for none
     };
     std::vector<Variable> variables;
 };

@@ -1,4 +1,4 @@
-#include "Measures.h"
+#include "methods/Measures.h"
 
 #include <algorithm>
 #include <cmath>
@@ -49,16 +49,6 @@ std::string number(double x) {
 
 } // namespace
 
-const char* rewardTypeName(RewardType type) {
-    switch (type) {
-    case RewardType::InstantOfTime: return "instant of time";
-    case RewardType::IntervalOfTime: return "interval of time";
-    case RewardType::TimeAveragedInterval: return "time-averaged interval";
-    case RewardType::SteadyState: return "steady state";
-    }
-    return "unknown";
-}
-
 bool Solution::allConverged() const {
     return std::all_of(results.begin(), results.end(), [](const Result& r) { return r.converged; });
 }
@@ -108,9 +98,9 @@ Solution solve(const Model& model, const SolveOptions& options) {
     instants.erase(std::unique(instants.begin(), instants.end()), instants.end());
 
     struct Snapshot {
-        std::vector<double> rateValue;     // per variable: distribution . rate reward
-        std::vector<double> earningValue;  // per variable: distribution . earning
-        std::vector<double> integral;      // per integrand
+        std::vector<double> rateValue;    // per variable: distribution . rate reward
+        std::vector<double> earningValue; // per variable: distribution . earning
+        std::vector<double> integral;     // per integrand
         double distBound = 0.0, intBound = 0.0;
         std::uint64_t steps = 0;
         bool steady = false;
@@ -205,12 +195,13 @@ Solution solve(const Model& model, const SolveOptions& options) {
             }
             sol.results.push_back(r);
         }
-        if (options.longRun && (v.type == RewardType::InstantOfTime ||
-                                v.type == RewardType::TimeAveragedInterval)) {
+        if (options.longRun &&
+            (v.type == RewardType::InstantOfTime || v.type == RewardType::TimeAveragedInterval)) {
             Result r;
             r.variable = v.name;
             r.type = v.type;
-            limitResult(r, v.type == RewardType::InstantOfTime ? model.rewards[p].rate : *earning[p]);
+            limitResult(r,
+                        v.type == RewardType::InstantOfTime ? model.rewards[p].rate : *earning[p]);
             sol.results.push_back(r);
         }
     }

@@ -1,7 +1,7 @@
 #pragma once
 // Writes a Solution as a table for people, as CSV or as JSON.
 
-#include "Measures.h"
+#include "methods/Measures.h"
 
 #include <iosfwd>
 

@@ -1,4 +1,4 @@
-#include "RateMatrix.h"
+#include "methods/RateMatrix.h"
 
 namespace gensolver {
 

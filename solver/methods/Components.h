@@ -3,7 +3,7 @@
 // Tarjan's algorithm without recursion (an explicit stack, so that chains of tens
 // of millions of states do not overflow the call stack).
 
-#include "RateMatrix.h"
+#include "methods/RateMatrix.h"
 
 #include <cstdint>
 #include <vector>

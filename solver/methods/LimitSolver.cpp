@@ -1,6 +1,6 @@
-#include "LimitSolver.h"
+#include "methods/LimitSolver.h"
 
-#include "Components.h"
+#include "methods/Components.h"
 
 #include <algorithm>
 #include <cmath>
@@ -19,8 +19,8 @@ namespace {
 // to sum 1.
 class DenseSolve {
 public:
-    DenseSolve(const RateMatrix& m, const Components& comps, std::uint32_t c,
-               bool closed, std::vector<std::uint32_t>& local, const std::vector<double>& x)
+    DenseSolve(const RateMatrix& m, const Components& comps, std::uint32_t c, bool closed,
+               std::vector<std::uint32_t>& local, const std::vector<double>& x)
         : size_(comps.size(c)), a_(std::size_t{size_} * size_, 0.0), leak_(size_), b_(size_, 0.0),
           exit_(size_, 0.0) {
         const std::uint32_t* members = comps.order.data() + comps.first[c];
@@ -86,10 +86,10 @@ public:
 
 private:
     std::uint32_t size_;
-    std::vector<double> a_;     // a(i, j): rate from i to j inside the component
-    std::vector<double> leak_;  // rate of leaving the component
-    std::vector<double> b_;     // right-hand side
-    std::vector<double> exit_;  // exit rate of state k when it was eliminated
+    std::vector<double> a_;    // a(i, j): rate from i to j inside the component
+    std::vector<double> leak_; // rate of leaving the component
+    std::vector<double> b_;    // right-hand side
+    std::vector<double> exit_; // exit rate of state k when it was eliminated
 };
 
 struct SweepResult {
@@ -191,8 +191,8 @@ Limit solveLimit(const RateMatrix& m, const LimitOptions& options) {
             solve.solve(comps, c, closed, x);
             // Elimination without subtraction keeps small relative errors; size
             // times the rounding unit is the estimate used.
-            limit.errorEstimate = std::max(limit.errorEstimate,
-                                           size * std::numeric_limits<double>::epsilon());
+            limit.errorEstimate =
+                std::max(limit.errorEstimate, size * std::numeric_limits<double>::epsilon());
             return;
         }
         const SweepResult r = gaussSeidel(m, comps, c, closed, options, x);

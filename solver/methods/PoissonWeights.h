@@ -9,9 +9,9 @@ namespace gensolver {
 
 struct PoissonWeights {
     double lambda = 0.0;
-    std::uint64_t left = 0;      // first k kept
-    std::uint64_t right = 0;     // last k kept
-    std::vector<double> weight;  // weight[k - left], summing to 1
+    std::uint64_t left = 0;     // first k kept
+    std::uint64_t right = 0;    // last k kept
+    std::vector<double> weight; // weight[k - left], summing to 1
     // Bound on the 1-norm error of a distribution mixed with these weights instead of
     // the exact Poisson probabilities (twice the mass cut off, relative to the kept sum).
     double bound = 0.0;
@@ -20,9 +20,7 @@ struct PoissonWeights {
     double integralTail = 0.0;
 
     // The weight of k (0 outside left .. right).
-    double at(std::uint64_t k) const {
-        return k < left || k > right ? 0.0 : weight[k - left];
-    }
+    double at(std::uint64_t k) const { return k < left || k > right ? 0.0 : weight[k - left]; }
 };
 
 // Weights whose bound is at most epsilon (epsilon > 0, lambda >= 0 and finite).

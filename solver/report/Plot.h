@@ -4,7 +4,7 @@
 // coloured line with markers through its values, long-run values as dashed lines,
 // and a legend beside each panel.
 
-#include "Measures.h"
+#include "methods/Measures.h"
 
 #include <iosfwd>
 

@@ -1,4 +1,4 @@
-#include "Report.h"
+#include "report/Report.h"
 
 #include <algorithm>
 #include <charconv>
@@ -65,16 +65,15 @@ std::string boundText(const Result& r) {
 }
 
 void writeTable(std::ostream& out, const Solution& s, double epsilon) {
-    out << "model " << s.stem << ": " << s.states << " states, " << s.transitions
-        << " transitions";
+    out << "model " << s.stem << ": " << s.states << " states, " << s.transitions << " transitions";
     if (s.uniformizationRate > 0.0)
         out << "; uniformization rate " << fixed("%.6g", s.uniformizationRate)
             << ", error bound asked " << fixed("%.1e", epsilon);
     out << '\n';
     if (!s.limitSummary.empty())
         out << s.limitSummary << '\n';
-    const std::vector<std::string> head = {"variable", "type", "start", "stop", "value",
-                                           "error bound", "steps", "method"};
+    const std::vector<std::string> head = {"variable", "type",        "start", "stop",
+                                           "value",    "error bound", "steps", "method"};
     std::vector<std::vector<std::string>> rows;
     for (const Result& r : s.results)
         rows.push_back({r.variable, rewardTypeName(r.type), timeText(r, true), timeText(r, false),
@@ -107,11 +106,10 @@ void writeCsv(std::ostream& out, const Solution& s) {
     out << "variable,type,start,stop,value,error_bound,bound_proven,steps,steady_state,"
            "converged,method\n";
     for (const Result& r : s.results)
-        out << csvField(r.variable) << ',' << static_cast<int>(r.type) << ','
-            << timeText(r, true) << ',' << timeText(r, false) << ',' << exact(r.value) << ','
-            << exact(r.bound) << ',' << (r.boundProven ? 1 : 0) << ',' << r.iterations << ','
-            << (r.steadyState ? 1 : 0) << ',' << (r.converged ? 1 : 0) << ','
-            << csvField(r.method) << '\n';
+        out << csvField(r.variable) << ',' << static_cast<int>(r.type) << ',' << timeText(r, true)
+            << ',' << timeText(r, false) << ',' << exact(r.value) << ',' << exact(r.bound) << ','
+            << (r.boundProven ? 1 : 0) << ',' << r.iterations << ',' << (r.steadyState ? 1 : 0)
+            << ',' << (r.converged ? 1 : 0) << ',' << csvField(r.method) << '\n';
 }
 
 void writeJson(std::ostream& out, const Solution& s, double epsilon) {
@@ -123,10 +121,10 @@ void writeJson(std::ostream& out, const Solution& s, double epsilon) {
         const Result& r = s.results[i];
         out << (i ? ",\n" : "\n") << "    {\"variable\": " << jsonString(r.variable)
             << ", \"type\": " << static_cast<int>(r.type)
-            << ", \"long_run\": " << (r.longRun ? "true" : "false") << ", \"start\": "
-            << (r.longRun ? "null" : exact(r.start)) << ", \"stop\": "
-            << (r.longRun ? "null" : exact(r.stop)) << ", \"value\": " << exact(r.value)
-            << ", \"error_bound\": " << exact(r.bound)
+            << ", \"long_run\": " << (r.longRun ? "true" : "false")
+            << ", \"start\": " << (r.longRun ? "null" : exact(r.start))
+            << ", \"stop\": " << (r.longRun ? "null" : exact(r.stop))
+            << ", \"value\": " << exact(r.value) << ", \"error_bound\": " << exact(r.bound)
             << ", \"bound_proven\": " << (r.boundProven ? "true" : "false")
             << ", \"steps\": " << r.iterations
             << ", \"steady_state\": " << (r.steadyState ? "true" : "false")
@@ -140,9 +138,15 @@ void writeJson(std::ostream& out, const Solution& s, double epsilon) {
 
 void writeReport(std::ostream& out, const Solution& solution, Format format, double epsilon) {
     switch (format) {
-    case Format::Table: writeTable(out, solution, epsilon); break;
-    case Format::Csv: writeCsv(out, solution); break;
-    case Format::Json: writeJson(out, solution, epsilon); break;
+    case Format::Table:
+        writeTable(out, solution, epsilon);
+        break;
+    case Format::Csv:
+        writeCsv(out, solution);
+        break;
+    case Format::Json:
+        writeJson(out, solution, epsilon);
+        break;
     }
 }
 

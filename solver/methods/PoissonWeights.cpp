@@ -1,4 +1,4 @@
-#include "PoissonWeights.h"
+#include "methods/PoissonWeights.h"
 
 #include <algorithm>
 #include <cmath>

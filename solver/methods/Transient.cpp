@@ -1,4 +1,4 @@
-#include "Transient.h"
+#include "methods/Transient.h"
 
 #include <algorithm>
 #include <cmath>
@@ -119,7 +119,9 @@ void TransientSolver::advanceTo(double t) {
         for (std::size_t i = pw.weight.size(); i-- > 0;)
             tail[i] = tail[i + 1] + pw.weight[i];
         auto above = [&](std::uint64_t k) {
-            return k + 1 <= pw.left ? 1.0 : tail[std::min<std::uint64_t>(k + 1 - pw.left, pw.weight.size())];
+            return k + 1 <= pw.left
+                       ? 1.0
+                       : tail[std::min<std::uint64_t>(k + 1 - pw.left, pw.weight.size())];
         };
         for (std::uint64_t k = 0;; ++k) {
             const double w = pw.at(k);
@@ -136,7 +138,7 @@ void TransientSolver::advanceTo(double t) {
                 if (d >= 0.0) {
                     // Every later iterate lies within d of the limit, so within 2d
                     // of this one: the remaining weight goes to it.
-                    double rest = 0.0;  // sum over j > k of P(N > j)
+                    double rest = 0.0; // sum over j > k of P(N > j)
                     for (std::uint64_t j = k + 1; j < pw.right; ++j)
                         rest += above(j);
                     const double mass = above(k);
@@ -164,8 +166,8 @@ void TransientSolver::advanceTo(double t) {
         bool settled = false;
         for (std::uint64_t k = 0; k <= options_.maxSteps; ++k) {
             if (k % 16 == 0) {
-                const double d = distanceToLimit(std::max(k, options_.detectAfter),
-                                                 options_.maxSteps);
+                const double d =
+                    distanceToLimit(std::max(k, options_.detectAfter), options_.maxSteps);
                 if (d >= 0.0) {
                     const double kk = static_cast<double>(k);
                     const double early = poissonLowerTailBound(lambda, k);

@@ -1,6 +1,6 @@
-#include "PvTypeReader.h"
+#include "read/PvTypeReader.h"
 
-#include "LineReader.h"
+#include "read/LineReader.h"
 
 #include <algorithm>
 #include <cmath>
@@ -72,8 +72,8 @@ std::vector<Variable> readPvType(const std::string& path) {
             t.stop = time(in, "Stop");
             if (v.type == RewardType::InstantOfTime && t.start != t.stop)
                 in.fail("instant-of-time variable \"" + v.name +
-                        "\" needs Start equal to Stop, found " + std::to_string(t.start) +
-                        " and " + std::to_string(t.stop));
+                        "\" needs Start equal to Stop, found " + std::to_string(t.start) + " and " +
+                        std::to_string(t.stop));
             if (t.stop < t.start)
                 in.fail("Stop lies before Start in variable \"" + v.name + "\"");
             v.times.push_back(t);

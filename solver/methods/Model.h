@@ -2,7 +2,7 @@
 // What the solver reads: the performance variables (.pvtype), their rewards per
 // state (.var) and the rates (.arm).
 
-#include "RateMatrix.h"
+#include "methods/RateMatrix.h"
 
 #include <cstdint>
 #include <string>
@@ -37,15 +37,15 @@ struct Variable {
 // j's impulse; filled while the .arm file is read).
 struct Rewards {
     std::vector<double> rate;
-    std::vector<double> impulse;      // emptied once impulseRate is known
-    std::vector<double> impulseRate;  // empty when every impulse is 0
+    std::vector<double> impulse;     // emptied once impulseRate is known
+    std::vector<double> impulseRate; // empty when every impulse is 0
     bool hasImpulses = false;
 };
 
 struct Model {
     std::string stem;
     std::vector<Variable> variables;
-    std::vector<Rewards> rewards;     // one per variable, in .pvtype order
+    std::vector<Rewards> rewards; // one per variable, in .pvtype order
     RateMatrix matrix;
 };
 

@@ -2,7 +2,7 @@
 // Reads the .var file: one header line per performance variable, then per state
 // its number and, per variable, the impulse and the rate reward.
 
-#include "Model.h"
+#include "methods/Model.h"
 
 #include <cstdint>
 #include <string>

@@ -1,4 +1,4 @@
-#include "Components.h"
+#include "methods/Components.h"
 
 #include <algorithm>
 
@@ -43,7 +43,7 @@ Components findComponents(const RateMatrix& m) {
             if (edge < m.start[std::size_t{v} + 1]) {
                 ++calls.back().edge;
                 if (m.rate[edge] == 0.0)
-                    continue;  // a rate of 0 is no transition
+                    continue; // a rate of 0 is no transition
                 const std::uint32_t w = m.source[edge];
                 if (index[w] == kUnvisited)
                     visit(w);

@@ -1,4 +1,4 @@
-#include "Plot.h"
+#include "report/Plot.h"
 
 #include <algorithm>
 #include <cmath>
@@ -33,11 +33,20 @@ std::string escape(const std::string& s) {
     std::string out;
     for (const char c : s) {
         switch (c) {
-        case '<': out += "&lt;"; break;
-        case '>': out += "&gt;"; break;
-        case '&': out += "&amp;"; break;
-        case '"': out += "&quot;"; break;
-        default: out += c;
+        case '<':
+            out += "&lt;";
+            break;
+        case '>':
+            out += "&gt;";
+            break;
+        case '&':
+            out += "&amp;";
+            break;
+        case '"':
+            out += "&quot;";
+            break;
+        default:
+            out += c;
         }
     }
     return out;
@@ -130,8 +139,9 @@ void writePlot(std::ostream& out, const Solution& s) {
         const double ph = kPanel - 70;
         auto py = [&](double y) { return top + (yhi - y) / (yhi - ylo) * ph; };
 
-        out << "<text x=\"" << num(kLeft) << "\" y=\"" << num(top - 8) << "\" font-weight=\"bold\" fill=\""
-            << colour << "\">" << escape(names[i]) << "</text>\n";
+        out << "<text x=\"" << num(kLeft) << "\" y=\"" << num(top - 8)
+            << "\" font-weight=\"bold\" fill=\"" << colour << "\">" << escape(names[i])
+            << "</text>\n";
         for (const double t : ticks(xlo, xhi))
             out << "<line x1=\"" << num(px(t)) << "\" y1=\"" << num(top) << "\" x2=\"" << num(px(t))
                 << "\" y2=\"" << num(top + ph) << "\" stroke=\"#e5e5e5\"/>\n"
@@ -153,7 +163,8 @@ void writePlot(std::ostream& out, const Solution& s) {
             << "<text transform=\"translate(22 " << num(top + ph / 2)
             << ") rotate(-90)\" text-anchor=\"middle\">" << escape(names[i]) << "</text>\n";
         if (se.points.size() > 1) {
-            out << "<polyline fill=\"none\" stroke=\"" << colour << "\" stroke-width=\"2\" points=\"";
+            out << "<polyline fill=\"none\" stroke=\"" << colour
+                << "\" stroke-width=\"2\" points=\"";
             for (const auto& [x, y] : se.points)
                 out << num(px(x)) << ',' << num(py(y)) << ' ';
             out << "\"/>\n";
@@ -183,7 +194,8 @@ void writePlot(std::ostream& out, const Solution& s) {
             out << "<line x1=\"" << num(lx) << "\" y1=\"" << num(ly) << "\" x2=\"" << num(lx + 24)
                 << "\" y2=\"" << num(ly) << "\" stroke=\"" << colour
                 << "\" stroke-width=\"1.5\" stroke-dasharray=\"6 4\"/>\n"
-                << "<text x=\"" << num(lx + 32) << "\" y=\"" << num(ly + 4) << "\">long run</text>\n";
+                << "<text x=\"" << num(lx + 32) << "\" y=\"" << num(ly + 4)
+                << "\">long run</text>\n";
     }
     out << "</svg>\n";
 }

@@ -2,7 +2,7 @@
 // Reads the .pvtype file: the performance variables' names, reward types and
 // time points.
 
-#include "Model.h"
+#include "methods/Model.h"
 
 #include <string>
 #include <vector>

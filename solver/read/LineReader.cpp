@@ -1,11 +1,11 @@
-#include "LineReader.h"
+#include "read/LineReader.h"
 
-#include "InputError.h"
+#include "read/InputError.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <cstring>
-#include <algorithm>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -32,7 +32,9 @@ LineReader::~LineReader() {
         ::close(fd_);
 }
 
-void LineReader::fail(const std::string& what) const { throw InputError(path_, line_, what); }
+void LineReader::fail(const std::string& what) const {
+    throw InputError(path_, line_, what);
+}
 
 bool LineReader::refill() {
     if (atEnd_)
@@ -66,7 +68,8 @@ bool LineReader::next(std::string_view& line) {
         const char* start = buffer_.get() + searched;
         const void* lf = std::memchr(start, '\n', end_ - searched);
         if (lf != nullptr) {
-            const std::size_t at = static_cast<std::size_t>(static_cast<const char*>(lf) - buffer_.get());
+            const std::size_t at =
+                static_cast<std::size_t>(static_cast<const char*>(lf) - buffer_.get());
             line = std::string_view(buffer_.get() + begin_, at - begin_);
             begin_ = at + 1;
             ++line_;

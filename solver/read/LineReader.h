@@ -40,12 +40,12 @@ private:
     bool refill();
 
     std::string path_;
-    int fd_ = -1;                // owned file descriptor
-    std::unique_ptr<char[]> buffer_;  // owned read buffer, not zeroed
-    std::size_t size_;           // its size in bytes
-    std::size_t begin_ = 0;      // first unread byte
-    std::size_t end_ = 0;        // one past the last byte read
-    bool atEnd_ = false;         // read(2) reported the end of the file
+    int fd_ = -1;                    // owned file descriptor
+    std::unique_ptr<char[]> buffer_; // owned read buffer, not zeroed
+    std::size_t size_;               // its size in bytes
+    std::size_t begin_ = 0;          // first unread byte
+    std::size_t end_ = 0;            // one past the last byte read
+    bool atEnd_ = false;             // read(2) reported the end of the file
     std::uint64_t line_ = 0;
 };
 

@@ -1,6 +1,6 @@
-#include "CommandLine.h"
+#include "tool/CommandLine.h"
 
-#include "LineReader.h"
+#include "read/LineReader.h"
 
 #include <cmath>
 #include <stdexcept>
@@ -68,8 +68,7 @@ CommandLine parseCommandLine(const std::vector<std::string>& args) {
             else if (f == "json")
                 cl.format = Format::Json;
             else
-                throw std::invalid_argument("unknown format " + quote(f) +
-                                            " (table, csv or json)");
+                throw std::invalid_argument("unknown format " + quote(f) + " (table, csv or json)");
         } else if (is("--plot")) {
             cl.plot = value("--plot");
             if (cl.plot.empty())
@@ -78,8 +77,8 @@ CommandLine parseCommandLine(const std::vector<std::string>& args) {
             const std::string text = value("--epsilon");
             double e = 0.0;
             if (!parseDouble(text, e) || !(e > 0.0) || !(e < 1.0))
-                throw std::invalid_argument("option --epsilon needs a number between 0 and 1, not " +
-                                            quote(text));
+                throw std::invalid_argument(
+                    "option --epsilon needs a number between 0 and 1, not " + quote(text));
             cl.solve.transient.epsilon = e;
             cl.solve.limit.tolerance = e;
         } else if (a == "--steady") {
@@ -113,14 +112,15 @@ CommandLine parseCommandLine(const std::vector<std::string>& args) {
         cl.stem = path + name;
     } else {
         if (words.size() != 1)
-            throw std::invalid_argument(words.empty()
-                                            ? "no model given: use -P<path> -N<name> or the file stem"
-                                            : "more than one file stem given");
+            throw std::invalid_argument(
+                words.empty() ? "no model given: use -P<path> -N<name> or the file stem"
+                              : "more than one file stem given");
         cl.stem = words.front();
         // A file name given whole (out/exp1.arm) stands for its stem.
         for (const char* ext : {".arm", ".var", ".pvtype"}) {
             const std::string e = ext;
-            if (cl.stem.size() > e.size() && cl.stem.compare(cl.stem.size() - e.size(), e.size(), e) == 0) {
+            if (cl.stem.size() > e.size() &&
+                cl.stem.compare(cl.stem.size() - e.size(), e.size(), e) == 0) {
                 cl.stem.resize(cl.stem.size() - e.size());
                 break;
             }

@@ -1,4 +1,4 @@
-#include "InputError.h"
+#include "read/InputError.h"
 
 namespace gensolver {
 

@@ -1,6 +1,6 @@
-#include "VarReader.h"
+#include "read/VarReader.h"
 
-#include "LineReader.h"
+#include "read/LineReader.h"
 
 #include <algorithm>
 #include <cmath>
@@ -43,7 +43,8 @@ std::vector<Rewards> readVar(const std::string& path, const std::vector<Variable
     for (std::uint32_t s = 1; s <= states; ++s) {
         if (!in.next(line))
             in.fail("the file ends after " + std::to_string(s - 1) + " of " +
-                    std::to_string(states) + " records (truncated, or the .arm file is not "
+                    std::to_string(states) +
+                    " records (truncated, or the .arm file is not "
                     "from the same run)");
         std::uint64_t number = 0;
         if (!parseUnsigned(line, number))

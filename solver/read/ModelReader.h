@@ -3,7 +3,7 @@
 // .var and .arm. A .det file beside them means deterministic activities, which
 // need another kind of solver: that is refused.
 
-#include "Model.h"
+#include "methods/Model.h"
 
 #include <string>
 

@@ -3,9 +3,9 @@
 // integral of reward vectors over [0, t], from the chain started in state 1,
 // with a proven bound on the error of each.
 
-#include "LimitSolver.h"
-#include "PoissonWeights.h"
-#include "RateMatrix.h"
+#include "methods/LimitSolver.h"
+#include "methods/PoissonWeights.h"
+#include "methods/RateMatrix.h"
 
 #include <cstdint>
 #include <stdexcept>
@@ -29,9 +29,9 @@ public:
 };
 
 struct TransientOptions {
-    double epsilon = 1e-12;               // error bound per time step taken
-    std::uint64_t maxSteps = 100000000;   // uniformization steps allowed per interval
-    std::uint64_t detectAfter = 1000;     // steps before the limit is consulted
+    double epsilon = 1e-12;             // error bound per time step taken
+    std::uint64_t maxSteps = 100000000; // uniformization steps allowed per interval
+    std::uint64_t detectAfter = 1000;   // steps before the limit is consulted
 };
 
 class TransientSolver {
@@ -64,7 +64,7 @@ public:
     double steadyTime() const { return steadyTime_; }
 
 private:
-    void step();                 // v_ = v_ P
+    void step(); // v_ = v_ P
     double dot(const std::vector<double>& a, std::size_t r) const;
     // When v_ lies within epsilon / 16 of the computed limit (1-norm): that distance
     // plus the limit's own error estimate. Otherwise, or when the limit is not (yet)
@@ -76,9 +76,9 @@ private:
     LimitSource* limits_;
     const Limit* limit_ = nullptr;
     TransientOptions options_;
-    double q_ = 0.0;             // uniformization rate
-    double roundingPerStep_ = 0.0;  // bound on the 1-norm rounding error of one step
-    std::vector<double> stay_;   // per state, 1 - exit rate / q
+    double q_ = 0.0;               // uniformization rate
+    double roundingPerStep_ = 0.0; // bound on the 1-norm rounding error of one step
+    std::vector<double> stay_;     // per state, 1 - exit rate / q
     std::vector<double> x_, v_, y_;
     std::vector<double> integrals_;
     double now_ = 0.0;

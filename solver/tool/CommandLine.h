@@ -1,8 +1,8 @@
 #pragma once
 // The command line of gen-solve.
 
-#include "Measures.h"
-#include "Report.h"
+#include "methods/Measures.h"
+#include "report/Report.h"
 
 #include <string>
 #include <vector>
@@ -10,9 +10,9 @@
 namespace gensolver {
 
 struct CommandLine {
-    std::string stem;       // <path><name>, the files' common prefix
+    std::string stem; // <path><name>, the files' common prefix
     Format format = Format::Table;
-    std::string plot;       // SVG file to write, empty for none
+    std::string plot; // SVG file to write, empty for none
     SolveOptions solve;
     bool help = false;
 };

@@ -1,7 +1,7 @@
-#include "ArmReader.h"
+#include "read/ArmReader.h"
 
-#include "InputError.h"
-#include "LineReader.h"
+#include "read/InputError.h"
+#include "read/LineReader.h"
 
 #include <cmath>
 

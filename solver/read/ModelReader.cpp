@@ -1,9 +1,9 @@
-#include "ModelReader.h"
+#include "read/ModelReader.h"
 
-#include "ArmReader.h"
-#include "InputError.h"
-#include "PvTypeReader.h"
-#include "VarReader.h"
+#include "read/ArmReader.h"
+#include "read/InputError.h"
+#include "read/PvTypeReader.h"
+#include "read/VarReader.h"
 
 #include <sys/stat.h>
 

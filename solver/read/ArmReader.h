@@ -4,7 +4,7 @@
 // checks the layout, the second fills the arrays. The matrix is thus built in
 // place at its final size, about 12 bytes per transition.
 
-#include "Model.h"
+#include "methods/Model.h"
 
 #include <cstdint>
 #include <string>

@@ -42,7 +42,9 @@ RunResult run(const std::string& command, const std::string& workdir) {
     return result;
 }
 
-std::string binary(const std::string& name) { return std::string(GEN_BIN_DIR) + "/" + name; }
+std::string binary(const std::string& name) {
+    return std::string(GEN_BIN_DIR) + "/" + name;
+}
 
 std::string testdata(const std::string& relative) {
     return std::string(GEN_TESTDATA_DIR) + "/" + relative;
@@ -57,7 +59,9 @@ std::string readFile(const std::string& path) {
     return text.str();
 }
 
-bool fileExists(const std::string& path) { return std::filesystem::exists(path); }
+bool fileExists(const std::string& path) {
+    return std::filesystem::exists(path);
+}
 
 TempDir::TempDir() {
     char name[] = "/tmp/gen-test-XXXXXX";

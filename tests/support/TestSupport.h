@@ -9,9 +9,9 @@ namespace testsupport {
 
 // Result of running a command through the shell.
 struct RunResult {
-    int status = -1;      // exit status, or 128 + signal number
-    std::string out;      // standard output
-    std::string err;      // standard error
+    int status = -1; // exit status, or 128 + signal number
+    std::string out; // standard output
+    std::string err; // standard error
 };
 
 // Runs `command` with /bin/sh in `workdir` (the current folder when empty),

@@ -10,29 +10,24 @@
 // disabled after a real firing starts again at phase 1. The enumeration below
 // keeps the counters the same way.
 
+#include "support/ReferenceChain.h"
 #include "support/TestSupport.h"
 
 #include <gtest/gtest.h>
 
 #include <array>
-#include <iomanip>
-#include <map>
 #include <sstream>
 #include <string>
 #include <vector>
 
-using testsupport::readFile;
-using testsupport::run;
+using testsupport::armHeader;
+using testsupport::joinLines;
+using testsupport::ModelRun;
 using testsupport::TempDir;
 
 namespace {
 
-using testsupport::joinLines;
-using Outputs = testsupport::ModelRun;
-
-std::string armHeader(int states) { return testsupport::armHeader(states, 63); }
-
-Outputs generate(const TempDir& dir, int experiment, const std::string& extra = "") {
+ModelRun generate(const TempDir& dir, int experiment, const std::string& extra = "") {
     return testsupport::runModel("gen-erlang", dir, "er", experiment, extra);
 }
 
@@ -50,17 +45,16 @@ const Parameters experiments[] = {
 
 struct Expected {
     std::string arm, var;
-    int states = 0;
-    int transitions = 0;
+    long states = 0;
 };
 
-// Breadth-first enumeration of the chain over (qa, qb), trying in each state
-// arrive_a (exponential), arrive_b (Erlang, its own group), serve_a and serve_b
-// (Erlang, the group server of two members). An Erlang activity short of its last
-// phase advances: arrive_b alone at its full rate, a server member advances both
-// members at half the rate; either way the state stays. Otherwise it fires at its
-// rate times its share of the group, and every Erlang activity disabled in the
-// state reached starts again at phase 1 (after any real firing, exponential too).
+// The chain over (qa, qb), trying in each state arrive_a (exponential), arrive_b
+// (Erlang, its own group), serve_a and serve_b (Erlang, the group server of two
+// members). An Erlang activity short of its last phase advances: arrive_b alone
+// at its full rate, a server member advances both members at half the rate;
+// either way the state stays. Otherwise it fires at its rate times its share of
+// the group, and every Erlang activity disabled in the state reached starts again
+// at phase 1 (after any real firing, exponential too).
 Expected enumerate(const Parameters& p) {
     using Marking = std::array<int, 2>;
     enum { arriveA, arriveB, serveA, serveB };
@@ -94,61 +88,37 @@ Expected enumerate(const Parameters& p) {
             total += p.w_b;
         return (a == serveA ? p.w_a : p.w_b) / total;
     };
-
-    std::map<Marking, int> number;
-    std::vector<Marking> order;
-    std::ostringstream arm, var;
-    arm << std::scientific << std::setprecision(10);
-    var << "jobs\nidle\n";
-    auto record = [&](const Marking& m) {
-        number[m] = static_cast<int>(order.size()) + 1;
-        order.push_back(m);
-        const int jobs = m[0] + m[1];
-        var << order.size() << "\n0\n" << jobs << "\n0\n" << (jobs == 0 ? 1 : 0) << '\n';
-    };
-    record({0, 0});
-
-    Expected expected;
-    for (std::size_t i = 0; i < order.size(); ++i) {
-        const Marking state = order[i];
-        std::map<int, double> row;
+    auto successors = [&](const Marking& state, long, auto&& emit) {
         for (int a = arriveA; a <= serveB; ++a) {
             if (!enabled(a, state))
                 continue;
-            Marking target = state;
-            double rate;
             if (a != arriveA && phase[a] != phases[a]) {
                 if (a == arriveB) {
                     ++phase[a];
-                    rate = rates[a];
+                    emit(state, rates[a]);
                 } else {
                     ++phase[serveA];
                     ++phase[serveB];
-                    rate = rates[a] / 2;
+                    emit(state, rates[a] / 2);
                 }
-            } else {
-                rate = share(a, state) * rates[a];
-                target = fired(a, state);
-                for (int e = arriveB; e <= serveB; ++e)
-                    if (!enabled(e, target))
-                        phase[e] = 1;
-            }
-            if (rate <= 0.0)
                 continue;
-            if (!number.count(target))
-                record(target);
-            row[number[target]] += rate;
+            }
+            const Marking target = fired(a, state);
+            for (int e = arriveB; e <= serveB; ++e)
+                if (!enabled(e, target))
+                    phase[e] = 1;
+            emit(target, share(a, state) * rates[a]);
         }
-        arm << i + 1 << '\n';
-        for (const auto& [target, rate] : row)
-            arm << target << '\n' << rate << '\n';
-        arm << 0 << '\n';
-        expected.transitions += static_cast<int>(row.size());
-    }
-    expected.states = static_cast<int>(order.size());
-    expected.arm = armHeader(expected.states) + arm.str();
-    expected.var = var.str();
-    return expected;
+    };
+    std::ostringstream var;
+    var << "jobs\nidle\n";
+    auto reached = [&](const Marking& m, long number, double) {
+        const int jobs = m[0] + m[1];
+        var << number << "\n0\n" << jobs << "\n0\n" << (jobs == 0 ? 1 : 0) << '\n';
+    };
+    const testsupport::ReferenceChain chain =
+        testsupport::enumerateChain(Marking{0, 0}, successors, reached);
+    return {chain.arm(), var.str(), chain.states()};
 }
 
 // Experiment 1: C = 1, lambda_a 0.5, lambda_b 0.25, mu 4, w_a 3, w_b 1, two
@@ -191,7 +161,7 @@ const std::vector<std::string> pvtypeLines = {"Version:1",  "NumPV:2",    "Name:
 
 TEST(Erlang, FirstExperimentGivesTheHandDerivedFiles) {
     TempDir dir;
-    Outputs r = generate(dir, 0);
+    ModelRun r = generate(dir, 0);
     ASSERT_EQ(r.result.status, 0) << r.result.err;
     EXPECT_NE(r.result.out.find("Generated: 4 states\n"), std::string::npos) << r.result.out;
     EXPECT_EQ(r.arm, armHeader(4) + joinLines(experiment1Rows));
@@ -214,7 +184,7 @@ TEST(Erlang, LargerExperimentsMatchTheEnumeration) {
         Expected expected = enumerate(experiments[e]);
         EXPECT_EQ(expected.states, reached[e]);
         TempDir dir;
-        Outputs r = generate(dir, e);
+        ModelRun r = generate(dir, e);
         ASSERT_EQ(r.result.status, 0) << r.result.err;
         EXPECT_NE(r.result.out.find("Generated: " + std::to_string(expected.states) + " states\n"),
                   std::string::npos);
@@ -229,7 +199,7 @@ TEST(Erlang, LargerExperimentsMatchTheEnumeration) {
 // reached.
 TEST(Erlang, SinglePhaseServiceNeverAdvancesPhases) {
     TempDir dir;
-    Outputs r = generate(dir, 1, " -O i:k_service:1:i:k_arrival:1");
+    ModelRun r = generate(dir, 1, " -O i:k_service:1:i:k_arrival:1");
     ASSERT_EQ(r.result.status, 0) << r.result.err;
     Parameters p = experiments[1];
     p.k_service = 1;

@@ -6,6 +6,7 @@
 // hand derivation (experiment 1) and from an enumeration of the chain written
 // here, independently of the generator (the other experiments).
 
+#include "support/ReferenceChain.h"
 #include "support/TestSupport.h"
 
 #include <gtest/gtest.h>
@@ -17,18 +18,18 @@
 #include <string>
 #include <vector>
 
-using testsupport::readFile;
-using testsupport::run;
+using testsupport::joinLines;
+using testsupport::ModelRun;
 using testsupport::TempDir;
 
 namespace {
 
-using testsupport::joinLines;
-using Outputs = testsupport::ModelRun;
+// The deterministic path leaves 8 blanks on the .arm file's placeholder line.
+std::string armHeader(int states) {
+    return testsupport::armHeader(states, 8);
+}
 
-std::string armHeader(int states) { return testsupport::armHeader(states, 8); }
-
-Outputs generate(const TempDir& dir, int experiment, const std::string& extra = "") {
+ModelRun generate(const TempDir& dir, int experiment, const std::string& extra = "") {
     return testsupport::runModel("gen-timer", dir, "tm", experiment, extra);
 }
 
@@ -46,92 +47,64 @@ const Parameters experiments[] = {{1, 10.0, 2.0, 0.5, 0.25},
 
 struct Expected {
     std::string arm, var, det;
-    int states = 0;
+    long states = 0;
 };
 
-// Breadth-first enumeration of the stable states (idle, sent, lost, retries),
-// trying report (deterministic, delay P), ack (exponential, rate mu) and timeout
-// (deterministic, delay T) in this order. A deterministic firing counts minus its
-// probability, an exponential one its rate; a transmission then ends in zero time
-// as deliver or lose, with their weights' shares of the group channel (a share of
-// 0 is no transition). Every new state records whether the sensor waits and the
-// impulse of the last firing (1 for lose).
+// The stable states (idle, sent, lost, retries), trying report (deterministic,
+// delay P), ack (exponential, rate mu) and timeout (deterministic, delay T) in this
+// order. A deterministic firing counts minus its probability, an exponential one
+// its rate; a transmission then ends in zero time as deliver or lose, with their
+// weights' shares of the group channel (a share of 0 is no transition). Every new
+// state records whether the sensor waits and the impulse of the last firing (1
+// for lose).
 Expected enumerate(const Parameters& p) {
-    using Marking = std::array<int, 4>; // idle, sent, lost, retries
-    struct Outcome {
-        Marking target;
-        double value;
-        double lossImpulse;
-    };
-    std::map<Marking, int> number;
-    std::vector<Marking> order;
-    std::vector<double> delays;                  // in order of first appearance
-    std::map<double, std::vector<int>> enabling; // delay -> enabling states
-    std::ostringstream arm, var, det;
-    arm << std::scientific << std::setprecision(10);
-    det << std::scientific << std::setprecision(10);
-    var << "outstanding\nlosses\n";
-    auto record = [&](const Marking& m, double lossImpulse) {
-        number[m] = static_cast<int>(order.size()) + 1;
-        order.push_back(m);
-        var << order.size() << "\n0\n" << (m[0] == 0 ? 1 : 0) << '\n' << lossImpulse << "\n0\n";
-    };
-    auto enabledWithDelay = [&](int state, double delay) {
+    using Marking = std::array<int, 4>;           // idle, sent, lost, retries
+    std::vector<double> delays;                   // in order of first appearance
+    std::map<double, std::vector<long>> enabling; // delay -> enabling states
+    auto enabledWithDelay = [&](long state, double delay) {
         if (!enabling.count(delay))
             delays.push_back(delay);
         enabling[delay].push_back(state);
     };
-    // A transmission with the given retry count, reached by a firing worth `value`.
-    auto transmit = [&](std::vector<Outcome>& outcomes, int retries, double value) {
-        const double total = (1.0 - p.loss) + p.loss;
-        outcomes.push_back({{0, 1, 0, retries}, (1.0 - p.loss) / total * value, 0.0});
-        outcomes.push_back({{0, 0, 1, retries}, p.loss / total * value, 1.0});
-    };
-    record({1, 0, 0, 0}, 0.0);
-
-    for (std::size_t i = 0; i < order.size(); ++i) {
-        const int state = static_cast<int>(i) + 1;
-        const auto [idle, sent, lost, retries] = order[i];
-        std::vector<Outcome> outcomes;
+    auto successors = [&](const Marking& m, long state, auto&& emit) {
+        const auto [idle, sent, lost, retries] = m;
+        // A transmission with the given retry count, reached by a deterministic firing.
+        auto transmit = [&](int tries) {
+            const double total = (1.0 - p.loss) + p.loss;
+            emit(Marking{0, 1, 0, tries}, (1.0 - p.loss) / total * -1.0);
+            emit(Marking{0, 0, 1, tries}, p.loss / total * -1.0, 1.0);
+        };
         if (idle > 0) {
             enabledWithDelay(state, p.P);
-            transmit(outcomes, 0, -1.0);
+            transmit(0);
         }
         if (sent > 0)
-            outcomes.push_back({{1, 0, 0, 0}, p.mu, 0.0});
+            emit(Marking{1, 0, 0, 0}, p.mu);
         if (sent > 0 || lost > 0) {
             enabledWithDelay(state, p.T);
             if (retries < p.R)
-                transmit(outcomes, retries + 1, -1.0);
+                transmit(retries + 1);
             else
-                outcomes.push_back({{1, 0, 0, 0}, -1.0, 0.0});
+                emit(Marking{1, 0, 0, 0}, -1.0);
         }
-        std::map<int, double> row;
-        for (const Outcome& o : outcomes) {
-            if (o.value == 0.0)
-                continue;
-            if (!number.count(o.target))
-                record(o.target, o.lossImpulse);
-            row[number[o.target]] += o.value;
-        }
-        arm << state << '\n';
-        for (const auto& [target, value] : row)
-            arm << target << '\n' << value << '\n';
-        arm << 0 << '\n';
-    }
+    };
+    std::ostringstream var;
+    var << "outstanding\nlosses\n";
+    auto reached = [&](const Marking& m, long number, double lossImpulse) {
+        var << number << "\n0\n" << (m[0] == 0 ? 1 : 0) << '\n' << lossImpulse << "\n0\n";
+    };
+    const testsupport::ReferenceChain chain =
+        testsupport::enumerateChain(Marking{1, 0, 0, 0}, successors, reached);
+    std::ostringstream det;
+    det << std::scientific << std::setprecision(10);
     det << delays.size() << '\n';
     for (double delay : delays) {
         det << delay << '\n';
-        for (int state : enabling[delay])
+        for (long state : enabling[delay])
             det << state << '\n';
         det << 0 << '\n';
     }
-    Expected expected;
-    expected.states = static_cast<int>(order.size());
-    expected.arm = armHeader(expected.states) + arm.str();
-    expected.var = var.str();
-    expected.det = det.str();
-    return expected;
+    return {chain.arm(8), var.str(), det.str(), chain.states()};
 }
 
 // Experiment 1: R = 1, P 10, T 2, mu 0.5, loss 0.25. States (idle, pending,
@@ -180,7 +153,7 @@ const std::vector<std::string> pvtypeLines = {
 
 TEST(Timer, FirstExperimentGivesTheHandDerivedFiles) {
     TempDir dir;
-    Outputs r = generate(dir, 0);
+    ModelRun r = generate(dir, 0);
     ASSERT_EQ(r.result.status, 0) << r.result.err;
     EXPECT_NE(r.result.out.find("Generated: 5 states\n"), std::string::npos) << r.result.out;
     EXPECT_EQ(r.arm, armHeader(5) + joinLines(experiment1Rows));
@@ -206,7 +179,7 @@ TEST(Timer, LargerExperimentsMatchTheEnumeration) {
         Expected expected = enumerate(p);
         EXPECT_EQ(expected.states, p.loss == 0.0 ? p.R + 2 : 2 * p.R + 3);
         TempDir dir;
-        Outputs r = generate(dir, e);
+        ModelRun r = generate(dir, e);
         ASSERT_EQ(r.result.status, 0) << r.result.err;
         EXPECT_NE(r.result.out.find("Generated: " + std::to_string(expected.states) + " states\n"),
                   std::string::npos);
@@ -224,7 +197,7 @@ TEST(Timer, LargerExperimentsMatchTheEnumeration) {
 // the idle state together: one entry mu - 1.
 TEST(Timer, AcknowledgementAndGiveUpShareOneEntry) {
     TempDir dir;
-    Outputs r = generate(dir, 0, " -O i:R:0:d:mu:0.25");
+    ModelRun r = generate(dir, 0, " -O i:R:0:d:mu:0.25");
     ASSERT_EQ(r.result.status, 0) << r.result.err;
     Parameters p = experiments[0];
     p.R = 0;

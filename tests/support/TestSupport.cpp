@@ -1,5 +1,7 @@
 #include "support/TestSupport.h"
 
+#include <gtest/gtest.h>
+
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -97,6 +99,17 @@ ModelRun runModel(const std::string& executable, const TempDir& dir, const std::
     r.pvtype = readFile(stem + ".pvtype");
     r.det = readFile(stem + ".det");
     return r;
+}
+
+void expectRun(const ModelRun& run, const ExpectedRun& expected) {
+    ASSERT_EQ(run.result.status, 0) << run.result.err;
+    EXPECT_NE(run.result.out.find("Generated: " + std::to_string(expected.states) + " states\n"),
+              std::string::npos)
+        << run.result.out;
+    EXPECT_EQ(run.arm, expected.arm);
+    EXPECT_EQ(run.var, expected.var);
+    EXPECT_EQ(run.pvtype, expected.pvtype);
+    EXPECT_EQ(run.det, expected.det);
 }
 
 } // namespace testsupport

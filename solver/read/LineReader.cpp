@@ -119,6 +119,21 @@ void LineReader::rewind() {
     line_ = 0;
 }
 
+namespace {
+
+// The whole text (after trim, a leading '+' allowed) as a number of type T.
+template <class T> bool parseWithSign(std::string_view text, T& value) {
+    text = trim(text);
+    if (!text.empty() && text.front() == '+')
+        text.remove_prefix(1);
+    if (text.empty())
+        return false;
+    const auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), value);
+    return ec == std::errc() && end == text.data() + text.size();
+}
+
+} // namespace
+
 std::string_view trim(std::string_view text) {
     auto blank = [](char c) { return c == ' ' || c == '\t' || c == '\r'; };
     while (!text.empty() && blank(text.front()))
@@ -137,24 +152,12 @@ bool parseUnsigned(std::string_view text, std::uint64_t& value) {
 }
 
 bool parseInt(std::string_view text, long long& value) {
-    text = trim(text);
-    if (!text.empty() && text.front() == '+')
-        text.remove_prefix(1);
-    if (text.empty())
-        return false;
-    const auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), value);
-    return ec == std::errc() && end == text.data() + text.size();
+    return parseWithSign(text, value);
 }
 
 bool parseDouble(std::string_view text, double& value) {
-    text = trim(text);
-    if (!text.empty() && text.front() == '+')
-        text.remove_prefix(1);
-    if (text.empty())
-        return false;
-    const auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), value);
     // Out-of-range texts (1e999) come back as errors and count as not numbers.
-    return ec == std::errc() && end == text.data() + text.size();
+    return parseWithSign(text, value);
 }
 
 std::string quote(std::string_view text) {

@@ -90,6 +90,22 @@ void expectClose(double value, long double exact, double relative, const Result&
         << "] " << r.method;
 }
 
+// The chain's one long-run measure, solved directly and by Gauss-Seidel (a dense
+// limit of 1 leaves every class of more than one state to the iteration): both
+// within `relative` of exact, and which method was used is said.
+void expectBothLimitMethodsClose(const Chain& c, long double exact, double relative) {
+    for (const std::uint32_t denseLimit : {1000u, 1u}) {
+        SolveOptions options;
+        options.limit.denseLimit = denseLimit;
+        const std::vector<Result> results = solveChain(c, options);
+        ASSERT_EQ(results.size(), 1u);
+        expectClose(results[0].value, exact, relative, results[0]);
+        EXPECT_TRUE(results[0].converged);
+        EXPECT_EQ(results[0].method.find("Gauss-Seidel") != std::string::npos, denseLimit == 1u)
+            << results[0].method;
+    }
+}
+
 TEST(SolverMethods, TransientAndAccumulatedMeasuresMatchTheMatrixExponential) {
     for (const unsigned seed : {1u, 2u, 3u}) {
         Chain c = randomChain(6, seed);
@@ -140,16 +156,7 @@ TEST(SolverMethods, LimitsMatchADirectSolve) {
         long double exact = 0.0L;
         for (std::uint32_t j = 0; j < c.states; ++j)
             exact += pi[j] * (c.variables[0].rate[j] + rho[j]);
-        for (const std::uint32_t denseLimit : {1000u, 1u}) {
-            SolveOptions options;
-            options.limit.denseLimit = denseLimit;
-            const std::vector<Result> results = solveChain(c, options);
-            ASSERT_EQ(results.size(), 1u);
-            expectClose(results[0].value, exact, 1e-10, results[0]);
-            EXPECT_TRUE(results[0].converged);
-            EXPECT_EQ(results[0].method.find("Gauss-Seidel") != std::string::npos,
-                      denseLimit == 1u);
-        }
+        expectBothLimitMethodsClose(c, exact, 1e-10);
     }
 }
 
@@ -174,13 +181,7 @@ TEST(SolverMethods, LimitWithTwoAbsorbingClassesWeighsEachByItsReachProbability)
     EXPECT_NEAR(static_cast<double>(toA + toB), 1.0, 1e-15);
     // Stationary in {4, 5}: 4 -> 5 at 1, 5 -> 4 at 4: (0.8, 0.2).
     const long double exact = toA * (0.8L * 10.0L + 0.2L * 20.0L) + toB * 1.0L;
-    for (const std::uint32_t denseLimit : {1000u, 1u}) {
-        SolveOptions options;
-        options.limit.denseLimit = denseLimit;
-        const std::vector<Result> results = solveChain(c, options);
-        ASSERT_EQ(results.size(), 1u);
-        expectClose(results[0].value, exact, 1e-10, results[0]);
-    }
+    expectBothLimitMethodsClose(c, exact, 1e-10);
     // The transient solution at a large time comes to the same limit.
     c.variables[0].type = 0;
     c.variables[0].times = {{1e6, 1e6}};

@@ -11,7 +11,7 @@
 #include <sstream>
 
 CompileResult compileSource(const std::string& source, const std::string& fileName,
-                            const std::string& outputDirectory, std::ostream& errors) {
+                            std::ostream& errors) {
     CompileResult result;
     Diagnostics diagnostics(fileName, source);
     Parser parser(source, diagnostics);
@@ -21,11 +21,11 @@ CompileResult compileSource(const std::string& source, const std::string& fileNa
         model = checkModel(file, fileName, diagnostics);
     if (diagnostics.hasErrors()) {
         diagnostics.print(errors);
-        errors << diagnostics.count() << (diagnostics.count() == 1 ? " error" : " errors")
-               << " in " << fileName << "\n";
+        errors << diagnostics.count() << (diagnostics.count() == 1 ? " error" : " errors") << " in "
+               << fileName << "\n";
         return result;
     }
-    result.files = emitModel(model, outputDirectory);
+    result.files = emitModel(model);
     result.ok = true;
     return result;
 }
@@ -43,7 +43,7 @@ bool compileFile(const std::string& path, const std::string& outputDirectory, bo
         errors << "gen-compile: cannot read the model file " << path << "\n";
         return false;
     }
-    CompileResult result = compileSource(text.str(), path, outputDirectory, errors);
+    CompileResult result = compileSource(text.str(), path, errors);
     if (!result.ok)
         return false;
     if (checkOnly)

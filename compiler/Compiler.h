@@ -14,7 +14,7 @@ struct CompileResult {
 // Compiles the text of a model file named fileName; errors go to `errors` in the
 // compilers' format. Writes nothing to disk.
 CompileResult compileSource(const std::string& source, const std::string& fileName,
-                            const std::string& outputDirectory, std::ostream& errors);
+                            std::ostream& errors);
 
 // Reads the file, compiles it and writes the generated files into
 // outputDirectory (created when missing) unless checkOnly. False on any error.

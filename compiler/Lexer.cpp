@@ -17,8 +17,7 @@ bool isDigit(char c) {
 
 } // namespace
 
-Lexer::Lexer(const std::string& source, Diagnostics& diagnostics)
-    : src(source), diag(diagnostics) {
+Lexer::Lexer(const std::string& source, Diagnostics& diagnostics) : src(source), diag(diagnostics) {
     lineStarts.push_back(0);
     for (std::size_t i = 0; i < src.size(); ++i)
         if (src[i] == '\n')
@@ -97,64 +96,9 @@ Token Lexer::next() {
         t.text = src.substr(pos, i - pos);
         pos = i;
     } else if (isDigit(c) || (c == '.' && pos + 1 < n && isDigit(src[pos + 1]))) {
-        std::size_t i = pos;
-        bool integer = true;
-        while (i < n && isDigit(src[i]))
-            ++i;
-        // A '.' followed by '.' is the range operator, not a decimal point.
-        if (i < n && src[i] == '.' && !(i + 1 < n && src[i + 1] == '.')) {
-            integer = false;
-            ++i;
-            while (i < n && isDigit(src[i]))
-                ++i;
-        }
-        if (i < n && (src[i] == 'e' || src[i] == 'E')) {
-            std::size_t j = i + 1;
-            if (j < n && (src[j] == '+' || src[j] == '-'))
-                ++j;
-            if (j < n && isDigit(src[j])) {
-                integer = false;
-                i = j;
-                while (i < n && isDigit(src[i]))
-                    ++i;
-            }
-        }
-        t.kind = TokenKind::Number;
-        t.isInteger = integer;
-        // Letters right after a number make a word such as 1RangeStudy (a study name).
-        if (i < n && isNameChar(src[i])) {
-            while (i < n && isNameChar(src[i]))
-                ++i;
-            t.kind = TokenKind::Name;
-        }
-        t.text = src.substr(pos, i - pos);
-        pos = i;
+        lexNumber(t);
     } else if (c == '"' || c == '\'') {
-        std::size_t i = pos + 1;
-        std::string value;
-        bool closed = false;
-        while (i < n && src[i] != '\n') {
-            if (src[i] == c) {
-                closed = true;
-                ++i;
-                break;
-            }
-            if (src[i] == '\\' && i + 1 < n && src[i + 1] != '\n') {
-                const char e = src[i + 1];
-                value += e == 'n' ? '\n' : e == 't' ? '\t' : e == '0' ? '\0' : e;
-                i += 2;
-            } else {
-                value += src[i++];
-            }
-        }
-        if (!closed) {
-            diag.error(t.at, c == '"' ? "unterminated string" : "unterminated character literal");
-            t.kind = TokenKind::Invalid;
-        } else {
-            t.kind = c == '"' ? TokenKind::String : TokenKind::Char;
-        }
-        t.text = value;
-        pos = i;
+        lexQuoted(t, c);
     } else if (src.compare(pos, 2, "..") == 0) {
         t.kind = TokenKind::Punct;
         t.text = "..";
@@ -173,6 +117,90 @@ Token Lexer::next() {
     return t;
 }
 
+// A number (decimal, with fraction and exponent), or a word that starts with
+// digits such as 1RangeStudy.
+void Lexer::lexNumber(Token& t) {
+    const std::size_t n = src.size();
+    std::size_t i = pos;
+    bool integer = true;
+    while (i < n && isDigit(src[i]))
+        ++i;
+    // A '.' followed by '.' is the range operator, not a decimal point.
+    if (i < n && src[i] == '.' && !(i + 1 < n && src[i + 1] == '.')) {
+        integer = false;
+        ++i;
+        while (i < n && isDigit(src[i]))
+            ++i;
+    }
+    if (i < n && (src[i] == 'e' || src[i] == 'E')) {
+        std::size_t j = i + 1;
+        if (j < n && (src[j] == '+' || src[j] == '-'))
+            ++j;
+        if (j < n && isDigit(src[j])) {
+            integer = false;
+            i = j;
+            while (i < n && isDigit(src[i]))
+                ++i;
+        }
+    }
+    t.kind = TokenKind::Number;
+    t.isInteger = integer;
+    // Letters right after a number make a word such as 1RangeStudy (a study name).
+    if (i < n && isNameChar(src[i])) {
+        while (i < n && isNameChar(src[i]))
+            ++i;
+        t.kind = TokenKind::Name;
+    }
+    t.text = src.substr(pos, i - pos);
+    pos = i;
+}
+
+// A string or character literal, its escapes decoded; unterminated on its line: Invalid.
+void Lexer::lexQuoted(Token& t, char c) {
+    const std::size_t n = src.size();
+    std::size_t i = pos + 1;
+    std::string value;
+    bool closed = false;
+    while (i < n && src[i] != '\n') {
+        if (src[i] == c) {
+            closed = true;
+            ++i;
+            break;
+        }
+        if (src[i] == '\\' && i + 1 < n && src[i + 1] != '\n') {
+            const char e = src[i + 1];
+            value += e == 'n' ? '\n' : e == 't' ? '\t' : e == '0' ? '\0' : e;
+            i += 2;
+        } else {
+            value += src[i++];
+        }
+    }
+    if (!closed) {
+        diag.error(t.at, c == '"' ? "unterminated string" : "unterminated character literal");
+        t.kind = TokenKind::Invalid;
+    } else {
+        t.kind = c == '"' ? TokenKind::String : TokenKind::Char;
+    }
+    t.text = value;
+    pos = i;
+}
+
+// The first offset from j on, outside strings, character literals and
+// comments, at which stop(offset) is true; the end of the text when none is.
+template <class Stop> std::size_t Lexer::scanCode(std::size_t j, Stop stop) const {
+    while (j < src.size()) {
+        const std::size_t k = skipLiteralOrComment(j);
+        if (k != j) {
+            j = k;
+            continue;
+        }
+        if (stop(j))
+            return j;
+        ++j;
+    }
+    return j;
+}
+
 Fragment Lexer::fragment(std::size_t offset) {
     const std::size_t n = src.size();
     std::size_t i = offset;
@@ -183,19 +211,13 @@ Fragment Lexer::fragment(std::size_t offset) {
     if (i < n && src[i] == '{') {
         // A block: up to the matching brace.
         int depth = 0;
-        std::size_t j = i;
-        while (j < n) {
-            std::size_t k = skipLiteralOrComment(j);
-            if (k != j) {
-                j = k;
-                continue;
-            }
-            if (src[j] == '{')
+        const std::size_t j = scanCode(i, [&](std::size_t at) {
+            if (src[at] == '{')
                 ++depth;
-            else if (src[j] == '}' && --depth == 0)
-                break;
-            ++j;
-        }
+            else if (src[at] == '}' && --depth == 0)
+                return true;
+            return false;
+        });
         if (j >= n) {
             diag.error(f.at, "unterminated block: no '}' matches this '{'");
             pos = n;
@@ -253,24 +275,18 @@ Fragment Lexer::bracketed(std::size_t offset, bool stopAtRange) {
     Fragment f;
     f.at = locationOf(i);
     int depth = 0;
-    std::size_t j = i;
-    while (j < n) {
-        std::size_t k = skipLiteralOrComment(j);
-        if (k != j) {
-            j = k;
-            continue;
-        }
-        char c = src[j];
+    const std::size_t j = scanCode(i, [&](std::size_t at) {
+        const char c = src[at];
         if (depth == 0 && (c == ']' || c == '\n' || c == '{' || c == '}'))
-            break;
-        if (depth == 0 && stopAtRange && src.compare(j, 2, "..") == 0)
-            break;
+            return true;
+        if (depth == 0 && stopAtRange && src.compare(at, 2, "..") == 0)
+            return true;
         if (c == '(' || c == '[')
             ++depth;
         else if (c == ')' || c == ']')
             --depth;
-        ++j;
-    }
+        return false;
+    });
     std::size_t e = j;
     while (e > i && (src[e - 1] == ' ' || src[e - 1] == '\t' || src[e - 1] == '\r'))
         --e;

@@ -12,12 +12,12 @@ enum class TokenKind { Name, Number, String, Char, Punct, End, Invalid };
 
 struct Token {
     TokenKind kind = TokenKind::End;
-    std::string text;          // the token as written; a string's or char's decoded value
-    SourceLocation at;         // where it starts
-    std::size_t begin = 0;     // offset of its first byte
-    std::size_t end = 0;       // offset after its last byte
-    bool firstOnLine = false;  // no other token precedes it on its line
-    bool isInteger = false;    // a Number without '.' or exponent
+    std::string text;         // the token as written; a string's or char's decoded value
+    SourceLocation at;        // where it starts
+    std::size_t begin = 0;    // offset of its first byte
+    std::size_t end = 0;      // offset after its last byte
+    bool firstOnLine = false; // no other token precedes it on its line
+    bool isInteger = false;   // a Number without '.' or exponent
 
     bool is(const char* punctOrWord) const {
         return (kind == TokenKind::Punct || kind == TokenKind::Name) && text == punctOrWord;
@@ -53,10 +53,13 @@ private:
     // offset after it, or i when none starts there.
     std::size_t skipLiteralOrComment(std::size_t i) const;
     void skipBlanksAndComments();
+    template <class Stop> std::size_t scanCode(std::size_t j, Stop stop) const;
+    void lexNumber(Token& t);         // from pos, which starts a number
+    void lexQuoted(Token& t, char c); // from pos, which holds the opening quote c
 
     const std::string& src;
     Diagnostics& diag;
     std::size_t pos = 0;
-    std::size_t lastLineWithToken = 0; // 1-based line of the previous token, 0 before any
+    std::size_t lastLineWithToken = 0;   // 1-based line of the previous token, 0 before any
     std::vector<std::size_t> lineStarts; // offset of the first byte of each line
 };

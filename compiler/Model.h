@@ -55,17 +55,18 @@ struct CheckedActivity {
     bool family = false;
     std::string index; // the family's index name
     CheckedFragment first, last;
-    bool hasRate = false, hasDelay = false, hasPhases = false, hasWeight = false,
-         hasRank = false, hasWhen = false, hasEffect = false;
+    bool hasRate = false, hasDelay = false, hasPhases = false, hasWeight = false, hasRank = false,
+         hasWhen = false, hasEffect = false;
     CheckedFragment rate, delay, phases, weight, rank, when, effect;
     std::vector<CheckedArc> inputs, outputs;
     std::vector<int> enablingPlaces; // in first-use order: inputs, then `when`
     std::vector<int> affectedPlaces; // inputs, outputs, then `do`
+    std::vector<int> firingPlaces;   // every arc's place and index, then `do`
     std::vector<int> linkedPlaces;   // every place any of its code touches
     // Arrays that a family member uses only at its own index (`a[i]`, i the
     // family's index): the member binds that one element.
     std::vector<int> ownElementArrays;
-    int group = -1;                  // index into CheckedModel::groups, -1 when alone
+    int group = -1; // index into CheckedModel::groups, -1 when alone
 };
 
 struct CheckedGroup {

@@ -2,9 +2,9 @@
 
 namespace {
 
-const char* const statementWords[] = {"model",  "global",        "study",  "struct",
-                                      "place",  "exponential",   "erlang", "deterministic",
-                                      "group",  "instantaneous", "reward"};
+const char* const statementWords[] = {"model", "global",        "study",  "struct",
+                                      "place", "exponential",   "erlang", "deterministic",
+                                      "group", "instantaneous", "reward"};
 
 bool isStatementWord(const Token& t) {
     if (t.kind != TokenKind::Name)
@@ -15,7 +15,9 @@ bool isStatementWord(const Token& t) {
     return false;
 }
 
-std::string describe(const Token& t) {
+} // namespace
+
+std::string Parser::describe(const Token& t) {
     switch (t.kind) {
     case TokenKind::End:
         return "the end of the file";
@@ -27,8 +29,6 @@ std::string describe(const Token& t) {
         return "'" + t.text + "'";
     }
 }
-
-} // namespace
 
 bool valueTypeOf(const std::string& word, ValueType& out) {
     for (ValueType type : {ValueType::Short, ValueType::Int, ValueType::Long, ValueType::Float,
@@ -58,6 +58,25 @@ private:
     Parser& parser;
     std::size_t start;
 };
+
+// The entry loop of every { } block: one call of `entry` per pass until the
+// block's '}' or the end of the file. A statement word that starts a line ends
+// the block early, reported as a missing '}' of `closing` unless closing is
+// empty. `entry` returns false to abandon the block after its own recovery;
+// the result says whether the loop ran to the block's end.
+bool Parser::blockEntries(const std::string& closing, const std::function<bool()>& entry) {
+    while (tok.kind != TokenKind::End && !tok.is("}")) {
+        ProgressGuard guard(*this, tok.begin);
+        if (atStatementStart()) {
+            if (!closing.empty())
+                report("expected '}' to close " + closing + ", found " + describe(tok));
+            return true;
+        }
+        if (!entry())
+            return false;
+    }
+    return true;
+}
 
 Parser::Parser(const std::string& source, Diagnostics& diagnostics)
     : lex(source, diagnostics), diag(diagnostics) {}
@@ -232,7 +251,8 @@ void Parser::parseStatement(ModelFile& m) {
         parseReward(m);
     } else {
         report("expected a statement (model, global, study, struct, place, an "
-                           "activity kind, group or reward), found " + describe(tok));
+               "activity kind, group or reward), found " +
+               describe(tok));
         advance();
         skipToStatement();
     }
@@ -258,7 +278,8 @@ void Parser::parseGlobal(ModelFile& m) {
     ValueType type;
     if (tok.kind != TokenKind::Name || !valueTypeOf(tok.text, type)) {
         report("expected a type (short, int, long, float, double, char or bool), "
-                           "found " + describe(tok));
+               "found " +
+               describe(tok));
         skipToStatement();
         return;
     }
@@ -274,144 +295,6 @@ void Parser::parseGlobal(ModelFile& m) {
     endOfStatement();
 }
 
-void Parser::parseStudy(ModelFile& m) {
-    StudyDecl s;
-    s.at = tok.at;
-    advance();
-    if (tok.kind == TokenKind::Name || (tok.kind == TokenKind::Number && tok.isInteger)) {
-        s.named = true;
-        s.name = {tok.text, tok.at};
-        advance();
-    }
-    if (!expectPunct("{", "to open the study")) {
-        skipToStatement();
-        return;
-    }
-    while (tok.kind != TokenKind::End && !tok.is("}")) {
-        const std::size_t start = tok.begin;
-        ProgressGuard guard(*this, start);
-        if (atStatementStart()) {
-            report("expected '}' to close the study, found " + describe(tok));
-            break;
-        }
-        if (tok.is("experiments") && tok.kind == TokenKind::Name) {
-            parseStudyTable(s);
-            continue;
-        }
-        StudyEntry e;
-        if (!expectName(e.global, "a global variable's name or 'experiments'", false) ||
-            !expectPunct("=", "after the global variable's name")) {
-            skipToNextLine();
-            continue;
-        }
-        Literal v;
-        bool ok = true;
-        if (tok.is("{")) {
-            e.kind = StudyEntry::List;
-            advance();
-            while (true) {
-                if (!(ok = parseLiteral(v, "a value")))
-                    break;
-                e.values.push_back(v);
-                if (!tok.is(",")) {
-                    ok = expectPunct("}", "to close the list of values");
-                    break;
-                }
-                advance();
-            }
-        } else if ((ok = parseLiteral(v, "a value, a list { ... } or a range"))) {
-            e.values.push_back(v);
-            if (tok.is("..") && !tok.firstOnLine) {
-                e.kind = StudyEntry::Range;
-                advance();
-                ok = parseLiteral(v, "the end of the range");
-                if (ok)
-                    e.values.push_back(v);
-                if (ok && tok.is("step") && !tok.firstOnLine) {
-                    advance();
-                    ok = parseLiteral(v, "the step of the range");
-                    if (ok)
-                        e.values.push_back(v);
-                }
-            }
-        }
-        if (!ok) {
-            if (!tok.firstOnLine)
-                skipToNextLine();
-            continue;
-        }
-        s.entries.push_back(e);
-        if (!tok.is("}"))
-            endOfStatement();
-    }
-    closeBlock("the study");
-    if (m.hasStudy)
-        diag.error(s.at, "a second study; a model has one");
-    else {
-        m.hasStudy = true;
-        m.study = s;
-    }
-}
-
-void Parser::parseStudyTable(StudyDecl& s) {
-    StudyTable t;
-    t.at = tok.at;
-    advance();
-    if (!expectPunct("(", "after 'experiments'")) {
-        skipToNextLine();
-        return;
-    }
-    do {
-        Name g;
-        if (!expectName(g, "a global variable's name", false)) {
-            skipToNextLine();
-            return;
-        }
-        t.globals.push_back(g);
-    } while (tok.is(",") && (advance(), true));
-    if (!expectPunct(")", "after the table's global variables") ||
-        !expectPunct("{", "to open the table")) {
-        skipToNextLine();
-        return;
-    }
-    while (tok.kind != TokenKind::End && !tok.is("}")) {
-        const std::size_t start = tok.begin;
-        ProgressGuard guard(*this, start);
-        if (atStatementStart())
-            break;
-        StudyTable::Row row;
-        row.at = tok.at;
-        if (tok.kind == TokenKind::String) {
-            row.named = true;
-            row.name = tok.text;
-            advance();
-            if (!expectPunct(":", "after the experiment's name")) {
-                skipToNextLine();
-                continue;
-            }
-        }
-        bool ok = true;
-        do {
-            Literal v;
-            ok = parseLiteral(v, "a value");
-            if (ok)
-                row.values.push_back(v);
-        } while (ok && tok.is(",") && !tok.firstOnLine && (advance(), true));
-        if (!ok) {
-            if (!tok.firstOnLine)
-                skipToNextLine();
-            continue;
-        }
-        t.rows.push_back(row);
-        if (!tok.is("}"))
-            endOfStatement();
-    }
-    expectPunct("}", "to close the table");
-    s.tables.push_back(t);
-    if (!tok.is("}"))
-        endOfStatement();
-}
-
 void Parser::parseStruct(ModelFile& m) {
     StructDecl s;
     advance();
@@ -420,25 +303,20 @@ void Parser::parseStruct(ModelFile& m) {
         skipToStatement();
         return;
     }
-    while (tok.kind != TokenKind::End && !tok.is("}")) {
-        const std::size_t start = tok.begin;
-        ProgressGuard guard(*this, start);
-        if (atStatementStart()) {
-            report("expected '}' to close the structure, found " + describe(tok));
-            break;
-        }
+    blockEntries("the structure", [&]() -> bool {
         StructFieldDecl f;
         if (tok.kind != TokenKind::Name || !valueTypeOf(tok.text, f.type)) {
             report("expected a field type (short, int, char, bool, float or double), "
-                               "found " + describe(tok));
+                   "found " +
+                   describe(tok));
             skipToNextLine();
-            continue;
+            return true;
         }
         const Token typeToken = tok;
         advance();
         if (!expectName(f.name, "the field's name")) {
             skipToNextLine();
-            continue;
+            return true;
         }
         if (f.type == ValueType::Long)
             diag.error(typeToken.at, "a field of a structure cannot be a long (use int or double)");
@@ -449,7 +327,8 @@ void Parser::parseStruct(ModelFile& m) {
         s.fields.push_back(f);
         if (!tok.is("}"))
             endOfStatement();
-    }
+        return true;
+    });
     closeBlock("the structure '" + s.name.text + "'");
     m.structs.push_back(s);
 }
@@ -480,7 +359,8 @@ void Parser::parsePlace(ModelFile& m) {
         advance();
         if (tok.kind != TokenKind::Number && tok.kind != TokenKind::Name) {
             report("expected the array's size (an integer or a global variable), "
-                               "found " + describe(tok));
+                   "found " +
+                   describe(tok));
             skipToStatement();
             return;
         }
@@ -507,106 +387,6 @@ void Parser::parsePlace(ModelFile& m) {
     endOfStatement();
 }
 
-void Parser::parseArcs(ClauseDecl& clause) {
-    advance();
-    do {
-        ArcDecl arc;
-        if (!expectName(arc.place, "a place")) {
-            skipToNextLine();
-            return;
-        }
-        if (tok.is("[") && !tok.firstOnLine) {
-            arc.indexed = true;
-            arc.index = lex.bracketed(tok.end, false);
-            if (arc.index.empty())
-                diag.error(arc.index.at, "expected an index inside '[ ]'");
-            advance();
-            if (!expectPunct("]", "after the index")) {
-                skipToNextLine();
-                return;
-            }
-        }
-        clause.arcs.push_back(arc);
-    } while (tok.is(",") && !tok.firstOnLine && (advance(), true));
-}
-
-void Parser::parseActivity(ModelFile& m, ActivityKind kind) {
-    ActivityDecl a;
-    a.kind = kind;
-    advance();
-    if (!expectName(a.name, "the activity's name")) {
-        skipToStatement();
-        return;
-    }
-    if (tok.is("[") && !tok.firstOnLine) {
-        a.family = true;
-        advance();
-        if (!expectName(a.index, "the family's index name") ||
-            !(tok.is("in") ? (advance(), true)
-                           : (report("expected 'in' after the index name, found " +
-                                                     describe(tok)),
-                              false))) {
-            skipToStatement();
-            return;
-        }
-        a.first = lex.bracketed(tok.begin, true);
-        advance();
-        if (a.first.empty())
-            diag.error(a.first.at, "expected the first index of the family");
-        if (!expectPunct("..", "between the family's first and last index")) {
-            skipToStatement();
-            return;
-        }
-        a.last = lex.bracketed(tok.begin, false);
-        advance();
-        if (a.last.empty())
-            diag.error(a.last.at, "expected the last index of the family");
-        if (!expectPunct("]", "after the family's range")) {
-            skipToStatement();
-            return;
-        }
-    }
-    if (!expectPunct("{", "after the activity's name")) {
-        skipToStatement();
-        return;
-    }
-    while (tok.kind != TokenKind::End && !tok.is("}")) {
-        const std::size_t start = tok.begin;
-        ProgressGuard guard(*this, start);
-        if (atStatementStart()) {
-            report("expected '}' to close the activity '" + a.name.text +
-                                   "', found " + describe(tok));
-            break;
-        }
-        static const char* const clauses[] = {"rate",  "delay", "phases", "weight", "rank",
-                                              "when",  "do",    "input",  "output"};
-        bool known = false;
-        for (const char* c : clauses)
-            known = known || (tok.kind == TokenKind::Name && tok.text == c);
-        if (!known) {
-            report("expected a clause (rate, delay, phases, weight, rank, when, do, "
-                               "input or output), found " + describe(tok));
-            skipToNextLine();
-            continue;
-        }
-        ClauseDecl c;
-        c.word = {tok.text, tok.at};
-        if (c.word.text == "input" || c.word.text == "output") {
-            parseArcs(c);
-        } else {
-            const std::string what = c.word.text == "do"     ? "a statement"
-                                     : c.word.text == "when" ? "a condition"
-                                                             : "an expression";
-            c.fragment = fragmentAfter(tok, what);
-        }
-        a.clauses.push_back(c);
-        if (!tok.is("}"))
-            endOfStatement();
-    }
-    closeBlock("the activity '" + a.name.text + "'");
-    m.activities.push_back(a);
-}
-
 void Parser::parseGroup(ModelFile& m) {
     GroupDecl g;
     advance();
@@ -614,18 +394,11 @@ void Parser::parseGroup(ModelFile& m) {
         skipToStatement();
         return;
     }
-    while (tok.kind != TokenKind::End && !tok.is("}")) {
-        const std::size_t start = tok.begin;
-        ProgressGuard guard(*this, start);
-        if (atStatementStart()) {
-            report("expected '}' to close the group, found " + describe(tok));
-            break;
-        }
+    const bool closed = blockEntries("the group", [&]() -> bool {
         Name member;
         if (!expectName(member, "an activity", false)) {
             skipBlock();
-            m.groups.push_back(g);
-            return;
+            return false;
         }
         g.members.push_back(member);
         if (tok.is(","))
@@ -633,139 +406,11 @@ void Parser::parseGroup(ModelFile& m) {
         else if (!tok.is("}")) {
             report("expected ',' or '}' in the group, found " + describe(tok));
             skipBlock();
-            m.groups.push_back(g);
-            return;
+            return false;
         }
-    }
-    closeBlock("the group '" + g.name.text + "'");
+        return true;
+    });
+    if (closed)
+        closeBlock("the group '" + g.name.text + "'");
     m.groups.push_back(g);
-}
-
-void Parser::parseReward(ModelFile& m) {
-    advance();
-    if (tok.is("model") && tok.kind == TokenKind::Name) {
-        advance();
-        Name stem;
-        if (!expectName(stem, "the reward model's name")) {
-            skipToStatement();
-            return;
-        }
-        if (m.hasStem)
-            diag.error(stem.at, "the reward model is named twice");
-        m.hasStem = true;
-        m.stem = stem;
-        endOfStatement();
-        return;
-    }
-    RewardDecl r;
-    if (!expectName(r.name, "the reward variable's name or 'model'")) {
-        skipToStatement();
-        return;
-    }
-    if (tok.kind == TokenKind::Name && !tok.firstOnLine) {
-        if (tok.text == "instant")
-            r.kind = RewardKind::Instant;
-        else if (tok.text == "interval")
-            r.kind = RewardKind::Interval;
-        else if (tok.text == "average")
-            r.kind = RewardKind::Average;
-        else if (tok.text == "steady")
-            r.kind = RewardKind::Steady;
-        else
-            report("expected a reward type (instant, interval, average or steady), "
-                               "found " + describe(tok));
-        advance();
-    }
-    if (!expectPunct("{", "after the reward variable's name")) {
-        skipToStatement();
-        return;
-    }
-    while (tok.kind != TokenKind::End && !tok.is("}")) {
-        const std::size_t start = tok.begin;
-        ProgressGuard guard(*this, start);
-        if (atStatementStart()) {
-            report("expected '}' to close the reward '" + r.name.text + "', found " +
-                                   describe(tok));
-            break;
-        }
-        const Token word = tok;
-        bool ok = true;
-        if (word.is("at") || word.is("over")) {
-            const bool at = word.is("at");
-            if ((at && r.hasAt) || (!at && r.hasOver))
-                diag.error(word.at, "a second '" + word.text + "' clause");
-            (at ? r.hasAt : r.hasOver) = true;
-            (at ? r.atAt : r.overAt) = word.at;
-            std::vector<Literal>& out = at ? r.at : r.over;
-            out.clear();
-            advance();
-            Literal v;
-            ok = parseLiteral(v, "a time");
-            if (ok)
-                out.push_back(v);
-            if (ok && at && tok.is("..") && !tok.firstOnLine) {
-                r.atRange = true;
-                advance();
-                ok = parseLiteral(v, "the end of the range");
-                if (ok)
-                    out.push_back(v);
-                if (ok && tok.is("step") && !tok.firstOnLine) {
-                    advance();
-                    ok = parseLiteral(v, "the step of the range");
-                    if (ok)
-                        out.push_back(v);
-                }
-            } else if (ok && at) {
-                while (ok && tok.is(",") && !tok.firstOnLine) {
-                    advance();
-                    ok = parseLiteral(v, "a time");
-                    if (ok)
-                        out.push_back(v);
-                }
-            } else if (ok) {
-                while (ok) {
-                    ok = expectPunct("..", "between the interval's start and stop") &&
-                         parseLiteral(v, "the interval's stop");
-                    if (ok)
-                        out.push_back(v);
-                    if (!ok || !tok.is(",") || tok.firstOnLine)
-                        break;
-                    advance();
-                    ok = parseLiteral(v, "the interval's start");
-                    if (ok)
-                        out.push_back(v);
-                }
-            }
-        } else if (word.is("rate")) {
-            if (r.hasRate)
-                diag.error(word.at, "a second 'rate' clause");
-            r.hasRate = true;
-            r.rateAt = word.at;
-            r.rate = fragmentAfter(word, "an expression");
-        } else if (word.is("impulse")) {
-            advance();
-            ImpulseDecl imp;
-            if (tok.kind != TokenKind::Name || tok.firstOnLine) {
-                report("expected an activity after 'impulse', found " + describe(tok));
-                ok = false;
-            } else {
-                imp.activity = {tok.text, tok.at};
-                imp.value = fragmentAfter(tok, "the impulse's value");
-                r.impulses.push_back(imp);
-            }
-        } else {
-            diag.error(word.at, "expected a clause (at, over, rate or impulse), found " +
-                                    describe(word));
-            ok = false;
-        }
-        if (!ok) {
-            if (!tok.firstOnLine)
-                skipToNextLine();
-            continue;
-        }
-        if (!tok.is("}"))
-            endOfStatement();
-    }
-    closeBlock("the reward '" + r.name.text + "'");
-    m.rewards.push_back(r);
 }

@@ -1,11 +1,14 @@
 #pragma once
 // Parser: reads a model file into its syntax tree. On an error it reports and
 // goes on at the next statement (or the next clause inside a block), so that
-// one run shows several errors.
+// one run shows several errors. The statements with blocks of their own are
+// parsed in parse/ (study, activity, reward); the rest in Parser.cpp.
 
 #include "Ast.h"
 #include "Diagnostics.h"
 #include "Lexer.h"
+
+#include <functional>
 
 class Parser {
 public:
@@ -14,6 +17,8 @@ public:
 
 private:
     class ProgressGuard;
+    // A token as messages name it ("'x'", "the end of the file", ...).
+    static std::string describe(const Token& t);
     void advance();
     bool atStatementStart() const;
     void skipToNextLine();
@@ -21,6 +26,7 @@ private:
     void skipBlock();
     void endOfStatement();
     void closeBlock(const std::string& what);
+    bool blockEntries(const std::string& closing, const std::function<bool()>& entry);
     bool expectPunct(const char* p, const std::string& context);
     bool expectName(Name& out, const std::string& what, bool sameLine = true);
     void report(const std::string& message);
@@ -38,6 +44,8 @@ private:
     void parseArcs(ClauseDecl& clause);
     void parseGroup(ModelFile& m);
     void parseReward(ModelFile& m);
+    bool parseRewardTimes(RewardDecl& r);
+    bool parseRangeRest(std::vector<Literal>& out, bool& isRange);
 
     Lexer lex;
     Diagnostics& diag;

@@ -10,9 +10,23 @@
 
 namespace {
 
+const char* const usageLine = "usage: gen-compile [-o <directory>] [--check] <model-file>\n";
+
 int usage() {
-    std::cerr << "usage: gen-compile [-o <directory>] [--check] <model-file>\n";
+    std::cerr << usageLine;
     return 1;
+}
+
+// --help: the usage and what each option does, on standard output.
+int help() {
+    std::cout << usageLine
+              << "Compiles a model file into the generated classes of its model.\n"
+                 "  -o <directory>  write the generated files into <directory> (default: the\n"
+                 "                  current directory; created when missing)\n"
+                 "  --check         only check the model file; write nothing\n"
+                 "  --help          print this text\n"
+                 "Exit status: 0 on success, 1 on any error.\n";
+    return 0;
 }
 
 } // namespace
@@ -22,7 +36,9 @@ int main(int argc, char** argv) {
     std::string model;
     bool checkOnly = false;
     for (int i = 1; i < argc; ++i) {
-        if (std::strcmp(argv[i], "-o") == 0) {
+        if (std::strcmp(argv[i], "--help") == 0) {
+            return help();
+        } else if (std::strcmp(argv[i], "-o") == 0) {
             if (++i >= argc)
                 return usage();
             output = argv[i];

@@ -14,7 +14,7 @@
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::string source(reinterpret_cast<const char*>(data), size);
     std::ostringstream errors;
-    const CompileResult result = compileSource(source, "fuzz.san", "/generated", errors);
+    const CompileResult result = compileSource(source, "fuzz.san", errors);
     // Exactly one of: files, or a report of at least one error.
     if (result.ok == result.files.empty() || result.ok == !errors.str().empty())
         std::abort();

@@ -1,7 +1,7 @@
 #include "ssg/DeterministicList.h"
 
 #include "base/Errors.h"
-#include "ssg/TextBuffer.h"
+#include "output/TextBuffer.h"
 
 #include <iostream>
 #include <new>

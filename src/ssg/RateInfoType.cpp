@@ -1,7 +1,7 @@
 #include "ssg/RateInfoType.h"
 
 #include "base/Errors.h"
-#include "ssg/TextBuffer.h"
+#include "output/TextBuffer.h"
 
 #include <cstring>
 #include <iostream>

@@ -3,7 +3,7 @@
 #include "base/Errors.h"
 #include "pv/PVModel.h"
 #include "pv/PerformanceVariableNode.h"
-#include "ssg/TextBuffer.h"
+#include "output/TextBuffer.h"
 
 #include <cstdlib>
 #include <iostream>

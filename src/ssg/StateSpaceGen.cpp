@@ -3,29 +3,21 @@
 #include "actions/BaseActionClass.h"
 #include "actions/BaseGroupClass.h"
 #include "base/CopyBytes.h"
-#include "base/Errors.h"
+#include "base/NewArray.h"
+#include "output/TextBuffer.h"
 #include "pv/PVModel.h"
-#include "pv/PerformanceVariableNode.h"
-#include "ssg/ArmHeader.h"
-#include "ssg/HybridHash.h"
-#include "ssg/ModelChecks.h"
 #include "ssg/Queue.h"
 #include "ssg/Reward.h"
-#include "ssg/TextBuffer.h"
+#include "store/HybridHash.h"
 #include "study/ResultsDB.h"
 #include "trace/TraceFileContainer.h"
 #include "trace/TraceFileVantorSSG.h"
 
-#include <charconv>
 #include <cmath>
 #include <cstdlib>
-#include <cstring>
-#include <filesystem>
 #include <iostream>
-#include <new>
 #include <string>
 #include <sys/resource.h>
-#include <vector>
 
 void (StateSpaceGen::*FindNext)(char* state) = nullptr;
 
@@ -38,25 +30,29 @@ constexpr unsigned long StatesPerBlock = 100000;
 constexpr unsigned long HashChunk = 5;
 constexpr unsigned long MaxStoreBlocks = 128;
 
+// Widths of the .arm header's placeholder line.
 constexpr int NormalHeaderBlanks = 63;
 constexpr int DeterministicHeaderBlanks = 8;
-constexpr std::size_t ArmBufferBytes = 1 << 20;
 
-// Distribution mask bits and the value that marks an unsupported type.
-constexpr int MaskTimedOrInstant = 1;
-constexpr int MaskDeterministic = 2;
-constexpr int MaskErlang = 4;
-constexpr int MaskUnsupported = 61440;
-
-[[noreturn]] void unsupportedTypes() {
-    std::cout << "Error:  Can not generate state space with Current Action"
-              << " Distribution Type" << std::endl;
+// The refusals of a model that cannot be explored, each ending the run (status 1).
+[[noreturn]] void refuse(const char* message) {
+    std::cout << message << std::endl;
     std::exit(1);
 }
 
-[[noreturn]] void writeFailed(const char* fileName) {
-    std::cerr << "Error: Could not write file " << fileName << std::endl;
+[[noreturn]] void noDelay(const BaseActionClass* action) {
+    std::cerr << "Error: deterministic action " << action->Name << " gives no delay" << std::endl;
     std::exit(1);
+}
+
+// The state size of `model`, whose rewards all count; a model without state
+// variables is refused.
+std::uint32_t checkedStateSize(PVModel* model) {
+    model->ConsiderOnly(nullptr, -1);
+    auto size = static_cast<std::uint32_t>(model->StateSize());
+    if (size == 0)
+        refuse("The model is empty, i.e., does not have any state variables.");
+    return size;
 }
 
 // Processor time of the process so far (user + system), in seconds.
@@ -69,168 +65,47 @@ double processorTime() {
            static_cast<double>(usage.ru_stime.tv_usec) / 1000000.0;
 }
 
-// Result files of an exploration that has not finished. A fatal error ends the
-// process with exit(1) wherever it arises (the state store, the zero-time limit,
-// a failed write, exhausted memory), so an exit handler removes them: a failed run
-// leaves no .var or .det that looks complete. The .arm needs no removal, its
-// blank count marks it unfinished until the very end.
-std::vector<std::string> unfinishedResults;
-
-void removeUnfinishedResults() {
-    for (const std::string& name : unfinishedResults)
-        std::remove(name.c_str());
-}
-
-// Called only once the file is open, so a name that was never ours (a folder, a
-// file the run could not open) is never removed.
-void markUnfinished(const char* name) {
-    static const bool registered = std::atexit(removeUnfinishedResults) == 0;
-    (void)registered;
-    unfinishedResults.emplace_back(name);
-}
-
-void markFinished() {
-    unfinishedResults.clear();
-}
-
-// True when the two names lead to one existing file. Files are compared by
-// identity (device and inode), so no spelling of a path (relative or absolute,
-// "./", "//", "..", a symbolic link) hides that two names are one file.
-bool sameFile(const char* first, const std::string& second) {
-    std::error_code error;
-    return std::filesystem::equivalent(first, second, error) && !error;
-}
-
-template <class T> std::unique_ptr<T[]> allocate(std::size_t count) {
-    T* array = new (std::nothrow) T[count > 0 ? count : 1]();
-    if (array == nullptr)
-        MemoryAllocationError();
-    return std::unique_ptr<T[]>(array);
-}
-
 } // namespace
 
-inline void StateSpaceGen::loadState(const char* state) {
-    if (MapUsable)
-        CellMap.restore(state);
-    else
-        Model->SetState(const_cast<char*>(state));
-}
+// The zero-time resolver's sink: a stable state is looked up, and stored and
+// numbered when new, and its rate added to the explored state's row.
+struct StateSpaceGen::Numbering {
+    StateSpaceGen& Gen; // not owned
+    bool TraceNew;      // trace the rate once more for a new state
 
-inline void StateSpaceGen::storeState(char* state) {
-    if (MapUsable)
-        CellMap.save(state);
-    else
-        Model->CurrentState(state);
-}
+    void reached(const char* state, double rate) {
+        long target = Gen.StateTable->FindOrInsert(state, Gen.NumStates + 1UL);
+        if (target < 0) {
+            if (TraceNew && Gen.traces(4))
+                Gen.Trace->printf(4, "The rate to this state: %f", rate);
+            Gen.newState(state, rate, nullptr, true);
+        } else {
+            Gen.RateMap.add(static_cast<std::uint32_t>(target), rate);
+        }
+    }
+};
 
 // ---- Set-up ----
 
 StateSpaceGen::StateSpaceGen(PVModel* model, const char* path, const char* name, short absorbFlag,
                              double hashValue, const char* dbHost, const char*, char* traceFileName)
-    : Model(model), ExperimentPath(path), ExperimentName(name), AbsorbFlag(absorbFlag),
-      TraceFileName(traceFileName), HashValue(hashValue) {
-    if (dbHost != nullptr)
-        Database = std::make_unique<ResultsDB>(dbHost, -1, nullptr, nullptr, nullptr);
-
-    Model->ConsiderOnly(nullptr, -1);
-    Model->listActions(&ActionList);
-    Actions = ActionList.getList();
-
-    StateSize = static_cast<std::uint32_t>(Model->StateSize());
-    if (StateSize == 0) {
-        std::cout << "The model is empty, i.e., does not have any state variables." << std::endl;
-        std::exit(1);
-    }
-
-    int numActions = Model->NumActions;
-    if (numActions > ActionList.getNumItems())
-        numActions = ActionList.getNumItems();
-    Model->listGroups(&GroupList);
-    Groups = GroupList.getList();
-
-    // Home slots by the mixed hash: models whose markings are small numbers give
-    // chunk sums that share few home slots, and their probe paths then run to
-    // dozens of entries per lookup.
-    StateTable = std::make_unique<HybridHash>(
-        Model, StateSize, FirstTableSize, StatesPerBlock, HashChunk, MaxStoreBlocks, HashValue,
-        HybridHash::HomeHash::Mixed, HybridHash::Equality::Bytes);
-    StateQueue = std::make_unique<Queue>(StateSize);
-
-    // Mistakes of the model's author are refused before anything is explored.
-    checkGroupIds(Actions, numActions, Groups, GroupList.getNumItems());
-    checkMarkingsBound(Actions, numActions);
-
-    // Classify the actions: count, then fill arrays of exactly those sizes.
-    for (int i = 0; i < numActions; ++i) {
-        BaseActionClass* action = Actions[i];
-        switch (action->DistributionType) {
-        case Instantaneous:
-            ++NumInstantActions;
-            DistributionMask |= MaskTimedOrInstant;
-            break;
-        case Exponential:
-            ++NumTimedActions;
-            DistributionMask |= MaskTimedOrInstant;
-            break;
-        case Deterministic:
-            ++NumTimedActions;
-            DistributionMask |= MaskDeterministic;
-            break;
-        case Erlang:
-            ++NumTimedActions;
-            ++NumPhaseActions;
-            DistributionMask |= MaskErlang;
-            break;
-        default:
-            ++NumTimedActions;
-            DistributionMask = MaskUnsupported;
-            break;
-        }
-    }
-    InstantActions = allocate<BaseActionClass*>(NumInstantActions);
-    TimedActions = allocate<BaseActionClass*>(NumTimedActions);
-    PhaseActions = allocate<BaseActionClass*>(NumPhaseActions);
-    std::uint32_t instant = 0, timed = 0, phase = 0;
-    for (int i = 0; i < numActions; ++i) {
-        BaseActionClass* action = Actions[i];
-        if (action->DistributionType == Instantaneous) {
-            InstantActions[instant++] = action;
-        } else {
-            TimedActions[timed++] = action;
-            if (action->DistributionType == Erlang)
-                PhaseActions[phase++] = action;
-        }
-    }
-
-    // Scratch buffers of the exploration, allocated once: the loop allocates nothing.
-    NextStateBuffer = allocate<char>(StateSize);
-    NextState = NextStateBuffer.get();
-    ExploredState = allocate<char>(StateSize);
-    RewardValues = 2 * static_cast<std::uint32_t>(Model->NumPVs);
-    for (Batch& batch : Batches) {
-        batch.states = allocate<char>(static_cast<std::size_t>(NumTimedActions) * StateSize);
-        batch.rates = allocate<double>(NumTimedActions);
-        batch.actions = allocate<BaseActionClass*>(NumTimedActions);
-        batch.keys = allocate<HybridHash::Key>(NumTimedActions);
-    }
-    BatchRewards = allocate<double>(static_cast<std::size_t>(NumTimedActions) * RewardValues);
-    std::size_t depths = MaxZeroTimeDepth + 1;
-    SavedStates = allocate<char>(depths * StateSize);
-    EnabledInstant = allocate<BaseActionClass*>(depths * NumInstantActions);
-
-    // States move in and out of the model through its cell map when it has one
-    // that does what its SetState and CurrentState do.
-    MapUsable = Model->GetStateMap(CellMap) && CellMap.agreesWith(Model, StateSize);
-    // Rewards are computed for new states only, from the state and the action
-    // that reached it. Erlang phases are not part of the state vector and
-    // change between a firing and the lookup of its target, so with phase
-    // actions the rewards are computed right after each firing, as the model's
-    // own FireAction does.
-    EagerRewards = NumPhaseActions > 0;
-
+    : Database(dbHost != nullptr
+                   ? std::make_unique<ResultsDB>(dbHost, -1, nullptr, nullptr, nullptr)
+                   : nullptr),
+      Model(model), HashValue(hashValue), StateSize(checkedStateSize(model)),
+      // Home slots by the mixed hash: models whose markings are small numbers
+      // give chunk sums that share few home slots, and their probe paths then
+      // run to dozens of entries per lookup.
+      StateTable(std::make_unique<HybridHash>(
+          Model, StateSize, FirstTableSize, StatesPerBlock, HashChunk, MaxStoreBlocks, HashValue,
+          HybridHash::HomeHash::Mixed, HybridHash::Equality::Bytes)),
+      StateQueue(std::make_unique<Queue>(StateSize)), Table(model), Fire(model, Table, StateSize),
+      Resolver(Fire, StateSize),
+      Ahead(*this, Table.numTimed(), StateSize, 2 * static_cast<std::uint32_t>(model->NumPVs)),
+      Files(path, name), ExperimentName(name), ExploredState(newArray<char>(StateSize)),
+      AbsorbFlag(absorbFlag), TraceFileName(traceFileName) {
     // Seed: the initial state is state 1.
-    std::unique_ptr<char[]> initial = allocate<char>(StateSize);
+    std::unique_ptr<char[]> initial = newArray<char>(StateSize);
     NumStates = 1;
     Model->CurrentState(initial.get());
     state_struct seed{initial.get(), 1};
@@ -245,7 +120,7 @@ StateSpaceGen::~StateSpaceGen() {
 
 void StateSpaceGen::InitializeTrace() {
     if (TraceFileName != nullptr)
-        refuseTraceOnResultFile();
+        Files.refuseTraceFile(TraceFileName);
     Trace = std::make_unique<TraceFileContainer>();
     Trace->setTraceLevel(TraceLevel);
     if (TraceFileName != nullptr)
@@ -255,30 +130,7 @@ void StateSpaceGen::InitializeTrace() {
     TraceOut->setTraceLevel(TraceLevel);
     Trace->AddTraceFile(TraceOut.get());
     Trace->addPVModel(Model);
-}
-
-void StateSpaceGen::refuseTraceOnResultFile() const {
-    // Writing the trace into a result file would truncate it and interleave the
-    // trace with its rows. A result file that exists now is compared with the
-    // trace file as it exists; when the trace file does not exist yet it is
-    // created empty (nothing is written), so that a result file that the run
-    // would create under another spelling of the same name is found as well.
-    std::error_code error;
-    bool existed = std::filesystem::exists(TraceFileName, error);
-    if (!existed)
-        std::ofstream(TraceFileName, std::ios::app).close();
-    std::string stem =
-        std::string(ExperimentPath ? ExperimentPath : "") + (ExperimentName ? ExperimentName : "");
-    for (const char* extension : {".arm", ".var", ".pvtype", ".det"}) {
-        std::string result = stem + extension;
-        if (sameFile(TraceFileName, result)) {
-            if (!existed) // the file created above, wherever a symbolic link put it
-                std::filesystem::remove(std::filesystem::canonical(TraceFileName, error), error);
-            std::cerr << "Error: the trace file " << TraceFileName << " is the result file "
-                      << result << "; choose another name (-t)" << std::endl;
-            std::exit(1);
-        }
-    }
+    Fire.setTrace(Trace.get(), &TraceLevel);
 }
 
 void StateSpaceGen::GenStateSpace() {
@@ -301,43 +153,36 @@ void StateSpaceGen::GenStateSpace() {
 }
 
 void StateSpaceGen::SetMethodPointers() {
-    std::string stem =
-        std::string(ExperimentPath ? ExperimentPath : "") + (ExperimentName ? ExperimentName : "");
-    std::string armName = stem + ".arm";
-    std::string varName = stem + ".var";
-    std::string pvTypeName = stem + ".pvtype";
-    Model->WritePVTypeFile(pvTypeName.c_str());
+    const char* armName = Files.armName().c_str();
+    const char* varName = Files.varName().c_str();
+    Model->WritePVTypeFile(Files.pvTypeName().c_str());
 
     if (Model->NumActions == 0) {
         FindNext = &StateSpaceGen::FindNextNormal;
-        GenStateSpaceNormal(armName.c_str(), varName.c_str());
+        GenStateSpaceNormal(armName, varName);
         return;
     }
-    switch (DistributionMask) {
-    case MaskTimedOrInstant:
-    case MaskErlang:
-    case MaskErlang | MaskTimedOrInstant:
+    switch (Table.distributionMask()) {
+    case ActionTable::MaskTimedOrInstant:
+    case ActionTable::MaskErlang:
+    case ActionTable::MaskErlang | ActionTable::MaskTimedOrInstant:
         // The model still holds the initial state.
-        for (std::uint32_t i = 0; i < NumInstantActions; ++i) {
-            if (InstantActions[i]->Enabled()) {
-                std::cout << "Error: The initial state is not stable, i.e., at least"
-                          << " one instantaneous action is enabled in that state." << std::endl;
-                std::exit(1);
-            }
+        for (std::uint32_t i = 0; i < Table.numInstant(); ++i) {
+            if (Table.instant()[i]->Enabled())
+                refuse("Error: The initial state is not stable, i.e., at least one "
+                       "instantaneous action is enabled in that state.");
         }
-        FindNext = NumInstantActions > 0 ? &StateSpaceGen::FindNextInstant
-                                         : &StateSpaceGen::FindNextNormal;
-        GenStateSpaceNormal(armName.c_str(), varName.c_str());
+        FindNext = Table.numInstant() > 0 ? &StateSpaceGen::FindNextInstant
+                                          : &StateSpaceGen::FindNextNormal;
+        GenStateSpaceNormal(armName, varName);
         break;
-    case MaskDeterministic:
-    case MaskDeterministic | MaskTimedOrInstant: {
-        std::string detName = stem + ".det";
+    case ActionTable::MaskDeterministic:
+    case ActionTable::MaskDeterministic | ActionTable::MaskTimedOrInstant:
         FindNext = &StateSpaceGen::FindNextDeterministic;
-        GenStateSpaceDeterministic(armName.c_str(), varName.c_str(), detName.c_str());
+        GenStateSpaceDeterministic(armName, varName, Files.detName().c_str());
         break;
-    }
     default:
-        unsupportedTypes();
+        refuse("Error:  Can not generate state space with Current Action Distribution Type");
     }
 }
 
@@ -345,32 +190,18 @@ void StateSpaceGen::SetMethodPointers() {
 
 void StateSpaceGen::beginExploration(const char* armName, const char* varName,
                                      const char* openMessage, int blanks) {
-    ArmName = armName;
-    ArmFile.open(armName, std::ios::out | std::ios::trunc | std::ios::binary);
-    if (!ArmFile) {
-        std::cerr << openMessage << std::endl;
-        std::exit(1);
-    }
+    Rows = &Files.openArm(armName, openMessage);
     std::cout.setf(std::ios::scientific, std::ios::floatfield);
-    // The rows and the reward records are formatted and written on the writer
-    // thread while the exploration goes on.
-    ArmOut = std::make_unique<TextBuffer>(ArmFile, ArmName, ArmBufferBytes, true);
-
     RewardOut = std::make_unique<Reward>(Model, OutputFormat, varName, true);
-    markUnfinished(varName);
-    Model->FireAction(NextState, &Model->NoActionFiredYet);
+    RunFiles::markUnfinished(varName);
+    Model->FireAction(Fire.target(), &Model->NoActionFiredYet);
     RewardOut->Calculate(NumStates);
-
-    // Placeholder header: the output type, then a blank line wide enough for the
-    // count written over it at the end. Until then no reader can take the file
-    // for complete.
-    ArmHeaderBlanks = blanks;
-    ArmOut->text(ArmHeader::placeholder(OutputFormat, blanks).c_str());
+    Files.writeArmPlaceholder(OutputFormat, blanks);
     ExploredStates = 0;
 }
 
 void StateSpaceGen::writeRow() {
-    ArmOut->rateRow(RateMap.entries(), RateMap.size());
+    Rows->rateRow(RateMap.entries(), RateMap.size());
     RateMap.clear();
 }
 
@@ -378,42 +209,10 @@ void StateSpaceGen::finishExploration() {
     StateTable->ReleaseIndex();
     // Every other file is complete before the .arm header gets its count: a
     // failed write anywhere leaves the header's blank placeholder in place.
-    ArmOut->flush(); // ends the run itself when the write fails
-    ArmOut.reset();
-    ArmFile.flush();
-    if (!ArmFile)
-        writeFailed(ArmName);
+    Rows = nullptr;
+    Files.flushArm();
     RewardOut->close();
     RewardOut.reset();
-}
-
-void StateSpaceGen::closeArm() {
-    // The header over the placeholder: the output type and the count, each on
-    // its line; the rest of the blank line stays as line 3. A count too long for
-    // the placeholder (8 digits on the deterministic path) moves the rows back
-    // so that line 3 stays.
-    if (ArmHeader::fitsInPlace(OutputFormat, ExploredStates, ArmHeaderBlanks)) {
-        std::string header = ArmHeader::headerLines(OutputFormat, ExploredStates);
-        ArmFile.seekp(0);
-        ArmFile.write(header.data(), static_cast<std::streamsize>(header.size()));
-        ArmFile.flush();
-        if (!ArmFile)
-            writeFailed(ArmName);
-        ArmFile.close();
-        if (!ArmFile)
-            writeFailed(ArmName);
-    } else {
-        ArmFile.close();
-        if (!ArmFile)
-            writeFailed(ArmName);
-        std::fstream file(ArmName, std::ios::in | std::ios::out | std::ios::binary);
-        if (!file || !ArmHeader::complete(file, OutputFormat, ExploredStates, ArmHeaderBlanks))
-            writeFailed(ArmName);
-        file.close();
-        if (!file)
-            writeFailed(ArmName);
-    }
-    markFinished(); // every result file of the run is complete
 }
 
 // ---- Stable-state exploration ----
@@ -424,9 +223,9 @@ void StateSpaceGen::GenStateSpaceNormal(const char* armName, const char* varName
 
     // With the trace off and the rewards taken per new state, the successors of
     // the next states are fired before the present state's lookups, so that
-    // the lookups' waits for memory overlap (see explorePipelined).
-    if (FindNext == &StateSpaceGen::FindNextNormal && !traces(1) && !EagerRewards) {
-        explorePipelined();
+    // the lookups' waits for memory overlap (see LookAhead).
+    if (FindNext == &StateSpaceGen::FindNextNormal && !traces(1) && !Fire.eagerRewards()) {
+        Ahead.explore();
     } else {
         for (std::uint32_t number = firstToExplore(); number != 0; number = nextToExplore()) {
             if (traces(1))
@@ -436,7 +235,7 @@ void StateSpaceGen::GenStateSpaceNormal(const char* armName, const char* varName
         }
     }
     finishExploration();
-    closeArm();
+    Files.completeArm(OutputFormat, ExploredStates);
 }
 
 std::uint32_t StateSpaceGen::firstToExplore() {
@@ -458,7 +257,7 @@ std::uint32_t StateSpaceGen::nextToExplore() {
 }
 
 void StateSpaceGen::endRow(bool reloadForReport) {
-    ArmOut->line(CurrentStateNumber);
+    Rows->line(CurrentStateNumber);
     if (CurrentStateNumber % 1000 == 0)
         std::cout << "_$" << CurrentStateNumber << "$" << std::endl;
     if (AbsorbFlag == 1 && RateMap.empty()) {
@@ -467,286 +266,71 @@ void StateSpaceGen::endRow(bool reloadForReport) {
         std::cout << "absorbing state" << std::endl;
         if (Trace) {
             if (reloadForReport)
-                loadState(StateTable->StoredState(CurrentStateNumber));
+                Fire.load(StateTable->StoredState(CurrentStateNumber));
             Trace->printState();
         }
     }
     writeRow();
 }
 
-void StateSpaceGen::FindNextNormal(char* state) {
+void StateSpaceGen::loadExplored(const char* state) {
     // A copy, which an Erlang phase advance may write to: the stored vector
-    // stays as it was numbered.
+    // stays as it was numbered. The firings put the model back from it.
     copyBytes(ExploredState.get(), state, StateSize);
-    loadState(ExploredState.get());
+    Fire.load(ExploredState.get());
+}
+
+void StateSpaceGen::FindNextNormal(char* state) {
+    loadExplored(state);
     if (!traces(4)) {
-        Batch& batch = Batches[0];
-        fireBatch(batch, ExploredState.get());
-        prefetchStored(batch);
-        if (lookUpBatch(batch))
-            loadState(ExploredState.get());
+        if (Ahead.expand(ExploredState.get()))
+            Fire.load(ExploredState.get());
         return;
     }
-    for (std::uint32_t i = 0; i < NumTimedActions; ++i) {
-        BaseActionClass* action = TimedActions[i];
+    for (std::uint32_t i = 0; i < Table.numTimed(); ++i) {
+        BaseActionClass* action = Table.timed()[i];
         Trace->printf(4, "Checking Action: %s", action->Name);
         if (!action->Enabled())
             continue;
         FireAction(action, ExploredState.get());
-        Trace->printf(4, "The rate to this state: %f", Rate);
+        Trace->printf(4, "The rate to this state: %f", Fire.rate());
         // The lookup has no effect on a rate that is dropped, so it is made only
         // for the rates that count.
-        if (Rate > 0) {
-            long target = StateTable->Lookup(NextState);
+        if (Fire.rate() > 0) {
+            long target = StateTable->Lookup(Fire.target());
             if (target < 0)
-                SaveStableState(Rate, target);
+                SaveStableState(Fire.rate(), target);
             else
-                RateMap.add(static_cast<std::uint32_t>(target), Rate);
+                RateMap.add(static_cast<std::uint32_t>(target), Fire.rate());
         }
-        loadState(ExploredState.get());
-    }
-}
-
-// Each lookup waits for its index entry, and then for the stored vector it
-// compares, to come from memory. Firing every enabled action first, and asking
-// for each successor's entry as soon as it is known, lets those waits overlap
-// with the firings and with each other. The outcome is that of firing and
-// looking up action by action: the lookups run in firing order, so a new state
-// gets the same number and is found by the later lookups of the same batch;
-// its reward record holds the values of the firing that reached it (computed
-// for the new state from its vector and that action, or, with eager rewards,
-// captured right after the firing); and a lookup reads nothing that a later
-// firing changes.
-void StateSpaceGen::fireBatch(Batch& batch, const char* explored) {
-    std::uint32_t count = 0;
-    for (std::uint32_t i = 0; i < NumTimedActions; ++i) {
-        BaseActionClass* action = TimedActions[i];
-        if (!action->Enabled())
-            continue;
-        NextState = batch.states.get() + static_cast<std::size_t>(count) * StateSize;
-        if (EagerRewards) {
-            FireAction(action, const_cast<char*>(explored));
-            loadState(explored);
-        } else {
-            // FireAction without phases (there are none) and without rewards;
-            // the target is taken and the explored state put back in one pass.
-            if (traces(1))
-                Trace->printFireAction(action, 0.0);
-            double rate = action->Rate();
-            Rate = Groups[action->GroupID]->Probability(action) * rate;
-            action->Fire();
-            Model->LastAction = action;
-            LastFired = action;
-            if (MapUsable) {
-                CellMap.saveAndRestore(NextState, explored);
-            } else {
-                Model->CurrentState(NextState);
-                Model->SetState(const_cast<char*>(explored));
-            }
-        }
-        if (Rate > 0) {
-            batch.rates[count] = Rate;
-            batch.actions[count] = LastFired;
-            if (EagerRewards)
-                RewardOut->Capture(BatchRewards.get() +
-                                   static_cast<std::size_t>(count) * RewardValues);
-            ++count;
-        }
-    }
-    batch.count = count;
-    // The successors are hashed once all are written: a word of a vector read
-    // right after the copy wrote it in other pieces (its overlapping moves)
-    // waits until those writes reach the cache, a wait per successor that
-    // the later reads do not have.
-    for (std::uint32_t k = 0; k < count; ++k)
-        batch.keys[k] =
-            StateTable->Prefetch(batch.states.get() + static_cast<std::size_t>(k) * StateSize);
-    NextState = NextStateBuffer.get();
-}
-
-void StateSpaceGen::prefetchStored(const Batch& batch) const {
-    for (std::uint32_t k = 0; k < batch.count; ++k)
-        StateTable->PrefetchStored(batch.keys[k]);
-}
-
-bool StateSpaceGen::lookUpBatch(const Batch& batch) {
-    bool moved = false;
-    for (std::uint32_t k = 0; k < batch.count; ++k) {
-        const char* successor = batch.states.get() + static_cast<std::size_t>(k) * StateSize;
-        long target = StateTable->FindOrInsert(successor, batch.keys[k], NumStates + 1UL);
-        if (target >= 0) {
-            RateMap.add(static_cast<std::uint32_t>(target), batch.rates[k]);
-        } else if (EagerRewards) {
-            newState(successor, batch.rates[k],
-                     BatchRewards.get() + static_cast<std::size_t>(k) * RewardValues, true);
-        } else {
-            loadState(successor);
-            moved = true;
-            LastFired = batch.actions[k];
-            newState(successor, batch.rates[k], nullptr, true);
-        }
-    }
-    return moved;
-}
-
-// Three states in flight. The lookups of a state wait for two fetches from
-// memory, one after the other: its index entry, then the stored vector that the
-// entry names. So the states after it are fired ahead: the successors of the
-// state two ahead are fired and their index entries asked for, and the entries
-// of the state one ahead, which have had a state's time to arrive, are read to
-// ask for the vectors they name; then the present state's lookups find both
-// there. A state can be fired only once it is numbered; its vector lies in the
-// store, where it stays, so it is not copied. The model is loaded from each
-// explored state before its firings, and from nothing else in between, so
-// what the lookups load for new states' rewards disturbs no firing.
-void StateSpaceGen::explorePipelined() {
-    constexpr std::uint32_t InFlight = sizeof Batches / sizeof Batches[0];
-    std::uint32_t fired = 0;   // the last state whose successors are fired
-    std::uint32_t fetched = 0; // the last state whose stored vectors are asked for
-    auto fire = [this, &fired] {
-        ++fired;
-        const char* explored = StateTable->StoredState(fired);
-        loadState(explored);
-        fireBatch(Batches[fired % InFlight], explored);
-    };
-    for (std::uint32_t number = firstToExplore(); number != 0; number = nextToExplore()) {
-        while (fired < number + InFlight - 1 && fired < NumStates)
-            fire();
-        while (fetched < number + 1 && fetched < fired)
-            prefetchStored(Batches[++fetched % InFlight]);
-        lookUpBatch(Batches[number % InFlight]);
-        endRow(true);
+        Fire.load(ExploredState.get());
     }
 }
 
 void StateSpaceGen::FindNextInstant(char* state) {
-    copyBytes(ExploredState.get(), state, StateSize);
-    loadState(ExploredState.get());
-    for (std::uint32_t i = 0; i < NumTimedActions; ++i) {
-        BaseActionClass* action = TimedActions[i];
+    loadExplored(state);
+    for (std::uint32_t i = 0; i < Table.numTimed(); ++i) {
+        BaseActionClass* action = Table.timed()[i];
         if (traces(4))
             Trace->printf(4, "Checking Action: %s", action->Name);
         // Enabled() only reads the marking: a disabled action leaves the model
         // as loaded, so only a firing needs the reload.
         if (!action->Enabled())
             continue;
-        if (FireAction(action, ExploredState.get())) {
-            ZeroTimeDepth = 0;
+        if (FireAction(action, ExploredState.get()))
             FireInstant(1.0);
-        }
-        loadState(ExploredState.get());
+        Fire.load(ExploredState.get());
     }
 }
 
 bool StateSpaceGen::FireAction(BaseActionClass* action, char* state) {
-    if (traces(1))
-        Trace->printFireAction(action, 0.0);
-    BaseGroupClass* group = Groups[action->GroupID];
-    if (action->DistributionType == Erlang && !action->ReadyToFire()) {
-        // Not at its last phase: the firing only advances the phase counters.
-        Model->AgeAction(state, action);
-        LastFired = &Model->NoActionFiredYet;
-        if (group->NumMembers < 1) {
-            action->Age();
-            Rate = action->Rate();
-        } else {
-            for (int m = 0; m < group->NumMembers; ++m)
-                group->Members[m]->Age();
-            Rate = action->Rate() / group->NumMembers;
-        }
-        storeState(NextState);
-        return true;
-    }
-    double rate = action->Rate();
-    Rate = group->Probability(action) * rate;
-    fireModel(action);
-    for (std::uint32_t i = 0; i < NumPhaseActions; ++i) {
-        if (!PhaseActions[i]->Enabled())
-            PhaseActions[i]->ResetPhase();
-    }
-    // Phases are not part of the state vector and Enabled() only reads the
-    // marking, so the state that the model's FireAction wrote is still current:
-    // writing it into NextState once more would change nothing.
+    Fire.fireAction(action, state);
     return true;
 }
 
-void StateSpaceGen::zeroTimeLimit(const char* firstLine, const char* lastLine) const {
-    std::cerr << firstLine << "(" << MaxZeroTimeDepth << lastLine << std::endl
-              << "Please check the model and try again" << std::endl;
-    std::exit(1);
-}
-
 void StateSpaceGen::FireInstant(double probability) {
-    if (ZeroTimeDepth > MaxZeroTimeDepth)
-        zeroTimeLimit("Error:  Maximum number of zero time transition recursive firings exceeded",
-                      ")\nPossible undetermined model.");
-    // The model holds the state that it last wrote into NextState; writing it
-    // out and loading it back would leave it unchanged, so that round trip is
-    // not made.
-    BaseActionClass** enabled =
-        EnabledInstant.get() + static_cast<std::size_t>(ZeroTimeDepth) * NumInstantActions;
-    std::uint32_t numEnabled = 0;
-    for (std::uint32_t i = 0; i < NumInstantActions; ++i) {
-        if (InstantActions[i]->Enabled())
-            enabled[numEnabled++] = InstantActions[i];
-    }
-
-    if (numEnabled == 0) {
-        double rate = probability * Rate;
-        if (traces(4))
-            Trace->printf(4, "The rate to this state: %f", rate);
-        if (rate > 0) {
-            long target = StateTable->FindOrInsert(NextState, NumStates + 1UL);
-            if (target < 0) {
-                // SaveStableState for a state that the store already holds.
-                if (traces(4))
-                    Trace->printf(4, "The rate to this state: %f", rate);
-                newState(NextState, rate, nullptr, true);
-            } else {
-                RateMap.add(static_cast<std::uint32_t>(target), rate);
-            }
-        }
-        return;
-    }
-
-    if (numEnabled == 1) {
-        if (traces(1))
-            Trace->printFireAction(enabled[0], 0.0);
-        fireModel(enabled[0]);
-        ++ZeroTimeDepth;
-        FireInstant(probability);
-        --ZeroTimeDepth;
-        return;
-    }
-
-    int maxRank = 0;
-    for (std::uint32_t i = 0; i < numEnabled; ++i) {
-        int rank = enabled[i]->Rank();
-        if (rank > maxRank)
-            maxRank = rank;
-    }
-    // Keep the actions of the highest rank, in order, in the front of the list.
-    std::uint32_t numSelected = 0;
-    double total = 0.0;
-    for (std::uint32_t i = 0; i < numEnabled; ++i) {
-        if (enabled[i]->Rank() == maxRank) {
-            enabled[numSelected++] = enabled[i];
-            total += enabled[i]->Weight();
-        }
-    }
-    char* saved = SavedStates.get() + static_cast<std::size_t>(ZeroTimeDepth) * StateSize;
-    storeState(saved);
-    for (std::uint32_t i = 0; i < numSelected; ++i) {
-        BaseActionClass* action = enabled[i];
-        double share = action->Weight() / total;
-        if (traces(1))
-            Trace->printFireAction(action, 0.0);
-        fireModel(action);
-        ++ZeroTimeDepth;
-        FireInstant(share * probability);
-        --ZeroTimeDepth;
-        loadState(saved);
-    }
+    Numbering sink{*this, true};
+    Resolver.resolve<StableStates>(probability, sink);
 }
 
 void StateSpaceGen::SaveStableState(double rate, long stateNumber) {
@@ -757,7 +341,7 @@ void StateSpaceGen::SaveStableState(double rate, long stateNumber) {
     if (stateNumber >= 0)
         RateMap.add(static_cast<std::uint32_t>(stateNumber), rate);
     else
-        newState(NextState, rate);
+        newState(Fire.target(), rate);
 }
 
 void StateSpaceGen::newState(const char* state, double rate, const double* rewards, bool stored) {
@@ -772,38 +356,17 @@ void StateSpaceGen::newState(const char* state, double rate, const double* rewar
         RewardOut->Write(NumStates, rewards);
         return;
     }
-    // The model holds the new state, reached by LastFired.
-    if (!EagerRewards)
-        computeRewards(LastFired);
+    // The model holds the new state, reached by the firing's last action.
+    if (!Fire.eagerRewards())
+        Fire.computeRewards(Fire.lastFired());
     RewardOut->Calculate(NumStates);
-}
-
-void StateSpaceGen::computeRewards(BaseActionClass* action) {
-    for (PerformanceVariableNode* node : Model->ConsideredPVs)
-        node->CurrentReward(action);
-}
-
-void StateSpaceGen::fireModel(BaseActionClass* action) {
-    // The model's FireAction, with the rewards left to the new states (unless
-    // they are eager) and the state written through the cell map.
-    action->Fire();
-    Model->LastAction = action;
-    LastFired = action;
-    if (EagerRewards)
-        computeRewards(action);
-    storeState(NextState);
 }
 
 // ---- Exploration with deterministic actions ----
 
 void StateSpaceGen::GenStateSpaceDeterministic(const char* armName, const char* varName,
                                                const char* detName) {
-    std::ofstream detFile(detName, std::ios::out | std::ios::trunc | std::ios::binary);
-    if (!detFile) {
-        std::cerr << "Error: Could not open det file " << std::endl;
-        std::exit(1);
-    }
-    markUnfinished(detName);
+    std::ofstream& detFile = Files.openDet(detName);
     detFile.setf(std::ios::scientific, std::ios::floatfield);
     detFile.precision(10);
     beginExploration(armName, varName, "Error: Could not open binary file dude",
@@ -813,7 +376,7 @@ void StateSpaceGen::GenStateSpaceDeterministic(const char* armName, const char* 
         if (traces(1))
             Trace->printf(1, "State Number = %d", static_cast<int>(CurrentStateNumber));
         FindNextDeterministic(const_cast<char*>(StateTable->StoredState(number)));
-        ArmOut->line(CurrentStateNumber);
+        Rows->line(CurrentStateNumber);
         if (CurrentStateNumber % 1000 == 0)
             std::cout << "_$" << CurrentStateNumber << "$" << std::endl;
         if (AbsorbFlag == 1 && RateMap.empty()) {
@@ -826,116 +389,46 @@ void StateSpaceGen::GenStateSpaceDeterministic(const char* armName, const char* 
     finishExploration();
     OutputFileType type = (OutputFormat == 2 || OutputFormat == 4 || OutputFormat == 6) ? 1 : 0;
     DetList.writeEnablingStates(detFile, type);
-    detFile.flush();
-    if (!detFile)
-        writeFailed(detName);
-    detFile.close();
-    if (!detFile)
-        writeFailed(detName);
-    closeArm();
+    Files.closeDet();
+    Files.completeArm(OutputFormat, ExploredStates);
 }
 
 void StateSpaceGen::FindNextDeterministic(char* state) {
-    copyBytes(ExploredState.get(), state, StateSize);
-    loadState(ExploredState.get());
+    loadExplored(state);
     // The model is reloaded before each action only when a firing changed it:
     // Enabled() only reads the marking.
     bool changed = false;
-    for (std::uint32_t i = 0; i < NumTimedActions; ++i) {
-        BaseActionClass* action = TimedActions[i];
+    for (std::uint32_t i = 0; i < Table.numTimed(); ++i) {
+        BaseActionClass* action = Table.timed()[i];
         if (changed) {
-            loadState(ExploredState.get());
+            Fire.load(ExploredState.get());
             changed = false;
         }
         if (!action->Enabled())
             continue;
-        double share = Groups[action->GroupID]->Probability(action);
+        double share = Table.groupOf(action)->Probability(action);
         if (traces(1))
             Trace->printf(1, "Enabled: %s", action->Name);
         if (action->DistributionType != Deterministic) {
-            Rate = action->Rate() * share;
+            Fire.setRate(action->Rate() * share);
         } else {
-            Rate = -share;
+            Fire.setRate(-share);
             // The explored state is stored under the number it was queued with,
             // so its lookup would give CurrentStateNumber.
             double* parameters = action->ReturnDistributionParameters();
-            if (parameters == nullptr) {
-                std::cerr << "Error: deterministic action " << action->Name << " gives no delay"
-                          << std::endl;
-                std::exit(1);
-            }
+            if (parameters == nullptr)
+                noDelay(action);
             DetList.insertEnablingState(static_cast<int>(CurrentStateNumber), parameters[0]);
         }
         if (traces(1))
             Trace->printFireAction(action, 0.0);
-        fireModel(action);
+        Fire.fire(action);
         changed = true;
-        ZeroTimeDepth = 0;
         FireInstantDet(1.0);
     }
 }
 
 void StateSpaceGen::FireInstantDet(double probability) {
-    if (ZeroTimeDepth > MaxZeroTimeDepth)
-        zeroTimeLimit("Error:  Maximum number of zero time transition firings exceeded",
-                      ")\nPossible undetermined model");
-    BaseActionClass** enabled =
-        EnabledInstant.get() + static_cast<std::size_t>(ZeroTimeDepth) * NumInstantActions;
-    std::uint32_t numEnabled = 0;
-    for (std::uint32_t i = 0; i < NumInstantActions; ++i) {
-        if (InstantActions[i]->Enabled())
-            enabled[numEnabled++] = InstantActions[i];
-    }
-
-    if (numEnabled == 0) {
-        double rate = probability * Rate;
-        if (traces(4))
-            Trace->printf(4, "The rate to this state: %f", rate);
-        // Negative values are the deterministic transitions: only 0 is dropped.
-        if (rate != 0) {
-            long target = StateTable->FindOrInsert(NextState, NumStates + 1UL);
-            if (target < 0)
-                newState(NextState, rate, nullptr, true);
-            else
-                RateMap.add(static_cast<std::uint32_t>(target), rate);
-        }
-        return;
-    }
-
-    if (numEnabled == 1) {
-        BaseActionClass* action = enabled[0];
-        double share = Groups[action->GroupID]->Probability(action);
-        if (traces(1))
-            Trace->printFireAction(action, 0.0);
-        fireModel(action);
-        ++ZeroTimeDepth;
-        FireInstantDet(share * probability);
-        --ZeroTimeDepth;
-        return;
-    }
-
-    int maxRank = 0;
-    for (std::uint32_t i = 0; i < numEnabled; ++i) {
-        int rank = enabled[i]->Rank();
-        if (rank > maxRank)
-            maxRank = rank;
-    }
-    std::uint32_t numSelected = 0;
-    for (std::uint32_t i = 0; i < numEnabled; ++i) {
-        if (enabled[i]->Rank() == maxRank)
-            enabled[numSelected++] = enabled[i];
-    }
-    char* saved = SavedStates.get() + static_cast<std::size_t>(ZeroTimeDepth) * StateSize;
-    storeState(saved);
-    for (std::uint32_t i = 0; i < numSelected; ++i) {
-        BaseActionClass* action = enabled[i];
-        double share = Groups[action->GroupID]->Probability(action);
-        if (traces(1))
-            Trace->printFireAction(action, 0.0);
-        fireModel(action);
-        ++ZeroTimeDepth;
-        FireInstantDet(share * probability);
-        --ZeroTimeDepth;
-        loadState(saved);
-    }
+    Numbering sink{*this, false};
+    Resolver.resolve<DeterministicStates>(probability, sink);
 }

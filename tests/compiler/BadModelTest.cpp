@@ -20,7 +20,7 @@ struct BadModel {
 // The "bad.san:L:C: error: M" lines of the compiler's report, as "L:C: M".
 std::vector<std::string> errorsOf(const std::string& source, std::string* report = nullptr) {
     std::ostringstream out;
-    CompileResult r = compileSource(source, "bad.san", "/nonexistent", out);
+    CompileResult r = compileSource(source, "bad.san", out);
     EXPECT_FALSE(r.ok);
     EXPECT_TRUE(r.files.empty());
     std::vector<std::string> lines;

@@ -7,8 +7,8 @@
 #include "base/Errors.h"
 #include "base/List.h"
 #include "ssg/DeterministicList.h"
-#include "ssg/HybridHash.h"
 #include "ssg/Queue.h"
+#include "store/HybridHash.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "ssg/HybridHash.h"
+#include "store/HybridHash.h"
 
 #include "ssg/TestModel.h"
 

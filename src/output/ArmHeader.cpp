@@ -1,4 +1,4 @@
-#include "ssg/ArmHeader.h"
+#include "output/ArmHeader.h"
 
 #include <algorithm>
 #include <charconv>
@@ -49,9 +49,9 @@ bool complete(std::iostream& file, short type, std::uint64_t count, int blanks) 
         std::vector<char> chunk(MoveChunk);
         std::streamoff position = length;
         while (position > static_cast<std::streamoff>(reserved)) {
-            std::streamoff size = std::min<std::streamoff>(
-                static_cast<std::streamoff>(MoveChunk),
-                position - static_cast<std::streamoff>(reserved));
+            std::streamoff size =
+                std::min<std::streamoff>(static_cast<std::streamoff>(MoveChunk),
+                                         position - static_cast<std::streamoff>(reserved));
             position -= size;
             file.seekg(position);
             file.read(chunk.data(), size);

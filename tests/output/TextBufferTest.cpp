@@ -1,4 +1,4 @@
-#include "ssg/TextBuffer.h"
+#include "output/TextBuffer.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "ssg/ModelChecks.h"
+#include "firing/ModelChecks.h"
 
 #include "actions/Activity.h"
 #include "actions/BaseGroupClass.h"
@@ -77,14 +77,13 @@ void checkGroupIds(BaseActionClass* const* actions, int numActions, BaseGroupCla
         int id = action->GroupID;
         if (id < 0 || id >= numGroups) {
             std::cerr << "Error: action " << action->Name << " of model " << modelName(action)
-                      << " names group " << id << ", but the model has " << numGroups
-                      << " groups" << std::endl;
+                      << " names group " << id << ", but the model has " << numGroups << " groups"
+                      << std::endl;
             std::exit(1);
         }
         if (!holds(groups[id], action)) {
             std::cerr << "Error: action " << action->Name << " of model " << modelName(action)
-                      << " names group " << id << ", but group " << id << " ("
-                      << groups[id]->Name
+                      << " names group " << id << ", but group " << id << " (" << groups[id]->Name
                       << ") does not hold it: a group id is the position of the action's group "
                          "in the model's group list"
                       << std::endl;
@@ -147,8 +146,8 @@ void checkMarkingsBound(BaseActionClass* const* actions, int numActions) {
         if (bound.empty())
             continue;
         for (Activity* activity : activities) {
-            bool connected = activity->EnablingSVs.getNumItems() > 0 ||
-                             activity->AffectedSVs.getNumItems() > 0;
+            bool connected =
+                activity->EnablingSVs.getNumItems() > 0 || activity->AffectedSVs.getNumItems() > 0;
             // Pointers to the elements of a structured variable may be kept in an
             // array outside the activity object, where they cannot be attributed:
             // such an activity is not judged.

@@ -9,11 +9,18 @@
 // them), a growing index is rebuilt from the stored vectors in the old one's
 // place (emptied, and extended in address space reserved for it) or after the
 // old one is released, so the two are never in memory together.
+//
+// The pieces: StateHash (the hash and byte equality), VectorBlocks (the blocks
+// of vectors), ReservedSpace (the room the index grows in); this class is the
+// index over them: probing, and growth through a table of prime sizes.
+
+#include "store/ReservedSpace.h"
+#include "store/StateHash.h"
+#include "store/VectorBlocks.h"
 
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <thread>
 
 class PVModel;
 
@@ -99,8 +106,8 @@ public:
     const char* StoredState(unsigned long number) const;
     std::uint32_t getTableSize() const { return TableSize; }
     unsigned getPrimeIndex() const { return PrimeIndex; }
-    unsigned getLastBlock() const { return LastBlock; }
-    unsigned getMaxBlocks() const { return MaxBlocks; }
+    unsigned getLastBlock() const { return Vectors.lastBlock(); }
+    unsigned getMaxBlocks() const { return Vectors.maxBlocks(); }
     // Index entry at `slot`: 0 when empty, else the number stored there.
     std::uint32_t getEntry(std::uint32_t slot) const { return entryNumber(slot); }
 
@@ -132,16 +139,6 @@ private:
         std::memcpy(entry, &number, sizeof number);
         std::memcpy(entry + sizeof number, &tag, sizeof tag);
     }
-    // Block `block`, new, of zeroed vectors (null when it cannot be allocated),
-    // its size in bytes, and its release. A large block comes with its pages
-    // already in memory: it was mapped ahead and its pages were faulted in on
-    // a helper thread while the block before filled (see mapBlock).
-    char* mapBlock(std::uint32_t block);
-    char* mapFreshBlock();
-    // Maps the next block ahead and has its pages faulted in.
-    void prepareSpare();
-    std::size_t blockBytes() const;
-    void unmapBlock(char* block) const;
     // The bytes of an index of `size` entries: two bytes of room after the last
     // entry let every entry be read as one word.
     static std::size_t indexBytes(std::uint64_t size) {
@@ -149,13 +146,12 @@ private:
     }
     // An index of `size` entries, all empty (null when it cannot be allocated).
     static unsigned char* newIndex(std::uint32_t size);
-    // The address space that the index grows in while the numbers are
-    // contiguous: reserved ahead of need, then made usable from its start as
-    // the index grows, so that a grown index reuses the pages of the one
-    // before (emptied in place) and only its new part costs fresh pages. False
-    // when no space could be reserved, or it is too small for `size` entries.
+    // Reserves the space that the index grows in while the numbers are
+    // contiguous: room for some growths past `size` entries. False when none
+    // could be had.
     bool reserveSpace(std::uint32_t size);
-    bool commitSpace(std::uint32_t size);
+    // Makes `size` entries of the space usable; false when it is too small.
+    bool commitSpace(std::uint32_t size) { return Space.commit(indexBytes(size)); }
     // An empty index of `size` entries at the start of a new space (null when
     // none could be had).
     unsigned char* indexInNewSpace(std::uint32_t size);
@@ -165,20 +161,8 @@ private:
     // Releases an index, whether in the space or allocated.
     void releaseIndex(unsigned char* table);
 
-    std::uint32_t home(const char* state, std::uint32_t fingerprint, std::uint32_t tableSize);
     Key keyOf(const char* state);
     long findOrInsert(const char* state, const Key& key, unsigned long number);
-    static std::uint64_t load64(const char* bytes);
-    static std::uint32_t load32(const char* bytes);
-    static std::uint64_t mixWord(std::uint64_t h, std::uint64_t word);
-    // The mixed hash: a multiply-xorshift mix of every byte.
-    std::uint64_t mixedHash(const char* state) const;
-    std::uint32_t chunkHash(const char* state, std::uint32_t tableSize);
-    static std::uint32_t scaled(std::uint32_t fingerprint, std::uint32_t tableSize) {
-        return static_cast<std::uint32_t>((static_cast<std::uint64_t>(fingerprint) * tableSize) >>
-                                          32);
-    }
-    bool chunked() const { return Home == HomeHash::Chunks && StateSize > ChunkLength; }
     // The search shared by Lookup and FindOrInsert: the number of an equal
     // stored state, or 0 with `slot` at the empty (or cleared damaged) entry
     // that ended the search.
@@ -196,49 +180,20 @@ private:
     // number order, or from the entries of the old index in slot order.
     void rebuildFromVectors();
     void moveEntries(const unsigned char* old, std::uint32_t oldSize);
-    // The block of `number`.
-    std::uint32_t blockOf(std::uint32_t number) const {
-        if (BlockSize == 1)
-            return number;
-        return static_cast<std::uint32_t>(
-            (static_cast<unsigned __int128>(BlockReciprocal) * number) >> 64);
-    }
-    // The stored vector of `number`, or null when its block was never added.
-    char* vector(std::uint32_t number) const;
     bool equal(const char* stored, const char* key) const;
-    bool sameBytes(const char* a, const char* b) const;
-    // Makes room in the block array for block `block`.
-    void growBlockArray(std::uint32_t block);
-    // Adds block `block` (the one after LastBlock, or a later one).
+    // Adds block `block` of the vectors, or stops the run.
     void addBlock(std::uint32_t block);
     [[noreturn]] void fullStore(unsigned long number) const;
 
-    unsigned char* Table = nullptr; // owned; the index, TableSize entries: Space, or malloc'd
-    unsigned char* Space = nullptr; // owned (mapped); the reserved space while Table is in it
-    std::size_t SpaceBytes = 0;     // the space's size
-    std::size_t SpaceUsable = 0;    // bytes from its start that may be read and written
-    unsigned char* Map = nullptr;   // the mapping (SpaceBytes + 2 MB) that holds the space
-                                    // at its first 2 MB boundary
-    unsigned PrimeIndex = 0;        // position of TableSize in the prime table
-    char** Blocks = nullptr;        // owned (malloc); MaxBlocks entries, each an owned
-                                    // block of BlockSize x StateSize bytes (mapped), or null
-    char* LowestBlock = nullptr;    // the block mapped last: the next is asked for below it
-    char* Spare = nullptr;          // owned (mapped); the next block, mapped ahead, or null
-    std::thread Filler;             // faulting in Spare's pages, until joined
-    std::uint64_t SpareAt = 0;      // the number whose storing prepares Spare (0: none)
+    unsigned char* Table = nullptr; // owned; the index, TableSize entries: in Space, or malloc'd
+    ReservedSpace Space;            // owned; the room the index grows in, held while Table is in it
+    VectorBlocks Vectors;           // owned; the stored vectors
+    StateHash Hash;                 // hashes and compares vectors
     PVModel* Model;                 // not owned; decides equality of two vectors
-    std::uint32_t StateSize;        // bytes per state vector
-    unsigned LastBlock = 0;         // index of the last allocated block
-    std::uint32_t BlockSize;        // vectors per block
-    std::uint64_t BlockReciprocal;  // 2^64 / BlockSize rounded up: numbers divide by a multiply
-    std::uint64_t EndNumber;        // (LastBlock + 1) x BlockSize: no stored number reaches it
+    unsigned PrimeIndex = 0;        // position of TableSize in the prime table
     std::uint32_t TableSize;        // entries of the index
-    std::uint32_t ChunkLength;      // bytes per hash chunk
-    std::uint32_t MaxBlocks;        // entries of the block array
     double LoadFactor;              // fraction of TableSize the numbers may reach
-    HomeHash Home;                  // how home slots are found
     Equality Compare;               // how vectors are found equal
-    std::uint32_t* Sums = nullptr;  // owned (malloc); StateSize + 1 chunk sums of the key
     std::uint64_t Highest = 0;      // the highest number stored
     bool Contiguous = true;         // the numbers stored are exactly 1 .. Highest
 };
@@ -246,59 +201,10 @@ private:
 // The lookup path runs once per transition, so it is inline: the hash, the key,
 // the home entry's test and the vector comparison.
 
-inline std::uint64_t HybridHash::load64(const char* bytes) {
-    std::uint64_t word;
-    std::memcpy(&word, bytes, sizeof word);
-    return word;
-}
-
-inline std::uint32_t HybridHash::load32(const char* bytes) {
-    std::uint32_t word;
-    std::memcpy(&word, bytes, sizeof word);
-    return word;
-}
-
-inline std::uint64_t HybridHash::mixWord(std::uint64_t h, std::uint64_t word) {
-    h = (h ^ word) * 0xbf58476d1ce4e5b9ULL;
-    return h ^ (h >> 31);
-}
-
-// Whole 8-byte words, then the last 8 bytes once more for a length that is not
-// a multiple of 8 (some bytes are mixed twice, which costs nothing in quality);
-// vectors shorter than 8 bytes are read as two overlapping halves or, below 4
-// bytes, as their first, middle and last byte. Every read has a fixed length.
-inline std::uint64_t HybridHash::mixedHash(const char* state) const {
-    std::uint64_t h = 0x9E3779B97F4A7C15ULL ^ StateSize;
-    if (StateSize >= 8) {
-        const char* end = state + (StateSize & ~7u);
-        for (const char* word = state; word != end; word += 8)
-            h = mixWord(h, load64(word));
-        if (StateSize % 8 != 0)
-            h = mixWord(h, load64(state + StateSize - 8));
-    } else if (StateSize >= 4) {
-        std::uint64_t word =
-            load32(state) | static_cast<std::uint64_t>(load32(state + StateSize - 4)) << 32;
-        h = mixWord(h, word);
-    } else {
-        std::uint64_t word =
-            static_cast<unsigned char>(state[0]) |
-            static_cast<std::uint64_t>(static_cast<unsigned char>(state[StateSize / 2])) << 8 |
-            static_cast<std::uint64_t>(static_cast<unsigned char>(state[StateSize - 1])) << 16;
-        h = mixWord(h, word);
-    }
-    return h * 0x94d049bb133111ebULL;
-}
-
-inline std::uint32_t HybridHash::home(const char* state, std::uint32_t fingerprint,
-                                      std::uint32_t tableSize) {
-    // The mixed home slot is the fingerprint scaled to the index size.
-    return chunked() ? chunkHash(state, tableSize) : scaled(fingerprint, tableSize);
-}
-
 inline HybridHash::Key HybridHash::keyOf(const char* state) {
-    std::uint64_t hash = mixedHash(state);
+    std::uint64_t hash = Hash.mixed(state);
     std::uint32_t fingerprint = static_cast<std::uint32_t>(hash >> 32);
-    return {fingerprint, home(state, fingerprint, TableSize), TableSize,
+    return {fingerprint, Hash.home(state, fingerprint, TableSize), TableSize,
             static_cast<std::uint16_t>(hash >> 16)};
 }
 
@@ -308,33 +214,13 @@ inline HybridHash::Key HybridHash::Prefetch(const char* state) {
     return key;
 }
 
-inline char* HybridHash::vector(std::uint32_t number) const {
-    std::uint32_t block = blockOf(number);
-    if (Blocks[block] == nullptr)
-        return nullptr;
-    return Blocks[block] + static_cast<std::size_t>(number - block * BlockSize) * StateSize;
-}
-
-// Word by word, as the hash reads: the last 8 bytes once more for a length that
-// is not a multiple of 8.
-inline bool HybridHash::sameBytes(const char* a, const char* b) const {
-    if (StateSize < 8)
-        return std::memcmp(a, b, StateSize) == 0;
-    std::uint32_t end = StateSize & ~7u;
-    for (std::uint32_t i = 0; i < end; i += 8) {
-        if (load64(a + i) != load64(b + i))
-            return false;
-    }
-    return load64(a + StateSize - 8) == load64(b + StateSize - 8);
-}
-
 inline long HybridHash::FindOrInsert(const char* state, const Key& key, unsigned long number) {
     if (key.tableSize == TableSize && Compare == Equality::Bytes) {
         std::uint64_t word = entryWord(key.home);
         std::uint32_t found = static_cast<std::uint32_t>(word);
-        if (found != 0 && found < EndNumber && wordTag(word) == key.tag) {
-            const char* stored = vector(found);
-            if (stored != nullptr && sameBytes(stored, state))
+        if (found != 0 && found < Vectors.endNumber() && wordTag(word) == key.tag) {
+            const char* stored = Vectors.at(found);
+            if (stored != nullptr && Hash.sameBytes(stored, state))
                 return found;
         }
     }

@@ -2,7 +2,7 @@
 // that are not their group's position, and activities whose LinkVariables()
 // was never called. Each ends the run with one line naming model and activity.
 
-#include "ssg/ModelChecks.h"
+#include "firing/ModelChecks.h"
 
 #include "actions/Activity.h"
 #include "actions/BaseGroupClass.h"

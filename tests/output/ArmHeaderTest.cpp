@@ -1,7 +1,7 @@
 // The .arm header: the count written over the placeholder keeps every byte the
 // file format gives while it fits, and keeps line 3 when it does not.
 
-#include "ssg/ArmHeader.h"
+#include "output/ArmHeader.h"
 
 #include <gtest/gtest.h>
 

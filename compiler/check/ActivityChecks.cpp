@@ -1,0 +1,239 @@
+#include "check/ModelChecker.h"
+
+#include "Checker.h"
+
+#include <algorithm>
+#include <set>
+
+void ModelChecker::checkActivities() {
+    // Declare every activity first: groups and impulses may name later ones.
+    std::vector<bool> declared;
+    for (const ActivityDecl& a : file.activities)
+        declared.push_back(
+            declare(a.name, Kind::Activity,
+                    static_cast<int>(std::count(declared.begin(), declared.end(), true))));
+    for (std::size_t k = 0; k < file.activities.size(); ++k)
+        if (declared[k])
+            checkActivity(file.activities[k]);
+}
+
+void ModelChecker::checkActivity(const ActivityDecl& a) {
+    CheckedActivity c;
+    c.name = a.name.text;
+    c.kind = a.kind;
+    if (a.family)
+        checkFamily(a, c);
+    std::set<std::string> seen;
+    ClausePlaces places;
+    for (const ClauseDecl& cl : a.clauses) {
+        const std::string& w = cl.word.text;
+        if (!seen.insert(w).second) {
+            diag.error(cl.word.at, "a second '" + w + "' clause in activity '" + c.name + "'");
+            continue;
+        }
+        if (!clauseAllowed(a, cl))
+            continue;
+        if (w == "input" || w == "output")
+            checkArcs(cl, c);
+        else
+            checkValueClause(cl, c, places);
+    }
+    missingClauses(a, c);
+    collectPlaces(c, places);
+    if (c.family)
+        findOwnElementArrays(c);
+    m.activities.push_back(c);
+}
+
+void ModelChecker::checkFamily(const ActivityDecl& a, CheckedActivity& c) {
+    c.family = true;
+    c.index = a.index.text;
+    if (lookup(a.index.text) != nullptr)
+        diag.error(a.index.at, "the index '" + a.index.text + "' hides " +
+                                   kindName(lookup(a.index.text)->kind) + " of that name");
+    else
+        validName(a.index, false);
+    c.first = resolve(a.first, "a family's range");
+    c.last = resolve(a.last, "a family's range");
+}
+
+bool ModelChecker::clauseAllowed(const ActivityDecl& a, const ClauseDecl& cl) {
+    const std::string& w = cl.word.text;
+    const bool allowed =
+        (w == "rate" && (a.kind == ActivityKind::Exponential || a.kind == ActivityKind::Erlang)) ||
+        (w == "delay" && a.kind == ActivityKind::Deterministic) ||
+        (w == "phases" && a.kind == ActivityKind::Erlang) ||
+        (w == "rank" && a.kind == ActivityKind::Instantaneous) || w == "weight" || w == "when" ||
+        w == "do" || w == "input" || w == "output";
+    if (allowed)
+        return true;
+    const char* kindText = a.kind == ActivityKind::Exponential     ? "exponential"
+                           : a.kind == ActivityKind::Deterministic ? "deterministic"
+                           : a.kind == ActivityKind::Erlang        ? "erlang"
+                                                                   : "instantaneous";
+    diag.error(cl.word.at, "'" + w + "' is not allowed in " +
+                               (a.kind == ActivityKind::Exponential ? "an " : "a ") + kindText +
+                               " activity");
+    return false;
+}
+
+void ModelChecker::checkArcs(const ClauseDecl& cl, CheckedActivity& c) {
+    for (const ArcDecl& arc : cl.arcs) {
+        const Entry* e = lookup(arc.place.text);
+        if (e == nullptr || e->kind != Kind::Place) {
+            diag.error(arc.place.at, e == nullptr ? "unknown place '" + arc.place.text + "'"
+                                                  : "'" + arc.place.text + "' is " +
+                                                        kindName(e->kind) + ", not a place");
+            continue;
+        }
+        const CheckedPlace& p = m.places[static_cast<std::size_t>(e->index)];
+        if (p.kind == CheckedPlace::Struct) {
+            diag.error(arc.place.at, "'" + p.name + "' is a structure; arcs move tokens of places");
+            continue;
+        }
+        if (arc.indexed && p.kind != CheckedPlace::Array) {
+            diag.error(arc.place.at, "'" + p.name + "' is not an array");
+            continue;
+        }
+        if (!arc.indexed && p.kind == CheckedPlace::Array) {
+            diag.error(arc.place.at,
+                       "'" + p.name + "' is an array: name an element, as in " + p.name + "[i]");
+            continue;
+        }
+        CheckedArc ca;
+        ca.place = e->index;
+        ca.indexed = arc.indexed;
+        if (arc.indexed)
+            ca.index = resolve(arc.index);
+        (cl.word.text == "input" ? c.inputs : c.outputs).push_back(ca);
+    }
+}
+
+void ModelChecker::checkValueClause(const ClauseDecl& cl, CheckedActivity& c,
+                                    ClausePlaces& places) {
+    const std::string& w = cl.word.text;
+    CheckedFragment f = resolve(cl.fragment);
+    if (w == "when") {
+        c.hasWhen = true;
+        c.when = f;
+        places.when = f.places;
+        return;
+    }
+    if (w == "do") {
+        c.hasEffect = true;
+        c.effect = f;
+        places.effect = f.places;
+        return;
+    }
+    for (int p : f.places)
+        addUnique(places.other, p);
+    struct Slot {
+        const char* word;
+        bool CheckedActivity::*has;
+        CheckedFragment CheckedActivity::*code;
+    };
+    static const Slot slots[] = {{"rate", &CheckedActivity::hasRate, &CheckedActivity::rate},
+                                 {"delay", &CheckedActivity::hasDelay, &CheckedActivity::delay},
+                                 {"phases", &CheckedActivity::hasPhases, &CheckedActivity::phases},
+                                 {"weight", &CheckedActivity::hasWeight, &CheckedActivity::weight},
+                                 {"rank", &CheckedActivity::hasRank, &CheckedActivity::rank}};
+    for (const Slot& s : slots)
+        if (w == s.word) {
+            c.*s.has = true;
+            c.*s.code = f;
+        }
+}
+
+void ModelChecker::missingClauses(const ActivityDecl& a, const CheckedActivity& c) {
+    auto missing = [&](bool has, const char* clause) {
+        if (!has)
+            diag.error(a.name.at, std::string(a.kind == ActivityKind::Exponential ? "exponential"
+                                              : a.kind == ActivityKind::Erlang    ? "Erlang"
+                                                                               : "deterministic") +
+                                      " activity '" + c.name + "' has no " + clause);
+    };
+    if (a.kind == ActivityKind::Exponential || a.kind == ActivityKind::Erlang)
+        missing(c.hasRate, "rate");
+    if (a.kind == ActivityKind::Erlang)
+        missing(c.hasPhases, "phases");
+    if (a.kind == ActivityKind::Deterministic)
+        missing(c.hasDelay, "delay");
+}
+
+// The places by use: enabling (inputs with their indices, then `when`), affected
+// (inputs, outputs, then `do`), firing (every arc with its index, then `do`) and
+// linked (everything any of the activity's code touches).
+void ModelChecker::collectPlaces(CheckedActivity& c, const ClausePlaces& places) {
+    for (const CheckedArc& arc : c.inputs) {
+        addUnique(c.enablingPlaces, arc.place);
+        for (int p : arc.index.places)
+            addUnique(c.enablingPlaces, p);
+    }
+    for (int p : places.when)
+        addUnique(c.enablingPlaces, p);
+    for (const CheckedArc& arc : c.inputs)
+        addUnique(c.affectedPlaces, arc.place);
+    for (const CheckedArc& arc : c.outputs)
+        addUnique(c.affectedPlaces, arc.place);
+    for (int p : places.effect)
+        addUnique(c.affectedPlaces, p);
+    for (const std::vector<CheckedArc>* arcs : {&c.inputs, &c.outputs})
+        for (const CheckedArc& arc : *arcs) {
+            addUnique(c.firingPlaces, arc.place);
+            for (int p : arc.index.places)
+                addUnique(c.firingPlaces, p);
+        }
+    for (int p : places.effect)
+        addUnique(c.firingPlaces, p);
+    for (int p : c.enablingPlaces)
+        addUnique(c.linkedPlaces, p);
+    for (int p : c.affectedPlaces)
+        addUnique(c.linkedPlaces, p);
+    for (const CheckedArc& arc : c.outputs)
+        for (int p : arc.index.places)
+            addUnique(c.linkedPlaces, p);
+    for (int p : places.other)
+        addUnique(c.linkedPlaces, p);
+}
+
+void ModelChecker::findOwnElementArrays(CheckedActivity& a) {
+    std::vector<const CheckedFragment*> code = {&a.rate, &a.delay, &a.phases, &a.weight,
+                                                &a.rank, &a.when,  &a.effect};
+    for (const CheckedArc& arc : a.inputs)
+        code.push_back(&arc.index);
+    for (const CheckedArc& arc : a.outputs)
+        code.push_back(&arc.index);
+    auto trimmed = [](const std::string& s) {
+        const std::size_t b = s.find_first_not_of(" \t\r\n");
+        const std::size_t e = s.find_last_not_of(" \t\r\n");
+        return b == std::string::npos ? std::string() : s.substr(b, e - b + 1);
+    };
+    for (int p : a.linkedPlaces) {
+        const CheckedPlace& place = m.places[static_cast<std::size_t>(p)];
+        if (place.kind != CheckedPlace::Array)
+            continue;
+        bool own = true;
+        for (const CheckedArc& arc : a.inputs)
+            own = own && (arc.place != p || trimmed(arc.index.code.text) == a.index);
+        for (const CheckedArc& arc : a.outputs)
+            own = own && (arc.place != p || trimmed(arc.index.code.text) == a.index);
+        for (const CheckedFragment* f : code) {
+            const std::string& t = f->code.text;
+            for (const FragmentIdentifier& id : fragmentIdentifiers(t)) {
+                if (id.name != place.name)
+                    continue;
+                // Only `name [ index ]`, blanks allowed.
+                std::size_t i = t.find_first_not_of(" \t\r\n", id.offset + id.name.size());
+                bool match = i != std::string::npos && t[i] == '[';
+                if (match) {
+                    std::size_t close = t.find(']', i);
+                    match = close != std::string::npos &&
+                            trimmed(t.substr(i + 1, close - i - 1)) == a.index;
+                }
+                own = own && match;
+            }
+        }
+        if (own)
+            a.ownElementArrays.push_back(p);
+    }
+}

@@ -1,0 +1,73 @@
+#pragma once
+// The bases of the activity classes that gen-compile writes: what every such
+// activity would otherwise repeat, so that a generated class states only what its
+// model says. Hand-written activities derive from Activity and keep its defaults.
+
+#include "actions/Activity.h"
+#include "distributions/UserDistributions.h"
+
+// GeneratedActivity: an activity of weight 1 and rank 1 unless the generated
+// class says otherwise; the base of every generated activity, instantaneous ones
+// directly.
+class GeneratedActivity : public Activity {
+public:
+    GeneratedActivity();
+    ~GeneratedActivity() override;
+    GeneratedActivity(const GeneratedActivity&) = delete;
+    GeneratedActivity& operator=(const GeneratedActivity&) = delete;
+
+    double Weight() override; // 1.0
+    int Rank() override;      // 1
+};
+
+// ExponentialActivity: a generated activity whose delay is exponential at Rate().
+class ExponentialActivity : public GeneratedActivity {
+public:
+    ExponentialActivity();
+    ~ExponentialActivity() override;
+    ExponentialActivity(const ExponentialActivity&) = delete;
+    ExponentialActivity& operator=(const ExponentialActivity&) = delete;
+
+    double SampleDistribution() override;            // a draw at Rate()
+    double* ReturnDistributionParameters() override; // {Rate()}
+
+    double DistributionParameters[1] = {0.0}; // owned: the rate of the latest call
+};
+
+// ErlangActivity: a generated activity whose delay has ErlangParamM() phases,
+// each exponential at Rate().
+class ErlangActivity : public GeneratedActivity {
+public:
+    ErlangActivity();
+    ~ErlangActivity() override;
+    ErlangActivity(const ErlangActivity&) = delete;
+    ErlangActivity& operator=(const ErlangActivity&) = delete;
+
+    double SampleDistribution() override;            // a draw of the phases' sum
+    double* ReturnDistributionParameters() override; // {phases, phases / Rate()}
+
+    double DistributionParameters[2] = {0.0, 0.0}; // owned: phases and mean of the latest call
+};
+
+// DeterministicActivity: a generated activity whose delay is Self::Delay(). The
+// generator asks a deterministic activity for its delay once per firing, so the
+// delay is read through Self without a second virtual call.
+template <class Self> class DeterministicActivity : public GeneratedActivity {
+public:
+    DeterministicActivity() = default;
+    ~DeterministicActivity() override = default;
+    DeterministicActivity(const DeterministicActivity&) = delete;
+    DeterministicActivity& operator=(const DeterministicActivity&) = delete;
+
+    // A "draw" of the delay: the delay itself.
+    double SampleDistribution() override {
+        return TheDistribution->Deterministic(static_cast<Self*>(this)->Delay());
+    }
+    // {delay}
+    double* ReturnDistributionParameters() override {
+        DistributionParameters[0] = static_cast<Self*>(this)->Delay();
+        return DistributionParameters;
+    }
+
+    double DistributionParameters[1] = {0.0}; // owned: the delay of the latest call
+};

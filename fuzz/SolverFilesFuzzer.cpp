@@ -5,9 +5,9 @@
 // SolveError for a time point out of reach); an accepted chain must give finite
 // values with finite bounds.
 
-#include "InputError.h"
-#include "Measures.h"
-#include "ModelReader.h"
+#include "methods/Measures.h"
+#include "read/InputError.h"
+#include "read/ModelReader.h"
 
 #include <cmath>
 #include <cstddef>
@@ -70,7 +70,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         for (const auto& v : model.variables)
             for (const auto& t : v.times)
                 if (t.stop > 1e6)
-                    return 0;  // a long horizon on a stiff chain only takes time
+                    return 0; // a long horizon on a stiff chain only takes time
         const gensolver::Solution s = gensolver::solve(model, options);
         for (const gensolver::Result& r : s.results)
             if (!std::isfinite(r.value) || !std::isfinite(r.bound) || r.bound < 0.0)

@@ -3,25 +3,15 @@
 // the one global variable N (int), the number of stations: experiment k (from 0)
 // has N = k + 2, so N ranges over 2 .. 20.
 
-#include "study/BaseStudyClass.h"
+#include "study/TabulatedStudy.h"
 
-class study_pollingRangeStudy : public BaseStudyClass {
+class study_pollingRangeStudy : public TabulatedStudy {
 public:
+    // Declares N and its column.
     study_pollingRangeStudy();
-    // Deletes the value array and the reward model, if one was built.
-    ~study_pollingRangeStudy() override;
     study_pollingRangeStudy(const study_pollingRangeStudy&) = delete;
     study_pollingRangeStudy& operator=(const study_pollingRangeStudy&) = delete;
 
+    // Builds the reward model pollingRewPVModel, replacing the one built before.
     PVModel* GetPVModel(bool expandTimePoints) override;
-    void SetGVs(int exp) override;
-    void PrintGlobalValues(int exp) override;
-    void* GetGVValue(const char* name) override;
-    void OverrideGVValue(const char* name, const void* value) override;
-
-    // Fills N's value array with its column of the experiment table.
-    void SetValues_N();
-
-private:
-    int* NValues; // owned, NumExps entries
 };

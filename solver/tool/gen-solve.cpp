@@ -1,10 +1,10 @@
 // gen-solve: solves the chain that gen wrote and prints its performance variables.
 
-#include "CommandLine.h"
-#include "InputError.h"
-#include "ModelReader.h"
-#include "Plot.h"
-#include "Report.h"
+#include "read/InputError.h"
+#include "read/ModelReader.h"
+#include "report/Plot.h"
+#include "report/Report.h"
+#include "tool/CommandLine.h"
 
 #include <cerrno>
 #include <cstring>
@@ -30,8 +30,8 @@ int main(int argc, char** argv) {
         if (!cl.plot.empty()) {
             std::ofstream svg(cl.plot, std::ios::binary | std::ios::trunc);
             if (!svg)
-                throw std::runtime_error(cl.plot + ": cannot open for writing: " +
-                                         std::strerror(errno));
+                throw std::runtime_error(cl.plot +
+                                         ": cannot open for writing: " + std::strerror(errno));
             writePlot(svg, solution);
             svg.close();
             if (!svg)

@@ -1,7 +1,9 @@
 #pragma once
 // BaseStudyClass: the global variables of a model and their values in each
 // experiment of a study. A generated study derives from it, fills the tables and
-// creates the reward model; there is one study per process (GlobalStudyPtr).
+// creates the reward model (a study written by hand derives from TabulatedStudy,
+// which fills the tables from its declared columns); there is one study per
+// process (GlobalStudyPtr).
 
 class PVModel;
 

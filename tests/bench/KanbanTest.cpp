@@ -4,17 +4,16 @@
 // the model classes and of the generator, and its state and transition counts
 // against the published ones.
 
+#include "support/ReferenceChain.h"
 #include "support/TestSupport.h"
 
 #include <gtest/gtest.h>
 
 #include <array>
-#include <map>
 #include <sstream>
 #include <string>
 #include <vector>
 
-using testsupport::armHeader;
 using testsupport::runModel;
 using testsupport::TempDir;
 
@@ -49,58 +48,42 @@ std::vector<Transition> transitions() {
     return t;
 }
 
-// The chain enumerated breadth-first, new states numbered in firing order,
-// written as the generator writes its files.
+// The chain and the .var file written as the generator writes it.
 struct KanbanChain {
-    long states = 0, entries = 0;
-    std::string arm, var;
+    testsupport::ReferenceChain chain;
+    std::string var;
 
     explicit KanbanChain(int n) {
-        Marking initial{};
-        for (int i = 0; i < 4; ++i)
-            initial[at(i, Pkan)] = n;
-        std::map<Marking, long> number{{initial, 1}};
-        std::vector<Marking> order{initial};
-        std::ostringstream rows, records;
-        rows.setf(std::ios::scientific, std::ios::floatfield);
-        rows.precision(10);
-        auto record = [&](const Marking& m) {
-            records << order.size() << '\n';
+        const std::vector<Transition> net = transitions();
+        auto successors = [&net](const Marking& state, long, auto&& emit) {
+            for (const Transition& t : net) {
+                bool enabled = true;
+                for (int p : t.in)
+                    enabled = enabled && state[p] > 0;
+                if (!enabled)
+                    continue;
+                Marking m = state;
+                for (int p : t.in)
+                    --m[p];
+                for (int p : t.out)
+                    ++m[p];
+                emit(m, t.rate);
+            }
+        };
+        std::ostringstream records;
+        records << "wip1\nwip2\nwip3\nwip4\nfree_kanbans\n";
+        auto reached = [&records](const Marking& m, long number, double) {
+            records << number << '\n';
             for (int i = 0; i < 4; ++i)
                 records << "0\n" << m[at(i, Pm)] + m[at(i, Pback)] + m[at(i, Pout)] << '\n';
             records << "0\n"
                     << m[at(0, Pkan)] + m[at(1, Pkan)] + m[at(2, Pkan)] + m[at(3, Pkan)] << '\n';
         };
-        record(initial);
-        for (std::size_t s = 0; s < order.size(); ++s) {
-            std::map<long, double> row;
-            for (const Transition& t : transitions()) {
-                Marking m = order[s];
-                bool enabled = true;
-                for (int p : t.in)
-                    enabled = enabled && m[p] > 0;
-                if (!enabled)
-                    continue;
-                for (int p : t.in)
-                    --m[p];
-                for (int p : t.out)
-                    ++m[p];
-                auto [it, isNew] = number.emplace(m, static_cast<long>(order.size()) + 1);
-                if (isNew) {
-                    order.push_back(m);
-                    record(m);
-                }
-                row[it->second] += t.rate;
-            }
-            rows << s + 1 << '\n';
-            for (auto [target, rate] : row)
-                rows << target << '\n' << rate << '\n';
-            rows << "0\n";
-            entries += static_cast<long>(row.size());
-        }
-        states = static_cast<long>(order.size());
-        arm = armHeader(static_cast<int>(states)) + rows.str();
-        var = "wip1\nwip2\nwip3\nwip4\nfree_kanbans\n" + records.str();
+        Marking initial{};
+        for (int i = 0; i < 4; ++i)
+            initial[at(i, Pkan)] = n;
+        chain = testsupport::enumerateChain(initial, successors, reached);
+        var = records.str();
     }
 };
 
@@ -112,12 +95,12 @@ TEST(Kanban, SmallExperimentsGiveTheEnumeratedFilesAndThePublishedCounts) {
     for (Case c : {Case{1, 160, 616}, Case{2, 4600, 28120}}) {
         SCOPED_TRACE("N = " + std::to_string(c.n));
         KanbanChain chain(c.n);
-        EXPECT_EQ(chain.states, c.states);
-        EXPECT_EQ(chain.entries, c.transitions);
+        EXPECT_EQ(chain.chain.states(), c.states);
+        EXPECT_EQ(chain.chain.transitions(), c.transitions);
         TempDir dir;
         testsupport::ModelRun r = runModel("gen-kanban_hand", dir, "kanban", c.n - 1);
         ASSERT_EQ(r.result.status, 0) << r.result.err;
-        EXPECT_TRUE(r.arm == chain.arm);
+        EXPECT_TRUE(r.arm == chain.chain.arm());
         EXPECT_TRUE(r.var == chain.var);
         std::string pvtype = "Version:1\nNumPV:5\n";
         for (const char* name : {"wip1", "wip2", "wip3", "wip4", "free_kanbans"})

@@ -1,5 +1,7 @@
 #include "support/TestSupport.h"
 
+#include <gtest/gtest.h>
+
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -42,7 +44,9 @@ RunResult run(const std::string& command, const std::string& workdir) {
     return result;
 }
 
-std::string binary(const std::string& name) { return std::string(GEN_BIN_DIR) + "/" + name; }
+std::string binary(const std::string& name) {
+    return std::string(GEN_BIN_DIR) + "/" + name;
+}
 
 std::string testdata(const std::string& relative) {
     return std::string(GEN_TESTDATA_DIR) + "/" + relative;
@@ -57,7 +61,9 @@ std::string readFile(const std::string& path) {
     return text.str();
 }
 
-bool fileExists(const std::string& path) { return std::filesystem::exists(path); }
+bool fileExists(const std::string& path) {
+    return std::filesystem::exists(path);
+}
 
 TempDir::TempDir() {
     char name[] = "/tmp/gen-test-XXXXXX";
@@ -93,6 +99,17 @@ ModelRun runModel(const std::string& executable, const TempDir& dir, const std::
     r.pvtype = readFile(stem + ".pvtype");
     r.det = readFile(stem + ".det");
     return r;
+}
+
+void expectRun(const ModelRun& run, const ExpectedRun& expected) {
+    ASSERT_EQ(run.result.status, 0) << run.result.err;
+    EXPECT_NE(run.result.out.find("Generated: " + std::to_string(expected.states) + " states\n"),
+              std::string::npos)
+        << run.result.out;
+    EXPECT_EQ(run.arm, expected.arm);
+    EXPECT_EQ(run.var, expected.var);
+    EXPECT_EQ(run.pvtype, expected.pvtype);
+    EXPECT_EQ(run.det, expected.det);
 }
 
 } // namespace testsupport

@@ -9,9 +9,9 @@ namespace testsupport {
 
 // Result of running a command through the shell.
 struct RunResult {
-    int status = -1;      // exit status, or 128 + signal number
-    std::string out;      // standard output
-    std::string err;      // standard error
+    int status = -1; // exit status, or 128 + signal number
+    std::string out; // standard output
+    std::string err; // standard error
 };
 
 // Runs `command` with /bin/sh in `workdir` (the current folder when empty),
@@ -61,5 +61,19 @@ struct ModelRun {
 // <dir><name>.arm, .var, .pvtype and .det (empty when absent).
 ModelRun runModel(const std::string& executable, const TempDir& dir, const std::string& name,
                   int experiment, const std::string& extra = "");
+
+// What a model's run should give: status 0, "Generated: <states> states" on
+// standard output and the four files byte for byte (an empty det: no .det file).
+struct ExpectedRun {
+    long states = 0;
+    long transitions = 0; // entries of the .arm rows, for the tests' closed forms
+    std::string arm{};
+    std::string var{};
+    std::string pvtype{};
+    std::string det{}; // empty for models without deterministic activities
+};
+
+// Test failures for every way `run` differs from `expected`.
+void expectRun(const ModelRun& run, const ExpectedRun& expected);
 
 } // namespace testsupport

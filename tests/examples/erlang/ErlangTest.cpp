@@ -10,31 +10,33 @@
 // disabled after a real firing starts again at phase 1. The enumeration below
 // keeps the counters the same way.
 
+#include "support/ReferenceChain.h"
 #include "support/TestSupport.h"
 
 #include <gtest/gtest.h>
 
 #include <array>
-#include <iomanip>
-#include <map>
 #include <sstream>
 #include <string>
 #include <vector>
 
-using testsupport::readFile;
-using testsupport::run;
+using testsupport::armHeader;
+using testsupport::ExpectedRun;
+using testsupport::expectRun;
+using testsupport::joinLines;
+using testsupport::ModelRun;
 using testsupport::TempDir;
 
 namespace {
 
-using testsupport::joinLines;
-using Outputs = testsupport::ModelRun;
-
-std::string armHeader(int states) { return testsupport::armHeader(states, 63); }
-
-Outputs generate(const TempDir& dir, int experiment, const std::string& extra = "") {
+ModelRun generate(const TempDir& dir, int experiment, const std::string& extra = "") {
     return testsupport::runModel("gen-erlang", dir, "er", experiment, extra);
 }
+
+// jobs and idle at time 50 (instant of time).
+const std::vector<std::string> pvtypeLines = {"Version:1",  "NumPV:2",    "Name:jobs", "Type:0",
+                                              "NumTimes:1", "Start:50",   "Stop:50",   "Name:idle",
+                                              "Type:0",     "NumTimes:1", "Start:50",  "Stop:50"};
 
 // Parameters of one experiment of the study.
 struct Parameters {
@@ -48,20 +50,14 @@ const Parameters experiments[] = {
     {3, 0.5, 0.25, 4.0, 3.0, 1.0, 3, 2},  {5, 0.5, 0.25, 4.0, 3.0, 1.0, 2, 4},
     {10, 0.5, 0.25, 4.0, 3.0, 1.0, 3, 3}, {2, 0.5, 0.25, 4.0, 1.0, 1.0, 2, 2}};
 
-struct Expected {
-    std::string arm, var;
-    int states = 0;
-    int transitions = 0;
-};
-
-// Breadth-first enumeration of the chain over (qa, qb), trying in each state
-// arrive_a (exponential), arrive_b (Erlang, its own group), serve_a and serve_b
-// (Erlang, the group server of two members). An Erlang activity short of its last
-// phase advances: arrive_b alone at its full rate, a server member advances both
-// members at half the rate; either way the state stays. Otherwise it fires at its
-// rate times its share of the group, and every Erlang activity disabled in the
-// state reached starts again at phase 1 (after any real firing, exponential too).
-Expected enumerate(const Parameters& p) {
+// The chain over (qa, qb), trying in each state arrive_a (exponential), arrive_b
+// (Erlang, its own group), serve_a and serve_b (Erlang, the group server of two
+// members). An Erlang activity short of its last phase advances: arrive_b alone
+// at its full rate, a server member advances both members at half the rate;
+// either way the state stays. Otherwise it fires at its rate times its share of
+// the group, and every Erlang activity disabled in the state reached starts again
+// at phase 1 (after any real firing, exponential too).
+ExpectedRun enumerate(const Parameters& p) {
     using Marking = std::array<int, 2>;
     enum { arriveA, arriveB, serveA, serveB };
     int phase[4] = {1, 1, 1, 1};
@@ -94,61 +90,38 @@ Expected enumerate(const Parameters& p) {
             total += p.w_b;
         return (a == serveA ? p.w_a : p.w_b) / total;
     };
-
-    std::map<Marking, int> number;
-    std::vector<Marking> order;
-    std::ostringstream arm, var;
-    arm << std::scientific << std::setprecision(10);
-    var << "jobs\nidle\n";
-    auto record = [&](const Marking& m) {
-        number[m] = static_cast<int>(order.size()) + 1;
-        order.push_back(m);
-        const int jobs = m[0] + m[1];
-        var << order.size() << "\n0\n" << jobs << "\n0\n" << (jobs == 0 ? 1 : 0) << '\n';
-    };
-    record({0, 0});
-
-    Expected expected;
-    for (std::size_t i = 0; i < order.size(); ++i) {
-        const Marking state = order[i];
-        std::map<int, double> row;
+    auto successors = [&](const Marking& state, long, auto&& emit) {
         for (int a = arriveA; a <= serveB; ++a) {
             if (!enabled(a, state))
                 continue;
-            Marking target = state;
-            double rate;
             if (a != arriveA && phase[a] != phases[a]) {
                 if (a == arriveB) {
                     ++phase[a];
-                    rate = rates[a];
+                    emit(state, rates[a]);
                 } else {
                     ++phase[serveA];
                     ++phase[serveB];
-                    rate = rates[a] / 2;
+                    emit(state, rates[a] / 2);
                 }
-            } else {
-                rate = share(a, state) * rates[a];
-                target = fired(a, state);
-                for (int e = arriveB; e <= serveB; ++e)
-                    if (!enabled(e, target))
-                        phase[e] = 1;
-            }
-            if (rate <= 0.0)
                 continue;
-            if (!number.count(target))
-                record(target);
-            row[number[target]] += rate;
+            }
+            const Marking target = fired(a, state);
+            for (int e = arriveB; e <= serveB; ++e)
+                if (!enabled(e, target))
+                    phase[e] = 1;
+            emit(target, share(a, state) * rates[a]);
         }
-        arm << i + 1 << '\n';
-        for (const auto& [target, rate] : row)
-            arm << target << '\n' << rate << '\n';
-        arm << 0 << '\n';
-        expected.transitions += static_cast<int>(row.size());
-    }
-    expected.states = static_cast<int>(order.size());
-    expected.arm = armHeader(expected.states) + arm.str();
-    expected.var = var.str();
-    return expected;
+    };
+    std::ostringstream var;
+    var << "jobs\nidle\n";
+    auto reached = [&](const Marking& m, long number, double) {
+        const int jobs = m[0] + m[1];
+        var << number << "\n0\n" << jobs << "\n0\n" << (jobs == 0 ? 1 : 0) << '\n';
+    };
+    const testsupport::ReferenceChain chain =
+        testsupport::enumerateChain(Marking{0, 0}, successors, reached);
+    return {chain.states(), chain.transitions(),    chain.arm(),
+            var.str(),      joinLines(pvtypeLines), ""};
 }
 
 // Experiment 1: C = 1, lambda_a 0.5, lambda_b 0.25, mu 4, w_a 3, w_b 1, two
@@ -183,26 +156,19 @@ const std::vector<std::string> experiment1Var = {
     "4", "0", "1", "0", "0"};
 // clang-format on
 
-const std::vector<std::string> pvtypeLines = {"Version:1",  "NumPV:2",    "Name:jobs", "Type:0",
-                                              "NumTimes:1", "Start:50",   "Stop:50",   "Name:idle",
-                                              "Type:0",     "NumTimes:1", "Start:50",  "Stop:50"};
-
 } // namespace
 
 TEST(Erlang, FirstExperimentGivesTheHandDerivedFiles) {
+    const ExpectedRun handDerived{.states = 4,
+                                  .arm = armHeader(4) + joinLines(experiment1Rows),
+                                  .var = joinLines(experiment1Var),
+                                  .pvtype = joinLines(pvtypeLines)};
     TempDir dir;
-    Outputs r = generate(dir, 0);
-    ASSERT_EQ(r.result.status, 0) << r.result.err;
-    EXPECT_NE(r.result.out.find("Generated: 4 states\n"), std::string::npos) << r.result.out;
-    EXPECT_EQ(r.arm, armHeader(4) + joinLines(experiment1Rows));
-    EXPECT_EQ(r.var, joinLines(experiment1Var));
-    EXPECT_EQ(r.pvtype, joinLines(pvtypeLines));
-}
-
-TEST(Erlang, OracleAgreesWithTheHandDerivation) {
-    Expected e = enumerate(experiments[0]);
-    EXPECT_EQ(e.arm, armHeader(4) + joinLines(experiment1Rows));
-    EXPECT_EQ(e.var, joinLines(experiment1Var));
+    expectRun(generate(dir, 0), handDerived);
+    // The oracle of the other experiments agrees with the hand derivation.
+    const ExpectedRun enumerated = enumerate(experiments[0]);
+    EXPECT_EQ(enumerated.arm, handDerived.arm);
+    EXPECT_EQ(enumerated.var, handDerived.var);
 }
 
 // Since the phase counters carry over between explored states, not every one of
@@ -211,16 +177,10 @@ TEST(Erlang, LargerExperimentsMatchTheEnumeration) {
     const int reached[] = {4, 9, 11, 31, 109, 9};
     for (int e = 1; e < 6; ++e) {
         SCOPED_TRACE("experiment " + std::to_string(e + 1));
-        Expected expected = enumerate(experiments[e]);
+        const ExpectedRun expected = enumerate(experiments[e]);
         EXPECT_EQ(expected.states, reached[e]);
         TempDir dir;
-        Outputs r = generate(dir, e);
-        ASSERT_EQ(r.result.status, 0) << r.result.err;
-        EXPECT_NE(r.result.out.find("Generated: " + std::to_string(expected.states) + " states\n"),
-                  std::string::npos);
-        EXPECT_EQ(r.arm, expected.arm);
-        EXPECT_EQ(r.var, expected.var);
-        EXPECT_EQ(r.pvtype, joinLines(pvtypeLines));
+        expectRun(generate(dir, e), expected);
     }
 }
 
@@ -228,14 +188,11 @@ TEST(Erlang, LargerExperimentsMatchTheEnumeration) {
 // behaves as an exponential one split between the classes, and every marking is
 // reached.
 TEST(Erlang, SinglePhaseServiceNeverAdvancesPhases) {
-    TempDir dir;
-    Outputs r = generate(dir, 1, " -O i:k_service:1:i:k_arrival:1");
-    ASSERT_EQ(r.result.status, 0) << r.result.err;
     Parameters p = experiments[1];
     p.k_service = 1;
     p.k_arrival = 1;
-    Expected expected = enumerate(p);
+    const ExpectedRun expected = enumerate(p);
     EXPECT_EQ(expected.states, 9);
-    EXPECT_EQ(r.arm, expected.arm);
-    EXPECT_EQ(r.var, expected.var);
+    TempDir dir;
+    expectRun(generate(dir, 1, " -O i:k_service:1:i:k_arrival:1"), expected);
 }

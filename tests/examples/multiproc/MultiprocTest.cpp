@@ -4,31 +4,35 @@
 // (experiment 1) and from an enumeration of the model's chain written here,
 // independently of the generator (the other experiments).
 
+#include "support/ReferenceChain.h"
 #include "support/TestSupport.h"
 
 #include <gtest/gtest.h>
 
 #include <array>
-#include <iomanip>
-#include <map>
 #include <sstream>
 #include <string>
 #include <vector>
 
-using testsupport::readFile;
-using testsupport::run;
+using testsupport::armHeader;
+using testsupport::ExpectedRun;
+using testsupport::expectRun;
+using testsupport::joinLines;
+using testsupport::ModelRun;
 using testsupport::TempDir;
 
 namespace {
 
-using testsupport::joinLines;
-using Outputs = testsupport::ModelRun;
-
-std::string armHeader(int states) { return testsupport::armHeader(states, 63); }
-
-Outputs generate(const TempDir& dir, int experiment, const std::string& extra = "") {
+ModelRun generate(const TempDir& dir, int experiment, const std::string& extra = "") {
     return testsupport::runModel("gen-multiproc", dir, "mp", experiment, extra);
 }
+
+// availability at times 10, 100 and 1000 (instant of time); cost over [0, 1000]
+// (interval of time).
+const std::vector<std::string> pvtypeLines = {
+    "Version:1", "NumPV:2",    "Name:availability", "Type:0",     "NumTimes:3", "Start:10",
+    "Stop:10",   "Start:100",  "Stop:100",          "Start:1000", "Stop:1000",  "Name:cost",
+    "Type:1",    "NumTimes:1", "Start:0",           "Stop:1000"};
 
 // Parameters of one experiment of the study.
 struct Parameters {
@@ -41,81 +45,44 @@ Parameters experiment(int e, int K) {
     return {K, 0.001, 0.1, 1.0, coverage, 100.0};
 }
 
-// Expected output of a run, from an enumeration of the chain.
-struct Expected {
-    std::string arm, var;
-    int states = 0;
-    int transitions = 0;
-};
-
-// Breadth-first enumeration of the multiprocessor's stable states (up, down,
-// crashed) in the order the activities are tried: fail, repair, reboot; a
-// failure is then decided by exhausted (rank 2, when no processor is left
-// working) or else by covered / uncovered in proportion to their weights.
-// Every new state records the availability of the state and the impulse of the
-// last firing that reached it.
-Expected enumerate(const Parameters& p) {
+// The multiprocessor's stable states (up, down, crashed) with the activities
+// tried in the order fail, repair, reboot; a failure is then decided by exhausted
+// (rank 2, when no processor is left working) or else by covered / uncovered in
+// proportion to their weights. Every new state records the availability of the
+// state and the impulse of the last firing that reached it (of the variable cost).
+ExpectedRun enumerate(const Parameters& p) {
     using Marking = std::array<int, 3>; // up, down, crashed
-    struct Outcome {
-        Marking target;
-        double rate;
-        double impulse; // of the variable cost
-    };
-    std::map<Marking, int> number;
-    std::vector<Marking> order;
-    std::ostringstream arm, var;
-    arm << std::scientific << std::setprecision(10);
-    var << "availability\ncost\n";
-    auto availability = [](const Marking& m) { return m[0] > 0 && m[2] == 0 ? 1.0 : 0.0; };
-    auto record = [&](const Marking& m, double impulse) {
-        number[m] = static_cast<int>(order.size()) + 1;
-        order.push_back(m);
-        var << order.size() << '\n'
-            << 0.0 << '\n'
-            << availability(m) << '\n'
-            << impulse << '\n'
-            << 0.0 << '\n';
-    };
-    record({p.K, 0, 0}, 0.0);
-
-    Expected expected;
-    for (std::size_t i = 0; i < order.size(); ++i) {
-        const auto [up, down, crashed] = order[i];
-        std::vector<Outcome> outcomes;
+    auto successors = [&](const Marking& state, long, auto&& emit) {
+        const auto [up, down, crashed] = state;
         if (up > 0 && crashed == 0) {
             const double rate = p.lambda * up;
             if (up == 1) {
-                outcomes.push_back({{0, down + 1, 0}, rate, 0.0});
+                emit(Marking{0, down + 1, 0}, rate);
             } else {
                 const double total = p.coverage + (1.0 - p.coverage);
-                outcomes.push_back({{up - 1, down + 1, 0}, p.coverage / total * rate, 0.0});
-                outcomes.push_back(
-                    {{up - 1, down + 1, 1}, (1.0 - p.coverage) / total * rate, p.crash_cost});
+                emit(Marking{up - 1, down + 1, 0}, p.coverage / total * rate);
+                emit(Marking{up - 1, down + 1, 1}, (1.0 - p.coverage) / total * rate, p.crash_cost);
             }
         }
         if (down > 0)
-            outcomes.push_back({{up + 1, down - 1, crashed}, p.mu, 1.0});
+            emit(Marking{up + 1, down - 1, crashed}, p.mu, 1.0);
         if (crashed > 0)
-            outcomes.push_back({{up, down, 0}, p.rho, 0.0});
-
-        std::map<int, double> row;
-        for (const Outcome& o : outcomes) {
-            if (o.rate <= 0.0)
-                continue;
-            if (!number.count(o.target))
-                record(o.target, o.impulse);
-            row[number[o.target]] += o.rate;
-        }
-        arm << i + 1 << '\n';
-        for (const auto& [target, rate] : row)
-            arm << target << '\n' << rate << '\n';
-        arm << 0 << '\n';
-        expected.transitions += static_cast<int>(row.size());
-    }
-    expected.states = static_cast<int>(order.size());
-    expected.arm = armHeader(expected.states) + arm.str();
-    expected.var = var.str();
-    return expected;
+            emit(Marking{up, down, 0}, p.rho);
+    };
+    std::ostringstream var;
+    var << "availability\ncost\n";
+    auto reached = [&](const Marking& m, long number, double impulse) {
+        const double availability = m[0] > 0 && m[2] == 0 ? 1.0 : 0.0;
+        var << number << '\n'
+            << 0.0 << '\n'
+            << availability << '\n'
+            << impulse << '\n'
+            << 0.0 << '\n';
+    };
+    const testsupport::ReferenceChain chain =
+        testsupport::enumerateChain(Marking{p.K, 0, 0}, successors, reached);
+    return {chain.states(), chain.transitions(),    chain.arm(),
+            var.str(),      joinLines(pvtypeLines), ""};
 }
 
 // Experiment 1: K = 2, lambda 0.001, mu 0.1, rho 1, coverage 0.95, crash_cost 100.
@@ -150,29 +117,19 @@ const std::vector<std::string> experiment1Var = {
     "5", "0", "0", "1", "0"};
 // clang-format on
 
-// availability at times 10, 100 and 1000 (instant of time); cost over [0, 1000]
-// (interval of time).
-const std::vector<std::string> pvtypeLines = {
-    "Version:1", "NumPV:2",    "Name:availability", "Type:0",     "NumTimes:3", "Start:10",
-    "Stop:10",   "Start:100",  "Stop:100",          "Start:1000", "Stop:1000",  "Name:cost",
-    "Type:1",    "NumTimes:1", "Start:0",           "Stop:1000"};
-
 } // namespace
 
 TEST(Multiproc, FirstExperimentGivesTheHandDerivedFiles) {
+    const ExpectedRun handDerived{.states = 5,
+                                  .arm = armHeader(5) + joinLines(experiment1Rows),
+                                  .var = joinLines(experiment1Var),
+                                  .pvtype = joinLines(pvtypeLines)};
     TempDir dir;
-    Outputs r = generate(dir, 0);
-    ASSERT_EQ(r.result.status, 0) << r.result.err;
-    EXPECT_NE(r.result.out.find("Generated: 5 states\n"), std::string::npos) << r.result.out;
-    EXPECT_EQ(r.arm, armHeader(5) + joinLines(experiment1Rows));
-    EXPECT_EQ(r.var, joinLines(experiment1Var));
-    EXPECT_EQ(r.pvtype, joinLines(pvtypeLines));
-}
-
-TEST(Multiproc, OracleAgreesWithTheHandDerivation) {
-    Expected e = enumerate(experiment(0, 2));
-    EXPECT_EQ(e.arm, armHeader(5) + joinLines(experiment1Rows));
-    EXPECT_EQ(e.var, joinLines(experiment1Var));
+    expectRun(generate(dir, 0), handDerived);
+    // The oracle of the other experiments agrees with the hand derivation.
+    const ExpectedRun enumerated = enumerate(experiment(0, 2));
+    EXPECT_EQ(enumerated.arm, handDerived.arm);
+    EXPECT_EQ(enumerated.var, handDerived.var);
 }
 
 // Experiments 2 to 5 have K = 3, 5, 10, 20 with imperfect coverage: 2K + 1 states
@@ -184,7 +141,7 @@ TEST(Multiproc, LargerExperimentsMatchTheEnumeration) {
     for (int e = 1; e < 6; ++e) {
         SCOPED_TRACE("experiment " + std::to_string(e + 1));
         const int K = Ks[e];
-        Expected expected = enumerate(experiment(e, K));
+        const ExpectedRun expected = enumerate(experiment(e, K));
         if (e == 5) {
             EXPECT_EQ(expected.states, K + 1);
             EXPECT_EQ(expected.transitions, 2 * K);
@@ -193,26 +150,17 @@ TEST(Multiproc, LargerExperimentsMatchTheEnumeration) {
             EXPECT_EQ(expected.transitions, 5 * K - 2);
         }
         TempDir dir;
-        Outputs r = generate(dir, e);
-        ASSERT_EQ(r.result.status, 0) << r.result.err;
-        EXPECT_NE(r.result.out.find("Generated: " + std::to_string(expected.states) + " states\n"),
-                  std::string::npos);
-        EXPECT_EQ(r.arm, expected.arm);
-        EXPECT_EQ(r.var, expected.var);
-        EXPECT_EQ(r.pvtype, joinLines(pvtypeLines));
+        expectRun(generate(dir, e), expected);
     }
 }
 
 // The processor count is an int global variable: the override letter i sets it,
 // and the initial marking of up follows it.
 TEST(Multiproc, OverridingTheProcessorCountRebuildsTheModel) {
-    TempDir dir;
-    Outputs r = generate(dir, 0, " -O i:K:4:d:coverage:0.5");
-    ASSERT_EQ(r.result.status, 0) << r.result.err;
     Parameters p = experiment(0, 4);
     p.coverage = 0.5;
-    Expected expected = enumerate(p);
+    const ExpectedRun expected = enumerate(p);
     EXPECT_EQ(expected.states, 9);
-    EXPECT_EQ(r.arm, expected.arm);
-    EXPECT_EQ(r.var, expected.var);
+    TempDir dir;
+    expectRun(generate(dir, 0, " -O i:K:4:d:coverage:0.5"), expected);
 }

@@ -4,20 +4,20 @@
 // enumeration of the polling chain written here, independently of the model
 // classes and of the generator.
 
+#include "support/ReferenceChain.h"
 #include "support/TestSupport.h"
 
 #include <gtest/gtest.h>
 
 #include <bit>
-#include <cmath>
 #include <cstdint>
-#include <map>
 #include <sstream>
 #include <string>
-#include <utility>
 #include <vector>
 
+using testsupport::ArmFile;
 using testsupport::binary;
+using testsupport::parseArm;
 using testsupport::readFile;
 using testsupport::run;
 using testsupport::RunResult;
@@ -26,14 +26,13 @@ using testsupport::testdata;
 
 namespace {
 
-// One row of the rate matrix: (target, rate) in ascending target order.
-using Row = std::vector<std::pair<long, double>>;
+using Row = testsupport::ChainRow;
 
-// The chain the model describes, enumerated breadth-first with the successors
-// in the model's activity order (arrival at station 1 .. N, skip, start, serve),
-// which is the order in which the generator numbers new states.
+// The chain the model describes, with the successors in the model's activity
+// order (arrival at station 1 .. N, skip, start, serve), which is the order in
+// which the generator numbers new states.
 struct PollingChain {
-    std::vector<Row> rows; // rows[i] is the row of state i + 1
+    testsupport::ReferenceChain chain;
     std::vector<int> jobs; // jobs[i]: stations holding a job in state i + 1
 
     explicit PollingChain(int n) {
@@ -41,36 +40,24 @@ struct PollingChain {
             std::uint32_t occupied; // bit s: station s holds a job
             int server;             // visited station, from 0
             bool serving;
-            std::uint64_t key() const {
-                return (std::uint64_t{occupied} << 17) | (std::uint64_t(server) << 1) | serving;
-            }
+            auto operator<=>(const State&) const = default;
         };
-        std::map<std::uint64_t, long> number;
-        std::vector<State> states;
-        auto numberOf = [&](const State& s) {
-            auto [it, isNew] = number.emplace(s.key(), static_cast<long>(states.size()) + 1);
-            if (isNew)
-                states.push_back(s);
-            return it->second;
-        };
-        numberOf(State{0, 0, false});
-        for (std::size_t i = 0; i < states.size(); ++i) {
-            const State s = states[i];
-            std::map<long, double> targets;
+        auto successors = [n](const State& s, long, auto&& emit) {
             const std::uint32_t here = 1u << s.server;
             for (int station = 0; station < n; ++station)
                 if (!(s.occupied & (1u << station)))
-                    targets[numberOf(State{s.occupied | (1u << station), s.server, s.serving})] +=
-                        1.0 / n;
+                    emit(State{s.occupied | (1u << station), s.server, s.serving}, 1.0 / n);
             if (!s.serving && !(s.occupied & here))
-                targets[numberOf(State{s.occupied, (s.server + 1) % n, false})] += 200.0;
+                emit(State{s.occupied, (s.server + 1) % n, false}, 200.0);
             if (!s.serving && (s.occupied & here))
-                targets[numberOf(State{s.occupied, s.server, true})] += 200.0;
+                emit(State{s.occupied, s.server, true}, 200.0);
             if (s.serving)
-                targets[numberOf(State{s.occupied & ~here, (s.server + 1) % n, false})] += 1.0;
-            rows.emplace_back(targets.begin(), targets.end());
+                emit(State{s.occupied & ~here, (s.server + 1) % n, false}, 1.0);
+        };
+        auto reached = [this](const State& s, long, double) {
             jobs.push_back(std::popcount(s.occupied));
-        }
+        };
+        chain = testsupport::enumerateChain(State{0, 0, false}, successors, reached);
     }
 };
 
@@ -79,44 +66,6 @@ long expectedStates(int n) {
 }
 long expectedTransitions(int n) {
     return (long(n) * (3 * n + 5) << n) / 4;
-}
-
-// The .arm file read back: header count and rows, with its layout checked.
-struct ArmFile {
-    long states = -1;
-    std::vector<Row> rows;
-    long transitions() const {
-        long t = 0;
-        for (const Row& r : rows)
-            t += static_cast<long>(r.size());
-        return t;
-    }
-};
-
-ArmFile parseArm(const std::string& text) {
-    ArmFile arm;
-    std::istringstream in(text);
-    std::string line;
-    EXPECT_TRUE(std::getline(in, line) && line == "1") << "output type line";
-    EXPECT_TRUE(std::getline(in, line));
-    arm.states = std::stol(line);
-    EXPECT_TRUE(std::getline(in, line) && line.find_first_not_of(' ') == std::string::npos)
-        << "blank filler line";
-    long expectedRow = 1;
-    while (std::getline(in, line)) {
-        EXPECT_EQ(std::stol(line), expectedRow) << "rows come in state order";
-        Row row;
-        while (std::getline(in, line) && line != "0") {
-            long target = std::stol(line);
-            EXPECT_TRUE(row.empty() || row.back().first < target) << "ascending targets";
-            std::string rate;
-            std::getline(in, rate);
-            row.emplace_back(target, std::stod(rate));
-        }
-        arm.rows.push_back(std::move(row));
-        ++expectedRow;
-    }
-    return arm;
 }
 
 // The .var file read back: the header names and, per state, its rate reward
@@ -149,10 +98,10 @@ RunResult runExperiment(const TempDir& dir, int n) {
 // The run's .arm rows and .var rewards, checked against the enumeration.
 void expectTheChain(const TempDir& dir, const PollingChain& chain) {
     const ArmFile arm = parseArm(readFile(dir.path() + "polling.arm"));
-    ASSERT_EQ(arm.rows.size(), chain.rows.size());
-    for (std::size_t i = 0; i < chain.rows.size(); ++i) {
+    ASSERT_EQ(arm.rows.size(), chain.chain.rows.size());
+    for (std::size_t i = 0; i < arm.rows.size(); ++i) {
         const Row& got = arm.rows[i];
-        const Row& want = chain.rows[i];
+        const Row& want = chain.chain.rows[i];
         ASSERT_EQ(got.size(), want.size()) << "row " << i + 1;
         for (std::size_t k = 0; k < want.size(); ++k) {
             ASSERT_EQ(got[k].first, want[k].first) << "row " << i + 1;

@@ -6,6 +6,7 @@
 // hand derivation (experiment 1) and from an enumeration of the chain written
 // here, independently of the generator (the other experiments).
 
+#include "support/ReferenceChain.h"
 #include "support/TestSupport.h"
 
 #include <gtest/gtest.h>
@@ -17,20 +18,28 @@
 #include <string>
 #include <vector>
 
-using testsupport::readFile;
-using testsupport::run;
+using testsupport::ExpectedRun;
+using testsupport::expectRun;
+using testsupport::joinLines;
+using testsupport::ModelRun;
 using testsupport::TempDir;
 
 namespace {
 
-using testsupport::joinLines;
-using Outputs = testsupport::ModelRun;
+// The deterministic path leaves 8 blanks on the .arm file's placeholder line.
+std::string armHeader(int states) {
+    return testsupport::armHeader(states, 8);
+}
 
-std::string armHeader(int states) { return testsupport::armHeader(states, 8); }
-
-Outputs generate(const TempDir& dir, int experiment, const std::string& extra = "") {
+ModelRun generate(const TempDir& dir, int experiment, const std::string& extra = "") {
     return testsupport::runModel("gen-timer", dir, "tm", experiment, extra);
 }
+
+// outstanding at time 100 (instant of time), losses over [0, 100] (interval of
+// time).
+const std::vector<std::string> pvtypeLines = {
+    "Version:1", "NumPV:2",     "Name:outstanding", "Type:0",     "NumTimes:1", "Start:100",
+    "Stop:100",  "Name:losses", "Type:1",           "NumTimes:1", "Start:0",    "Stop:100"};
 
 // Parameters of one experiment of the study.
 struct Parameters {
@@ -44,94 +53,62 @@ const Parameters experiments[] = {{1, 10.0, 2.0, 0.5, 0.25},
                                   {2, 10.0, 2.0, 0.5, 0.0},
                                   {10, 10.0, 2.5, 0.5, 0.1}};
 
-struct Expected {
-    std::string arm, var, det;
-    int states = 0;
-};
-
-// Breadth-first enumeration of the stable states (idle, sent, lost, retries),
-// trying report (deterministic, delay P), ack (exponential, rate mu) and timeout
-// (deterministic, delay T) in this order. A deterministic firing counts minus its
-// probability, an exponential one its rate; a transmission then ends in zero time
-// as deliver or lose, with their weights' shares of the group channel (a share of
-// 0 is no transition). Every new state records whether the sensor waits and the
-// impulse of the last firing (1 for lose).
-Expected enumerate(const Parameters& p) {
-    using Marking = std::array<int, 4>; // idle, sent, lost, retries
-    struct Outcome {
-        Marking target;
-        double value;
-        double lossImpulse;
-    };
-    std::map<Marking, int> number;
-    std::vector<Marking> order;
-    std::vector<double> delays;                  // in order of first appearance
-    std::map<double, std::vector<int>> enabling; // delay -> enabling states
-    std::ostringstream arm, var, det;
-    arm << std::scientific << std::setprecision(10);
-    det << std::scientific << std::setprecision(10);
-    var << "outstanding\nlosses\n";
-    auto record = [&](const Marking& m, double lossImpulse) {
-        number[m] = static_cast<int>(order.size()) + 1;
-        order.push_back(m);
-        var << order.size() << "\n0\n" << (m[0] == 0 ? 1 : 0) << '\n' << lossImpulse << "\n0\n";
-    };
-    auto enabledWithDelay = [&](int state, double delay) {
+// The stable states (idle, sent, lost, retries), trying report (deterministic,
+// delay P), ack (exponential, rate mu) and timeout (deterministic, delay T) in this
+// order. A deterministic firing counts minus its probability, an exponential one
+// its rate; a transmission then ends in zero time as deliver or lose, with their
+// weights' shares of the group channel (a share of 0 is no transition). Every new
+// state records whether the sensor waits and the impulse of the last firing (1
+// for lose).
+ExpectedRun enumerate(const Parameters& p) {
+    using Marking = std::array<int, 4>;           // idle, sent, lost, retries
+    std::vector<double> delays;                   // in order of first appearance
+    std::map<double, std::vector<long>> enabling; // delay -> enabling states
+    auto enabledWithDelay = [&](long state, double delay) {
         if (!enabling.count(delay))
             delays.push_back(delay);
         enabling[delay].push_back(state);
     };
-    // A transmission with the given retry count, reached by a firing worth `value`.
-    auto transmit = [&](std::vector<Outcome>& outcomes, int retries, double value) {
-        const double total = (1.0 - p.loss) + p.loss;
-        outcomes.push_back({{0, 1, 0, retries}, (1.0 - p.loss) / total * value, 0.0});
-        outcomes.push_back({{0, 0, 1, retries}, p.loss / total * value, 1.0});
-    };
-    record({1, 0, 0, 0}, 0.0);
-
-    for (std::size_t i = 0; i < order.size(); ++i) {
-        const int state = static_cast<int>(i) + 1;
-        const auto [idle, sent, lost, retries] = order[i];
-        std::vector<Outcome> outcomes;
+    auto successors = [&](const Marking& m, long state, auto&& emit) {
+        const auto [idle, sent, lost, retries] = m;
+        // A transmission with the given retry count, reached by a deterministic firing.
+        auto transmit = [&](int tries) {
+            const double total = (1.0 - p.loss) + p.loss;
+            emit(Marking{0, 1, 0, tries}, (1.0 - p.loss) / total * -1.0);
+            emit(Marking{0, 0, 1, tries}, p.loss / total * -1.0, 1.0);
+        };
         if (idle > 0) {
             enabledWithDelay(state, p.P);
-            transmit(outcomes, 0, -1.0);
+            transmit(0);
         }
         if (sent > 0)
-            outcomes.push_back({{1, 0, 0, 0}, p.mu, 0.0});
+            emit(Marking{1, 0, 0, 0}, p.mu);
         if (sent > 0 || lost > 0) {
             enabledWithDelay(state, p.T);
             if (retries < p.R)
-                transmit(outcomes, retries + 1, -1.0);
+                transmit(retries + 1);
             else
-                outcomes.push_back({{1, 0, 0, 0}, -1.0, 0.0});
+                emit(Marking{1, 0, 0, 0}, -1.0);
         }
-        std::map<int, double> row;
-        for (const Outcome& o : outcomes) {
-            if (o.value == 0.0)
-                continue;
-            if (!number.count(o.target))
-                record(o.target, o.lossImpulse);
-            row[number[o.target]] += o.value;
-        }
-        arm << state << '\n';
-        for (const auto& [target, value] : row)
-            arm << target << '\n' << value << '\n';
-        arm << 0 << '\n';
-    }
+    };
+    std::ostringstream var;
+    var << "outstanding\nlosses\n";
+    auto reached = [&](const Marking& m, long number, double lossImpulse) {
+        var << number << "\n0\n" << (m[0] == 0 ? 1 : 0) << '\n' << lossImpulse << "\n0\n";
+    };
+    const testsupport::ReferenceChain chain =
+        testsupport::enumerateChain(Marking{1, 0, 0, 0}, successors, reached);
+    std::ostringstream det;
+    det << std::scientific << std::setprecision(10);
     det << delays.size() << '\n';
     for (double delay : delays) {
         det << delay << '\n';
-        for (int state : enabling[delay])
+        for (long state : enabling[delay])
             det << state << '\n';
         det << 0 << '\n';
     }
-    Expected expected;
-    expected.states = static_cast<int>(order.size());
-    expected.arm = armHeader(expected.states) + arm.str();
-    expected.var = var.str();
-    expected.det = det.str();
-    return expected;
+    return {chain.states(), chain.transitions(),    chain.arm(8),
+            var.str(),      joinLines(pvtypeLines), det.str()};
 }
 
 // Experiment 1: R = 1, P 10, T 2, mu 0.5, loss 0.25. States (idle, pending,
@@ -172,28 +149,21 @@ const std::vector<std::string> experiment1Det = {
     "2", "1.0000000000e+01", "1", "0", "2.0000000000e+00", "2", "3", "4", "5", "0"};
 // clang-format on
 
-const std::vector<std::string> pvtypeLines = {
-    "Version:1", "NumPV:2",     "Name:outstanding", "Type:0",     "NumTimes:1", "Start:100",
-    "Stop:100",  "Name:losses", "Type:1",           "NumTimes:1", "Start:0",    "Stop:100"};
-
 } // namespace
 
 TEST(Timer, FirstExperimentGivesTheHandDerivedFiles) {
+    const ExpectedRun handDerived{.states = 5,
+                                  .arm = armHeader(5) + joinLines(experiment1Rows),
+                                  .var = joinLines(experiment1Var),
+                                  .pvtype = joinLines(pvtypeLines),
+                                  .det = joinLines(experiment1Det)};
     TempDir dir;
-    Outputs r = generate(dir, 0);
-    ASSERT_EQ(r.result.status, 0) << r.result.err;
-    EXPECT_NE(r.result.out.find("Generated: 5 states\n"), std::string::npos) << r.result.out;
-    EXPECT_EQ(r.arm, armHeader(5) + joinLines(experiment1Rows));
-    EXPECT_EQ(r.var, joinLines(experiment1Var));
-    EXPECT_EQ(r.det, joinLines(experiment1Det));
-    EXPECT_EQ(r.pvtype, joinLines(pvtypeLines));
-}
-
-TEST(Timer, OracleAgreesWithTheHandDerivation) {
-    Expected e = enumerate(experiments[0]);
-    EXPECT_EQ(e.arm, armHeader(5) + joinLines(experiment1Rows));
-    EXPECT_EQ(e.var, joinLines(experiment1Var));
-    EXPECT_EQ(e.det, joinLines(experiment1Det));
+    expectRun(generate(dir, 0), handDerived);
+    // The oracle of the other experiments agrees with the hand derivation.
+    const ExpectedRun enumerated = enumerate(experiments[0]);
+    EXPECT_EQ(enumerated.arm, handDerived.arm);
+    EXPECT_EQ(enumerated.var, handDerived.var);
+    EXPECT_EQ(enumerated.det, handDerived.det);
 }
 
 // 2R + 3 states (idle, and sent or lost with 0 to R retries); with a perfect link
@@ -203,19 +173,13 @@ TEST(Timer, LargerExperimentsMatchTheEnumeration) {
     for (int e = 1; e < 5; ++e) {
         SCOPED_TRACE("experiment " + std::to_string(e + 1));
         const Parameters& p = experiments[e];
-        Expected expected = enumerate(p);
+        const ExpectedRun expected = enumerate(p);
         EXPECT_EQ(expected.states, p.loss == 0.0 ? p.R + 2 : 2 * p.R + 3);
-        TempDir dir;
-        Outputs r = generate(dir, e);
-        ASSERT_EQ(r.result.status, 0) << r.result.err;
-        EXPECT_NE(r.result.out.find("Generated: " + std::to_string(expected.states) + " states\n"),
-                  std::string::npos);
-        EXPECT_EQ(r.arm, expected.arm);
-        EXPECT_EQ(r.var, expected.var);
-        EXPECT_EQ(r.det, expected.det);
         if (p.P == p.T) {
-            EXPECT_EQ(r.det.substr(0, 2), "1\n");
+            EXPECT_EQ(expected.det.substr(0, 2), "1\n");
         }
+        TempDir dir;
+        expectRun(generate(dir, e), expected);
     }
 }
 
@@ -223,18 +187,17 @@ TEST(Timer, LargerExperimentsMatchTheEnumeration) {
 // the report was delivered the acknowledgement (mu) and the timeout (-1) reach
 // the idle state together: one entry mu - 1.
 TEST(Timer, AcknowledgementAndGiveUpShareOneEntry) {
-    TempDir dir;
-    Outputs r = generate(dir, 0, " -O i:R:0:d:mu:0.25");
-    ASSERT_EQ(r.result.status, 0) << r.result.err;
     Parameters p = experiments[0];
     p.R = 0;
     p.mu = 0.25;
-    Expected expected = enumerate(p);
+    const ExpectedRun expected = enumerate(p);
     EXPECT_EQ(expected.states, 3);
-    EXPECT_EQ(r.arm,
-              armHeader(3) +
-                  joinLines({"1", "2", "-7.5000000000e-01", "3", "-2.5000000000e-01", "0", "2", "1",
-                             "-7.5000000000e-01", "0", "3", "1", "-1.0000000000e+00", "0"}));
-    EXPECT_EQ(r.arm, expected.arm);
-    EXPECT_EQ(r.det, expected.det);
+    // clang-format off
+    EXPECT_EQ(expected.arm, armHeader(3) + joinLines({
+                                "1", "2", "-7.5000000000e-01", "3", "-2.5000000000e-01", "0",
+                                "2", "1", "-7.5000000000e-01", "0",
+                                "3", "1", "-1.0000000000e+00", "0"}));
+    // clang-format on
+    TempDir dir;
+    expectRun(generate(dir, 0, " -O i:R:0:d:mu:0.25"), expected);
 }

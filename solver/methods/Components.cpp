@@ -1,0 +1,94 @@
+#include "methods/Components.h"
+
+#include <algorithm>
+
+namespace gensolver {
+
+Components findComponents(const RateMatrix& m) {
+    const std::uint32_t n = m.states();
+    constexpr std::uint32_t kUnvisited = 0xFFFFFFFFu;
+    Components c;
+    c.component.assign(n, 0);
+    c.order.reserve(n);
+    c.first.push_back(0);
+
+    // The search runs over the reversed graph (the matrix lists predecessors);
+    // it has the same components, and it finishes a component after all of the
+    // components that reach it in the reversed graph, which are the ones with a
+    // transition into it: so components come out in forward topological order.
+    std::vector<std::uint32_t> index(n, kUnvisited);
+    std::vector<std::uint32_t> low(n, 0);
+    std::vector<char> onStack(n, 0);
+    std::vector<std::uint32_t> stack;
+    struct Frame {
+        std::uint32_t state;
+        std::uint64_t edge;
+    };
+    std::vector<Frame> calls;
+    std::uint32_t counter = 0;
+
+    auto visit = [&](std::uint32_t v) {
+        index[v] = low[v] = counter++;
+        stack.push_back(v);
+        onStack[v] = 1;
+        calls.push_back({v, m.start[v]});
+    };
+    for (std::uint32_t root = 0; root < n; ++root) {
+        if (index[root] != kUnvisited)
+            continue;
+        visit(root);
+        while (!calls.empty()) {
+            const std::uint32_t v = calls.back().state;
+            const std::uint64_t edge = calls.back().edge;
+            if (edge < m.start[std::size_t{v} + 1]) {
+                ++calls.back().edge;
+                if (m.rate[edge] == 0.0)
+                    continue; // a rate of 0 is no transition
+                const std::uint32_t w = m.source[edge];
+                if (index[w] == kUnvisited)
+                    visit(w);
+                else if (onStack[w])
+                    low[v] = std::min(low[v], index[w]);
+                continue;
+            }
+            calls.pop_back();
+            if (!calls.empty()) {
+                const std::uint32_t u = calls.back().state;
+                low[u] = std::min(low[u], low[v]);
+            }
+            if (low[v] == index[v]) {
+                const std::uint32_t id = static_cast<std::uint32_t>(c.first.size() - 1);
+                std::uint32_t w;
+                do {
+                    w = stack.back();
+                    stack.pop_back();
+                    onStack[w] = 0;
+                    c.component[w] = id;
+                    c.order.push_back(w);
+                } while (w != v);
+                c.first.push_back(static_cast<std::uint32_t>(c.order.size()));
+            }
+        }
+    }
+    // Within a component the states go in ascending order, so that sweeps over a
+    // component walk the matrix in memory order.
+    for (std::size_t k = 0; k + 1 < c.first.size(); ++k)
+        std::sort(c.order.begin() + c.first[k], c.order.begin() + c.first[k + 1]);
+    std::vector<std::uint32_t>().swap(index);
+    std::vector<std::uint32_t>().swap(low);
+    std::vector<char>().swap(onStack);
+
+    c.bottom.assign(c.first.size() - 1, 1);
+    c.leaving.assign(n, 0.0);
+    for (std::uint32_t j = 0; j < n; ++j)
+        for (std::uint64_t e = m.start[j]; e < m.start[std::size_t{j} + 1]; ++e) {
+            const std::uint32_t i = m.source[e];
+            if (c.component[i] != c.component[j] && m.rate[e] != 0.0) {
+                c.bottom[c.component[i]] = 0;
+                c.leaving[i] += m.rate[e];
+            }
+        }
+    return c;
+}
+
+} // namespace gensolver

@@ -1,0 +1,220 @@
+#include "methods/Measures.h"
+
+#include <algorithm>
+#include <cmath>
+#include <map>
+#include <optional>
+#include <sstream>
+
+namespace gensolver {
+
+namespace {
+
+class CachedLimit : public LimitSource {
+public:
+    CachedLimit(const RateMatrix& m, const LimitOptions& options) : m_(m), options_(options) {}
+    const Limit& limit() override {
+        if (!limit_)
+            limit_ = solveLimit(m_, options_);
+        return *limit_;
+    }
+    bool computed() const { return limit_.has_value(); }
+
+private:
+    const RateMatrix& m_;
+    LimitOptions options_;
+    std::optional<Limit> limit_;
+};
+
+double maxAbs(const std::vector<double>& v) {
+    double m = 0.0;
+    for (const double x : v)
+        m = std::max(m, std::fabs(x));
+    return m;
+}
+
+double dot(const std::vector<double>& a, const std::vector<double>& b) {
+    double s = 0.0;
+    for (std::size_t j = 0; j < a.size(); ++j)
+        s += a[j] * b[j];
+    return s;
+}
+
+std::string number(double x) {
+    std::ostringstream s;
+    s.precision(6);
+    s << x;
+    return s.str();
+}
+
+} // namespace
+
+bool Solution::allConverged() const {
+    return std::all_of(results.begin(), results.end(), [](const Result& r) { return r.converged; });
+}
+
+Solution solve(const Model& model, const SolveOptions& options) {
+    const RateMatrix& m = model.matrix;
+    Solution sol;
+    sol.stem = model.stem;
+    sol.states = m.states();
+    sol.transitions = m.transitions();
+    const std::size_t nv = model.variables.size();
+
+    // What accumulated measures integrate: the rate reward plus the rate at which
+    // impulses are earned.
+    std::vector<std::vector<double>> combined(nv);
+    std::vector<const std::vector<double>*> earning(nv);
+    for (std::size_t p = 0; p < nv; ++p) {
+        const Rewards& r = model.rewards[p];
+        if (r.impulseRate.empty()) {
+            earning[p] = &r.rate;
+            continue;
+        }
+        combined[p].resize(r.rate.size());
+        for (std::size_t j = 0; j < r.rate.size(); ++j)
+            combined[p][j] = r.rate[j] + r.impulseRate[j];
+        earning[p] = &combined[p];
+    }
+
+    // Time instants the transient solution must pass through.
+    std::vector<double> instants;
+    std::vector<std::size_t> integrandOf(nv, SIZE_MAX);
+    std::vector<const std::vector<double>*> integrands;
+    for (std::size_t p = 0; p < nv; ++p) {
+        const Variable& v = model.variables[p];
+        if (v.type == RewardType::SteadyState)
+            continue;
+        for (const TimePoint& t : v.times) {
+            instants.push_back(t.start);
+            instants.push_back(t.stop);
+        }
+        if (v.type != RewardType::InstantOfTime) {
+            integrandOf[p] = integrands.size();
+            integrands.push_back(earning[p]);
+        }
+    }
+    std::sort(instants.begin(), instants.end());
+    instants.erase(std::unique(instants.begin(), instants.end()), instants.end());
+
+    struct Snapshot {
+        std::vector<double> rateValue;    // per variable: distribution . rate reward
+        std::vector<double> earningValue; // per variable: distribution . earning
+        std::vector<double> integral;     // per integrand
+        double distBound = 0.0, intBound = 0.0;
+        std::uint64_t steps = 0;
+        bool steady = false;
+        double steadyTime = 0.0;
+    };
+    std::map<double, Snapshot> snapshots;
+    // The limit serves steady-state detection too, where its own error must stay
+    // well below the detection threshold (a sixteenth of the transient bound).
+    LimitOptions limitOptions = options.limit;
+    limitOptions.tolerance = std::min(limitOptions.tolerance, options.transient.epsilon / 16.0);
+    CachedLimit limits(m, limitOptions);
+    if (!instants.empty()) {
+        TransientSolver ts(m, integrands, &limits, options.transient);
+        sol.uniformizationRate = ts.rate();
+        for (const double t : instants) {
+            ts.advanceTo(t);
+            Snapshot s;
+            for (std::size_t p = 0; p < nv; ++p) {
+                s.rateValue.push_back(dot(ts.distribution(), model.rewards[p].rate));
+                s.earningValue.push_back(dot(ts.distribution(), *earning[p]));
+            }
+            for (std::size_t r = 0; r < integrands.size(); ++r)
+                s.integral.push_back(ts.integral(r));
+            s.distBound = ts.distributionBound();
+            s.intBound = ts.integralBound();
+            s.steps = ts.steps();
+            s.steady = ts.steadyStateDetected();
+            s.steadyTime = ts.steadyTime();
+            snapshots.emplace(t, std::move(s));
+        }
+    }
+
+    auto transientMethod = [&](const Snapshot& s) {
+        std::string text = "uniformization";
+        if (s.steady)
+            text += ", steady state detected at t=" + number(s.steadyTime);
+        return text;
+    };
+    // Values from the limiting distribution carry the limit solver's error estimate.
+    auto limitResult = [&](Result& r, const std::vector<double>& reward) {
+        const Limit& l = limits.limit();
+        r.longRun = true;
+        r.value = dot(l.distribution, reward);
+        r.bound = l.errorEstimate * maxAbs(reward);
+        r.boundProven = false;
+        r.method = "limit, " + l.method();
+        r.iterations = l.sweeps;
+        r.steadyState = true;
+        r.converged = l.converged;
+    };
+
+    for (std::size_t p = 0; p < nv; ++p) {
+        const Variable& v = model.variables[p];
+        const double rMax = maxAbs(model.rewards[p].rate);
+        const double eMax = maxAbs(*earning[p]);
+        for (const TimePoint& t : v.times) {
+            Result r;
+            r.variable = v.name;
+            r.type = v.type;
+            r.start = t.start;
+            r.stop = t.stop;
+            if (v.type == RewardType::SteadyState) {
+                limitResult(r, *earning[p]);
+                r.longRun = false;
+                sol.results.push_back(r);
+                continue;
+            }
+            const Snapshot& b = snapshots.at(t.stop);
+            r.iterations = b.steps;
+            r.steadyState = b.steady;
+            r.method = transientMethod(b);
+            if (v.type == RewardType::InstantOfTime) {
+                r.value = b.rateValue[p];
+                r.bound = b.distBound * rMax;
+            } else {
+                const Snapshot& a = snapshots.at(t.start);
+                const std::size_t i = integrandOf[p];
+                double value = b.integral[i] - a.integral[i];
+                double bound = (b.intBound + a.intBound) * eMax;
+                if (v.type == RewardType::TimeAveragedInterval) {
+                    if (t.stop > t.start) {
+                        value /= t.stop - t.start;
+                        bound /= t.stop - t.start;
+                    } else {
+                        // An empty interval averages to the earning rate at that time.
+                        value = b.earningValue[p];
+                        bound = b.distBound * eMax;
+                    }
+                }
+                r.value = value;
+                r.bound = bound;
+            }
+            sol.results.push_back(r);
+        }
+        if (options.longRun &&
+            (v.type == RewardType::InstantOfTime || v.type == RewardType::TimeAveragedInterval)) {
+            Result r;
+            r.variable = v.name;
+            r.type = v.type;
+            limitResult(r,
+                        v.type == RewardType::InstantOfTime ? model.rewards[p].rate : *earning[p]);
+            sol.results.push_back(r);
+        }
+    }
+    if (limits.computed()) {
+        const Limit& l = limits.limit();
+        std::ostringstream s;
+        s << "limit from state 1: " << l.classesReached << " of " << l.classes
+          << " closed class(es) reached, " << l.components << " strongly connected component(s); "
+          << l.method() << ", tolerance " << limitOptions.tolerance << "; relative residual "
+          << l.residual << ", estimated error " << l.errorEstimate;
+        sol.limitSummary = s.str();
+    }
+    return sol;
+}
+
+} // namespace gensolver

@@ -1,0 +1,49 @@
+#pragma once
+// The measures: the value of every performance variable at every time point, and
+// how each value was obtained.
+
+#include "methods/LimitSolver.h"
+#include "methods/Model.h"
+#include "methods/Transient.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace gensolver {
+
+struct SolveOptions {
+    TransientOptions transient;
+    LimitOptions limit;
+    bool longRun = false; // also give the long-run value of every variable of type 0 and 2
+};
+
+struct Result {
+    std::string variable;
+    RewardType type = RewardType::InstantOfTime;
+    double start = 0.0;
+    double stop = 0.0;
+    bool longRun = false; // a long-run (t -> infinity) value rather than one at start/stop
+    double value = 0.0;
+    double bound = 0.0;      // error bound of value
+    bool boundProven = true; // false: bound is the iterative solver's estimate
+    std::string method;
+    std::uint64_t iterations = 0; // uniformization steps, or sweeps of an iterative solve
+    bool steadyState = false;     // the limit was reached (detected or used directly)
+    bool converged = true;        // false: an iterative solve missed its tolerance
+};
+
+struct Solution {
+    std::string stem;
+    std::uint32_t states = 0;
+    std::uint64_t transitions = 0;
+    double uniformizationRate = 0.0; // 0 when no transient measure was asked for
+    std::string limitSummary;        // empty when the limit was not needed
+    std::vector<Result> results;
+    bool allConverged() const;
+};
+
+// Throws SolveError when a time point needs more steps than allowed.
+Solution solve(const Model& model, const SolveOptions& options);
+
+} // namespace gensolver

@@ -1,0 +1,52 @@
+#pragma once
+// What the solver reads: the performance variables (.pvtype), their rewards per
+// state (.var) and the rates (.arm).
+
+#include "methods/RateMatrix.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace gensolver {
+
+// Reward types as the .pvtype file numbers them.
+enum class RewardType : int {
+    InstantOfTime = 0,
+    IntervalOfTime = 1,
+    TimeAveragedInterval = 2,
+    SteadyState = 3,
+};
+const char* rewardTypeName(RewardType type);
+
+struct TimePoint {
+    double start = 0.0;
+    double stop = 0.0;
+};
+
+// One performance variable of the .pvtype file.
+struct Variable {
+    std::string name;
+    RewardType type = RewardType::InstantOfTime;
+    std::vector<TimePoint> times;
+};
+
+// Per variable and state: the rate reward and the impulse of the firing that first
+// reached the state (both from .var), and the rate at which impulses are earned in
+// the state (sum over its transitions i -> j, self-loops included, of rate times
+// j's impulse; filled while the .arm file is read).
+struct Rewards {
+    std::vector<double> rate;
+    std::vector<double> impulse;     // emptied once impulseRate is known
+    std::vector<double> impulseRate; // empty when every impulse is 0
+    bool hasImpulses = false;
+};
+
+struct Model {
+    std::string stem;
+    std::vector<Variable> variables;
+    std::vector<Rewards> rewards; // one per variable, in .pvtype order
+    RateMatrix matrix;
+};
+
+} // namespace gensolver

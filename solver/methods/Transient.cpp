@@ -1,0 +1,203 @@
+#include "methods/Transient.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <sstream>
+
+namespace gensolver {
+
+TransientSolver::TransientSolver(const RateMatrix& m,
+                                 std::vector<const std::vector<double>*> integrands,
+                                 LimitSource* limits, const TransientOptions& options)
+    : m_(m), integrands_(std::move(integrands)), limits_(limits), options_(options),
+      integrals_(integrands_.size(), 0.0) {
+    const std::uint32_t n = m.states();
+    double maxExit = 0.0;
+    for (const double e : m.exitRate)
+        maxExit = std::max(maxExit, e);
+    // A rate a little above the largest exit rate keeps every state's stay
+    // probability positive, so the uniformized chain is aperiodic and its powers
+    // settle (needed for steady-state detection).
+    q_ = maxExit > 0.0 ? maxExit * 1.02 : 1.0;
+    // Rounding in one step: each y[j] sums in-degree + 1 products of entries that
+    // are themselves rounded (rate / q, 1 - exit / q), and the rescaling adds one
+    // more rounding; over all j the terms add up to the 1-norm of the iterate.
+    std::uint64_t maxIn = 0;
+    for (std::uint32_t j = 0; j < n; ++j)
+        maxIn = std::max(maxIn, m.start[std::size_t{j} + 1] - m.start[j]);
+    roundingPerStep_ = static_cast<double>(maxIn + 5) * std::numeric_limits<double>::epsilon();
+    stay_.resize(n);
+    for (std::uint32_t j = 0; j < n; ++j)
+        stay_[j] = 1.0 - m.exitRate[j] / q_;
+    x_.assign(n, 0.0);
+    x_[0] = 1.0;
+}
+
+void TransientSolver::step() {
+    const std::uint32_t n = m_.states();
+    const double invq = 1.0 / q_;
+    const std::uint64_t* start = m_.start.data();
+    const std::uint32_t* source = m_.source.data();
+    const double* rate = m_.rate.data();
+    const double* v = v_.data();
+    double* y = y_.data();
+    double total = 0.0;
+    for (std::uint32_t j = 0; j < n; ++j) {
+        double s = 0.0;
+        for (std::uint64_t e = start[j], end = start[j + 1]; e < end; ++e)
+            s += v[source[e]] * rate[e];
+        y[j] = v[j] * stay_[j] + s * invq;
+        total += y[j];
+    }
+    // The exact iterate keeps a total of 1; rounding lets it drift by an ulp or so
+    // per step, in the same direction step after step. Rescaling removes the drift.
+    if (total > 0.0 && total != 1.0) {
+        const double f = 1.0 / total;
+        for (std::uint32_t j = 0; j < n; ++j)
+            y[j] *= f;
+    }
+    v_.swap(y_);
+    ++steps_;
+}
+
+double TransientSolver::dot(const std::vector<double>& a, std::size_t r) const {
+    const std::vector<double>& w = *integrands_[r];
+    double s = 0.0;
+    for (std::size_t j = 0; j < a.size(); ++j)
+        s += a[j] * w[j];
+    return s;
+}
+
+double TransientSolver::distanceToLimit(std::uint64_t k, std::uint64_t remaining) {
+    if (limits_ == nullptr)
+        return -1.0;
+    if (limit_ == nullptr) {
+        // The limit costs about as much as some thousands of steps: fetch it only
+        // when many steps remain.
+        if (k < options_.detectAfter || remaining < 5 * options_.detectAfter)
+            return -1.0;
+        limit_ = &limits_->limit();
+    }
+    if (!limit_->converged)
+        return -1.0;
+    const std::vector<double>& pi = limit_->distribution;
+    double d = 0.0;
+    for (std::size_t j = 0; j < pi.size(); ++j)
+        d += std::fabs(v_[j] - pi[j]);
+    // Detected once the iterate agrees with the computed limit to a sixteenth of the
+    // bound asked; the distance to the true limit adds the limit's own error.
+    return d <= options_.epsilon / 16.0 ? d + limit_->errorEstimate : -1.0;
+}
+
+void TransientSolver::advanceTo(double t) {
+    const double delta = t - now_;
+    if (!(delta > 0.0))
+        return;
+    const std::size_t nr = integrands_.size();
+    if (steady_) {
+        // Once the distribution lies within d of the limit it stays within d, so
+        // it is kept as it is.
+        for (std::size_t r = 0; r < nr; ++r)
+            integrals_[r] += delta * dot(x_, r);
+        intBound_ += delta * distBound_;
+        now_ = t;
+        return;
+    }
+    const double lambda = q_ * delta;
+    const double startBound = distBound_;
+    const std::uint64_t stepsBefore = steps_;
+    v_ = x_;
+    y_.assign(x_.size(), 0.0);
+    std::vector<double> acc(x_.size(), 0.0);
+
+    if (lambda + 10.0 * std::sqrt(lambda) + 50.0 <= static_cast<double>(options_.maxSteps)) {
+        const PoissonWeights pw = poissonWeights(lambda, options_.epsilon);
+        // tail[i] = sum of the weights of left + i .. right, so P(N > k) is
+        // tail[k + 1 - left] (1 below left).
+        std::vector<double> tail(pw.weight.size() + 1, 0.0);
+        for (std::size_t i = pw.weight.size(); i-- > 0;)
+            tail[i] = tail[i + 1] + pw.weight[i];
+        auto above = [&](std::uint64_t k) {
+            return k + 1 <= pw.left
+                       ? 1.0
+                       : tail[std::min<std::uint64_t>(k + 1 - pw.left, pw.weight.size())];
+        };
+        for (std::uint64_t k = 0;; ++k) {
+            const double w = pw.at(k);
+            if (w != 0.0)
+                for (std::size_t j = 0; j < acc.size(); ++j)
+                    acc[j] += w * v_[j];
+            if (k == pw.right)
+                break;
+            const double g = above(k);
+            for (std::size_t r = 0; r < nr; ++r)
+                integrals_[r] += g * dot(v_, r) / q_;
+            if (k % 16 == 0) {
+                const double d = distanceToLimit(k, pw.right - k);
+                if (d >= 0.0) {
+                    // Every later iterate lies within d of the limit, so within 2d
+                    // of this one: the remaining weight goes to it.
+                    double rest = 0.0; // sum over j > k of P(N > j)
+                    for (std::uint64_t j = k + 1; j < pw.right; ++j)
+                        rest += above(j);
+                    const double mass = above(k);
+                    for (std::size_t j = 0; j < acc.size(); ++j)
+                        acc[j] += mass * v_[j];
+                    for (std::size_t r = 0; r < nr; ++r)
+                        integrals_[r] += rest * dot(v_, r) / q_;
+                    distBound_ += 2.0 * d * mass;
+                    intBound_ += 2.0 * d * rest / q_;
+                    steady_ = true;
+                    steadyTime_ = now_ + static_cast<double>(k) / q_;
+                    break;
+                }
+            }
+            step();
+        }
+        const double rounding = static_cast<double>(steps_ - stepsBefore) * roundingPerStep_;
+        distBound_ += pw.bound + rounding;
+        intBound_ += delta * (startBound + rounding) +
+                     (static_cast<double>(pw.right) * pw.bound + pw.integralTail) / q_;
+        x_.swap(acc);
+    } else {
+        // Too many steps to reach the bulk of the Poisson weights: the answer is
+        // only reachable if the iterates settle at the limit first.
+        bool settled = false;
+        for (std::uint64_t k = 0; k <= options_.maxSteps; ++k) {
+            if (k % 16 == 0) {
+                const double d =
+                    distanceToLimit(std::max(k, options_.detectAfter), options_.maxSteps);
+                if (d >= 0.0) {
+                    const double kk = static_cast<double>(k);
+                    const double early = poissonLowerTailBound(lambda, k);
+                    for (std::size_t r = 0; r < nr; ++r)
+                        integrals_[r] += (lambda - kk) * dot(v_, r) / q_;
+                    const double rounding = kk * roundingPerStep_;
+                    distBound_ += 2.0 * early + 2.0 * d + rounding;
+                    intBound_ += delta * (startBound + rounding) +
+                                 (2.0 * kk * early + 2.0 * d * lambda) / q_;
+                    steady_ = true;
+                    steadyTime_ = now_ + kk / q_;
+                    settled = true;
+                    break;
+                }
+            }
+            for (std::size_t r = 0; r < nr; ++r)
+                integrals_[r] += dot(v_, r) / q_;
+            step();
+        }
+        if (!settled) {
+            std::ostringstream msg;
+            msg << "time " << t << " needs about " << lambda
+                << " uniformization steps (uniformization rate " << q_ << " times the interval "
+                << delta << ") and the chain did not settle at its limit within the allowed "
+                << options_.maxSteps << " steps (raise --max-steps)";
+            throw SolveError(msg.str());
+        }
+        x_ = v_;
+    }
+    now_ = t;
+}
+
+} // namespace gensolver

@@ -1,0 +1,167 @@
+#include "read/ArmReader.h"
+
+#include "read/InputError.h"
+#include "read/LineReader.h"
+
+#include <cmath>
+
+namespace gensolver {
+
+namespace {
+
+constexpr std::uint64_t kMaxStates = 0xFFFFFFFEu;
+
+std::uint32_t readHeader(LineReader& in) {
+    std::string_view line;
+    if (!in.next(line))
+        in.fail("the file is empty: the run that writes it did not finish");
+    if (trim(line) != "1")
+        in.fail("line 1 must hold the output type 1, found " + quote(line));
+    if (!in.next(line))
+        in.fail("the file ends after line 1 (truncated)");
+    if (trim(line).empty())
+        in.fail("the state count is blank: the run that writes this file did not finish");
+    std::uint64_t count = 0;
+    if (!parseUnsigned(line, count))
+        in.fail("the state count must be a whole number, found " + quote(line));
+    if (count == 0)
+        in.fail("the state count is 0");
+    if (count > kMaxStates)
+        in.fail("the state count " + std::to_string(count) + " is beyond this solver's limit of " +
+                std::to_string(kMaxStates));
+    // Line 3 is filler, whatever it holds.
+    if (!in.skip())
+        in.fail("the file ends after the state count (truncated)");
+    return static_cast<std::uint32_t>(count);
+}
+
+[[noreturn]] void truncated(LineReader& in, std::uint64_t state, std::uint32_t states) {
+    in.fail("the file ends inside the rows: row " + std::to_string(state) + " of " +
+            std::to_string(states) + " is incomplete or missing (truncated)");
+}
+
+// Walks every row, calling entry(from, to, rate) for each transition (numbered from
+// 0). With ParseRates false the rate lines are only skipped and entry gets 0.
+template <bool ParseRates, class Entry>
+void walkRows(LineReader& in, std::uint32_t states, Entry&& entry) {
+    std::string_view line;
+    for (std::uint64_t i = 1; i <= states; ++i) {
+        if (!in.next(line))
+            truncated(in, i, states);
+        std::uint64_t number = 0;
+        if (!parseUnsigned(line, number))
+            in.fail("expected the row of state " + std::to_string(i) + ", found " + quote(line));
+        if (number != i)
+            in.fail("row of state " + std::to_string(number) + " where the row of state " +
+                    std::to_string(i) + " was expected");
+        for (;;) {
+            if (!in.next(line))
+                truncated(in, i, states);
+            std::uint64_t to = 0;
+            if (!parseUnsigned(line, to))
+                in.fail("expected a target state or the row end 0 in the row of state " +
+                        std::to_string(i) + ", found " + quote(line));
+            if (to == 0)
+                break;
+            if (to > states)
+                in.fail("the row of state " + std::to_string(i) + " names state " +
+                        std::to_string(to) + ", beyond the count of " + std::to_string(states) +
+                        " states");
+            double rate = 0.0;
+            if constexpr (ParseRates) {
+                if (!in.next(line))
+                    truncated(in, i, states);
+                if (!parseDouble(line, rate))
+                    in.fail("the rate from state " + std::to_string(i) + " to " +
+                            std::to_string(to) + " is not a number: " + quote(line));
+                if (!std::isfinite(rate))
+                    in.fail("the rate from state " + std::to_string(i) + " to " +
+                            std::to_string(to) + " is not finite: " + quote(line));
+                if (rate < 0.0)
+                    in.fail("the rate from state " + std::to_string(i) + " to " +
+                            std::to_string(to) + " is negative: " + quote(line) +
+                            " (negative entries mark deterministic transitions, which this "
+                            "solver does not handle)");
+            } else if (!in.skip()) {
+                truncated(in, i, states);
+            }
+            entry(static_cast<std::uint32_t>(i - 1), static_cast<std::uint32_t>(to - 1), rate);
+        }
+    }
+    while (in.next(line))
+        if (!trim(line).empty())
+            in.fail("text after the row of the last state " + std::to_string(states) + ": " +
+                    quote(line));
+}
+
+} // namespace
+
+std::uint32_t readArmStateCount(const std::string& path) {
+    LineReader in(path, 1 << 16);
+    return readHeader(in);
+}
+
+RateMatrix readArm(const std::string& path, std::uint32_t states, std::vector<Rewards>& rewards) {
+    LineReader in(path);
+    if (readHeader(in) != states)
+        in.fail("the state count changed while the file was read");
+
+    RateMatrix m;
+    m.start.assign(std::size_t{states} + 1, 0);
+    // Pass 1: transitions into each state, counted at start[j + 1].
+    walkRows<false>(in, states, [&](std::uint32_t from, std::uint32_t to, double) {
+        if (from != to)
+            ++m.start[std::size_t{to} + 1];
+    });
+    // start[j + 1] becomes the first entry of state j; pass 2 advances it as a
+    // cursor, leaving it at the end of state j, which is the start of state j + 1.
+    std::uint64_t total = 0;
+    for (std::uint32_t j = 0; j < states; ++j) {
+        const std::uint64_t c = m.start[std::size_t{j} + 1];
+        m.start[std::size_t{j} + 1] = total;
+        total += c;
+    }
+    m.source.resize(total);
+    m.rate.resize(total);
+    m.exitRate.assign(states, 0.0);
+
+    std::vector<Rewards*> impulsive;
+    for (Rewards& r : rewards)
+        if (r.hasImpulses) {
+            r.impulseRate.assign(states, 0.0);
+            impulsive.push_back(&r);
+        }
+
+    in.rewind();
+    readHeader(in);
+    walkRows<true>(in, states, [&](std::uint32_t from, std::uint32_t to, double rate) {
+        for (Rewards* r : impulsive)
+            r->impulseRate[from] += rate * r->impulse[to];
+        if (from == to)
+            return;
+        std::uint64_t& at = m.start[std::size_t{to} + 1];
+        if (at >= total)
+            in.fail("the file changed while it was read");
+        m.source[at] = from;
+        m.rate[at] = rate;
+        ++at;
+        m.exitRate[from] += rate;
+    });
+    if (m.start[states] != total)
+        throw InputError(path, "the file changed while it was read");
+    // Finite rates can still add up beyond the range of a double.
+    for (std::uint32_t i = 0; i < states; ++i) {
+        bool finite = std::isfinite(m.exitRate[i]);
+        for (const Rewards* r : impulsive)
+            finite = finite && std::isfinite(r->impulseRate[i]);
+        if (!finite)
+            throw InputError(path, "the rates out of state " + std::to_string(i + 1) +
+                                       " (or the impulses they earn) add up beyond the range "
+                                       "of a double");
+    }
+    for (Rewards* r : impulsive)
+        std::vector<double>().swap(r->impulse);
+    return m;
+}
+
+} // namespace gensolver

@@ -1,0 +1,25 @@
+#pragma once
+// Reads the .arm file (the rate rows of every state) into a RateMatrix, in two
+// passes over the file: the first counts the transitions into each state and
+// checks the layout, the second fills the arrays. The matrix is thus built in
+// place at its final size, about 12 bytes per transition.
+
+#include "methods/Model.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace gensolver {
+
+// The state count of line 2. Throws InputError for a missing file, a blank count
+// (the generator leaves it blank until its run has finished) or a bad header.
+std::uint32_t readArmStateCount(const std::string& path);
+
+// The whole file. When a variable has impulses, its impulseRate is filled from
+// the rows (and its impulse vector released). Throws InputError naming the line
+// of the first fault: a row out of order, a target beyond the count, a rate that
+// is negative or not finite, a file that ends early or goes on after the last row.
+RateMatrix readArm(const std::string& path, std::uint32_t states, std::vector<Rewards>& rewards);
+
+} // namespace gensolver

@@ -1,0 +1,132 @@
+#include "tool/CommandLine.h"
+
+#include "read/LineReader.h"
+
+#include <cmath>
+#include <stdexcept>
+
+namespace gensolver {
+
+const char* usage() {
+    return "usage: gen-solve -P<path> -N<name> [options]\n"
+           "       gen-solve <path><name> [options]\n"
+           "Reads <path><name>.arm, .var and .pvtype as gen writes them and prints every\n"
+           "performance variable at every time point.\n"
+           "  --format table|csv|json  output format (default table)\n"
+           "  --plot FILE.svg          also draw the variables over time into FILE.svg\n"
+           "  --epsilon E              error bound per solution step (default 1e-12)\n"
+           "  --steady                 also print the long-run value of every instant-of-time\n"
+           "                           and time-averaged variable\n"
+           "  --max-steps N            uniformization steps allowed per interval (default 1e8)\n"
+           "  --max-sweeps N           sweeps allowed per iterative solve (default 100000)\n"
+           "  --dense-limit N          solve classes of up to N states directly (default 1000)\n"
+           "  -h, --help               this text\n"
+           "Exit status: 0 success, 1 error (one line on standard error), 2 results printed\n"
+           "but an iterative solve missed its tolerance (marked NOT CONVERGED).\n";
+}
+
+CommandLine parseCommandLine(const std::vector<std::string>& args) {
+    CommandLine cl;
+    std::string path, name;
+    bool haveP = false, haveN = false;
+    std::vector<std::string> words;
+    for (std::size_t i = 0; i < args.size(); ++i) {
+        const std::string& a = args[i];
+        auto value = [&](const std::string& option) -> std::string {
+            const std::string prefix = option + "=";
+            if (a.rfind(prefix, 0) == 0)
+                return a.substr(prefix.size());
+            if (i + 1 >= args.size())
+                throw std::invalid_argument("option " + option + " needs a value");
+            return args[++i];
+        };
+        auto is = [&](const std::string& option) {
+            return a == option || a.rfind(option + "=", 0) == 0;
+        };
+        auto count = [&](const std::string& option) {
+            const std::string text = value(option);
+            std::uint64_t n = 0;
+            if (!parseUnsigned(text, n) || n == 0)
+                throw std::invalid_argument("option " + option +
+                                            " needs a positive whole number, not " + quote(text));
+            return n;
+        };
+        if (a == "-h" || a == "--help") {
+            cl.help = true;
+        } else if (a.rfind("-P", 0) == 0) {
+            path = a.size() > 2 ? a.substr(2) : value("-P");
+            haveP = true;
+        } else if (a.rfind("-N", 0) == 0) {
+            name = a.size() > 2 ? a.substr(2) : value("-N");
+            haveN = true;
+        } else if (is("--format")) {
+            const std::string f = value("--format");
+            if (f == "table")
+                cl.format = Format::Table;
+            else if (f == "csv")
+                cl.format = Format::Csv;
+            else if (f == "json")
+                cl.format = Format::Json;
+            else
+                throw std::invalid_argument("unknown format " + quote(f) + " (table, csv or json)");
+        } else if (is("--plot")) {
+            cl.plot = value("--plot");
+            if (cl.plot.empty())
+                throw std::invalid_argument("option --plot needs a file name");
+        } else if (is("--epsilon")) {
+            const std::string text = value("--epsilon");
+            double e = 0.0;
+            if (!parseDouble(text, e) || !(e > 0.0) || !(e < 1.0))
+                throw std::invalid_argument(
+                    "option --epsilon needs a number between 0 and 1, not " + quote(text));
+            cl.solve.transient.epsilon = e;
+            cl.solve.limit.tolerance = e;
+        } else if (a == "--steady") {
+            cl.solve.longRun = true;
+        } else if (is("--max-steps")) {
+            cl.solve.transient.maxSteps = count("--max-steps");
+        } else if (is("--max-sweeps")) {
+            cl.solve.limit.maxSweeps = count("--max-sweeps");
+        } else if (is("--dense-limit")) {
+            const std::uint64_t n = count("--dense-limit");
+            if (n > 20000)
+                throw std::invalid_argument("option --dense-limit is at most 20000");
+            cl.solve.limit.denseLimit = static_cast<std::uint32_t>(n);
+        } else if (a.size() > 1 && a[0] == '-') {
+            throw std::invalid_argument("unknown option " + quote(a));
+        } else {
+            words.push_back(a);
+        }
+    }
+    if (cl.help)
+        return cl;
+    if (haveP != haveN)
+        throw std::invalid_argument(haveP ? "missing option -N (experiment name)"
+                                          : "missing option -P (experiment path)");
+    if (haveP) {
+        if (!words.empty())
+            throw std::invalid_argument("unexpected argument " + quote(words.front()) +
+                                        " besides -P and -N");
+        if (name.empty())
+            throw std::invalid_argument("option -N needs a name");
+        cl.stem = path + name;
+    } else {
+        if (words.size() != 1)
+            throw std::invalid_argument(
+                words.empty() ? "no model given: use -P<path> -N<name> or the file stem"
+                              : "more than one file stem given");
+        cl.stem = words.front();
+        // A file name given whole (out/exp1.arm) stands for its stem.
+        for (const char* ext : {".arm", ".var", ".pvtype"}) {
+            const std::string e = ext;
+            if (cl.stem.size() > e.size() &&
+                cl.stem.compare(cl.stem.size() - e.size(), e.size(), e) == 0) {
+                cl.stem.resize(cl.stem.size() - e.size());
+                break;
+            }
+        }
+    }
+    return cl;
+}
+
+} // namespace gensolver

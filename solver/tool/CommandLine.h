@@ -1,0 +1,26 @@
+#pragma once
+// The command line of gen-solve.
+
+#include "methods/Measures.h"
+#include "report/Report.h"
+
+#include <string>
+#include <vector>
+
+namespace gensolver {
+
+struct CommandLine {
+    std::string stem; // <path><name>, the files' common prefix
+    Format format = Format::Table;
+    std::string plot; // SVG file to write, empty for none
+    SolveOptions solve;
+    bool help = false;
+};
+
+// Throws std::invalid_argument with a one-line message for a bad command line.
+CommandLine parseCommandLine(const std::vector<std::string>& args);
+
+// The usage text.
+const char* usage();
+
+} // namespace gensolver

@@ -1,0 +1,260 @@
+// The solver's values against independent methods: a dense matrix exponential
+// (transient and accumulated measures), a direct linear solve (limits), and closed
+// forms (birth-death chains). Chains are written in gen's formats and read back,
+// so every test goes through the readers as well.
+
+#include "SolverTestSupport.h"
+#include "methods/Measures.h"
+#include "read/ModelReader.h"
+#include "support/TestSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <random>
+
+namespace {
+
+using gensolver::Result;
+using gensolver::SolveOptions;
+using solvertest::Chain;
+using solvertest::Dense;
+
+std::vector<Result> solveChain(const Chain& chain, const SolveOptions& options = {}) {
+    testsupport::TempDir dir;
+    solvertest::writeChain(dir.path() + "c", chain);
+    const gensolver::Model model = gensolver::readModel(dir.path() + "c");
+    return gensolver::solve(model, options).results;
+}
+
+// A random chain of n states in which every state reaches every other (a ring
+// plus random arcs), with rate rewards and impulses; self-loops included.
+Chain randomChain(std::uint32_t n, unsigned seed, bool ring = true) {
+    std::mt19937 gen(seed);
+    std::uniform_real_distribution<double> rate(0.1, 5.0);
+    std::uniform_int_distribution<std::uint32_t> pick(1, n);
+    Chain c;
+    c.states = n;
+    for (std::uint32_t i = 1; ring && i <= n; ++i)
+        c.arcs.push_back({i, i % n + 1, rate(gen)});
+    for (std::uint32_t k = 0; k < 2 * n; ++k)
+        c.arcs.push_back({pick(gen), pick(gen), rate(gen)});
+    Chain::Variable v;
+    v.name = "x";
+    for (std::uint32_t i = 0; i < n; ++i) {
+        v.rate.push_back(rate(gen) - 2.0);
+        v.impulse.push_back(rate(gen));
+    }
+    c.variables.push_back(v);
+    return c;
+}
+
+// e1 exp(Q t) . r, and e1 times the integral over [0, t] of exp(Q u) (r + rho) du from
+// the exponential of the block matrix [[Q, g], [0, 0]], whose top-right column is
+// that integral.
+long double instant(const Chain& c, const std::vector<double>& r, long double t) {
+    const Dense e = solvertest::expm(solvertest::generator(c), t);
+    long double s = 0.0L;
+    for (std::uint32_t j = 0; j < c.states; ++j)
+        s += e[0][j] * r[j];
+    return s;
+}
+
+long double accumulated(const Chain& c, const Chain::Variable& v, long double t) {
+    const std::uint32_t n = c.states;
+    const Dense q = solvertest::generator(c);
+    const std::vector<long double> rho = solvertest::impulseRate(c, v.impulse);
+    Dense m(n + 1, std::vector<long double>(n + 1, 0.0L));
+    for (std::uint32_t i = 0; i < n; ++i) {
+        for (std::uint32_t j = 0; j < n; ++j)
+            m[i][j] = q[i][j];
+        m[i][n] = v.rate[i] + rho[i];
+    }
+    return solvertest::expm(m, t)[0][n];
+}
+
+// pi Q = 0 with sum pi = 1 over a closed set of states (numbered from 1).
+std::vector<long double> stationary(const Chain& c) {
+    Dense q = solvertest::generator(c);
+    for (auto& row : q)
+        row.back() = 1.0L;
+    std::vector<long double> b(c.states, 0.0L);
+    b.back() = 1.0L;
+    return solvertest::solveLeft(q, b);
+}
+
+void expectClose(double value, long double exact, double relative, const Result& r) {
+    const double tolerance = relative * std::max(1.0, std::fabs(static_cast<double>(exact)));
+    EXPECT_NEAR(value, static_cast<double>(exact), tolerance)
+        << r.variable << " type " << static_cast<int>(r.type) << " [" << r.start << ", " << r.stop
+        << "] " << r.method;
+}
+
+// The chain's one long-run measure, solved directly and by Gauss-Seidel (a dense
+// limit of 1 leaves every class of more than one state to the iteration): both
+// within `relative` of exact, and which method was used is said.
+void expectBothLimitMethodsClose(const Chain& c, long double exact, double relative) {
+    for (const std::uint32_t denseLimit : {1000u, 1u}) {
+        SolveOptions options;
+        options.limit.denseLimit = denseLimit;
+        const std::vector<Result> results = solveChain(c, options);
+        ASSERT_EQ(results.size(), 1u);
+        expectClose(results[0].value, exact, relative, results[0]);
+        EXPECT_TRUE(results[0].converged);
+        EXPECT_EQ(results[0].method.find("Gauss-Seidel") != std::string::npos, denseLimit == 1u)
+            << results[0].method;
+    }
+}
+
+TEST(SolverMethods, TransientAndAccumulatedMeasuresMatchTheMatrixExponential) {
+    for (const unsigned seed : {1u, 2u, 3u}) {
+        Chain c = randomChain(6, seed);
+        const Chain::Variable base = c.variables[0];
+        const std::vector<std::pair<double, double>> intervals = {
+            {0.0, 0.7}, {0.3, 2.5}, {1.0, 6.0}};
+        c.variables.clear();
+        for (const int type : {0, 1, 2}) {
+            Chain::Variable v = base;
+            v.name = {'t', static_cast<char>('0' + type)};
+            v.type = type;
+            v.times =
+                type == 0
+                    ? std::vector<std::pair<double, double>>{{0.0, 0.0}, {0.7, 0.7}, {6.0, 6.0}}
+                    : intervals;
+            c.variables.push_back(v);
+        }
+        for (const Result& r : solveChain(c)) {
+            SCOPED_TRACE("seed " + std::to_string(seed));
+            long double exact;
+            if (r.type == gensolver::RewardType::InstantOfTime) {
+                exact = instant(c, base.rate, r.start);
+            } else {
+                exact = accumulated(c, base, r.stop) - accumulated(c, base, r.start);
+                if (r.type == gensolver::RewardType::TimeAveragedInterval)
+                    exact /= r.stop - r.start;
+            }
+            expectClose(r.value, exact, 1e-10, r);
+            EXPECT_LE(std::fabs(r.value - static_cast<double>(exact)), r.bound + 1e-13);
+            EXPECT_TRUE(r.boundProven);
+        }
+    }
+}
+
+TEST(SolverMethods, LimitsMatchADirectSolve) {
+    // Irreducible chains, solved directly (small) and by Gauss-Seidel (dense limit 1),
+    // and a periodic cycle, whose powers never settle but whose limit is uniform.
+    Chain cycle;
+    cycle.states = 3;
+    cycle.arcs = {{1, 2, 1.0}, {2, 3, 1.0}, {3, 1, 1.0}};
+    cycle.variables.push_back({"x", 3, {{0.0, 0.0}}, {1.0, 2.0, 6.0}, {}});
+    std::vector<Chain> chains = {cycle, randomChain(7, 11), randomChain(9, 12)};
+    for (Chain& c : chains) {
+        c.variables[0].type = 3;
+        c.variables[0].times = {{0.0, 0.0}};
+        const std::vector<long double> pi = stationary(c);
+        const std::vector<long double> rho = solvertest::impulseRate(c, c.variables[0].impulse);
+        long double exact = 0.0L;
+        for (std::uint32_t j = 0; j < c.states; ++j)
+            exact += pi[j] * (c.variables[0].rate[j] + rho[j]);
+        expectBothLimitMethodsClose(c, exact, 1e-10);
+    }
+}
+
+TEST(SolverMethods, LimitWithTwoAbsorbingClassesWeighsEachByItsReachProbability) {
+    // 1 and 2 form a transient class that leaks into 3 (transient, alone); the closed
+    // classes are {4, 5} (a two-state cycle) and {6} (absorbing: its rate of 0 to 7
+    // is no transition). 7 is never reached.
+    Chain c;
+    c.states = 7;
+    c.arcs = {{1, 2, 3.0}, {2, 1, 1.0}, {1, 3, 0.5},   {2, 4, 0.25}, {3, 4, 2.0}, {3, 6, 1.0},
+              {4, 5, 1.0}, {5, 4, 4.0}, {2, 6, 0.125}, {7, 6, 1.0},  {6, 7, 0.0}};
+    c.variables.push_back({"x", 3, {{0.0, 0.0}}, {9, 9, 9, 10.0, 20.0, 1.0, 9}, {}});
+    // Expected time z in the transient states 1..3: z (-Q_TT) = e1.
+    const Dense q = solvertest::generator(c);
+    Dense qtt(3, std::vector<long double>(3));
+    for (int i = 0; i < 3; ++i)
+        for (int j = 0; j < 3; ++j)
+            qtt[i][j] = -q[i][j];
+    const std::vector<long double> z = solvertest::solveLeft(qtt, {1.0L, 0.0L, 0.0L});
+    const long double toA = z[1] * 0.25L + z[2] * 2.0L;  // into {4, 5}
+    const long double toB = z[1] * 0.125L + z[2] * 1.0L; // into {6}
+    EXPECT_NEAR(static_cast<double>(toA + toB), 1.0, 1e-15);
+    // Stationary in {4, 5}: 4 -> 5 at 1, 5 -> 4 at 4: (0.8, 0.2).
+    const long double exact = toA * (0.8L * 10.0L + 0.2L * 20.0L) + toB * 1.0L;
+    expectBothLimitMethodsClose(c, exact, 1e-10);
+    // The transient solution at a large time comes to the same limit.
+    c.variables[0].type = 0;
+    c.variables[0].times = {{1e6, 1e6}};
+    const std::vector<Result> late = solveChain(c);
+    expectClose(late[0].value, exact, 1e-10, late[0]);
+    EXPECT_TRUE(late[0].steadyState) << late[0].method;
+    EXPECT_LT(late[0].iterations, 100000u);
+}
+
+TEST(SolverMethods, BirthDeathStationaryDistributionMatchesItsProductForm) {
+    // Births at lambda, deaths at mu, states 0 .. n-1 (files: 1 .. n): pi_k is
+    // proportional to rho^k, rho = lambda / mu. Reward k: the mean of the truncated
+    // geometric distribution. Sizes above and below the direct-solve limit.
+    for (const std::uint32_t n : {50u, 1500u}) {
+        const double lambda = 1.0, mu = 1.6;
+        Chain c;
+        c.states = n;
+        for (std::uint32_t i = 1; i < n; ++i) {
+            c.arcs.push_back({i, i + 1, lambda});
+            c.arcs.push_back({i + 1, i, mu});
+        }
+        Chain::Variable v{"level", 3, {{0.0, 0.0}}, {}, {}};
+        for (std::uint32_t i = 0; i < n; ++i)
+            v.rate.push_back(static_cast<double>(i));
+        c.variables.push_back(v);
+        long double norm = 0.0L, mean = 0.0L, p = 1.0L;
+        for (std::uint32_t k = 0; k < n; ++k, p *= lambda / mu) {
+            norm += p;
+            mean += k * p;
+        }
+        const std::vector<Result> results = solveChain(c);
+        SCOPED_TRACE("n = " + std::to_string(n));
+        expectClose(results[0].value, mean / norm, 1e-9, results[0]);
+        EXPECT_TRUE(results[0].converged);
+    }
+}
+
+TEST(SolverMethods, LargeTimesSettleAtTheLimitWithoutTakingEveryStep) {
+    // At t = 1e9 the Poisson weights lie beyond any step budget: the answer comes
+    // from the iterates settling at the limit. At t = 30 both ways must agree with
+    // the exponential.
+    Chain c = randomChain(6, 5);
+    c.variables[0].impulse.clear();
+    c.variables[0].times = {{30.0, 30.0}, {1e9, 1e9}};
+    const std::vector<long double> pi = stationary(c);
+    long double limit = 0.0L;
+    for (std::uint32_t j = 0; j < c.states; ++j)
+        limit += pi[j] * c.variables[0].rate[j];
+    SolveOptions options;
+    options.transient.detectAfter = 16;
+    const std::vector<Result> results = solveChain(c, options);
+    ASSERT_EQ(results.size(), 2u);
+    expectClose(results[0].value, instant(c, c.variables[0].rate, 30.0L), 1e-10, results[0]);
+    expectClose(results[1].value, limit, 1e-10, results[1]);
+    EXPECT_TRUE(results[1].steadyState);
+    EXPECT_LT(results[1].iterations, 10000u);
+
+    // A chain that does not settle within the budget (it mixes fast between 1 and 2
+    // but is absorbed in 3 only at rate 1e-9) is refused; with the default budget
+    // its million steps are taken and agree with the exponential.
+    Chain slow;
+    slow.states = 3;
+    slow.arcs = {{1, 2, 1000.0}, {2, 1, 1000.0}, {1, 3, 1e-9}};
+    slow.variables.push_back({"up", 0, {{1e3, 1e3}}, {1.0, 1.0, 0.0}, {}});
+    SolveOptions few;
+    few.transient.maxSteps = 100;
+    EXPECT_THROW(solveChain(slow, few), gensolver::SolveError);
+    const std::vector<Result> ok = solveChain(slow);
+    // The exponential squares its way through 2e6 in rate times time, which costs it
+    // digits when long double is only a double.
+    expectClose(ok[0].value, instant(slow, slow.variables[0].rate, 1e3L),
+                solvertest::extendedPrecision() ? 1e-12 : 1e-8, ok[0]);
+    EXPECT_FALSE(ok[0].steadyState);
+}
+
+} // namespace

@@ -1,0 +1,151 @@
+#include "SolverTestSupport.h"
+
+#include <cmath>
+#include <cstdio>
+#include <fstream>
+#include <stdexcept>
+#include <utility>
+
+namespace solvertest {
+
+namespace {
+
+std::string full(double x) {
+    char buf[40];
+    std::snprintf(buf, sizeof buf, "%.17g", x);
+    return buf;
+}
+
+Dense multiply(const Dense& a, const Dense& b) {
+    const std::size_t n = a.size();
+    Dense c(n, std::vector<long double>(n, 0.0L));
+    for (std::size_t i = 0; i < n; ++i)
+        for (std::size_t k = 0; k < n; ++k)
+            for (std::size_t j = 0; j < n; ++j)
+                c[i][j] += a[i][k] * b[k][j];
+    return c;
+}
+
+} // namespace
+
+void writeChain(const std::string& stem, const Chain& chain) {
+    std::ofstream arm(stem + ".arm", std::ios::binary);
+    arm << "1\n"
+        << chain.states << '\n'
+        << std::string(62 - std::to_string(chain.states).size(), ' ') << '\n';
+    for (std::uint32_t i = 1; i <= chain.states; ++i) {
+        arm << i << '\n';
+        for (const Chain::Arc& a : chain.arcs)
+            if (a.from == i)
+                arm << a.to << '\n' << full(a.rate) << '\n';
+        arm << "0\n";
+    }
+    std::ofstream pv(stem + ".pvtype", std::ios::binary);
+    pv << "Version:1\nNumPV:" << chain.variables.size() << '\n';
+    for (const Chain::Variable& v : chain.variables) {
+        pv << "Name:" << v.name << "\nType:" << v.type << "\nNumTimes:" << v.times.size() << '\n';
+        for (const auto& [start, stop] : v.times)
+            pv << "Start:" << full(start) << "\nStop:" << full(stop) << '\n';
+    }
+    std::ofstream var(stem + ".var", std::ios::binary);
+    for (const Chain::Variable& v : chain.variables)
+        var << v.name << '\n';
+    for (std::uint32_t i = 1; i <= chain.states; ++i) {
+        var << i << '\n';
+        for (const Chain::Variable& v : chain.variables)
+            var << full(v.impulse.empty() ? 0.0 : v.impulse[i - 1]) << '\n'
+                << full(v.rate[i - 1]) << '\n';
+    }
+}
+
+Dense generator(const Chain& chain) {
+    Dense q(chain.states, std::vector<long double>(chain.states, 0.0L));
+    for (const Chain::Arc& a : chain.arcs) {
+        if (a.from == a.to)
+            continue;
+        q[a.from - 1][a.to - 1] += a.rate;
+        q[a.from - 1][a.from - 1] -= a.rate;
+    }
+    return q;
+}
+
+Dense expm(const Dense& a, long double t) {
+    const std::size_t n = a.size();
+    long double norm = 0.0L;
+    for (const auto& row : a) {
+        long double s = 0.0L;
+        for (const long double x : row)
+            s += std::fabs(x);
+        norm = std::max(norm, s);
+    }
+    int squarings = 0;
+    long double scale = t;
+    while (norm * scale > 0.5L) {
+        scale /= 2.0L;
+        ++squarings;
+    }
+    Dense term(n, std::vector<long double>(n, 0.0L));
+    Dense sum(n, std::vector<long double>(n, 0.0L));
+    for (std::size_t i = 0; i < n; ++i)
+        term[i][i] = sum[i][i] = 1.0L;
+    for (int k = 1; k <= 30; ++k) {
+        term = multiply(term, a);
+        for (auto& row : term)
+            for (long double& x : row)
+                x *= scale / k;
+        for (std::size_t i = 0; i < n; ++i)
+            for (std::size_t j = 0; j < n; ++j)
+                sum[i][j] += term[i][j];
+    }
+    for (int s = 0; s < squarings; ++s)
+        sum = multiply(sum, sum);
+    return sum;
+}
+
+std::vector<long double> solveLeft(const Dense& a, const std::vector<long double>& b) {
+    // x A = b is A^T x^T = b^T.
+    const std::size_t n = a.size();
+    Dense m(n, std::vector<long double>(n + 1));
+    for (std::size_t i = 0; i < n; ++i) {
+        for (std::size_t j = 0; j < n; ++j)
+            m[i][j] = a[j][i];
+        m[i][n] = b[i];
+    }
+    for (std::size_t c = 0; c < n; ++c) {
+        std::size_t p = c;
+        for (std::size_t r = c + 1; r < n; ++r)
+            if (std::fabs(m[r][c]) > std::fabs(m[p][c]))
+                p = r;
+        if (m[p][c] == 0.0L)
+            throw std::runtime_error("singular system");
+        std::swap(m[c], m[p]);
+        for (std::size_t r = 0; r < n; ++r) {
+            if (r == c || m[r][c] == 0.0L)
+                continue;
+            const long double f = m[r][c] / m[c][c];
+            for (std::size_t k = c; k <= n; ++k)
+                m[r][k] -= f * m[c][k];
+        }
+    }
+    std::vector<long double> x(n);
+    for (std::size_t i = 0; i < n; ++i)
+        x[i] = m[i][n] / m[i][i];
+    return x;
+}
+
+bool extendedPrecision() {
+    volatile long double one = 1.0L;
+    volatile long double tiny = 1e-18L;
+    return one + tiny != one;
+}
+
+std::vector<long double> impulseRate(const Chain& chain, const std::vector<double>& impulse) {
+    std::vector<long double> rho(chain.states, 0.0L);
+    if (impulse.empty())
+        return rho;
+    for (const Chain::Arc& a : chain.arcs)
+        rho[a.from - 1] += static_cast<long double>(a.rate) * impulse[a.to - 1];
+    return rho;
+}
+
+} // namespace solvertest

@@ -1,0 +1,65 @@
+// gen-solve's command line: accepted forms and the one-line refusals.
+
+#include "tool/CommandLine.h"
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+
+namespace {
+
+using gensolver::Format;
+using gensolver::parseCommandLine;
+
+TEST(SolveCommandLine, AcceptedForms) {
+    struct Case {
+        std::vector<std::string> args;
+        std::string stem;
+        Format format;
+    } cases[] = {
+        {{"-Pout/", "-Nexp1"}, "out/exp1", Format::Table},
+        {{"-P", "out/", "-N", "exp1", "--format", "csv"}, "out/exp1", Format::Csv},
+        {{"out/exp1", "--format=json"}, "out/exp1", Format::Json},
+        {{"out/exp1.arm"}, "out/exp1", Format::Table},
+        {{"out/exp1.pvtype"}, "out/exp1", Format::Table},
+        {{"-Pout", "-Nexp1"}, "outexp1", Format::Table}, // -P is a prefix, as for gen
+    };
+    for (const Case& c : cases) {
+        const gensolver::CommandLine cl = parseCommandLine(c.args);
+        EXPECT_EQ(cl.stem, c.stem);
+        EXPECT_EQ(cl.format, c.format);
+    }
+    const gensolver::CommandLine cl =
+        parseCommandLine({"s", "--epsilon", "1e-9", "--steady", "--max-steps=5", "--plot", "p.svg",
+                          "--dense-limit", "7"});
+    EXPECT_EQ(cl.solve.transient.epsilon, 1e-9);
+    EXPECT_EQ(cl.solve.limit.tolerance, 1e-9);
+    EXPECT_TRUE(cl.solve.longRun);
+    EXPECT_EQ(cl.solve.transient.maxSteps, 5u);
+    EXPECT_EQ(cl.solve.limit.denseLimit, 7u);
+    EXPECT_EQ(cl.plot, "p.svg");
+    EXPECT_TRUE(parseCommandLine({"--help"}).help);
+}
+
+TEST(SolveCommandLine, Refusals) {
+    const std::vector<std::vector<std::string>> cases = {
+        {},
+        {"a", "b"},
+        {"-Pout/"},
+        {"-Nexp1"},
+        {"-Pout/", "-Nexp1", "extra"},
+        {"s", "--format"},
+        {"s", "--format", "xml"},
+        {"s", "--epsilon", "2"},
+        {"s", "--epsilon", "nan"},
+        {"s", "--max-steps", "0"},
+        {"s", "--max-steps", "-3"},
+        {"s", "--dense-limit", "1000000"},
+        {"s", "--bogus"},
+    };
+    for (const auto& args : cases)
+        EXPECT_THROW(parseCommandLine(args), std::invalid_argument)
+            << ::testing::PrintToString(args);
+}
+
+} // namespace

@@ -154,6 +154,16 @@ Solution solve(const Model& model, const SolveOptions& options) {
 
     for (std::size_t p = 0; p < nv; ++p) {
         const Variable& v = model.variables[p];
+        // Without the .imp file, impulses are the first-entry ones of .var: the
+        // values that earn them say so.
+        const bool firstEntry = !model.exactImpulses && model.rewards[p].hasImpulses;
+        auto add = [&](Result& r) {
+            if (firstEntry && r.type != RewardType::InstantOfTime) {
+                r.method += ", first-entry impulses";
+                sol.firstEntryImpulses = true;
+            }
+            sol.results.push_back(r);
+        };
         const double rMax = maxAbs(model.rewards[p].rate);
         const double eMax = maxAbs(*earning[p]);
         for (const TimePoint& t : v.times) {
@@ -165,7 +175,7 @@ Solution solve(const Model& model, const SolveOptions& options) {
             if (v.type == RewardType::SteadyState) {
                 limitResult(r, *earning[p]);
                 r.longRun = false;
-                sol.results.push_back(r);
+                add(r);
                 continue;
             }
             const Snapshot& b = snapshots.at(t.stop);
@@ -193,7 +203,7 @@ Solution solve(const Model& model, const SolveOptions& options) {
                 r.value = value;
                 r.bound = bound;
             }
-            sol.results.push_back(r);
+            add(r);
         }
         if (options.longRun &&
             (v.type == RewardType::InstantOfTime || v.type == RewardType::TimeAveragedInterval)) {
@@ -202,7 +212,7 @@ Solution solve(const Model& model, const SolveOptions& options) {
             r.type = v.type;
             limitResult(r,
                         v.type == RewardType::InstantOfTime ? model.rewards[p].rate : *earning[p]);
-            sol.results.push_back(r);
+            add(r);
         }
     }
     if (limits.computed()) {

@@ -40,6 +40,8 @@ struct Solution {
     double uniformizationRate = 0.0; // 0 when no transient measure was asked for
     std::string limitSummary;        // empty when the limit was not needed
     std::vector<Result> results;
+    bool firstEntryImpulses = false; // some values earn the first-entry impulses of .var
+                                     // (there is no .imp file)
     bool allConverged() const;
 };
 

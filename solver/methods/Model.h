@@ -1,6 +1,6 @@
 #pragma once
 // What the solver reads: the performance variables (.pvtype), their rewards per
-// state (.var) and the rates (.arm).
+// state (.var), the rates (.arm) and, when present, the impulse rates (.imp).
 
 #include "methods/RateMatrix.h"
 
@@ -33,13 +33,14 @@ struct Variable {
 
 // Per variable and state: the rate reward and the impulse of the firing that first
 // reached the state (both from .var), and the rate at which impulses are earned in
-// the state (sum over its transitions i -> j, self-loops included, of rate times
-// j's impulse; filled while the .arm file is read).
+// the state: from the .imp file when there is one, else derived from .var (sum over
+// the state's transitions i -> j, self-loops included, of rate times j's impulse;
+// filled while the .arm file is read).
 struct Rewards {
     std::vector<double> rate;
     std::vector<double> impulse;     // emptied once impulseRate is known
-    std::vector<double> impulseRate; // empty when every impulse is 0
-    bool hasImpulses = false;
+    std::vector<double> impulseRate; // empty when every impulse (rate) is 0
+    bool hasImpulses = false;        // .var has an impulse for the .arm reader to derive from
 };
 
 struct Model {
@@ -47,6 +48,7 @@ struct Model {
     std::vector<Variable> variables;
     std::vector<Rewards> rewards; // one per variable, in .pvtype order
     RateMatrix matrix;
+    bool exactImpulses = false; // the impulse rates come from the .imp file
 };
 
 } // namespace gensolver

@@ -1,6 +1,7 @@
 #include "read/ModelReader.h"
 
 #include "read/ArmReader.h"
+#include "read/ImpReader.h"
 #include "read/InputError.h"
 #include "read/PvTypeReader.h"
 #include "read/VarReader.h"
@@ -21,6 +22,12 @@ Model readModel(const std::string& stem) {
     model.variables = readPvType(stem + ".pvtype");
     const std::uint32_t states = readArmStateCount(stem + ".arm");
     model.rewards = readVar(stem + ".var", model.variables, states);
+    // The impulse rates of the .imp file, when the run wrote one, replace those
+    // that the .arm reader would derive from the first-entry impulses of .var.
+    if (::stat((stem + ".imp").c_str(), &info) == 0) {
+        readImp(stem + ".imp", model.variables, states, model.rewards);
+        model.exactImpulses = true;
+    }
     model.matrix = readArm(stem + ".arm", states, model.rewards);
     return model;
 }

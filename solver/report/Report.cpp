@@ -97,6 +97,10 @@ void writeTable(std::ostream& out, const Solution& s, double epsilon) {
     line(head);
     for (const auto& row : rows)
         line(row);
+    if (s.firstEntryImpulses)
+        out << "NOTE: no " << s.stem << ".imp file: the values marked first-entry impulses "
+            << "earn, on every transition into a state, the impulse of the firing that first "
+               "reached it (.var)\n";
     if (!s.allConverged())
         out << "WARNING: an iterative solve did not reach its tolerance; the values marked "
                "NOT CONVERGED are not reliable\n";

@@ -4,14 +4,18 @@
 #include "base/NewArray.h"
 
 Firing::Firing(PVModel* model, const ActionTable& actions, std::uint32_t stateSize)
-    : Model(model), Actions(actions), Buffer(newArray<char>(stateSize)), Target(Buffer.get()) {
+    : Model(model), Actions(actions), Buffer(newArray<char>(stateSize)), Target(Buffer.get()),
+      Tally(model) {
     MapUsable = Model->GetStateMap(CellMap) && CellMap.agreesWith(Model, stateSize);
     // Rewards are computed for new states only, from the state and the action
     // that reached it. Erlang phases are not part of the state vector and
     // change between a firing and the lookup of its target, so with phase
     // actions the rewards are computed right after each firing, as the model's
     // own FireAction does.
-    EagerRewards = Actions.numPhase() > 0;
+    if (Actions.numPhase() > 0)
+        AfterFire |= EagerRewards;
+    if (Tally.active())
+        AfterFire |= TallyImpulses;
 }
 
 void Firing::fireAction(BaseActionClass* action, char* state) {

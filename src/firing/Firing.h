@@ -5,11 +5,14 @@
 // do), fires one action as the model's FireAction does (Erlang actions below
 // their last phase only age), and leaves the reached state in a target vector.
 // Rewards are computed after every firing only when they are eager (models
-// with phase actions); otherwise the caller computes them for new states.
+// with phase actions); otherwise the caller computes them for new states. In a
+// model with impulse rewards, every firing adds its impulses, weighted, to the
+// explored state's impulse rates (see ImpulseTally).
 
 #include "actions/BaseActionClass.h"
 #include "actions/BaseGroupClass.h"
 #include "firing/ActionTable.h"
+#include "firing/ImpulseTally.h"
 #include "models/StateMap.h"
 #include "pv/PVModel.h"
 #include "pv/PerformanceVariableNode.h"
@@ -58,13 +61,15 @@ public:
     // it disables. Sets rate() and leaves the reached state in target().
     void fireAction(BaseActionClass* action, char* state);
     // Fires `action` (an instantaneous action, or a timed one whose rate the
-    // caller has set) and writes the reached state into target().
-    void fire(BaseActionClass* action) {
+    // caller has set) and writes the reached state into target(). `probability`
+    // is that of the zero-time path up to and including this firing (1 for the
+    // timed firing): its impulses are tallied at rate() times it.
+    void fire(BaseActionClass* action, double probability = 1.0) {
         action->Fire();
         Model->LastAction = action;
         LastFired = action;
-        if (EagerRewards)
-            computeRewards(action);
+        if (AfterFire != 0)
+            afterFire(action, probability);
         store(Target);
     }
     // Fires the timed `action` of a model without phase actions from `explored`,
@@ -103,7 +108,13 @@ public:
     BaseActionClass* lastFired() const { return LastFired; }
     void setLastFired(BaseActionClass* action) { LastFired = action; }
     // Rewards are computed after every firing (the model has phase actions).
-    bool eagerRewards() const { return EagerRewards; }
+    bool eagerRewards() const { return (AfterFire & EagerRewards) != 0; }
+    // Every firing made through fire() adds its impulses to impulses() (the
+    // model has impulse rewards); fireAndRestore() adds none.
+    bool talliesImpulses() const { return (AfterFire & TallyImpulses) != 0; }
+    // The impulse rates of the state being explored, summed since the
+    // caller last cleared them.
+    ImpulseTally& impulses() { return Tally; }
     const ActionTable& actions() const { return Actions; }
 
 private:
@@ -111,6 +122,22 @@ private:
     void age(BaseActionClass* action, char* state);
     // Erlang actions that are no longer enabled start again at phase 1.
     void resetDisabledPhases();
+    // What fire() does beyond the firing, as AfterFire says.
+    void afterFire(BaseActionClass* action, double probability) {
+        if ((AfterFire & EagerRewards) != 0)
+            computeRewards(action);
+        if ((AfterFire & TallyImpulses) != 0) {
+            // A deterministic firing (negative rate) or a path of probability 0
+            // earns at no rate.
+            double weight = Rate * probability;
+            if (weight > 0)
+                Tally.add(action, weight);
+        }
+    }
+
+    // Bits of AfterFire.
+    static constexpr unsigned char EagerRewards = 1;  // rewards after every firing
+    static constexpr unsigned char TallyImpulses = 2; // impulses into Tally
 
     PVModel* Model;                       // not owned
     const ActionTable& Actions;           // not owned
@@ -118,7 +145,9 @@ private:
     char* Target;                         // not owned: Buffer or a vector of the caller
     StateMap CellMap;                     // where the model's state vector lives in memory
     bool MapUsable = false;               // CellMap does what the model's SetState/CurrentState do
-    bool EagerRewards = false;            // rewards after every firing (models with phase actions)
+    unsigned char AfterFire = 0;          // what fire() does beyond the firing: EagerRewards
+                                          // (models with phase actions), TallyImpulses
+    ImpulseTally Tally;                   // the explored state's impulse rates
     double Rate = 0.0;                    // rate of the timed action fired last
     BaseActionClass* LastFired = nullptr; // not owned; the action that led to Target
     TraceFileContainer* Trace = nullptr;  // not owned; null: no trace

@@ -83,7 +83,7 @@ private:
     void descend(BaseActionClass* action, double probability, Sink& sink) {
         if (Fire.traces(1))
             Fire.trace()->printFireAction(action, 0.0);
-        Fire.fire(action);
+        Fire.fire(action, probability);
         ++Depth;
         step<Policy>(probability, sink);
         --Depth;

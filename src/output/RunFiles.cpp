@@ -16,7 +16,7 @@ constexpr std::size_t ArmBufferBytes = 1 << 20;
 // Result files of a run that has not finished. A fatal error ends the process
 // with exit(1) wherever it arises (the state store, the zero-time limit, a
 // failed write, exhausted memory), so an exit handler removes them: a failed
-// run leaves no .var or .det that looks complete. The .arm needs no removal,
+// run leaves no .var, .det or .imp that looks complete. The .arm needs no removal,
 // its blank count marks it unfinished until the very end.
 std::vector<std::string> unfinishedResults;
 
@@ -56,6 +56,11 @@ RunFiles::RunFiles(const char* path, const char* name) {
     VarName = stem + ".var";
     PvTypeName = stem + ".pvtype";
     DetName = stem + ".det";
+    ImpName = stem + ".imp";
+}
+
+void RunFiles::removeStaleImpulses() const {
+    std::remove(ImpName.c_str());
 }
 
 RunFiles::~RunFiles() = default;
@@ -71,6 +76,10 @@ void RunFiles::writeFailed(const std::string& fileName) {
     std::exit(1);
 }
 
+void RunFiles::closeResult(std::ofstream& file, const std::string& name) {
+    closeWritten(file, name);
+}
+
 void RunFiles::refuseTraceFile(const char* traceFileName) const {
     // Writing the trace into a result file would truncate it and interleave the
     // trace with its rows. A result file that exists now is compared with the
@@ -81,7 +90,7 @@ void RunFiles::refuseTraceFile(const char* traceFileName) const {
     bool existed = std::filesystem::exists(traceFileName, error);
     if (!existed)
         std::ofstream(traceFileName, std::ios::app).close();
-    for (const std::string* result : {&ArmName, &VarName, &PvTypeName, &DetName}) {
+    for (const std::string* result : {&ArmName, &VarName, &PvTypeName, &DetName, &ImpName}) {
         if (sameFile(traceFileName, *result)) {
             if (!existed) // the file created above, wherever a symbolic link put it
                 std::filesystem::remove(std::filesystem::canonical(traceFileName, error), error);

@@ -1,9 +1,10 @@
 #pragma once
 // RunFiles: the result files of one run, <path><name> with .arm (the rate
-// rows), .var (the reward records), .pvtype and .det. It opens the .arm file
+// rows), .var (the reward records), .pvtype, .det and .imp (the impulse
+// rates, only for a model with impulse rewards). It opens the .arm file
 // with a placeholder header and writes the state count over it as the very
 // last step, so that an .arm whose placeholder is still blank is unfinished.
-// The .var and .det files of a run that ends before that (every fatal error
+// The .var, .det and .imp files of a run that ends before that (every fatal error
 // ends the process where it arises) are removed by one exit handler.
 // A trace file that is one of the result files is refused before anything is
 // written.
@@ -29,6 +30,10 @@ public:
     const std::string& varName() const { return VarName; }
     const std::string& pvTypeName() const { return PvTypeName; }
     const std::string& detName() const { return DetName; }
+    const std::string& impName() const { return ImpName; }
+    // Removes an .imp file that an earlier run left under this run's name,
+    // for a run that writes none: it would not describe this run's states.
+    void removeStaleImpulses() const;
 
     // Ends the run (status 1) when `traceFileName` names one of the result
     // files, however spelled.
@@ -60,9 +65,11 @@ public:
     static void markUnfinished(const std::string& name);
     // Ends the run (status 1): `fileName` could not be written.
     [[noreturn]] static void writeFailed(const std::string& fileName);
+    // Flushes and closes `file`, the result file `name`; a failure ends the run.
+    static void closeResult(std::ofstream& file, const std::string& name);
 
 private:
-    std::string ArmName, VarName, PvTypeName, DetName; // the result files
+    std::string ArmName, VarName, PvTypeName, DetName, ImpName; // the result files
     std::string ArmOpen, DetOpen;       // the .arm and .det files opened, for messages
     std::ofstream ArmFile;              // the .arm file while it is open
     std::unique_ptr<TextBuffer> ArmOut; // owned; buffers ArmFile until flushArm

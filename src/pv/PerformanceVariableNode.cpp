@@ -246,13 +246,24 @@ void PerformanceVariableNode::CurrentReward(BaseActionClass* action) {
     ImpulseReward = 0.0;
     ImpulseRewardSquared = 0.0;
     if (action->AffectedNodesByImpulseReward.contains(Id))
-        AddImpulseValues(action);
+        AddImpulseValues(action, ImpulseReward, ImpulseRewardSquared);
     // A synchronizing action also earns the impulses of its member actions.
     if (action->isSync())
-        AddMemberImpulseValues(action);
+        AddMemberImpulseValues(action, ImpulseReward, ImpulseRewardSquared);
 }
 
-void PerformanceVariableNode::AddImpulseValues(BaseActionClass* action) {
+double PerformanceVariableNode::FiringImpulse(BaseActionClass* action) {
+    double sum = 0.0;
+    double squares = 0.0;
+    if (action->AffectedNodesByImpulseReward.contains(Id))
+        AddImpulseValues(action, sum, squares);
+    if (action->isSync())
+        AddMemberImpulseValues(action, sum, squares);
+    return sum;
+}
+
+void PerformanceVariableNode::AddImpulseValues(BaseActionClass* action, double& sum,
+                                               double& squares) {
     FastSet& impulses = action->PVImpulseSets[Id];
     int* const* workerLists = action->PVImpulseWorkers[Id];
     const int* workerCounts = action->PVImpulseWorkerCounts[Id];
@@ -265,20 +276,21 @@ void PerformanceVariableNode::AddImpulseValues(BaseActionClass* action) {
         for (int k = 0; k < count; ++k) {
             ImpulseNodeClass* worker = impulseWorkers[workers[k]];
             worker->CurrentReward();
-            ImpulseReward += worker->Value;
-            ImpulseRewardSquared += worker->ValueSquared;
+            sum += worker->Value;
+            squares += worker->ValueSquared;
         }
     }
 }
 
-void PerformanceVariableNode::AddMemberImpulseValues(BaseActionClass* action) {
+void PerformanceVariableNode::AddMemberImpulseValues(BaseActionClass* action, double& sum,
+                                                     double& squares) {
     int n = NumSyncMembers(action);
     for (int m = 0; m < n; ++m) {
         BaseActionClass* member = SyncMember(action, m);
         if (member->AffectedNodesByImpulseReward.contains(Id))
-            AddImpulseValues(member);
+            AddImpulseValues(member, sum, squares);
         if (member->isSync())
-            AddMemberImpulseValues(member);
+            AddMemberImpulseValues(member, sum, squares);
     }
 }
 

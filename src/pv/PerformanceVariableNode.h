@@ -70,6 +70,9 @@ public:
     // Rate reward in the current state plus the impulse reward of the action
     // that has just fired. Runs once per transition: no allocation.
     void CurrentReward(BaseActionClass* action);
+    // The impulse reward of `action`, which has just fired, for the state the
+    // model holds; the node's own rewards stay as they are. No allocation.
+    double FiringImpulse(BaseActionClass* action);
 
     RewardType GetRewardType() const { return Type; }
     int GetNumTimePoints() const { return NumTimePoints; }
@@ -123,16 +126,16 @@ public:
 
     // Impulses: one entry per impulse in each array.
     int NumImpulses = 0;
-    int* ImpulseModelDepCounts = nullptr;         // owned
-    int* NumImpulseWorkers = nullptr;             // owned
-    int* ImpulseActionModelCounts = nullptr;      // owned
-    ImpulseNodeClass** ImpulseNodes = nullptr;    // owned array; the registered nodes are not owned
+    int* ImpulseModelDepCounts = nullptr;      // owned
+    int* NumImpulseWorkers = nullptr;          // owned
+    int* ImpulseActionModelCounts = nullptr;   // owned
+    ImpulseNodeClass** ImpulseNodes = nullptr; // owned array; the registered nodes are not owned
     // Per impulse, the array that the registered node's CreateWorkerList returned
     // (array new): this node frees the arrays; the derived node deletes the
     // workers themselves (each worker's destructor frees its own Name).
     ImpulseNodeClass*** ImpulseWorkers = nullptr;
-    ActionModelPairClass* ImpulsePairs = nullptr; // owned
-    char*** ImpulseModelDeps = nullptr;           // owned arrays of owned texts (array new)
+    ActionModelPairClass* ImpulsePairs = nullptr;   // owned
+    char*** ImpulseModelDeps = nullptr;             // owned arrays of owned texts (array new)
     ModelGroupClass** ImpulseModelGroups = nullptr; // owned, NumImpulseWorkers groups per impulse
 
     char** ModelDeps = nullptr; // owned array of owned texts (array new)
@@ -144,10 +147,11 @@ private:
     int ModelDepRoom = 0;
     int ImpulseRoom = 0;
 
-    // Adds the impulse values of the action's own structures for this node.
-    void AddImpulseValues(BaseActionClass* action);
+    // Adds the impulse values (and their squares) of the action's own
+    // structures for this node to `sum` (and `squares`).
+    void AddImpulseValues(BaseActionClass* action, double& sum, double& squares);
     // Adds those of every member of a synchronizing action, depth first.
-    void AddMemberImpulseValues(BaseActionClass* action);
+    void AddMemberImpulseValues(BaseActionClass* action, double& sum, double& squares);
     void AccumulateImpulseWorkers(double now, double last, BaseActionClass* action);
     int ImpulseModelDepRoom(int impulse) const;
 };

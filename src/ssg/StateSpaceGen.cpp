@@ -4,6 +4,7 @@
 #include "actions/BaseGroupClass.h"
 #include "base/CopyBytes.h"
 #include "base/NewArray.h"
+#include "output/ImpulseFile.h"
 #include "output/TextBuffer.h"
 #include "pv/PVModel.h"
 #include "ssg/Queue.h"
@@ -194,6 +195,14 @@ void StateSpaceGen::beginExploration(const char* armName, const char* varName,
     std::cout.setf(std::ios::scientific, std::ios::floatfield);
     RewardOut = std::make_unique<Reward>(Model, OutputFormat, varName, true);
     RunFiles::markUnfinished(varName);
+    if (Fire.talliesImpulses()) {
+        ImpulseOut = std::make_unique<ImpulseFile>(Files.impName());
+        for (int p = 0; p < Model->NumPVs; ++p)
+            ImpulseOut->variable(Model->PVList[p]->Name);
+        Fire.impulses().clear();
+    } else {
+        Files.removeStaleImpulses();
+    }
     Model->FireAction(Fire.target(), &Model->NoActionFiredYet);
     RewardOut->Calculate(NumStates);
     Files.writeArmPlaceholder(OutputFormat, blanks);
@@ -203,6 +212,11 @@ void StateSpaceGen::beginExploration(const char* armName, const char* varName,
 void StateSpaceGen::writeRow() {
     Rows->rateRow(RateMap.entries(), RateMap.size());
     RateMap.clear();
+    if (ImpulseOut) {
+        ImpulseTally& tally = Fire.impulses();
+        ImpulseOut->record(CurrentStateNumber, tally.sums(), tally.count());
+        tally.clear();
+    }
 }
 
 void StateSpaceGen::finishExploration() {
@@ -213,6 +227,10 @@ void StateSpaceGen::finishExploration() {
     Files.flushArm();
     RewardOut->close();
     RewardOut.reset();
+    if (ImpulseOut) {
+        ImpulseOut->close();
+        ImpulseOut.reset();
+    }
 }
 
 // ---- Stable-state exploration ----
@@ -223,8 +241,11 @@ void StateSpaceGen::GenStateSpaceNormal(const char* armName, const char* varName
 
     // With the trace off and the rewards taken per new state, the successors of
     // the next states are fired before the present state's lookups, so that
-    // the lookups' waits for memory overlap (see LookAhead).
-    if (FindNext == &StateSpaceGen::FindNextNormal && !traces(1) && !Fire.eagerRewards()) {
+    // the lookups' waits for memory overlap (see LookAhead). Impulse rates are
+    // tallied per explored state, so with impulses each state is explored on
+    // its own.
+    if (FindNext == &StateSpaceGen::FindNextNormal && !traces(1) && !Fire.eagerRewards() &&
+        !Fire.talliesImpulses()) {
         Ahead.explore();
     } else {
         for (std::uint32_t number = firstToExplore(); number != 0; number = nextToExplore()) {
@@ -282,18 +303,22 @@ void StateSpaceGen::loadExplored(const char* state) {
 
 void StateSpaceGen::FindNextNormal(char* state) {
     loadExplored(state);
-    if (!traces(4)) {
+    // The detailed trace and the impulse tally need each firing made through
+    // the model, action by action.
+    if (!traces(4) && !Fire.talliesImpulses()) {
         if (Ahead.expand(ExploredState.get()))
             Fire.load(ExploredState.get());
         return;
     }
     for (std::uint32_t i = 0; i < Table.numTimed(); ++i) {
         BaseActionClass* action = Table.timed()[i];
-        Trace->printf(4, "Checking Action: %s", action->Name);
+        if (traces(4))
+            Trace->printf(4, "Checking Action: %s", action->Name);
         if (!action->Enabled())
             continue;
         FireAction(action, ExploredState.get());
-        Trace->printf(4, "The rate to this state: %f", Fire.rate());
+        if (traces(4))
+            Trace->printf(4, "The rate to this state: %f", Fire.rate());
         // The lookup has no effect on a rate that is dropped, so it is made only
         // for the rates that count.
         if (Fire.rate() > 0) {

@@ -3,7 +3,8 @@
 // it sorts the actions by delay distribution, seeds the store and the frontier
 // with the initial state (number 1), and when run explores every reachable
 // stable state breadth-first, writing the rate rows (.arm), the reward records
-// (.var) and, with deterministic actions, their enabling states (.det). The
+// (.var), with impulse rewards the impulse rates (.imp) and, with deterministic
+// actions, their enabling states (.det). The
 // firing semantics live in Firing and ZeroTimeResolver, the files in RunFiles,
 // and the look-ahead of the plain exploration loop in LookAhead.
 
@@ -21,6 +22,7 @@
 #include <memory>
 
 class BaseActionClass;
+class ImpulseFile;
 class PVModel;
 class Queue;
 class ResultsDB;
@@ -99,9 +101,10 @@ private:
     // reward record; `blanks` is the width of the placeholder line.
     void beginExploration(const char* armName, const char* varName, const char* openMessage,
                           int blanks);
-    // Writes the explored state's row and empties RateMap.
+    // Writes the explored state's row and empties RateMap; with impulses, also
+    // the state's impulse rates, which it then clears.
     void writeRow();
-    // Releases the store's index, writes out the rows and closes .var.
+    // Releases the store's index, writes out the rows and closes .var (and .imp).
     void finishExploration();
     // Copies the explored state and loads the model with it.
     void loadExplored(const char* state);
@@ -124,17 +127,19 @@ private:
     const char* ExperimentName;             // not owned
     std::unique_ptr<char[]> ExploredState;  // owned; copy of the state being explored
 
-    std::uint32_t CurrentStateNumber = 0; // the state being explored; the last one afterwards
-    std::uint32_t NumStates = 0;          // highest number handed out
-    std::uint32_t ExploredStates = 0;     // states explored so far
-    RateAccumulator RateMap;              // rates from the explored state, per target
-    std::unique_ptr<Reward> RewardOut;    // owned during an exploration
-    TextBuffer* Rows = nullptr;           // not owned: Files' .arm buffer during an exploration
-    state_struct CurrentState;            // the state numbered last (points at its bytes)
-    DeterministicList DetList;            // enabling states of deterministic actions
-    short AbsorbFlag;                     // 1: report absorbing states
-    short OutputFormat = 1;               // output file type; 1 (text)
-    char* TraceFileName;                  // owned (free); null for standard output
+    std::uint32_t CurrentStateNumber = 0;    // the state being explored; the last one afterwards
+    std::uint32_t NumStates = 0;             // highest number handed out
+    std::uint32_t ExploredStates = 0;        // states explored so far
+    RateAccumulator RateMap;                 // rates from the explored state, per target
+    std::unique_ptr<Reward> RewardOut;       // owned during an exploration
+    std::unique_ptr<ImpulseFile> ImpulseOut; // owned during an exploration of a model with
+                                             // impulse rewards; null otherwise
+    TextBuffer* Rows = nullptr;              // not owned: Files' .arm buffer during an exploration
+    state_struct CurrentState;               // the state numbered last (points at its bytes)
+    DeterministicList DetList;               // enabling states of deterministic actions
+    short AbsorbFlag;                        // 1: report absorbing states
+    short OutputFormat = 1;                  // output file type; 1 (text)
+    char* TraceFileName;                     // owned (free); null for standard output
     std::unique_ptr<TraceFileContainer> Trace;    // owned; null until InitializeTrace
     std::unique_ptr<TraceFileVantorSSG> TraceOut; // owned; the one trace file
 };

@@ -1,0 +1,43 @@
+#pragma once
+// RecordReader: reads a file of per-state records as gen writes them (.var and
+// .imp): a header with one line per performance variable, in .pvtype order,
+// then one record per state, states 1 .. count in order, each its number
+// followed by values, then nothing but blank lines. Every fault is an
+// InputError naming the file and the line.
+
+#include "methods/Model.h"
+#include "read/LineReader.h"
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace gensolver {
+
+class RecordReader {
+public:
+    // Opens `path` and checks that its header names `variables`; `states`
+    // records are expected.
+    RecordReader(const std::string& path, const std::vector<Variable>& variables,
+                 std::uint32_t states);
+    RecordReader(const RecordReader&) = delete;
+    RecordReader& operator=(const RecordReader&) = delete;
+    RecordReader(RecordReader&&) = delete;
+    RecordReader& operator=(RecordReader&&) = delete;
+
+    // Reads the number line of the record of `state`, which must be next.
+    void beginRecord(std::uint32_t state);
+    // The next value of the record of `state`: a finite number, or a fault
+    // that names it as `what`.
+    double value(const char* what, std::uint32_t state);
+    // Checks that only blank lines follow the last record.
+    void end();
+
+private:
+    LineReader In;         // the file
+    std::uint32_t States;  // records expected
+    std::string_view Line; // the line last read (a view into In's buffer)
+};
+
+} // namespace gensolver

@@ -12,12 +12,7 @@
 
 namespace {
 
-using testsupport::binary;
-using testsupport::fileExists;
-using testsupport::readFile;
-using testsupport::run;
-using testsupport::RunResult;
-using testsupport::TempDir;
+using namespace testsupport;
 
 bool armHasNoCount(const std::string& arm, int blanks) {
     std::string header = "1\n" + std::string(blanks, ' ') + "\n";
@@ -57,17 +52,15 @@ TEST(PartialResultsTest, TraceFileThatIsAResultFileIsRefusedWhateverItsSpelling)
         const char* result;
     };
     const Case cases[] = {
-        {"./exp1.arm", "./exp1.arm"},
-        {"exp1.arm", "./exp1.arm"},
-        {".//exp1.var", "./exp1.var"},
-        {"././exp1.pvtype", "./exp1.pvtype"},
-        {"sub/../exp1.arm", "./exp1.arm"},
-        {"link", "./exp1.det"},
+        {"./exp1.arm", "./exp1.arm"},      {"exp1.arm", "./exp1.arm"},
+        {".//exp1.var", "./exp1.var"},     {"././exp1.pvtype", "./exp1.pvtype"},
+        {"sub/../exp1.arm", "./exp1.arm"}, {"link", "./exp1.det"},
         {"ABSOLUTE", "./exp1.var"},
     };
     for (bool resultsExist : {false, true}) {
         for (const Case& c : cases) {
-            std::string trace = c.trace == std::string("ABSOLUTE") ? dir.path() + "exp1.var" : c.trace;
+            std::string trace =
+                c.trace == std::string("ABSOLUTE") ? dir.path() + "exp1.var" : c.trace;
             std::string resultPath = dir.path() + std::string(c.result).substr(2);
             if (resultsExist) {
                 std::ofstream(resultPath) << "earlier run\n";

@@ -21,6 +21,8 @@
 #   run       counter17 (17,000,000 states), counter40 (40,000,000 states),
 #             polling20 (N = 20); default: all three
 set -euo pipefail
+# shellcheck source=bench/common.sh
+source "$(dirname "$0")/common.sh"
 
 jobs=2
 discard=0
@@ -30,10 +32,7 @@ while getopts "j:dkh" opt; do
     j) jobs=$OPTARG ;;
     d) discard=1 ;;
     k) keep=1 ;;
-    *)
-        sed -n '2,22p' "$0" | sed 's/^# \{0,1\}//'
-        exit 2
-        ;;
+    *) usage 22 ;;
     esac
 done
 shift $((OPTIND - 1))
@@ -46,23 +45,13 @@ declare -A arguments=([counter17]="-B0 -Oi:Size:17000000" [counter40]="-B0 -Oi:S
     [polling20]="-B18")
 declare -A vectors=([counter17]=4 [counter40]=4 [polling20]=44)
 for name in "${chosen[@]}"; do
-    if [ -z "${exes[$name]:-}" ]; then
-        echo "bench/large.sh: unknown run '$name' (counter17, counter40 or polling20)" >&2
-        exit 2
-    fi
+    [ -n "${exes[$name]:-}" ] || refuse "bench/large.sh: unknown run '$name' (counter17, counter40 or polling20)"
 done
 
-root=$(cd "$(dirname "$0")/.." && pwd)
 build=$root/build-large
 out=$build/large-out
 
-echo "Building Release in $build ..."
-cmake -S "$root" -B "$build" -DCMAKE_BUILD_TYPE=Release >/dev/null
-cmake --build "$build" -j "$jobs" --target gen-counter gen-polling >/dev/null
-measure=$build/bench-measure
-if [ ! -x "$measure" ] || [ "$root/bench/measure.cpp" -nt "$measure" ]; then
-    "${CXX:-c++}" -O2 -std=c++20 -Wall -Wextra -o "$measure" "$root/bench/measure.cpp"
-fi
+build_release "$build" "$jobs" -- gen-counter gen-polling
 
 echo "large runs, one at a time; machine: $(nproc) cores, $(uname -m); load: $(cut -d' ' -f1-3 /proc/loadavg)"
 [ "$discard" -eq 1 ] && echo ".arm and .var sent to /dev/null"

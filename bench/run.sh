@@ -29,6 +29,8 @@
 #   -L         afterwards run bench/large.sh (long runs past the old state limits), if present
 #   -S         afterwards run bench/solve.sh (the solver's benchmark), if present
 set -euo pipefail
+# shellcheck source=bench/common.sh
+source "$(dirname "$0")/common.sh"
 
 runs=5
 jobs=2
@@ -50,31 +52,21 @@ while getopts "r:j:kvp:K:b:LSh" opt; do
     b) before=$(cd "$OPTARG" && pwd) ;;
     L) large=1 ;;
     S) solve=1 ;;
-    *)
-        sed -n '2,31p' "$0" | sed 's/^# \{0,1\}//'
-        exit 2
-        ;;
+    *) usage 31 ;;
     esac
 done
 shift $((OPTIND - 1))
-if ! [[ $runs =~ ^[1-9][0-9]*$ ]]; then
-    echo "bench/run.sh: the number of runs must be a positive integer, not '$runs'" >&2
-    exit 2
-fi
+[[ $runs =~ ^[1-9][0-9]*$ ]] || refuse "bench/run.sh: the number of runs must be a positive integer, not '$runs'"
 read -r -a pollingSizes <<<"$polling $*"
 [ ${#pollingSizes[@]} -gt 0 ] || [ -n "$polling" ] || pollingSizes=(14 16 18)
 read -r -a kanbanSizes <<<"$kanban"
 for n in "${pollingSizes[@]}"; do
     if ! [[ $n =~ ^[0-9]+$ ]] || [ "$n" -lt 2 ]; then
-        echo "bench/run.sh: polling N must be an integer of at least 2, not '$n'" >&2
-        exit 2
+        refuse "bench/run.sh: polling N must be an integer of at least 2, not '$n'"
     fi
 done
 for n in "${kanbanSizes[@]}"; do
-    if ! [[ $n =~ ^[1-6]$ ]]; then
-        echo "bench/run.sh: kanban N must be 1 .. 6, not '$n'" >&2
-        exit 2
-    fi
+    [[ $n =~ ^[1-6]$ ]] || refuse "bench/run.sh: kanban N must be 1 .. 6, not '$n'"
 done
 if [ -n "$before" ]; then
     for exe in gen-polling gen-kanban; do
@@ -82,17 +74,10 @@ if [ -n "$before" ]; then
     done
 fi
 
-root=$(cd "$(dirname "$0")/.." && pwd)
 build=$root/build-release
 out=$build/bench-out
 
-echo "Building Release in $build ..."
-cmake -S "$root" -B "$build" -DCMAKE_BUILD_TYPE=Release -DGEN_BUILD_TESTS=OFF >/dev/null
-cmake --build "$build" -j "$jobs" --target gen-polling gen-kanban polling-floor >/dev/null
-measure=$build/bench-measure
-if [ ! -x "$measure" ] || [ "$root/bench/measure.cpp" -nt "$measure" ]; then
-    "${CXX:-c++}" -O2 -std=c++20 -Wall -Wextra -o "$measure" "$root/bench/measure.cpp"
-fi
+build_release "$build" "$jobs" -DGEN_BUILD_TESTS=OFF -- gen-polling gen-kanban polling-floor
 
 # median <values...>: the middle value (the mean of the two middle ones for an even count).
 median() {
@@ -189,19 +174,19 @@ for n in "${kanbanSizes[@]}"; do
     row kanban "$n" gen-kanban -B$((n - 1))
 done
 
-if [ "$large" -eq 1 ]; then
-    if [ -x "$root/bench/large.sh" ]; then
+# follow <script>: runs the benchmark bench/<script> after a blank line, if it is there.
+follow() {
+    if [ -x "$root/bench/$1" ]; then
         echo
-        "$root/bench/large.sh"
+        "$root/bench/$1"
     else
-        echo "bench/run.sh: bench/large.sh is not there (yet)" >&2
+        echo "bench/run.sh: bench/$1 is not there (yet)" >&2
     fi
+}
+
+if [ "$large" -eq 1 ]; then
+    follow large.sh
 fi
 if [ "$solve" -eq 1 ]; then
-    if [ -x "$root/bench/solve.sh" ]; then
-        echo
-        "$root/bench/solve.sh"
-    else
-        echo "bench/run.sh: bench/solve.sh is not there (yet)" >&2
-    fi
+    follow solve.sh
 fi

@@ -20,6 +20,8 @@
 # them. Figures are printed, never judged. -k keeps the files in
 # build-release/solve-bench/.
 set -euo pipefail
+# shellcheck source=bench/common.sh
+source "$(dirname "$0")/common.sh"
 
 n=16
 jobs=2
@@ -29,28 +31,17 @@ while getopts "n:j:kh" opt; do
     n) n=$OPTARG ;;
     j) jobs=$OPTARG ;;
     k) keep=1 ;;
-    *)
-        sed -n '2,21p' "$0" | sed 's/^# \{0,1\}//'
-        exit 2
-        ;;
+    *) usage 21 ;;
     esac
 done
 if ! [[ $n =~ ^[0-9]+$ ]] || [ "$n" -lt 2 ] || [ "$n" -gt 20 ]; then
-    echo "bench/solve.sh: N must be an integer from 2 to 20, not '$n'" >&2
-    exit 2
+    refuse "bench/solve.sh: N must be an integer from 2 to 20, not '$n'"
 fi
 
-root=$(cd "$(dirname "$0")/.." && pwd)
 build=$root/build-release
 dir=$build/solve-bench
 
-echo "Building Release in $build ..."
-cmake -S "$root" -B "$build" -DCMAKE_BUILD_TYPE=Release -DGEN_BUILD_TESTS=OFF >/dev/null
-cmake --build "$build" -j "$jobs" --target gen-polling gen-solve >/dev/null
-measure=$build/bench-measure
-if [ ! -x "$measure" ] || [ "$root/bench/measure.cpp" -nt "$measure" ]; then
-    "${CXX:-c++}" -O2 -std=c++20 -Wall -Wextra -o "$measure" "$root/bench/measure.cpp"
-fi
+build_release "$build" "$jobs" -DGEN_BUILD_TESTS=OFF -- gen-polling gen-solve
 rm -rf "$dir"
 mkdir -p "$dir"
 [ "$keep" -eq 1 ] || trap 'rm -rf "$dir"' EXIT

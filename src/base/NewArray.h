@@ -1,7 +1,7 @@
 #pragma once
-// newArray: a value-initialised array of `count` elements (at least one, so
-// that an empty table still has an address), or the framework's allocation
-// failure report (status 1) when memory is exhausted.
+// newArray and newRawArray: a value-initialised array of `count` elements (at
+// least one, so that an empty table still has an address), or the framework's
+// allocation failure report (status 1) when memory is exhausted.
 
 #include "base/Errors.h"
 
@@ -9,9 +9,20 @@
 #include <memory>
 #include <new>
 
-template <class T> std::unique_ptr<T[]> newArray(std::size_t count) {
+// The same array as a raw pointer, for the tables whose owner releases them
+// with delete[].
+template <class T> T* newRawArray(std::size_t count) {
     T* array = new (std::nothrow) T[count > 0 ? count : 1]();
     if (array == nullptr)
         MemoryAllocationError();
-    return std::unique_ptr<T[]>(array);
+    return array;
+}
+
+// The tables counted in int: a count below one gives one element, as zero does.
+template <class T> T* newRawArray(int count) {
+    return newRawArray<T>(static_cast<std::size_t>(count > 0 ? count : 1));
+}
+
+template <class T> std::unique_ptr<T[]> newArray(std::size_t count) {
+    return std::unique_ptr<T[]>(newRawArray<T>(count));
 }

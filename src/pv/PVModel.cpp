@@ -5,6 +5,7 @@
 #include "base/Errors.h"
 #include "base/FastSet.h"
 #include "base/List.h"
+#include "base/NewArray.h"
 #include "pv/ImpulseNodeClass.h"
 #include "pv/PerformanceVariableNode.h"
 #include "state/BaseStateVariableClass.h"
@@ -15,13 +16,6 @@
 #include <new>
 
 namespace {
-
-template <class T> T* allocateArray(int n) {
-    T* array = new (std::nothrow) T[n > 0 ? n : 1]();
-    if (array == nullptr)
-        MemoryAllocationError();
-    return array;
-}
 
 // Freezes an action's impulse sets (and those of a synchronizing action's
 // members, depth first); a set reached twice is frozen once.
@@ -107,7 +101,7 @@ void PVModel::printState(std::ostream* os) {
 
 void PVModel::CreatePVList(int numPVs, bool expandTimePoints) {
     int room = 100;
-    PVList = allocateArray<PerformanceVariableNode*>(room);
+    PVList = newRawArray<PerformanceVariableNode*>(room);
     int count = 0;
     // Node ids double as positions in PVList; every reward model of the process
     // numbers its nodes from 0.
@@ -118,7 +112,7 @@ void PVModel::CreatePVList(int numPVs, bool expandTimePoints) {
         int t = node->GetNumTimePoints();
         if (count + t >= room) {
             int grown = 2 * (room + t);
-            PerformanceVariableNode** larger = allocateArray<PerformanceVariableNode*>(grown);
+            PerformanceVariableNode** larger = newRawArray<PerformanceVariableNode*>(grown);
             for (int k = 0; k < count; ++k)
                 larger[k] = PVList[k];
             delete[] PVList;
@@ -293,15 +287,14 @@ void PVModel::MakeImpulseAffectedLists() {
                 if (action->PVImpulseSets[PVCounter].empty()) {
                     action->AffectedNodesByImpulseReward.insert(PVCounter);
                     ++node->NumNodeActions;
-                    action->PVImpulseWorkers[PVCounter] = allocateArray<int*>(node->NumImpulses);
-                    action->PVImpulseWorkerCounts[PVCounter] =
-                        allocateArray<int>(node->NumImpulses);
+                    action->PVImpulseWorkers[PVCounter] = newRawArray<int*>(node->NumImpulses);
+                    action->PVImpulseWorkerCounts[PVCounter] = newRawArray<int>(node->NumImpulses);
                 }
                 int*& workers = action->PVImpulseWorkers[PVCounter][j];
                 int& count = action->PVImpulseWorkerCounts[PVCounter][j];
                 if (workers == nullptr) {
                     action->PVImpulseSets[PVCounter].insert(j);
-                    workers = allocateArray<int>(node->NumImpulseWorkers[j]);
+                    workers = newRawArray<int>(node->NumImpulseWorkers[j]);
                 }
                 for (int k = 0; k < node->NumImpulseWorkers[j]; ++k)
                     if (node->ImpulseWorkers[j][k]->Model == model)
@@ -318,7 +311,7 @@ void PVModel::CreateAffectedLists() {
         PerformanceVariableNode* node = PVList[p];
         if (node->NumNodeActions != 0) {
             delete[] node->NodeActions;
-            node->NodeActions = allocateArray<BaseActionClass*>(node->NumNodeActions);
+            node->NodeActions = newRawArray<BaseActionClass*>(node->NumNodeActions);
         }
         // Room for every counted link; an action that links by both a rate and
         // an impulse reward is listed once.
@@ -328,8 +321,8 @@ void PVModel::CreateAffectedLists() {
     int total = NumRateDSActions + NumImpulseDSActions;
     if (total == 0)
         return;
-    AffectingActions = allocateArray<BaseActionClass*>(total);
-    AffectedNodeSets = allocateArray<FastSet*>(total);
+    AffectingActions = newRawArray<BaseActionClass*>(total);
+    AffectedNodeSets = newRawArray<FastSet*>(total);
     for (int a = 0; a < NumActions; ++a) {
         BaseActionClass* action = ActionList[a];
         if (action->AffectedNodesByRateReward.size() == 0 &&

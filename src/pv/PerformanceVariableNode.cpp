@@ -6,6 +6,7 @@
 #include "base/Errors.h"
 #include "base/FastSet.h"
 #include "base/List.h"
+#include "base/NewArray.h"
 #include "models/BaseModelClass.h"
 #include "pv/ImpulseNodeClass.h"
 #include "pv/PerformanceVariableWorker.h"
@@ -19,13 +20,6 @@
 int PerformanceVariableNode::the_id = 0;
 
 namespace {
-
-template <class T> T* allocateArray(int n) {
-    T* array = new (std::nothrow) T[n > 0 ? n : 1]();
-    if (array == nullptr)
-        MemoryAllocationError();
-    return array;
-}
 
 // Ends the run when generated code adds more than the room it gave to Initialize:
 // a configuration error of the reward model, which ends with status 0 like the
@@ -102,23 +96,23 @@ void PerformanceVariableNode::Initialize(char const* name, RewardType type, int 
     ModelDepRoom = numModelDeps;
     ImpulseRoom = numImpulses;
     if (numVarDeps > 0)
-        VarDeps = allocateArray<VarModelPairClass>(numVarDeps);
+        VarDeps = newRawArray<VarModelPairClass>(numVarDeps);
     if (numModelDeps > 0)
-        ModelDeps = allocateArray<char*>(numModelDeps);
+        ModelDeps = newRawArray<char*>(numModelDeps);
     if (numImpulses > 0) {
-        ImpulseNodes = allocateArray<ImpulseNodeClass*>(numImpulses);
-        ImpulseWorkers = allocateArray<ImpulseNodeClass**>(numImpulses);
-        NumImpulseWorkers = allocateArray<int>(numImpulses);
-        ImpulseActionModelCounts = allocateArray<int>(numImpulses);
-        ImpulseModelDeps = allocateArray<char**>(numImpulses);
-        ImpulseModelDepCounts = allocateArray<int>(numImpulses);
-        ImpulsePairs = allocateArray<ActionModelPairClass>(numImpulses);
+        ImpulseNodes = newRawArray<ImpulseNodeClass*>(numImpulses);
+        ImpulseWorkers = newRawArray<ImpulseNodeClass**>(numImpulses);
+        NumImpulseWorkers = newRawArray<int>(numImpulses);
+        ImpulseActionModelCounts = newRawArray<int>(numImpulses);
+        ImpulseModelDeps = newRawArray<char**>(numImpulses);
+        ImpulseModelDepCounts = newRawArray<int>(numImpulses);
+        ImpulsePairs = newRawArray<ActionModelPairClass>(numImpulses);
     }
 }
 
 void PerformanceVariableNode::InitializeTimeArrays(int n, double* starts, double* stops) {
-    double* newStarts = allocateArray<double>(n);
-    double* newStops = allocateArray<double>(n);
+    double* newStarts = newRawArray<double>(n);
+    double* newStops = newRawArray<double>(n);
     for (int k = 0; k < n; ++k) {
         newStarts[k] = starts[k];
         newStops[k] = stops[k];
@@ -159,7 +153,7 @@ void PerformanceVariableNode::FixReferences(BaseModelClass* model) {
     GetNumberOfWorkers();
     GetNumberOfImpulseWorkers();
     delete[] Workers;
-    Workers = allocateArray<PerformanceVariableWorker*>(NumWorkers);
+    Workers = newRawArray<PerformanceVariableWorker*>(NumWorkers);
 }
 
 void PerformanceVariableNode::GetNumberOfWorkers() {
@@ -171,7 +165,7 @@ void PerformanceVariableNode::GetNumberOfWorkers() {
 
 void PerformanceVariableNode::CreateModelGroupList() {
     delete[] ModelGroups;
-    ModelGroups = allocateArray<ModelGroupClass>(NumWorkers);
+    ModelGroups = newRawArray<ModelGroupClass>(NumWorkers);
     for (int w = 0; w < NumWorkers; ++w)
         ModelGroups[w].CreateModelList(NumModelDeps);
 
@@ -339,7 +333,7 @@ void PerformanceVariableNode::AddImpulse(const char* action, const char* model,
         i = NumImpulses;
         ImpulseNodes[i] = node;
         // A node without model references still gets room for its action's model.
-        ImpulseModelDeps[i] = allocateArray<char*>(ImpulseModelDepRoom(i));
+        ImpulseModelDeps[i] = newRawArray<char*>(ImpulseModelDepRoom(i));
         ++NumImpulses;
     }
     ImpulsePairs[i].SetPair(action, model);
@@ -411,13 +405,13 @@ void PerformanceVariableNode::CreateImpulseWorkerLists() {
 // through every combination of their instances, the first varying slowest.
 void PerformanceVariableNode::CreateImpulseModelGroupList() {
     delete[] ImpulseModelGroups;
-    ImpulseModelGroups = allocateArray<ModelGroupClass*>(NumImpulses);
+    ImpulseModelGroups = newRawArray<ModelGroupClass*>(NumImpulses);
     List<BaseModelClass> models;
     for (int i = 0; i < NumImpulses; ++i) {
         int workers = NumImpulseWorkers[i];
         int blocks = ImpulseActionModelCounts[i];
         int deps = ImpulseModelDepCounts[i];
-        ImpulseModelGroups[i] = allocateArray<ModelGroupClass>(workers);
+        ImpulseModelGroups[i] = newRawArray<ModelGroupClass>(workers);
         for (int w = 0; w < workers; ++w)
             ImpulseModelGroups[i][w].CreateModelList(deps);
         if (workers == 0 || blocks < 1 || deps < 1)

@@ -1,20 +1,8 @@
 #include "pv/VarModelPairClass.h"
 
-#include "base/Errors.h"
+#include "base/CopyText.h"
 
 #include <cstdlib>
-#include <cstring>
-
-namespace {
-
-char* duplicate(const char* text) {
-    char* copy = strdup(text);
-    if (copy == nullptr)
-        MemoryAllocationError();
-    return copy;
-}
-
-} // namespace
 
 VarModelPairClass::~VarModelPairClass() {
     free(Model);
@@ -22,8 +10,8 @@ VarModelPairClass::~VarModelPairClass() {
 }
 
 void VarModelPairClass::SetPair(const char* variable, const char* model) {
-    char* newModel = duplicate(model);
-    char* newVariable = duplicate(variable);
+    char* newModel = copyText(model);
+    char* newVariable = copyText(variable);
     free(Model);
     free(Variable);
     Model = newModel;

@@ -1,6 +1,7 @@
 #include "study/TabulatedStudy.h"
 
 #include "base/Assert.h"
+#include "base/CopyText.h"
 #include "base/Errors.h"
 #include "pv/PVModel.h"
 
@@ -9,14 +10,6 @@
 #include <iostream>
 
 namespace {
-
-// A copy that the base's destructor releases with free().
-char* duplicate(const char* text) {
-    char* copy = strdup(text);
-    if (copy == nullptr)
-        MemoryAllocationError();
-    return copy;
-}
 
 // The table grown by one entry, the old array deleted.
 char** append(char** table, int size, char* entry) {
@@ -46,8 +39,8 @@ void TabulatedStudy::releasePVModel() {
 void TabulatedStudy::addColumn(const char* name, const char* type, int rows,
                                std::unique_ptr<Column> column) {
     GEN_ASSERT(rows == NumExps, className_);
-    GVNames = append(GVNames, NumGVs, duplicate(name));
-    GVTypes = append(GVTypes, NumGVs, duplicate(type));
+    GVNames = append(GVNames, NumGVs, copyText(name));
+    GVTypes = append(GVTypes, NumGVs, copyText(type));
     ++NumGVs;
     columns_.push_back(std::move(column));
 }

@@ -13,12 +13,16 @@
 
 namespace {
 
-using testsupport::binary;
-using testsupport::readFile;
-using testsupport::run;
-using testsupport::RunResult;
-using testsupport::TempDir;
-using testsupport::testdata;
+using namespace testsupport;
+
+// The dump of the absorbing state 3 (failed) that -a asks for, then the count line.
+const std::string absorbingDumpAndCount = "absorbing state\n"
+                                          "  Model: (2)computer\n"
+                                          "    idle = 0\n"
+                                          "    busy = 0\n"
+                                          "    failed = 1\n"
+                                          "_$3$\n"
+                                          "Generated: 3 states\n";
 
 const std::string experiment1 = "The Global Variable values for experiment Experiment 1 are:\n"
                                 "alpha\tdouble\t1000\n"
@@ -78,14 +82,8 @@ TEST_F(ShippedModel, AbsorbingStateIsReported) {
     ASSERT_EQ(result.status, 0) << result.err;
     // The trace goes to standard output; its state dump does not depend on the level.
     EXPECT_EQ(withoutTime(result.out, timeLine), "path=[" + dir.path() + "]\n" + experiment1 +
-                                                     "SSG: SetTraceLevel: 0\n"
-                                                     "absorbing state\n"
-                                                     "  Model: (2)computer\n"
-                                                     "    idle = 0\n"
-                                                     "    busy = 0\n"
-                                                     "    failed = 1\n"
-                                                     "_$3$\n"
-                                                     "Generated: 3 states\n");
+                                                     "SSG: SetTraceLevel: 0\n" +
+                                                     absorbingDumpAndCount);
     EXPECT_EQ(file("exp1.arm"), readFile(testdata("e2e/exp1.arm")));
 }
 
@@ -140,15 +138,8 @@ TEST_F(ShippedModel, TraceAtLevelFourOnStandardOutput) {
                                                    "Checking Action: completion\n"
                                                    "Checking Action: busy_fail\n"
                                                    "Checking Action: idle_fail\n"
-                                                   "The following state is absorbing: \n"
-                                                   "absorbing state\n"
-                                                   "  Model: (2)computer\n"
-                                                   "    idle = 0\n"
-                                                   "    busy = 0\n"
-                                                   "    failed = 1\n"
-                                                   "_$3$\n"
-                                                   "Generated: 3 states\n"
-                                                   "Generated: 3 states\n");
+                                                   "The following state is absorbing: \n" +
+                                                   absorbingDumpAndCount + "Generated: 3 states\n");
 }
 
 TEST_F(ShippedModel, UnwritableFilesStopTheRunWithoutACompleteLookingResult) {

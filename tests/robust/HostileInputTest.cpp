@@ -9,11 +9,7 @@
 
 namespace {
 
-using testsupport::binary;
-using testsupport::readFile;
-using testsupport::run;
-using testsupport::RunResult;
-using testsupport::TempDir;
+using namespace testsupport;
 
 TEST(HostileInputTest, NonFiniteOverridesAreRefusedAndTheRunUsesTheTable) {
     TempDir dir;

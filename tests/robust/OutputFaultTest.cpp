@@ -13,12 +13,7 @@
 
 namespace {
 
-using testsupport::binary;
-using testsupport::fileExists;
-using testsupport::readFile;
-using testsupport::run;
-using testsupport::RunResult;
-using testsupport::TempDir;
+using namespace testsupport;
 
 const std::string cannotOpenArm = "Error: Could not open state space output file\n";
 const std::string cannotOpenVar = "Could not open file dude\n";

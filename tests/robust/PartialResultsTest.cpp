@@ -12,12 +12,7 @@
 
 namespace {
 
-using testsupport::binary;
-using testsupport::fileExists;
-using testsupport::readFile;
-using testsupport::run;
-using testsupport::RunResult;
-using testsupport::TempDir;
+using namespace testsupport;
 
 bool armHasNoCount(const std::string& arm, int blanks) {
     std::string header = "1\n" + std::string(blanks, ' ') + "\n";

@@ -16,6 +16,13 @@ void enqueue(Queue& queue, std::uint32_t first, std::uint32_t last) {
     }
 }
 
+// Enqueues first..last, then expects the queue to hold room for `capacity` records.
+void enqueueExpectingCapacity(Queue& queue, std::uint32_t first, std::uint32_t last,
+                              std::uint32_t capacity) {
+    enqueue(queue, first, last);
+    EXPECT_EQ(queue.getCapacity(), capacity) << "after records " << first << " to " << last;
+}
+
 // Dequeues first..last and checks numbers and bytes.
 void dequeue(Queue& queue, std::uint32_t first, std::uint32_t last) {
     for (std::uint32_t n = first; n <= last; ++n) {
@@ -28,32 +35,30 @@ void dequeue(Queue& queue, std::uint32_t first, std::uint32_t last) {
     }
 }
 
+// Dequeues first..last as dequeue does, then expects the queue to be empty.
+void drain(Queue& queue, std::uint32_t first, std::uint32_t last) {
+    dequeue(queue, first, last);
+    EXPECT_EQ(queue.Dequeue(), nullptr) << "after record " << last;
+}
+
 TEST(Queue, GrowsBy5000AndKeepsOrder) {
     Queue queue(4);
     EXPECT_EQ(queue.Dequeue(), nullptr);
-    enqueue(queue, 1, 5000);
-    EXPECT_EQ(queue.getCapacity(), 5000u);
-    enqueue(queue, 5001, 5001); // the 5001st record without a dequeue
-    EXPECT_EQ(queue.getCapacity(), 10000u);
-    enqueue(queue, 5002, 10001);
-    EXPECT_EQ(queue.getCapacity(), 15000u);
-    dequeue(queue, 1, 10001);
-    EXPECT_EQ(queue.Dequeue(), nullptr);
+    enqueueExpectingCapacity(queue, 1, 5000, 5000);
+    enqueueExpectingCapacity(queue, 5001, 5001, 10000); // the 5001st record without a dequeue
+    enqueueExpectingCapacity(queue, 5002, 10001, 15000);
+    drain(queue, 1, 10001);
 }
 
 TEST(Queue, WrapsRoundAndGrowsWhileWrapped) {
     Queue queue(4);
     enqueue(queue, 1, 5000);
     dequeue(queue, 1, 4999);
-    enqueue(queue, 5001, 9000); // from slot 0 on
-    EXPECT_EQ(queue.getCapacity(), 5000u);
+    enqueueExpectingCapacity(queue, 5001, 9000, 5000); // from slot 0 on
     dequeue(queue, 5000, 6000);
-    enqueue(queue, 9001, 11000); // full again, wrapped round
-    EXPECT_EQ(queue.getCapacity(), 5000u);
-    enqueue(queue, 11001, 11001);
-    EXPECT_EQ(queue.getCapacity(), 10000u);
-    dequeue(queue, 6001, 11001);
-    EXPECT_EQ(queue.Dequeue(), nullptr);
+    enqueueExpectingCapacity(queue, 9001, 11000, 5000); // full again, wrapped round
+    enqueueExpectingCapacity(queue, 11001, 11001, 10000);
+    drain(queue, 6001, 11001);
 }
 
 TEST(Queue, DequeuedRecordKeepsItsContentsUntilItsSlotIsReused) {

@@ -6,6 +6,7 @@
 
 #include <iomanip>
 #include <sstream>
+#include <utility>
 
 namespace testsupport {
 
@@ -34,6 +35,12 @@ std::string ReferenceChain::arm(int blanks) const {
         text << "0\n";
     }
     return armHeader(static_cast<int>(rows.size()), blanks) + text.str();
+}
+
+ExpectedRun ReferenceChain::expectedRun(std::string var, std::string pvtype, std::string det,
+                                        int blanks) const {
+    return {states(),       transitions(),     arm(blanks),
+            std::move(var), std::move(pvtype), std::move(det)};
 }
 
 long ArmFile::transitions() const {

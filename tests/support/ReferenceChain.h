@@ -6,6 +6,8 @@
 // reached, which is the order in which the generator numbers them, and each row
 // sums the values of the firings that reach one target.
 
+#include "support/TestSupport.h"
+
 #include <cstddef>
 #include <map>
 #include <string>
@@ -28,6 +30,10 @@ struct ReferenceChain {
     // placeholder line of `blanks` blanks (63, or 8 on the deterministic path),
     // then the rows with values in scientific notation and 11 significant digits.
     std::string arm(int blanks = 63) const;
+    // What a model's run should give for this chain: its counts and arm(blanks),
+    // with the other result files as given.
+    ExpectedRun expectedRun(std::string var, std::string pvtype, std::string det = {},
+                            int blanks = 63) const;
 };
 
 // Enumerates the chain from `initial`. successors(state, number, emit) calls

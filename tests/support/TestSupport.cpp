@@ -112,4 +112,42 @@ void expectRun(const ModelRun& run, const ExpectedRun& expected) {
     EXPECT_EQ(run.det, expected.det);
 }
 
+ExpectedRun expectedFromLines(long states, const std::vector<std::string>& armRows,
+                              const std::vector<std::string>& var,
+                              const std::vector<std::string>& pvtype,
+                              const std::vector<std::string>& det, int blanks) {
+    return {.states = states,
+            .arm = armHeader(static_cast<int>(states), blanks) + joinLines(armRows),
+            .var = joinLines(var),
+            .pvtype = joinLines(pvtype),
+            .det = joinLines(det)};
+}
+
+ModelRun expectGenerates(const ModelUnderTest& model, int experiment, const ExpectedRun& expected,
+                         const std::string& extra) {
+    TempDir dir;
+    ModelRun r = runModel(model.executable, dir, model.name, experiment, extra);
+    expectRun(r, expected);
+    return r;
+}
+
+void expectHandDerivedFirstExperiment(const ModelUnderTest& model, const ExpectedRun& handDerived,
+                                      const ExpectedRun& enumerated) {
+    expectGenerates(model, 0, handDerived);
+    EXPECT_EQ(enumerated.arm, handDerived.arm);
+    EXPECT_EQ(enumerated.var, handDerived.var);
+    EXPECT_EQ(enumerated.det, handDerived.det);
+}
+
+void expectLaterExperiments(const ModelUnderTest& model, int count,
+                            const std::function<ExpectedRun(int)>& enumerate,
+                            const std::function<void(int, const ExpectedRun&)>& check) {
+    for (int e = 1; e < count; ++e) {
+        SCOPED_TRACE("experiment " + std::to_string(e + 1));
+        const ExpectedRun expected = enumerate(e);
+        check(e, expected);
+        expectGenerates(model, e, expected);
+    }
+}
+
 } // namespace testsupport

@@ -2,6 +2,7 @@
 // Helpers shared by the tests: running built executables, reading files,
 // and scratch folders.
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -75,5 +76,37 @@ struct ExpectedRun {
 
 // Test failures for every way `run` differs from `expected`.
 void expectRun(const ModelRun& run, const ExpectedRun& expected);
+
+// What a run should give, from lines derived by hand: the .arm rows below the
+// header of `states` states (its placeholder line of `blanks` blanks), and the
+// lines of the .var, .pvtype and .det files (no .det lines: no .det file).
+ExpectedRun expectedFromLines(long states, const std::vector<std::string>& armRows,
+                              const std::vector<std::string>& var,
+                              const std::vector<std::string>& pvtype,
+                              const std::vector<std::string>& det = {}, int blanks = 63);
+
+// A model's executable and the name (-N) its result files take.
+struct ModelUnderTest {
+    std::string executable;
+    std::string name;
+};
+
+// Runs an experiment of `model` in a fresh scratch folder with runModel and
+// checks it with expectRun; returns the run for further checks.
+ModelRun expectGenerates(const ModelUnderTest& model, int experiment, const ExpectedRun& expected,
+                         const std::string& extra = "");
+
+// The first experiment of `model` against files derived by hand, and the
+// enumeration that serves as the oracle of the other experiments against the
+// same files.
+void expectHandDerivedFirstExperiment(const ModelUnderTest& model, const ExpectedRun& handDerived,
+                                      const ExpectedRun& enumerated);
+
+// Experiments 2 to `count` of `model` (numbered 1 to count - 1 on the command
+// line), each against enumerate(e) and with its failures traced to it; check(e,
+// expected) adds the test's closed-form checks of the enumeration.
+void expectLaterExperiments(const ModelUnderTest& model, int count,
+                            const std::function<ExpectedRun(int)>& enumerate,
+                            const std::function<void(int, const ExpectedRun&)>& check);
 
 } // namespace testsupport

@@ -20,18 +20,13 @@
 #include <string>
 #include <vector>
 
-using testsupport::armHeader;
 using testsupport::ExpectedRun;
-using testsupport::expectRun;
+using testsupport::expectGenerates;
 using testsupport::joinLines;
-using testsupport::ModelRun;
-using testsupport::TempDir;
 
 namespace {
 
-ModelRun generate(const TempDir& dir, int experiment, const std::string& extra = "") {
-    return testsupport::runModel("gen-erlang", dir, "er", experiment, extra);
-}
+const testsupport::ModelUnderTest erlang{"gen-erlang", "er"};
 
 // jobs and idle at time 50 (instant of time).
 const std::vector<std::string> pvtypeLines = {"Version:1",  "NumPV:2",    "Name:jobs", "Type:0",
@@ -118,10 +113,8 @@ ExpectedRun enumerate(const Parameters& p) {
         const int jobs = m[0] + m[1];
         var << number << "\n0\n" << jobs << "\n0\n" << (jobs == 0 ? 1 : 0) << '\n';
     };
-    const testsupport::ReferenceChain chain =
-        testsupport::enumerateChain(Marking{0, 0}, successors, reached);
-    return {chain.states(), chain.transitions(),    chain.arm(),
-            var.str(),      joinLines(pvtypeLines), ""};
+    return testsupport::enumerateChain(Marking{0, 0}, successors, reached)
+        .expectedRun(var.str(), joinLines(pvtypeLines));
 }
 
 // Experiment 1: C = 1, lambda_a 0.5, lambda_b 0.25, mu 4, w_a 3, w_b 1, two
@@ -159,29 +152,18 @@ const std::vector<std::string> experiment1Var = {
 } // namespace
 
 TEST(Erlang, FirstExperimentGivesTheHandDerivedFiles) {
-    const ExpectedRun handDerived{.states = 4,
-                                  .arm = armHeader(4) + joinLines(experiment1Rows),
-                                  .var = joinLines(experiment1Var),
-                                  .pvtype = joinLines(pvtypeLines)};
-    TempDir dir;
-    expectRun(generate(dir, 0), handDerived);
-    // The oracle of the other experiments agrees with the hand derivation.
-    const ExpectedRun enumerated = enumerate(experiments[0]);
-    EXPECT_EQ(enumerated.arm, handDerived.arm);
-    EXPECT_EQ(enumerated.var, handDerived.var);
+    testsupport::expectHandDerivedFirstExperiment(
+        erlang, testsupport::expectedFromLines(4, experiment1Rows, experiment1Var, pvtypeLines),
+        enumerate(experiments[0]));
 }
 
 // Since the phase counters carry over between explored states, not every one of
 // the (C + 1)^2 markings need be reached: experiment 3 (C = 3) reaches 11 of 16.
 TEST(Erlang, LargerExperimentsMatchTheEnumeration) {
     const int reached[] = {4, 9, 11, 31, 109, 9};
-    for (int e = 1; e < 6; ++e) {
-        SCOPED_TRACE("experiment " + std::to_string(e + 1));
-        const ExpectedRun expected = enumerate(experiments[e]);
-        EXPECT_EQ(expected.states, reached[e]);
-        TempDir dir;
-        expectRun(generate(dir, e), expected);
-    }
+    testsupport::expectLaterExperiments(
+        erlang, 6, [](int e) { return enumerate(experiments[e]); },
+        [&reached](int e, const ExpectedRun& expected) { EXPECT_EQ(expected.states, reached[e]); });
 }
 
 // With one phase per service an Erlang activity is ready at once: the service
@@ -189,10 +171,8 @@ TEST(Erlang, LargerExperimentsMatchTheEnumeration) {
 // reached.
 TEST(Erlang, SinglePhaseServiceNeverAdvancesPhases) {
     Parameters p = experiments[1];
-    p.k_service = 1;
-    p.k_arrival = 1;
+    p.k_service = p.k_arrival = 1;
     const ExpectedRun expected = enumerate(p);
     EXPECT_EQ(expected.states, 9);
-    TempDir dir;
-    expectRun(generate(dir, 1, " -O i:k_service:1:i:k_arrival:1"), expected);
+    expectGenerates(erlang, 1, expected, " -O i:k_service:1:i:k_arrival:1");
 }

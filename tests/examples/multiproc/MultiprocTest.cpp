@@ -14,18 +14,13 @@
 #include <string>
 #include <vector>
 
-using testsupport::armHeader;
 using testsupport::ExpectedRun;
-using testsupport::expectRun;
+using testsupport::expectGenerates;
 using testsupport::joinLines;
-using testsupport::ModelRun;
-using testsupport::TempDir;
 
 namespace {
 
-ModelRun generate(const TempDir& dir, int experiment, const std::string& extra = "") {
-    return testsupport::runModel("gen-multiproc", dir, "mp", experiment, extra);
-}
+const testsupport::ModelUnderTest multiproc{"gen-multiproc", "mp"};
 
 // availability at times 10, 100 and 1000 (instant of time); cost over [0, 1000]
 // (interval of time).
@@ -79,10 +74,8 @@ ExpectedRun enumerate(const Parameters& p) {
             << impulse << '\n'
             << 0.0 << '\n';
     };
-    const testsupport::ReferenceChain chain =
-        testsupport::enumerateChain(Marking{p.K, 0, 0}, successors, reached);
-    return {chain.states(), chain.transitions(),    chain.arm(),
-            var.str(),      joinLines(pvtypeLines), ""};
+    return testsupport::enumerateChain(Marking{p.K, 0, 0}, successors, reached)
+        .expectedRun(var.str(), joinLines(pvtypeLines));
 }
 
 // Experiment 1: K = 2, lambda 0.001, mu 0.1, rho 1, coverage 0.95, crash_cost 100.
@@ -120,16 +113,9 @@ const std::vector<std::string> experiment1Var = {
 } // namespace
 
 TEST(Multiproc, FirstExperimentGivesTheHandDerivedFiles) {
-    const ExpectedRun handDerived{.states = 5,
-                                  .arm = armHeader(5) + joinLines(experiment1Rows),
-                                  .var = joinLines(experiment1Var),
-                                  .pvtype = joinLines(pvtypeLines)};
-    TempDir dir;
-    expectRun(generate(dir, 0), handDerived);
-    // The oracle of the other experiments agrees with the hand derivation.
-    const ExpectedRun enumerated = enumerate(experiment(0, 2));
-    EXPECT_EQ(enumerated.arm, handDerived.arm);
-    EXPECT_EQ(enumerated.var, handDerived.var);
+    testsupport::expectHandDerivedFirstExperiment(
+        multiproc, testsupport::expectedFromLines(5, experiment1Rows, experiment1Var, pvtypeLines),
+        enumerate(experiment(0, 2)));
 }
 
 // Experiments 2 to 5 have K = 3, 5, 10, 20 with imperfect coverage: 2K + 1 states
@@ -138,20 +124,18 @@ TEST(Multiproc, FirstExperimentGivesTheHandDerivedFiles) {
 // crashed state is reached: K + 1 states and 2K transitions.
 TEST(Multiproc, LargerExperimentsMatchTheEnumeration) {
     const int Ks[] = {2, 3, 5, 10, 20, 3};
-    for (int e = 1; e < 6; ++e) {
-        SCOPED_TRACE("experiment " + std::to_string(e + 1));
-        const int K = Ks[e];
-        const ExpectedRun expected = enumerate(experiment(e, K));
-        if (e == 5) {
-            EXPECT_EQ(expected.states, K + 1);
-            EXPECT_EQ(expected.transitions, 2 * K);
-        } else {
-            EXPECT_EQ(expected.states, 2 * K + 1);
-            EXPECT_EQ(expected.transitions, 5 * K - 2);
-        }
-        TempDir dir;
-        expectRun(generate(dir, e), expected);
-    }
+    testsupport::expectLaterExperiments(
+        multiproc, 6, [&Ks](int e) { return enumerate(experiment(e, Ks[e])); },
+        [&Ks](int e, const ExpectedRun& expected) {
+            const int K = Ks[e];
+            if (e == 5) {
+                EXPECT_EQ(expected.states, K + 1);
+                EXPECT_EQ(expected.transitions, 2 * K);
+            } else {
+                EXPECT_EQ(expected.states, 2 * K + 1);
+                EXPECT_EQ(expected.transitions, 5 * K - 2);
+            }
+        });
 }
 
 // The processor count is an int global variable: the override letter i sets it,
@@ -161,6 +145,5 @@ TEST(Multiproc, OverridingTheProcessorCountRebuildsTheModel) {
     p.coverage = 0.5;
     const ExpectedRun expected = enumerate(p);
     EXPECT_EQ(expected.states, 9);
-    TempDir dir;
-    expectRun(generate(dir, 0, " -O i:K:4:d:coverage:0.5"), expected);
+    expectGenerates(multiproc, 0, expected, " -O i:K:4:d:coverage:0.5");
 }

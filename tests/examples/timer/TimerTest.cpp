@@ -19,10 +19,8 @@
 #include <vector>
 
 using testsupport::ExpectedRun;
-using testsupport::expectRun;
+using testsupport::expectGenerates;
 using testsupport::joinLines;
-using testsupport::ModelRun;
-using testsupport::TempDir;
 
 namespace {
 
@@ -31,9 +29,7 @@ std::string armHeader(int states) {
     return testsupport::armHeader(states, 8);
 }
 
-ModelRun generate(const TempDir& dir, int experiment, const std::string& extra = "") {
-    return testsupport::runModel("gen-timer", dir, "tm", experiment, extra);
-}
+const testsupport::ModelUnderTest timer{"gen-timer", "tm"};
 
 // outstanding at time 100 (instant of time), losses over [0, 100] (interval of
 // time).
@@ -107,8 +103,7 @@ ExpectedRun enumerate(const Parameters& p) {
             det << state << '\n';
         det << 0 << '\n';
     }
-    return {chain.states(), chain.transitions(),    chain.arm(8),
-            var.str(),      joinLines(pvtypeLines), det.str()};
+    return chain.expectedRun(var.str(), joinLines(pvtypeLines), det.str(), 8);
 }
 
 // Experiment 1: R = 1, P 10, T 2, mu 0.5, loss 0.25. States (idle, pending,
@@ -152,35 +147,26 @@ const std::vector<std::string> experiment1Det = {
 } // namespace
 
 TEST(Timer, FirstExperimentGivesTheHandDerivedFiles) {
-    const ExpectedRun handDerived{.states = 5,
-                                  .arm = armHeader(5) + joinLines(experiment1Rows),
-                                  .var = joinLines(experiment1Var),
-                                  .pvtype = joinLines(pvtypeLines),
-                                  .det = joinLines(experiment1Det)};
-    TempDir dir;
-    expectRun(generate(dir, 0), handDerived);
-    // The oracle of the other experiments agrees with the hand derivation.
-    const ExpectedRun enumerated = enumerate(experiments[0]);
-    EXPECT_EQ(enumerated.arm, handDerived.arm);
-    EXPECT_EQ(enumerated.var, handDerived.var);
-    EXPECT_EQ(enumerated.det, handDerived.det);
+    testsupport::expectHandDerivedFirstExperiment(
+        timer,
+        testsupport::expectedFromLines(5, experiment1Rows, experiment1Var, pvtypeLines,
+                                       experiment1Det, 8),
+        enumerate(experiments[0]));
 }
 
 // 2R + 3 states (idle, and sent or lost with 0 to R retries); with a perfect link
 // (experiment 4) no transmission is lost: R + 2 states. With equal delays
 // (experiment 3) the .det file has one group holding every state.
 TEST(Timer, LargerExperimentsMatchTheEnumeration) {
-    for (int e = 1; e < 5; ++e) {
-        SCOPED_TRACE("experiment " + std::to_string(e + 1));
-        const Parameters& p = experiments[e];
-        const ExpectedRun expected = enumerate(p);
-        EXPECT_EQ(expected.states, p.loss == 0.0 ? p.R + 2 : 2 * p.R + 3);
-        if (p.P == p.T) {
-            EXPECT_EQ(expected.det.substr(0, 2), "1\n");
-        }
-        TempDir dir;
-        expectRun(generate(dir, e), expected);
-    }
+    testsupport::expectLaterExperiments(
+        timer, 5, [](int e) { return enumerate(experiments[e]); },
+        [](int e, const ExpectedRun& expected) {
+            const Parameters& p = experiments[e];
+            EXPECT_EQ(expected.states, p.loss == 0.0 ? p.R + 2 : 2 * p.R + 3);
+            if (p.P == p.T) {
+                EXPECT_EQ(expected.det.substr(0, 2), "1\n");
+            }
+        });
 }
 
 // Without retransmissions the timeout always gives up, so from the state in which
@@ -198,6 +184,5 @@ TEST(Timer, AcknowledgementAndGiveUpShareOneEntry) {
                                 "2", "1", "-7.5000000000e-01", "0",
                                 "3", "1", "-1.0000000000e+00", "0"}));
     // clang-format on
-    TempDir dir;
-    expectRun(generate(dir, 0, " -O i:R:0:d:mu:0.25"), expected);
+    expectGenerates(timer, 0, expected, " -O i:R:0:d:mu:0.25");
 }

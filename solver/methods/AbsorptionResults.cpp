@@ -40,7 +40,7 @@ void appendAbsorptionResults(const Model& model,
             a.outcome == Absorption::Outcome::NotCertain
                 ? method
                 : "every state reachable from state 1 reaches an absorbing state",
-            a.refinements);
+            a.outcome == Absorption::Outcome::NotCertain ? a.refinements : 0);
     probability.longRun = true;
     if (a.outcome == Absorption::Outcome::Unreachable)
         probability.method = "no absorbing state reachable from state 1";

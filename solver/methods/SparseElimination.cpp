@@ -103,36 +103,32 @@ SparseElimination::SparseElimination(const RateMatrix& m, const std::vector<std:
 }
 
 void SparseElimination::solveLeft(std::vector<double>& b) const {
-    const std::size_t n = exit_.size();
-    for (std::size_t k = 0; k < n; ++k) {
-        if (b[k] == 0.0)
-            continue;
-        const double f = b[k] / exit_[k];
-        for (const Entry& kj : upper_[k])
-            b[kj.first] += kj.second * f;
-    }
-    for (std::size_t k = n; k-- > 0;) {
-        double s = b[k];
-        for (const Entry& ik : lower_[k])
-            s += b[ik.first] * ik.second;
-        b[k] = s / exit_[k];
-    }
+    substitute(b, upper_, lower_);
 }
 
 void SparseElimination::solveRight(std::vector<double>& c) const {
+    substitute(c, lower_, upper_);
+}
+
+// Forward: each state's value, divided by its exit rate, is passed along the rates
+// of `forward`; backward: each state gathers the later states' values along
+// `backward` and divides by its exit rate.
+void SparseElimination::substitute(std::vector<double>& v,
+                                   const std::vector<std::vector<Entry>>& forward,
+                                   const std::vector<std::vector<Entry>>& backward) const {
     const std::size_t n = exit_.size();
     for (std::size_t k = 0; k < n; ++k) {
-        if (c[k] == 0.0)
+        if (v[k] == 0.0)
             continue;
-        const double f = c[k] / exit_[k];
-        for (const Entry& ik : lower_[k])
-            c[ik.first] += ik.second * f;
+        const double f = v[k] / exit_[k];
+        for (const Entry& e : forward[k])
+            v[e.first] += e.second * f;
     }
     for (std::size_t k = n; k-- > 0;) {
-        double s = c[k];
-        for (const Entry& kj : upper_[k])
-            s += kj.second * c[kj.first];
-        c[k] = s / exit_[k];
+        double s = v[k];
+        for (const Entry& e : backward[k])
+            s += v[e.first] * e.second;
+        v[k] = s / exit_[k];
     }
 }
 

@@ -34,6 +34,8 @@ public:
 
 private:
     using Entry = std::pair<std::uint32_t, double>;
+    void substitute(std::vector<double>& v, const std::vector<std::vector<Entry>>& forward,
+                    const std::vector<std::vector<Entry>>& backward) const;
     std::vector<std::vector<Entry>> upper_; // per state, its rates to later states when eliminated
     std::vector<std::vector<Entry>> lower_; // per state, the rates into it from later states
     std::vector<double> exit_;              // per state, its exit rate when it was eliminated

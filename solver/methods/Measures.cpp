@@ -1,5 +1,7 @@
 #include "methods/Measures.h"
 
+#include "methods/AbsorptionResults.h"
+
 #include <algorithm>
 #include <cmath>
 #include <map>
@@ -224,6 +226,8 @@ Solution solve(const Model& model, const SolveOptions& options) {
           << l.residual << ", estimated error " << l.errorEstimate;
         sol.limitSummary = s.str();
     }
+    if (options.absorption)
+        appendAbsorptionResults(model, earning, sol);
     return sol;
 }
 

@@ -15,7 +15,8 @@ namespace gensolver {
 struct SolveOptions {
     TransientOptions transient;
     LimitOptions limit;
-    bool longRun = false; // also give the long-run value of every variable of type 0 and 2
+    bool longRun = false;    // also give the long-run value of every variable of type 0 and 2
+    bool absorption = false; // also give the mean time and every reward until absorption
 };
 
 struct Result {
@@ -23,7 +24,8 @@ struct Result {
     RewardType type = RewardType::InstantOfTime;
     double start = 0.0;
     double stop = 0.0;
-    bool longRun = false; // a long-run (t -> infinity) value rather than one at start/stop
+    bool longRun = false;         // a long-run (t -> infinity) value rather than one at start/stop
+    bool untilAbsorption = false; // accumulated from time 0 until absorption
     double value = 0.0;
     double bound = 0.0;      // error bound of value
     bool boundProven = true; // false: bound is the iterative solver's estimate
@@ -42,6 +44,7 @@ struct Solution {
     std::vector<Result> results;
     bool firstEntryImpulses = false; // some values earn the first-entry impulses of .var
                                      // (there is no .imp file)
+    std::string absorptionNotice; // why values until absorption are missing, empty if none are
     bool allConverged() const;
 };
 

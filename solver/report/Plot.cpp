@@ -81,6 +81,8 @@ void writePlot(std::ostream& out, const Solution& s) {
     double xhi = 0.0;
     bool anyX = false;
     for (const Result& r : s.results) {
+        if (r.untilAbsorption)
+            continue; // no time axis: accumulated until a random time
         if (!series.count(r.variable))
             names.push_back(r.variable);
         Series& se = series[r.variable];

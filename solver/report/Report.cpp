@@ -57,6 +57,8 @@ std::string csvField(const std::string& s) {
 std::string timeText(const Result& r, bool start) {
     if (r.longRun)
         return "inf";
+    if (r.untilAbsorption)
+        return start ? "0" : "absorption";
     return fixed("%.6g", start ? r.start : r.stop);
 }
 
@@ -127,7 +129,8 @@ void writeJson(std::ostream& out, const Solution& s, double epsilon) {
             << ", \"type\": " << static_cast<int>(r.type)
             << ", \"long_run\": " << (r.longRun ? "true" : "false")
             << ", \"start\": " << (r.longRun ? "null" : exact(r.start))
-            << ", \"stop\": " << (r.longRun ? "null" : exact(r.stop))
+            << ", \"stop\": " << (r.longRun || r.untilAbsorption ? "null" : exact(r.stop))
+            << (r.untilAbsorption ? ", \"until_absorption\": true" : "")
             << ", \"value\": " << exact(r.value) << ", \"error_bound\": " << exact(r.bound)
             << ", \"bound_proven\": " << (r.boundProven ? "true" : "false")
             << ", \"steps\": " << r.iterations

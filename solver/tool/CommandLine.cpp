@@ -17,6 +17,9 @@ const char* usage() {
            "  --epsilon E              error bound per solution step (default 1e-12)\n"
            "  --steady                 also print the long-run value of every instant-of-time\n"
            "                           and time-averaged variable\n"
+           "  --absorption             also print the probability of absorption from state 1,\n"
+           "                           the mean time to absorption and every variable's\n"
+           "                           reward until absorption\n"
            "  --max-steps N            uniformization steps allowed per interval (default 1e8)\n"
            "  --max-sweeps N           sweeps allowed per iterative solve (default 100000)\n"
            "  --dense-limit N          solve classes of up to N states directly (default 1000)\n"
@@ -83,6 +86,8 @@ CommandLine parseCommandLine(const std::vector<std::string>& args) {
             cl.solve.limit.tolerance = e;
         } else if (a == "--steady") {
             cl.solve.longRun = true;
+        } else if (a == "--absorption") {
+            cl.solve.absorption = true;
         } else if (is("--max-steps")) {
             cl.solve.transient.maxSteps = count("--max-steps");
         } else if (is("--max-sweeps")) {

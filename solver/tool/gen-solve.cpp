@@ -23,6 +23,8 @@ int main(int argc, char** argv) {
         }
         const Model model = readModel(cl.stem);
         const Solution solution = solve(model, cl.solve);
+        if (!solution.absorptionNotice.empty())
+            std::cerr << "gen-solve: " << solution.absorptionNotice << '\n';
         writeReport(std::cout, solution, cl.format, cl.solve.transient.epsilon);
         std::cout.flush();
         if (!std::cout)

@@ -31,10 +31,12 @@ TEST(SolveCommandLine, AcceptedForms) {
     }
     const gensolver::CommandLine cl =
         parseCommandLine({"s", "--epsilon", "1e-9", "--steady", "--max-steps=5", "--plot", "p.svg",
-                          "--dense-limit", "7"});
+                          "--dense-limit", "7", "--absorption"});
     EXPECT_EQ(cl.solve.transient.epsilon, 1e-9);
     EXPECT_EQ(cl.solve.limit.tolerance, 1e-9);
     EXPECT_TRUE(cl.solve.longRun);
+    EXPECT_TRUE(cl.solve.absorption);
+    EXPECT_FALSE(parseCommandLine({"s"}).solve.absorption);
     EXPECT_EQ(cl.solve.transient.maxSteps, 5u);
     EXPECT_EQ(cl.solve.limit.denseLimit, 7u);
     EXPECT_EQ(cl.plot, "p.svg");

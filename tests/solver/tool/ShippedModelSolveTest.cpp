@@ -93,3 +93,38 @@ TEST(ShippedModelSolve, TableNamesTheMethodAndSteadyStateGivesTheAbsorbingLimit)
 }
 
 } // namespace
+
+namespace {
+
+// Mean time to failure from idle: with m1, m2 the mean times from idle and busy,
+// a m1 - alpha m2 = 1 and b m2 - beta m1 = 1, so m1 = (b + alpha) / c.
+TEST(ShippedModelSolve, MeanTimeToFailureMatchesTheClosedFormInEveryFormat) {
+    TempDir dir;
+    ASSERT_EQ(run(binary("gen") + " -P" + dir.path() + " -Nexp1 -B0").status, 0);
+    const long double alpha = 1000.0L, beta = 10000.0L, li = 1e-7L, lw = 1e-6L;
+    const double exact =
+        static_cast<double>((beta + lw + alpha) / (alpha * lw + beta * li + li * lw));
+    const auto csv = run(binary("gen-solve") + " " + dir.path() + "exp1 --absorption --format csv");
+    ASSERT_EQ(csv.status, 0) << csv.err;
+    EXPECT_EQ(csv.err, "");
+    const std::string key = "\ntime to absorption,1,0,absorption,";
+    const std::size_t at = csv.out.find(key);
+    ASSERT_NE(at, std::string::npos) << csv.out;
+    const double value = std::stod(csv.out.substr(at + key.size()));
+    EXPECT_NEAR(value, exact, 1e-12 * exact);
+    EXPECT_NE(csv.out.find("\nabsorption probability,0,inf,inf,1,0,"), std::string::npos);
+
+    const auto json =
+        run(binary("gen-solve") + " " + dir.path() + "exp1 --absorption --format json");
+    ASSERT_EQ(json.status, 0) << json.err;
+    EXPECT_NE(json.out.find("{\"variable\": \"time to absorption\", \"type\": 1, \"long_run\": "
+                            "false, \"start\": 0, \"stop\": null, \"until_absorption\": true"),
+              std::string::npos)
+        << json.out;
+    const auto table = run(binary("gen-solve") + " " + dir.path() + "exp1 --absorption");
+    EXPECT_NE(table.out.find("time to absorption      interval of time  0      absorption  "),
+              std::string::npos)
+        << table.out;
+}
+
+} // namespace

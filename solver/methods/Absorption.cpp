@@ -1,0 +1,276 @@
+#include "methods/Absorption.h"
+
+#include "methods/SparseElimination.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <limits>
+
+namespace gensolver {
+
+namespace {
+
+constexpr double kUnit = std::numeric_limits<double>::epsilon() / 2; // unit roundoff
+constexpr std::uint32_t kOutside = UINT32_MAX;
+constexpr std::uint32_t kMaxRefinements = 8;
+
+// A sum kept as an unevaluated pair hi + lo (cascaded summation with exact
+// products), with the magnitude and count of its terms for its error bound.
+struct Accumulator {
+    double hi = 0.0;
+    double lo = 0.0;
+    double magnitude = 0.0;
+    std::uint32_t terms = 0;
+
+    void add(double v) {
+        const double s = hi + v;
+        const double b = s - hi;
+        lo += (hi - (s - b)) + (v - b);
+        hi = s;
+        magnitude += std::fabs(v);
+        ++terms;
+    }
+    // Adds (a + aLow) * r.
+    void addProduct(double a, double aLow, double r) {
+        const double p = a * r;
+        add(p);
+        lo += std::fma(a, r, -p) + aLow * r;
+        ++terms;
+    }
+    double value() const { return hi + lo; }
+    // Bounds |exact - value()|: the rounding of the result plus the second-order
+    // error of the cascaded sum.
+    double error() const {
+        const double g = (2.0 * terms + 8.0) * kUnit;
+        return 2.0 * kUnit * std::fabs(value()) + g * g * magnitude;
+    }
+};
+
+// The transient set, its local numbering and the chain's rates by source.
+struct Sets {
+    std::vector<std::uint32_t> states; // T in ascending order
+    std::vector<std::uint32_t> local;  // per chain state, its index in T or kOutside
+    std::vector<char> absorbing;       // per chain state: reachable and without exit rate
+    bool startReaches = false;         // state 1 can reach an absorbing state
+    bool certain = true;               // every reachable state can reach one
+};
+
+Sets findSets(const RateMatrix& m) {
+    const std::uint32_t n = m.states();
+    Sets s;
+    // Backwards from the absorbing states along the stored (by target) rates.
+    std::vector<char> reaches(n, 0);
+    std::vector<std::uint32_t> queue;
+    for (std::uint32_t j = 0; j < n; ++j)
+        if (m.exitRate[j] == 0.0) {
+            reaches[j] = 1;
+            queue.push_back(j);
+        }
+    for (std::size_t q = 0; q < queue.size(); ++q) {
+        const std::uint32_t j = queue[q];
+        for (std::uint64_t e = m.start[j]; e < m.start[std::size_t{j} + 1]; ++e)
+            if (!reaches[m.source[e]]) {
+                reaches[m.source[e]] = 1;
+                queue.push_back(m.source[e]);
+            }
+    }
+    // Forwards from state 1, over the rates regrouped by source.
+    std::vector<std::uint64_t> first(std::size_t{n} + 1, 0);
+    for (const std::uint32_t i : m.source)
+        ++first[std::size_t{i} + 1];
+    for (std::uint32_t i = 0; i < n; ++i)
+        first[std::size_t{i} + 1] += first[i];
+    std::vector<std::uint32_t> target(m.transitions());
+    {
+        std::vector<std::uint64_t> next(first.begin(), first.end() - 1);
+        for (std::uint32_t j = 0; j < n; ++j)
+            for (std::uint64_t e = m.start[j]; e < m.start[std::size_t{j} + 1]; ++e)
+                target[next[m.source[e]]++] = j;
+    }
+    std::vector<char> reached(n, 0);
+    reached[0] = 1;
+    queue.assign(1, 0);
+    for (std::size_t q = 0; q < queue.size(); ++q) {
+        const std::uint32_t i = queue[q];
+        for (std::uint64_t e = first[i]; e < first[std::size_t{i} + 1]; ++e)
+            if (!reached[target[e]]) {
+                reached[target[e]] = 1;
+                queue.push_back(target[e]);
+            }
+    }
+    s.startReaches = reaches[0] != 0;
+    s.local.assign(n, kOutside);
+    s.absorbing.assign(n, 0);
+    for (std::uint32_t j = 0; j < n; ++j) {
+        if (!reached[j])
+            continue;
+        s.certain = s.certain && reaches[j];
+        if (m.exitRate[j] == 0.0) {
+            s.absorbing[j] = 1;
+        } else if (reaches[j]) {
+            s.local[j] = static_cast<std::uint32_t>(s.states.size());
+            s.states.push_back(j);
+        }
+    }
+    return s;
+}
+
+// A solution over T kept in double-double (hi + lo), refined until its residual
+// stops shrinking; residualBound holds per state a bound on |residual|.
+struct Refined {
+    std::vector<double> hi, lo, residualBound;
+    std::uint32_t steps = 0;
+};
+
+// Residual of x A = e_1 (left) or of A m = 1 (right), A = -Q_TT, with the exit
+// rates taken as sums of the rates so that nothing cancels before the sum.
+void residual(const RateMatrix& m, const Sets& s, const Refined& v, bool left,
+              std::vector<double>& r, std::vector<double>& bound) {
+    std::vector<Accumulator> acc(s.states.size());
+    if (left)
+        acc[s.local[0]].add(1.0);
+    else
+        for (Accumulator& a : acc)
+            a.add(1.0);
+    for (std::uint32_t j = 0; j < m.states(); ++j) {
+        const std::uint32_t lj = s.local[j];
+        for (std::uint64_t e = m.start[j]; e < m.start[std::size_t{j} + 1]; ++e) {
+            const std::uint32_t li = s.local[m.source[e]];
+            if (li == kOutside)
+                continue;
+            acc[li].addProduct(-v.hi[li], -v.lo[li], m.rate[e]);
+            if (lj == kOutside)
+                continue;
+            if (left)
+                acc[lj].addProduct(v.hi[li], v.lo[li], m.rate[e]);
+            else
+                acc[li].addProduct(v.hi[lj], v.lo[lj], m.rate[e]);
+        }
+    }
+    for (std::size_t k = 0; k < acc.size(); ++k) {
+        r[k] = acc[k].value();
+        bound[k] = std::fabs(r[k]) + acc[k].error();
+    }
+}
+
+// Solves, then refines while the weighted residual sum(bound * weight) at least
+// halves (weight empty: the largest bound).
+Refined refine(const RateMatrix& m, const Sets& s, const SparseElimination& lu, bool left,
+               const std::vector<double>& weight) {
+    const std::size_t n = s.states.size();
+    Refined v;
+    v.hi.assign(n, left ? 0.0 : 1.0);
+    if (left)
+        v.hi[s.local[0]] = 1.0;
+    left ? lu.solveLeft(v.hi) : lu.solveRight(v.hi);
+    v.lo.assign(n, 0.0);
+    v.residualBound.assign(n, 0.0);
+    std::vector<double> r(n);
+    double previous = std::numeric_limits<double>::infinity();
+    for (;;) {
+        residual(m, s, v, left, r, v.residualBound);
+        double measure = 0.0;
+        for (std::size_t k = 0; k < n; ++k)
+            measure = weight.empty() ? std::max(measure, v.residualBound[k])
+                                     : measure + v.residualBound[k] * weight[k];
+        if (measure == 0.0 || !(measure < previous / 2) || v.steps == kMaxRefinements)
+            break;
+        previous = measure;
+        left ? lu.solveLeft(r) : lu.solveRight(r);
+        for (std::size_t k = 0; k < n; ++k) {
+            const double sum = v.hi[k] + r[k];
+            const double b = sum - v.hi[k];
+            const double low = v.lo[k] + (v.hi[k] - (sum - b)) + (r[k] - b);
+            v.hi[k] = sum + low;
+            v.lo[k] = low - (v.hi[k] - sum);
+        }
+        ++v.steps;
+    }
+    return v;
+}
+
+} // namespace
+
+double Absorption::accumulated(const std::vector<double>& w, double& bound) const {
+    Accumulator sum;
+    double largest = 0.0;
+    double weighted = 0.0;
+    for (std::size_t j = 0; j < time.size(); ++j) {
+        if (time[j] == 0.0 && timeLow[j] == 0.0)
+            continue;
+        sum.addProduct(time[j], timeLow[j], w[j]);
+        largest = std::max(largest, std::fabs(w[j]));
+        weighted += weight_[j];
+    }
+    // |x - x*| . |w| <= |r| A^{-1} |w| <= max|w| |r| A^{-1} 1.
+    bound = largest * weighted * (1.0 + 4.0 * kUnit) + sum.error();
+    return sum.value();
+}
+
+std::string Absorption::method() const {
+    return "sparse elimination, " + std::to_string(refinements) + " refinement" +
+           (refinements == 1 ? "" : "s");
+}
+
+Absorption solveAbsorption(const RateMatrix& m) {
+    const std::uint32_t n = m.states();
+    const Sets s = findSets(m);
+    Absorption a;
+    a.time.assign(n, 0.0);
+    a.timeLow.assign(n, 0.0);
+    a.weight_.assign(n, 0.0);
+    for (const char b : s.absorbing)
+        a.absorbing += b ? 1 : 0;
+    a.transient = static_cast<std::uint32_t>(s.states.size());
+    if (!s.startReaches) {
+        a.outcome = Absorption::Outcome::Unreachable;
+        return a;
+    }
+    a.outcome = s.certain ? Absorption::Outcome::Certain : Absorption::Outcome::NotCertain;
+    a.probability = 1.0;
+    if (s.states.empty())
+        return a; // state 1 is absorbing
+    const SparseElimination lu(m, s.states, s.local);
+    a.factorSize = lu.entries();
+    // Mean times to absorption m from every state of T, with an upper bound: for
+    // s = 1 - A m, m* = m + A^{-1} s <= m + max|s| m*, so m* <= m / (1 - max|s|).
+    const Refined mean = refine(m, s, lu, false, {});
+    double delta = 0.0;
+    for (const double b : mean.residualBound)
+        delta = std::max(delta, b);
+    std::vector<double> upper(s.states.size());
+    for (std::size_t k = 0; k < upper.size(); ++k)
+        upper[k] = delta < 1.0
+                       ? (mean.hi[k] + std::fabs(mean.lo[k])) / (1.0 - delta) * (1.0 + 4.0 * kUnit)
+                       : std::numeric_limits<double>::infinity();
+    const Refined x = refine(m, s, lu, true, upper);
+    a.refinements = x.steps;
+    double residualSum = 0.0;
+    for (std::size_t k = 0; k < s.states.size(); ++k) {
+        const std::uint32_t j = s.states[k];
+        a.time[j] = x.hi[k];
+        a.timeLow[j] = x.lo[k];
+        a.weight_[j] = x.residualBound[k] * upper[k];
+        residualSum += x.residualBound[k];
+    }
+    if (!s.certain) {
+        // The probability of absorption is x . (rates into absorbing states); its
+        // error is at most |r| A^{-1} h with h <= 1 the absorption probabilities.
+        Accumulator p;
+        for (std::uint32_t j = 0; j < n; ++j) {
+            if (!s.absorbing[j])
+                continue;
+            for (std::uint64_t e = m.start[j]; e < m.start[std::size_t{j} + 1]; ++e) {
+                const std::uint32_t i = m.source[e];
+                if (s.local[i] != kOutside)
+                    p.addProduct(a.time[i], a.timeLow[i], m.rate[e]);
+            }
+        }
+        a.probability = p.value();
+        a.probabilityBound = residualSum * (1.0 + 4.0 * kUnit) + p.error();
+    }
+    return a;
+}
+
+} // namespace gensolver

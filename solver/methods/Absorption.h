@@ -1,0 +1,50 @@
+#pragma once
+// Absorption from state 1 (index 0): whether the chain reaches a state with no
+// outgoing rate, with what probability, and the expected time it spends in each
+// state before, x (-Q_TT) = e_1 over the transient states T (those reachable from
+// state 1 that can reach an absorbing state). Accumulated rewards until absorption
+// are x . w for any per-state earning rate w, each with a bound from the residual.
+
+#include "methods/RateMatrix.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace gensolver {
+
+class Absorption {
+public:
+    enum class Outcome {
+        Certain,    // every state reachable from state 1 can reach an absorbing state
+        NotCertain, // a closed class without absorbing states is reachable too
+        Unreachable // no absorbing state is reachable from state 1
+    };
+
+    Outcome outcome = Outcome::Unreachable;
+    std::uint32_t absorbing = 0;   // absorbing states reachable from state 1
+    std::uint32_t transient = 0;   // states in T
+    std::uint64_t factorSize = 0;  // entries of the elimination's factors
+    std::uint32_t refinements = 0; // refinement steps of the solve for x
+    double probability = 0.0;      // of being absorbed, from state 1
+    double probabilityBound = 0.0; // proven bound on its error
+    std::vector<double> time;      // per chain state, expected time spent there before absorption
+    std::vector<double> timeLow;   // per chain state, the low-order part of time (double-double)
+
+    // Expected reward earned until absorption at the per-state rate w, and a proven
+    // bound on its error. Only meaningful when outcome is Certain.
+    double accumulated(const std::vector<double>& w, double& bound) const;
+    // e.g. "sparse elimination, 2 refinements"
+    std::string method() const;
+
+private:
+    friend Absorption solveAbsorption(const RateMatrix& m);
+    // Per chain state i in T: the bound |r_i| on the residual of x times an upper
+    // bound of the mean time to absorption from i; their sum bounds |x - x*| . |w|
+    // for |w| <= 1.
+    std::vector<double> weight_;
+};
+
+Absorption solveAbsorption(const RateMatrix& m);
+
+} // namespace gensolver

@@ -1,0 +1,78 @@
+#include "methods/AbsorptionResults.h"
+
+#include "methods/Absorption.h"
+
+#include <cstdio>
+#include <string>
+
+namespace gensolver {
+
+namespace {
+
+std::string number(const char* format, double x) {
+    char buf[64];
+    std::snprintf(buf, sizeof buf, format, x);
+    return buf;
+}
+
+Result row(const std::string& name, RewardType type, double value, double bound,
+           const std::string& method, std::uint32_t steps) {
+    Result r;
+    r.variable = name;
+    r.type = type;
+    r.value = value;
+    r.bound = bound;
+    r.method = method;
+    r.iterations = steps;
+    return r;
+}
+
+} // namespace
+
+void appendAbsorptionResults(const Model& model,
+                             const std::vector<const std::vector<double>*>& earning,
+                             Solution& solution) {
+    const Absorption a = solveAbsorption(model.matrix);
+    const std::string method = a.method();
+    // The probability of having been absorbed by time t tends to this as t grows.
+    Result probability =
+        row("absorption probability", RewardType::InstantOfTime, a.probability, a.probabilityBound,
+            a.outcome == Absorption::Outcome::NotCertain
+                ? method
+                : "every state reachable from state 1 reaches an absorbing state",
+            a.outcome == Absorption::Outcome::NotCertain ? a.refinements : 0);
+    probability.longRun = true;
+    if (a.outcome == Absorption::Outcome::Unreachable)
+        probability.method = "no absorbing state reachable from state 1";
+    solution.results.push_back(probability);
+    if (a.outcome == Absorption::Outcome::Unreachable) {
+        solution.absorptionNotice =
+            "no absorbing state (a state without outgoing rate) is reachable from state 1: the "
+            "chain is never absorbed, and the mean time to absorption is infinite";
+        return;
+    }
+    if (a.outcome == Absorption::Outcome::NotCertain) {
+        solution.absorptionNotice =
+            "absorption from state 1 is not certain: the chain is absorbed with probability " +
+            number("%.15g", a.probability) + " (error <= " + number("%.2e", a.probabilityBound) +
+            "); otherwise it stays in a closed class without absorbing states, so the mean time "
+            "to absorption is infinite and the rewards until absorption are not given";
+        return;
+    }
+    std::vector<double> one(model.matrix.states(), 1.0);
+    double bound = 0.0;
+    const double mean = a.accumulated(one, bound);
+    Result time =
+        row("time to absorption", RewardType::IntervalOfTime, mean, bound, method, a.refinements);
+    time.untilAbsorption = true;
+    solution.results.push_back(time);
+    for (std::size_t p = 0; p < model.variables.size(); ++p) {
+        const double value = a.accumulated(*earning[p], bound);
+        Result r = row(model.variables[p].name, RewardType::IntervalOfTime, value, bound, method,
+                       a.refinements);
+        r.untilAbsorption = true;
+        solution.results.push_back(r);
+    }
+}
+
+} // namespace gensolver

@@ -1,0 +1,218 @@
+// Values until absorption against closed forms of standard reliability systems,
+// a hand-derived reward and repair count, a dense long-double solve of random
+// absorbing chains, and the cases in which absorption is not certain or cannot
+// happen. Chains are written in gen's formats and read back.
+
+#include "SolverTestSupport.h"
+#include "methods/Measures.h"
+#include "read/ModelReader.h"
+#include "support/TestSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cmath>
+#include <random>
+
+namespace {
+
+using gensolver::Result;
+using gensolver::Solution;
+using solvertest::Chain;
+
+// One variable with a single time point at 0, so that only the absorption rows cost
+// anything; its rate reward is given per state.
+Chain chainOf(std::uint32_t states, std::vector<Chain::Arc> arcs, std::vector<double> reward = {},
+              std::vector<double> impulse = {}) {
+    Chain c;
+    c.states = states;
+    c.arcs = std::move(arcs);
+    Chain::Variable v;
+    v.name = "r";
+    v.times = {{0.0, 0.0}};
+    v.rate = reward.empty() ? std::vector<double>(states, 0.0) : std::move(reward);
+    v.impulse = std::move(impulse);
+    c.variables.push_back(v);
+    return c;
+}
+
+Solution solveAbsorption(const Chain& chain) {
+    testsupport::TempDir dir;
+    solvertest::writeChain(dir.path() + "c", chain);
+    gensolver::SolveOptions options;
+    options.absorption = true;
+    return gensolver::solve(gensolver::readModel(dir.path() + "c"), options);
+}
+
+const Result* find(const Solution& s, const std::string& name, bool untilAbsorption = true) {
+    for (const Result& r : s.results)
+        if (r.variable == name && r.untilAbsorption == untilAbsorption)
+            return &r;
+    return nullptr;
+}
+
+// The row's value is within `relative` of exact, and its bound covers its error.
+void expectValue(const Solution& s, const std::string& name, long double exact,
+                 double relative = 1e-9) {
+    const Result* r = find(s, name);
+    ASSERT_NE(r, nullptr) << name;
+    const double e = static_cast<double>(exact);
+    EXPECT_NEAR(r->value, e, relative * std::fabs(e)) << name << ": " << r->method;
+    EXPECT_LE(std::fabs(r->value - e), r->bound + 4e-16L * std::fabs(exact)) << name;
+    EXPECT_LE(r->bound, relative * std::fabs(e)) << name;
+    EXPECT_EQ(r->type, gensolver::RewardType::IntervalOfTime);
+}
+
+// Two units in parallel (state 1: both up, 2: one up, 3: failed), with repair of
+// the failed unit at mu when mu > 0.
+Chain parallel(double lambda, double mu) {
+    std::vector<Chain::Arc> arcs = {{1, 2, 2 * lambda}, {2, 3, lambda}};
+    if (mu > 0.0)
+        arcs.push_back({2, 1, mu});
+    return chainOf(3, arcs);
+}
+
+TEST(Absorption, MeanTimeToFailureOfStandardSystemsMatchesTheirClosedForms) {
+    const long double lambda = 0.25L, mu = 3.0L;
+    expectValue(solveAbsorption(parallel(0.25, 0.0)), "time to absorption", 3.0L / (2 * lambda));
+    expectValue(solveAbsorption(parallel(0.25, 3.0)), "time to absorption",
+                (3 * lambda + mu) / (2 * lambda * lambda));
+    // Cold standby: the spare starts when the first unit fails.
+    expectValue(solveAbsorption(chainOf(3, {{1, 2, 0.25}, {2, 3, 0.25}})), "time to absorption",
+                2.0L / lambda);
+    // 3-out-of-7 without repair: state s has 8 - s units up; failure below 3 up.
+    std::vector<Chain::Arc> arcs;
+    long double exact = 0.0L;
+    for (std::uint32_t up = 7; up >= 3; --up) {
+        arcs.push_back({8 - up, 9 - up, up * 0.25});
+        exact += 1.0L / (up * lambda);
+    }
+    expectValue(solveAbsorption(chainOf(6, arcs)), "time to absorption", exact);
+}
+
+TEST(Absorption, StiffSystemsAreSolvedQuicklyToFullAccuracy) {
+    const long double lambda = 1e-6L, mu = 1e3L;
+    const auto begin = std::chrono::steady_clock::now();
+    expectValue(solveAbsorption(parallel(1e-6, 1e3)), "time to absorption",
+                (3 * lambda + mu) / (2 * lambda * lambda));
+    // 2-out-of-12 with one repairer, failure 1e-6 per unit and repair 1e3: a
+    // birth-death chain of 12 states whose mean time to failure is beyond 1e80.
+    const std::uint32_t n = 12, k = 2;
+    std::vector<Chain::Arc> arcs;
+    for (std::uint32_t up = n; up >= k; --up) {
+        const std::uint32_t s = n - up + 1;
+        arcs.push_back({s, s + 1, up * 1e-6});
+        if (up < n)
+            arcs.push_back({s, s - 1, 1e3});
+    }
+    // Level s (1 = all up) is left downwards at d_s = (n - s + 1) lambda, upwards at
+    // mu for s > 1. Mean time to pass from level s to s + 1 is
+    // tau_s = (1 + mu tau_{s-1}) / d_s, and the mean time to failure is their sum.
+    long double tau = 0.0L, total = 0.0L;
+    for (std::uint32_t s = 1; s <= n - k + 1; ++s) {
+        const long double d = (n - s + 1) * lambda;
+        tau = (1.0L + (s > 1 ? mu * tau : 0.0L)) / d;
+        total += tau;
+    }
+    const Solution big = solveAbsorption(chainOf(n - k + 2, arcs));
+    const Result* r = find(big, "time to absorption");
+    ASSERT_NE(r, nullptr);
+    const double e = static_cast<double>(total);
+    EXPECT_NEAR(r->value / e, 1.0, 1e-9);
+    EXPECT_LE(std::fabs(r->value - e), r->bound + 4e-16 * e);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(2));
+}
+
+TEST(Absorption, RewardsAndRepairsUntilFailureMatchTheHandDerivation) {
+    // Parallel with repair: x2 lambda = 1 (failure leaves state 2 once), so the
+    // times spent are x2 = 1 / lambda and x1 = (1 + mu x2) / (2 lambda). Units up
+    // earn 2 x1 + x2; repairs (impulse 1 into state 1) number mu x2; the failure
+    // itself (impulse 5 into state 3) counts once, at absorption.
+    const long double lambda = 0.5L, mu = 4.0L;
+    const long double x2 = 1.0L / lambda, x1 = (1.0L + mu * x2) / (2 * lambda);
+    Chain c = parallel(0.5, 4.0);
+    c.variables[0].rate = {2.0, 1.0, 7.0}; // the failed state's reward is never earned
+    Chain::Variable repairs = c.variables[0];
+    repairs.name = "repairs";
+    repairs.rate = {0.0, 0.0, 0.0};
+    repairs.impulse = {1.0, 0.0, 5.0};
+    c.variables.push_back(repairs);
+    const Solution s = solveAbsorption(c);
+    expectValue(s, "r", 2 * x1 + x2, 1e-13);
+    expectValue(s, "repairs", mu * x2 + 5.0L, 1e-13);
+    expectValue(s, "time to absorption", x1 + x2, 1e-13);
+    EXPECT_TRUE(s.absorptionNotice.empty());
+}
+
+TEST(Absorption, RandomChainsMatchADenseSolveWithinTheirBounds) {
+    for (const unsigned seed : {4u, 5u, 6u}) {
+        SCOPED_TRACE("seed " + std::to_string(seed));
+        const std::uint32_t n = 30; // state n absorbing, every other one leaks to it
+        std::mt19937 gen(seed);
+        std::uniform_real_distribution<double> rate(0.1, 5.0);
+        std::uniform_int_distribution<std::uint32_t> pick(1, n - 1);
+        std::vector<Chain::Arc> arcs;
+        for (std::uint32_t i = 1; i < n; ++i)
+            arcs.push_back({i, n, rate(gen) * 1e-3});
+        for (std::uint32_t a = 0; a < 4 * n; ++a)
+            arcs.push_back({pick(gen), pick(gen), rate(gen)});
+        std::vector<double> reward(n);
+        for (double& w : reward)
+            w = rate(gen) - 2.0;
+        const Chain c = chainOf(n, arcs, reward);
+        // x (-Q_TT) = e_1 over states 1 .. n-1 in long double.
+        const solvertest::Dense q = solvertest::generator(c);
+        solvertest::Dense a(n - 1, std::vector<long double>(n - 1));
+        for (std::uint32_t i = 0; i + 1 < n; ++i)
+            for (std::uint32_t j = 0; j + 1 < n; ++j)
+                a[i][j] = -q[i][j];
+        std::vector<long double> b(n - 1, 0.0L);
+        b[0] = 1.0L;
+        const std::vector<long double> x = solvertest::solveLeft(a, b);
+        long double time = 0.0L, earned = 0.0L;
+        for (std::uint32_t j = 0; j + 1 < n; ++j) {
+            time += x[j];
+            earned += x[j] * reward[j];
+        }
+        const double tolerance = solvertest::extendedPrecision() ? 1e-12 : 1e-9;
+        const Solution s = solveAbsorption(c);
+        expectValue(s, "time to absorption", time, tolerance);
+        const Result* r = find(s, "r");
+        ASSERT_NE(r, nullptr);
+        EXPECT_NEAR(r->value, static_cast<double>(earned), tolerance * static_cast<double>(time));
+    }
+}
+
+TEST(Absorption, UncertainOrImpossibleAbsorptionIsRefusedWithItsProbability) {
+    // 1 <-> 2 -> 5 (absorbing), 1 -> 3 <-> 4 (a closed class). From 1 the chain
+    // moves to 2 w.p. a/(a+b); from 2 it is absorbed w.p. f/(e+f), else back to 1:
+    // P = a f / ((a + b)(e + f) - a e) = 2 / (3 * 4 - 6) = 1/3.
+    const Solution s = solveAbsorption(
+        chainOf(5, {{1, 2, 2.0}, {1, 3, 1.0}, {2, 1, 3.0}, {2, 5, 1.0}, {3, 4, 1.0}, {4, 3, 2.0}}));
+    const Result* p = find(s, "absorption probability", false);
+    ASSERT_NE(p, nullptr);
+    EXPECT_TRUE(p->longRun);
+    EXPECT_NEAR(p->value, 1.0 / 3.0, 1e-15);
+    EXPECT_LE(std::fabs(p->value - 1.0 / 3.0), p->bound + 1e-16);
+    EXPECT_LE(p->bound, 1e-14);
+    EXPECT_EQ(find(s, "time to absorption"), nullptr);
+    EXPECT_EQ(find(s, "r"), nullptr);
+    EXPECT_NE(s.absorptionNotice.find("not certain"), std::string::npos) << s.absorptionNotice;
+    EXPECT_NE(s.absorptionNotice.find("probability 0.333333333333333"), std::string::npos)
+        << s.absorptionNotice;
+
+    // An irreducible chain is never absorbed.
+    const Solution never = solveAbsorption(chainOf(2, {{1, 2, 1.0}, {2, 1, 1.0}}));
+    const Result* q = find(never, "absorption probability", false);
+    ASSERT_NE(q, nullptr);
+    EXPECT_EQ(q->value, 0.0);
+    EXPECT_EQ(find(never, "time to absorption"), nullptr);
+    EXPECT_NE(never.absorptionNotice.find("no absorbing state"), std::string::npos);
+
+    // Started in an absorbing state: absorbed at once, nothing earned.
+    const Solution at = solveAbsorption(chainOf(2, {{2, 1, 1.0}}, {3.0, 1.0}));
+    expectValue(at, "time to absorption", 0.0L);
+    expectValue(at, "r", 0.0L);
+}
+
+} // namespace

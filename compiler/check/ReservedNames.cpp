@@ -296,10 +296,11 @@ const char* const globalNamesTaken[] = {"abs",
                                         "trout",
                                         "GenerateStudy",
                                         "DestructStudy",
-                                        "FindNext"};
+                                        "FindNext",
+                                        "ResetErlangPhases"};
 
-const char* const reservedSuffixes[] = {"_Mark",      "_Marks",   "_Count", "_First", "_FirstIndex",
-                                        "_LastIndex", "Activity", "Array",  "Struct"};
+const char* const reservedSuffixes[] = {"_Mark",      "_Marks", "_Count",   "_First", "_FirstIndex",
+                                        "_LastIndex", "_Phase", "Activity", "Array",  "Struct"};
 
 bool endsWith(const std::string& s, const std::string& suffix) {
     return s.size() >= suffix.size() &&

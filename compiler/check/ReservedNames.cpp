@@ -65,6 +65,8 @@ const char* const frameworkMembers[] = {"Places",
                                         "ReactivationPredicate",
                                         "ReactivationFunction",
                                         "ErlangParamM",
+                                        "EnabledNow",
+                                        "ResetErlangPhases",
                                         "PreviousEnabled",
                                         "CurrentEnabled",
                                         "DistributionParameters",
@@ -296,8 +298,7 @@ const char* const globalNamesTaken[] = {"abs",
                                         "trout",
                                         "GenerateStudy",
                                         "DestructStudy",
-                                        "FindNext",
-                                        "ResetErlangPhases"};
+                                        "FindNext"};
 
 const char* const reservedSuffixes[] = {"_Mark",      "_Marks", "_Count",   "_First", "_FirstIndex",
                                         "_LastIndex", "_Phase", "Activity", "Array",  "Struct"};

@@ -161,8 +161,9 @@ void emitFire(const EmitContext& c, Writer& w, const CheckedActivity& a, const s
     w << "BaseActionClass* " << q << "Fire() {\n";
     if (a.kind == ActivityKind::Erlang) {
         const std::string& phase = c.place(a.phasePlace).name;
-        w << "    // Every phase but the last only advances the counter.\n";
-        w << "    if (*" << phase << "_Mark + 1 < ErlangParamM()) {\n";
+        w << "    // Every phase but the last only advances the counter (the number of phases\n"
+          << "    // read without a virtual call).\n";
+        w << "    if (*" << phase << "_Mark + 1 < " << a.name << "Activity::ErlangParamM()) {\n";
         w << "        ++*" << phase << "_Mark;\n        return this;\n    }\n";
         w << "    *" << phase << "_Mark = 0;\n";
     }

@@ -1,9 +1,9 @@
 // What generated activities answer to the generator through the framework's
 // bases for generated code: weight 1 and rank 1 unless the model gives them,
 // and each kind's distribution parameters from the model's rate or delay (an
-// erlang activity fires once per phase: exponential at the phase's rate). A hand-written activity
-// next to them keeps the base defaults (weight 0, rank 0, no parameters). Expected values follow
-// from models/kinds.san.
+// erlang activity fires once per phase: exponential at the phase's rate). A
+// hand-written activity next to them keeps the base defaults (weight 0, rank 0,
+// no parameters). Expected values follow from models/kinds.san.
 
 #include "Compiler.h"
 #include "support/TestSupport.h"

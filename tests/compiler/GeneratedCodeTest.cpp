@@ -25,15 +25,12 @@ TEST(GeneratedCodeTest, FragmentErrorsPointAtTheModelFile) {
         const char* where; // "line:column" of the misspelt name
     };
     const Case cases[] = {
-        {"model m\nglobal double alpha\nstudy { alpha = 1 }\nplace p\nexponential e {\n    rate "
-         "alpa * 2\n}\n",
+        {"model m\nglobal double alpha\nstudy { alpha = 1 }\nplace p\nexponential e {\n    rate alpa * 2\n}\n",
          "6:10"},
-        {"model m\nplace p\nexponential e {\n    rate 1\n    do {\n        p = 1;\n        q = "
-         "2;\n    }\n}\n",
+        {"model m\nplace p\nexponential e {\n    rate 1\n    do {\n        p = 1;\n        q = 2;\n    }\n}\n",
          "7:9"},
         {"model m\nplace p = 1\nreward r {\n    at 1\n    rate { return p + qq; }\n}\n", "5:23"},
-        {"model m\nplace p[2]\nexponential e[i in 0 .. 1] {\n    rate 1\n    when p[i] == 0 && "
-         "zz\n}\n",
+        {"model m\nplace p[2]\nexponential e[i in 0 .. 1] {\n    rate 1\n    when p[i] == 0 && zz\n}\n",
          "5:23"},
     };
     for (const Case& c : cases) {
@@ -46,8 +43,7 @@ TEST(GeneratedCodeTest, FragmentErrorsPointAtTheModelFile) {
                      "/src -I" + dir.path() + "gen " + dir.path() + "gen/GeneratedModel.cpp");
         EXPECT_NE(r.status, 0);
         EXPECT_NE(r.err.find(model + ":" + c.where + ": error:"), std::string::npos)
-            << c.where << "\n"
-            << r.err;
+            << c.where << "\n" << r.err;
     }
 }
 
@@ -99,10 +95,8 @@ TEST(GeneratedCodeTest, ExamplesFromTheLanguageWriteTheExamplesFiles) {
         for (int experiment = 0; experiment < c.experiments; ++experiment) {
             TempDir a, b;
             auto expected = runModel(example, a, "exp", experiment);
-            auto actual =
-                runModel(std::string("tests/gen-lang_") + c.example, b, "exp", experiment);
-            ASSERT_EQ(actual.result.status, expected.result.status)
-                << c.example << actual.result.err;
+            auto actual = runModel(std::string("tests/gen-lang_") + c.example, b, "exp", experiment);
+            ASSERT_EQ(actual.result.status, expected.result.status) << c.example << actual.result.err;
             EXPECT_EQ(actual.arm, expected.arm) << c.example << experiment;
             EXPECT_EQ(actual.var, expected.var) << c.example << experiment;
             EXPECT_EQ(actual.pvtype, expected.pvtype) << c.example << experiment;

@@ -37,12 +37,11 @@ TEST(LanguageTest, FragmentsEndWhereTheLanguageSays) {
         {"rate alpha // per hour\n", "alpha", false, 1, 6},
         {"rate (a +\n      b) * 2\nnext", "(a +\n      b) * 2", false, 1, 6},
         {"rate x[f(1,\n 2)]\n", "x[f(1,\n 2)]", false, 1, 6},
-        {"{ rate 1 }", "1", false, 1, 8}, // one-line block: the brace ends it
+        {"{ rate 1 }", "1", false, 1, 8},                  // one-line block: the brace ends it
         {"rate s == \"}\" ? 1 : 0\n", "s == \"}\" ? 1 : 0", false, 1, 6},
         {"rate c == ')'\n", "c == ')'", false, 1, 6},
         {"rate a /* ( */ + b\n", "a /* ( */ + b", false, 1, 6},
-        {"rate { return \"}\"[0] == '}' ? 1 : 2; } next", " return \"}\"[0] == '}' ? 1 : 2; ", true,
-         1, 7},
+        {"rate { return \"}\"[0] == '}' ? 1 : 2; } next", " return \"}\"[0] == '}' ? 1 : 2; ", true, 1, 7},
         {"rate {\n  // }\n  return 1;\n}\n", "\n  // }\n  return 1;\n", true, 1, 7},
     };
     for (const Case& c : cases) {
@@ -103,21 +102,18 @@ TEST(LanguageTest, StudyValuesAreExactLiteralsOfTheirType) {
     };
     const Case cases[] = {
         // The shipped study's range: each value the previous plus 1e-6 in doubles.
-        {"global double w",
-         "w = 1e-6 .. 1e-5 step 1e-6",
+        {"global double w", "w = 1e-6 .. 1e-5 step 1e-6",
          {"1e-06", "2e-06", "3e-06", "4e-06", "4.9999999999999996e-06", "5.999999999999999e-06",
           "6.999999999999999e-06", "8e-06", "9e-06", "1e-05"}},
         {"global int N", "N = 2 .. 5", {"2", "3", "4", "5"}},
         {"global int N", "N = 5 .. -1 step -3", {"5", "2", "(-1)"}},
         {"global long L", "L = {-9223372036854775808, 7}", {"(-9223372036854775807L - 1)", "7L"}},
         {"global int I", "I = -2147483648", {"(-2147483647 - 1)"}},
-        {"global short S",
-         "S = {-32768, 32767}",
+        {"global short S", "S = {-32768, 32767}",
          {"static_cast<short>(-32768)", "static_cast<short>(32767)"}},
         {"global double D", "D = {1000, 0.1, 1e300}", {"1000.0", "0.1", "1e+300"}},
         {"global float F", "F = 0.1 .. 0.3 step 0.1", {"0.1f", "0.2f", "0.3f"}},
-        {"global char C",
-         "C = {'x', 65, '\\n'}",
+        {"global char C", "C = {'x', 65, '\\n'}",
          {"static_cast<char>(120)", "static_cast<char>(65)", "static_cast<char>(10)"}},
         {"global bool B", "B = {true, 0, 1, false}", {"true", "false", "true", "false"}},
         // A constant fills every experiment that another entry makes.

@@ -33,20 +33,20 @@ TEST(TinyModelTest, TwoSlotsGiveTheHandDerivedChainRewardsAndTypes) {
     // Per state, per variable: impulse, then rate. load = size (F = 0.5) x full
     // slots; fills earns 1 for the filling that reached the state; first = slot
     // 0; flag = C ('x' = 120) while B holds and the structure is not urgent.
-    EXPECT_EQ(r.var,
-              joinLines({"load", "fills", "first", "flag", "1",   "0",   "0", "0", "0", "0",
-                         "0",    "0",     "120",   "2",    "0",   "0.5", "1", "0", "0", "1",
-                         "0",    "120",   "3",     "0",    "0.5", "1",   "0", "0", "0", "0",
-                         "120",  "4",     "0",     "1",    "1",   "0",   "0", "1", "0", "120"}));
+    EXPECT_EQ(r.var, joinLines({"load", "fills", "first", "flag",
+                                "1", "0", "0", "0", "0", "0", "0", "0", "120",
+                                "2", "0", "0.5", "1", "0", "0", "1", "0", "120",
+                                "3", "0", "0.5", "1", "0", "0", "0", "0", "120",
+                                "4", "0", "1", "1", "0", "0", "1", "0", "120"}));
     // Types 0 to 3; the instant variable's range 1 .. 2 step 0.5 as three points;
     // two intervals; the steady-state variable at Start:0, Stop:0.
-    EXPECT_EQ(
-        r.pvtype,
-        joinLines({"Version:1",  "NumPV:4",    "Name:load",  "Type:0",  "NumTimes:3", "Start:1",
-                   "Stop:1",     "Start:1.5",  "Stop:1.5",   "Start:2", "Stop:2",     "Name:fills",
-                   "Type:1",     "NumTimes:2", "Start:0",    "Stop:10", "Start:10",   "Stop:20",
-                   "Name:first", "Type:2",     "NumTimes:1", "Start:0", "Stop:5",     "Name:flag",
-                   "Type:3",     "NumTimes:1", "Start:0",    "Stop:0"}));
+    EXPECT_EQ(r.pvtype, joinLines({"Version:1", "NumPV:4",
+                                   "Name:load", "Type:0", "NumTimes:3", "Start:1", "Stop:1",
+                                   "Start:1.5", "Stop:1.5", "Start:2", "Stop:2",
+                                   "Name:fills", "Type:1", "NumTimes:2", "Start:0", "Stop:10",
+                                   "Start:10", "Stop:20",
+                                   "Name:first", "Type:2", "NumTimes:1", "Start:0", "Stop:5",
+                                   "Name:flag", "Type:3", "NumTimes:1", "Start:0", "Stop:0"}));
     // The table row's name heads the values; every type prints as a stream does.
     EXPECT_NE(r.result.out.find("The Global Variable values for experiment two slots are:\n"
                                 "N\tint\t2\nS\tshort\t3\nL\tlong\t-7\nF\tfloat\t0.5\n"
@@ -63,16 +63,14 @@ TEST(TinyModelTest, StateAndTransitionCountsFollowTheSlotCount) {
         int slots;
         std::string heading;
     };
-    const Case cases[] = {
-        {1, "", 3, "Experiment 2"}, {0, "i:N:1", 1, "two slots"}, {1, "i:N:5", 5, "Experiment 2"}};
+    const Case cases[] = {{1, "", 3, "Experiment 2"}, {0, "i:N:1", 1, "two slots"},
+                          {1, "i:N:5", 5, "Experiment 2"}};
     for (const Case& c : cases) {
         TempDir dir;
-        auto r = runModel(tiny, dir, "tiny", c.experiment,
-                          c.override.empty() ? "" : " -O " + c.override);
+        auto r = runModel(tiny, dir, "tiny", c.experiment, c.override.empty() ? "" : " -O " + c.override);
         ASSERT_EQ(r.result.status, 0) << r.result.err;
         const int states = 1 << c.slots;
-        EXPECT_EQ(r.arm.substr(0, testsupport::armHeader(states).size()),
-                  testsupport::armHeader(states));
+        EXPECT_EQ(r.arm.substr(0, testsupport::armHeader(states).size()), testsupport::armHeader(states));
         // Lines after the header: per state its number, 2 lines per transition, and 0.
         const long lines = std::count(r.arm.begin(), r.arm.end(), '\n') - 3;
         EXPECT_EQ(lines, static_cast<long>(states) * (2 + 2 * c.slots)) << c.slots;

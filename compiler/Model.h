@@ -41,6 +41,9 @@ struct CheckedPlace {
     int structType = -1; // Struct: index into CheckedModel::structs
     bool hasInit = false;
     Fragment init;
+    // A phase counter that the compiler adds for erlang activities: in the state
+    // vector, but no name of the language reaches it.
+    bool hidden = false;
 };
 
 struct CheckedArc {
@@ -67,11 +70,15 @@ struct CheckedActivity {
     // family's index): the member binds that one element.
     std::vector<int> ownElementArrays;
     int group = -1; // index into CheckedModel::groups, -1 when alone
+    // Erlang: the hidden place that counts its completed phases, its own or its
+    // group's; -1 for the other kinds.
+    int phasePlace = -1;
 };
 
 struct CheckedGroup {
     std::string name;
     std::vector<int> members; // activities, in the group's order
+    int phasePlace = -1;      // the hidden phase counter its erlang members share, or -1
 };
 
 struct CheckedImpulse {

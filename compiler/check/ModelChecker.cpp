@@ -116,7 +116,9 @@ CheckedModel ModelChecker::run(const std::string& fileName) {
     checkPlaces();
     checkActivities();
     checkGroups();
+    addPhaseCounters();
     checkRewards();
+    checkExplorable();
     return m;
 }
 

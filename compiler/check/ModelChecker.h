@@ -2,7 +2,8 @@
 // ModelChecker: the checker's work on one parsed model file, from the names
 // table to the checked model. Its members are defined by topic: names, study,
 // structures, places and groups in ModelChecker.cpp, activities in
-// ActivityChecks.cpp, rewards in RewardChecks.cpp.
+// ActivityChecks.cpp, rewards in RewardChecks.cpp, the erlang activities' phase
+// counters and what the generator could not explore in ShapeChecks.cpp.
 
 #include "Ast.h"
 #include "Diagnostics.h"
@@ -81,6 +82,11 @@ private:
     static void collectPlaces(CheckedActivity& c, const ClausePlaces& places);
     void findOwnElementArrays(CheckedActivity& a);
     void checkGroups();
+    // Gives every erlang activity its hidden phase counter, shared within a group.
+    void addPhaseCounters();
+    int addPhaseCounter(const std::string& owner);
+    // Refuses a correct file whose model the generator would refuse to explore.
+    void checkExplorable();
     void checkRewards();
     bool checkRewardTimes(const RewardDecl& r, CheckedReward& c);
     bool instantTimes(const RewardDecl& r, CheckedReward& c);

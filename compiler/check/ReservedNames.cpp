@@ -65,6 +65,8 @@ const char* const frameworkMembers[] = {"Places",
                                         "ReactivationPredicate",
                                         "ReactivationFunction",
                                         "ErlangParamM",
+                                        "EnabledNow",
+                                        "ResetErlangPhases",
                                         "PreviousEnabled",
                                         "CurrentEnabled",
                                         "DistributionParameters",
@@ -298,8 +300,8 @@ const char* const globalNamesTaken[] = {"abs",
                                         "DestructStudy",
                                         "FindNext"};
 
-const char* const reservedSuffixes[] = {"_Mark",      "_Marks",   "_Count", "_First", "_FirstIndex",
-                                        "_LastIndex", "Activity", "Array",  "Struct"};
+const char* const reservedSuffixes[] = {"_Mark",      "_Marks", "_Count",   "_First", "_FirstIndex",
+                                        "_LastIndex", "_Phase", "Activity", "Array",  "Struct"};
 
 bool endsWith(const std::string& s, const std::string& suffix) {
     return s.size() >= suffix.size() &&

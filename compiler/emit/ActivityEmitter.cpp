@@ -5,15 +5,16 @@
 namespace {
 
 const char* const kindWords[] = {"exponential", "deterministic", "Erlang", "instantaneous"};
-const char* const distributions[] = {"Exponential", "Deterministic", "Erlang", "Instantaneous"};
+// An erlang activity is exponential underneath: it fires once per phase.
+const char* const distributions[] = {"Exponential", "Deterministic", "Exponential",
+                                     "Instantaneous"};
 
 // The framework's base of a generated activity of kind `a.kind`.
 std::string baseOf(const CheckedActivity& a) {
     switch (a.kind) {
     case ActivityKind::Exponential:
-        return "::ExponentialActivity";
     case ActivityKind::Erlang:
-        return "::ErlangActivity";
+        return "::ExponentialActivity";
     case ActivityKind::Deterministic:
         return "::DeterministicActivity<" + a.name + "Activity>";
     case ActivityKind::Instantaneous:
@@ -107,16 +108,12 @@ void emitLifetime(Writer& w, const CheckedActivity& a, const std::string& q) {
     w << "}\n\n";
 }
 
-// Enabled: input arcs, then the condition.
-void emitEnabled(const EmitContext& c, Writer& w, const CheckedActivity& a, const std::string& q) {
-    w << "bool " << q << "Enabled() {\n";
-    emitPlaceLocals(c, w, a, a.enablingPlaces, false);
-    w << "    PreviousEnabled = CurrentEnabled;\n";
+// The enabling condition as an expression: input arcs, then `when`.
+void emitCondition(const EmitContext& c, Writer& w, const CheckedActivity& a) {
     if (a.inputs.empty() && !a.hasWhen) {
-        w << "    CurrentEnabled = true;\n    return CurrentEnabled;\n}\n\n";
+        w << " true";
         return;
     }
-    w << "    CurrentEnabled =";
     bool first = true;
     for (const CheckedArc& arc : a.inputs) {
         w << (first ? " " : " && ") << c.place(arc.place).name;
@@ -133,12 +130,43 @@ void emitEnabled(const EmitContext& c, Writer& w, const CheckedActivity& a, cons
         w.fragment(a.when.code);
         w << (a.when.code.block ? "    }()" : "    )");
     }
+}
+
+// Enabled: the condition, recorded in CurrentEnabled. An erlang activity also
+// answers EnabledNow(), the condition alone, which the phase counters' reset
+// asks without touching what the generator reads.
+void emitEnabled(const EmitContext& c, Writer& w, const CheckedActivity& a, const std::string& q) {
+    const bool erlang = a.kind == ActivityKind::Erlang;
+    if (erlang) {
+        w << "bool " << q << "EnabledNow() {\n";
+        emitPlaceLocals(c, w, a, a.enablingPlaces, false);
+        w << "    return";
+        emitCondition(c, w, a);
+        w << ";\n}\n\n";
+    }
+    w << "bool " << q << "Enabled() {\n";
+    if (!erlang)
+        emitPlaceLocals(c, w, a, a.enablingPlaces, false);
+    w << "    PreviousEnabled = CurrentEnabled;\n";
+    w << "    CurrentEnabled =";
+    if (erlang)
+        w << " EnabledNow()";
+    else
+        emitCondition(c, w, a);
     w << ";\n    return CurrentEnabled;\n}\n\n";
 }
 
 // Fire: the token moves of the arcs, then the effect.
 void emitFire(const EmitContext& c, Writer& w, const CheckedActivity& a, const std::string& q) {
     w << "BaseActionClass* " << q << "Fire() {\n";
+    if (a.kind == ActivityKind::Erlang) {
+        const std::string& phase = c.place(a.phasePlace).name;
+        w << "    // Every phase but the last only advances the counter (the number of phases\n"
+          << "    // read without a virtual call).\n";
+        w << "    if (*" << phase << "_Mark + 1 < " << a.name << "Activity::ErlangParamM()) {\n";
+        w << "        ++*" << phase << "_Mark;\n        return this;\n    }\n";
+        w << "    *" << phase << "_Mark = 0;\n";
+    }
     emitPlaceLocals(c, w, a, a.firingPlaces, true);
     auto move = [&](const CheckedArc& arc, const char* op) {
         w << "    " << op << c.place(arc.place).name;
@@ -164,6 +192,8 @@ void emitFire(const EmitContext& c, Writer& w, const CheckedActivity& a, const s
             f.text += ';';
         w.fragment(f);
     }
+    if (c.hasErlang())
+        w << "    static_cast<" << c.san << "*>(ParentModel)->ResetErlangPhases();\n";
     w << "    return this;\n}\n\n";
 }
 
@@ -219,8 +249,10 @@ void emitActivityClass(const EmitContext& c, Writer& w, const CheckedActivity& a
         w << "        double Weight() override;\n";
     if (a.hasRank)
         w << "        int Rank() override;\n";
-    if (a.kind == ActivityKind::Erlang)
+    if (a.kind == ActivityKind::Erlang) {
         w << "        double ErlangParamM() override; // the number of phases\n";
+        w << "        bool EnabledNow(); // the enabling condition, not recorded\n";
+    }
     if (a.kind == ActivityKind::Deterministic)
         w << "        double Delay(); // the delay, which the base class reads\n";
     w << "        BaseActionClass* Fire() override;\n";

@@ -193,8 +193,10 @@ void emitNode(const EmitContext& c, std::size_t k) {
     c.header(w, cls + ": the reward variable \"" + r.name + "\" (" +
                     typeNames[static_cast<int>(r.kind)] + ").");
     w << "\n#include \"" << cls << ".h\"\n\n";
-    if (r.hasRate)
-        w << "#include \"" << cls << "Worker.h\"\n";
+    // The destructor deletes the workers: their class is complete here even
+    // without a rate reward, when the node has none.
+    w << "#include \""
+      << (r.hasRate ? cls + "Worker.h" : std::string("pv/PerformanceVariableWorker.h")) << "\"\n";
     if (hasFamilyImpulse(c, r))
         w << "#include \"" << c.san << ".h\"\n\n#include <algorithm>\n#include <string>\n";
     w << "\n" << cls << "::" << cls << "(int timeIndex) {\n";
@@ -313,6 +315,12 @@ void emitImpulse(const EmitContext& c, std::size_t k, std::size_t j) {
     Writer w = watcherSource(c, h, cls, what, "worker watches");
     w << "void " << cls << "::EndAccumulate(double) {}\n\n";
     w << "double " << cls << "::Impulse_Function() {\n";
+    const CheckedActivity& a = c.activity(imp.activity);
+    if (a.kind == ActivityKind::Erlang) {
+        // A firing that only advanced a phase left the counter above 0.
+        w << "    if (static_cast<const " << c.san << "&>(*ModelSlot)."
+          << c.place(a.phasePlace).name << "->getMark() != 0)\n        return 0.0;\n";
+    }
     emitWorkerLocals(c, w, imp.value.places);
     emitValue(w, imp.value, "double");
     w << "}\n\n";

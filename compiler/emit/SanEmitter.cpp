@@ -169,6 +169,11 @@ void emitSanHeader(const EmitContext& c) {
         emitActivityClass(c, w, a);
     w << "    " << san << "();\n";
     w << "    // Deletes the places; the activities and groups go with the object.\n";
+    if (c.hasErlang())
+        w << "    // Every firing ends here: the phase counter of an erlang activity, or of a "
+             "group\n"
+             "    // of them, that is not enabled any more goes back to 0.\n"
+             "    void ResetErlangPhases();\n";
     w << "    ~" << san << "() override;\n";
     deletedCopy(w, "    ", san);
     w << "\n";
@@ -378,6 +383,35 @@ void emitWiring(const EmitContext& c, Writer& w) {
       << "    PackStateCells();\n";
 }
 
+// The phase counters that go back to 0 when no erlang activity that counts on
+// them is enabled: one per erlang activity outside a group, one per group.
+void emitPhaseReset(const EmitContext& c, Writer& w) {
+    const CheckedModel& m = c.m;
+    w << "void " << c.san << "::ResetErlangPhases() {\n";
+    for (const CheckedActivity& a : m.activities)
+        if (a.kind == ActivityKind::Erlang && a.group < 0)
+            w << "    if (!" << a.name << ".EnabledNow())\n        " << c.place(a.phasePlace).name
+              << "->setMark(0);\n";
+    for (const CheckedGroup& g : m.groups) {
+        if (g.phasePlace < 0)
+            continue;
+        w << "    {\n        bool enabled = false;\n";
+        for (int idx : g.members) {
+            const CheckedActivity& a = c.activity(idx);
+            if (a.kind != ActivityKind::Erlang)
+                continue;
+            if (a.family)
+                w << "        for (int k = 0; k < " << a.name << "_Count && !enabled; ++k)\n"
+                  << "            enabled = " << a.name << "[k].EnabledNow();\n";
+            else
+                w << "        enabled = enabled || " << a.name << ".EnabledNow();\n";
+        }
+        w << "        if (!enabled)\n            " << c.place(g.phasePlace).name
+          << "->setMark(0);\n    }\n";
+    }
+    w << "}\n\n";
+}
+
 void emitSanSource(const EmitContext& c) {
     const std::string& san = c.san;
     Writer w = c.open(san + ".cpp");
@@ -406,6 +440,8 @@ void emitSanSource(const EmitContext& c) {
     emitPlaces(c, w);
     emitWiring(c, w);
     w << "}\n\n";
+    if (c.hasErlang())
+        emitPhaseReset(c, w);
     w << san << "::~" << san << "() {\n";
     w << "    for (int i = 0; i < NumStateVariables - NumReadOnlyPlaces; ++i)\n        delete "
          "Places[i];\n}\n";

@@ -74,3 +74,10 @@ void emitValue(Writer& w, const CheckedFragment& f, const char* type) {
         w << "    );\n";
     }
 }
+
+bool EmitContext::hasErlang() const {
+    for (const CheckedActivity& a : m.activities)
+        if (a.kind == ActivityKind::Erlang)
+            return true;
+    return false;
+}

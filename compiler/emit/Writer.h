@@ -63,6 +63,9 @@ struct EmitContext {
     const CheckedStruct& structOf(const CheckedPlace& p) const {
         return m.structs[static_cast<std::size_t>(p.structType)];
     }
+    // True when some activity is erlang: every firing then resets the phase
+    // counters of the erlang activities it disables.
+    bool hasErlang() const;
 };
 
 // "class <cls> : public <base> {" and "public:", at `indent`.

@@ -150,6 +150,25 @@ const BadModel badModels[] = {
       "8:15: a structured place takes its initial values from its structure's fields",
       "9:11: unknown structure type 't'", "10:8: structure 'e' has no field"}},
 
+    // Erlang activities count their phases in hidden places, one per activity or group.
+    {"erlang family outside a group",
+     "model m\nplace q[2]\nerlang serve[i in 0 .. 1] {\n    rate 1\n    phases 2\n    input q[i]\n}\n",
+     {"3:8: the erlang family 'serve' needs one phase counter per member: put it in a group, "
+      "whose members share one, or declare one erlang activity per member"}},
+    {"names of the phase counters and their reset", "model m\nplace go_Phase\nplace ResetErlangPhases\n",
+     {"2:7: 'go_Phase' is reserved: names ending in '_Phase' are used by the generated classes",
+      "3:7: 'ResetErlangPhases' is reserved: the generated classes use it"}},
+
+    // Correct files whose model the generator would refuse to explore.
+    {"no state, and an unstable initial state", "model m\ninstantaneous go {\n    do ;\n}\n",
+     {"1:7: model 'm' has no place: the generator cannot explore a model without state",
+      "2:15: instantaneous activity 'go' is enabled in every state (no input arc, no 'when'): "
+      "the initial state would not be stable, and the generator refuses it"}},
+    {"an erlang activity's counter is state",
+     "model m\nerlang tick {\n    rate 1\n    phases 2\n}\ninstantaneous now {\n    weight 2\n}\n",
+     {"6:15: instantaneous activity 'now' is enabled in every state (no input arc, no 'when'): "
+      "the initial state would not be stable, and the generator refuses it"}},
+
     // Reward variables.
     {"reward variables",
      "model m\nexponential a { rate 1 }\nreward r { rate 1 }\nreward r steady { rate 1 }\n"

@@ -1,8 +1,9 @@
 // What generated activities answer to the generator through the framework's
 // bases for generated code: weight 1 and rank 1 unless the model gives them,
-// and each kind's distribution parameters from the model's rate, phases or
-// delay. A hand-written activity next to them keeps the base defaults (weight
-// 0, rank 0, no parameters). Expected values follow from models/kinds.san.
+// and each kind's distribution parameters from the model's rate or delay (an
+// erlang activity fires once per phase: exponential at the phase's rate). A
+// hand-written activity next to them keeps the base defaults (weight 0, rank 0,
+// no parameters). Expected values follow from models/kinds.san.
 
 #include "Compiler.h"
 #include "support/TestSupport.h"
@@ -74,9 +75,9 @@ TEST(GeneratedActivityTest, DefaultsAndParametersFollowTheModel) {
     ASSERT_EQ(built.status, 0) << built.err;
     auto ran = run(dir.path() + "probe");
     ASSERT_EQ(ran.status, 0) << ran.err;
-    // Erlang: 3 phases of rate 4 have the mean 3 / 4.
+    // Erlang: each of its 3 phases is one exponential firing at rate 4.
     EXPECT_EQ(ran.out, "fast weight 1 rank 1 2.5\n"
-                       "slow weight 1 rank 1 3 0.75\n"
+                       "slow weight 1 rank 1 4\n"
                        "tick weight 1 rank 1 7 sample 7\n"
                        "pick weight 1 rank 1 none sample 0\n"
                        "heavy weight 0.25 rank 3 none sample 0\n"

@@ -85,7 +85,7 @@ TEST(LanguageTest, FragmentNamesSkipMembersLiteralsAndComments) {
 
 // The values of the first global in each experiment, as C++ literals.
 std::vector<std::string> studyValues(const std::string& declarations, const std::string& study) {
-    const std::string text = "model m\n" + declarations + "\nstudy {\n" + study + "\n}\n";
+    const std::string text = "model m\nplace p\n" + declarations + "\nstudy {\n" + study + "\n}\n";
     Diagnostics d("t.san", text);
     Parser parser(text, d);
     ModelFile file = parser.parse();

@@ -10,16 +10,48 @@
 
 #include <cstdlib>
 #include <fstream>
+#include <optional>
 #include <string>
 
 namespace {
 
 using testsupport::TempDir;
 
+// A scratch folder that a death test's child shares with its parent. In the
+// "threadsafe" style (the one the memcheck run uses) the child executes the
+// test body again from its start, so a folder made there would not be the
+// parent's: the parent names its folder in the environment variable
+// `variable`, and a child finds it there instead of making its own.
+class SharedDir {
+public:
+    explicit SharedDir(const char* variable) {
+        if (const char* inherited = std::getenv(variable)) {
+            path_ = inherited;
+        } else {
+            own_.emplace();
+            path_ = own_->path();
+            setenv(variable, path_.c_str(), 1);
+        }
+        variable_ = variable;
+    }
+    ~SharedDir() {
+        if (own_)
+            unsetenv(variable_);
+    }
+    SharedDir(const SharedDir&) = delete;
+    SharedDir& operator=(const SharedDir&) = delete;
+    const std::string& path() const { return path_; }
+
+private:
+    std::optional<TempDir> own_; // made and removed by the parent only
+    std::string path_;
+    const char* variable_ = nullptr; // not owned: a literal
+};
+
 // In a child: opens the .arm with a placeholder of `blanks`, writes the rows
 // 7 and 8, creates the .var and the .det as unfinished, then either completes
 // the run with `count` states or ends before; exits with status 0.
-void run(const TempDir& dir, int blanks, bool complete, std::uint64_t count = 0) {
+void run(const SharedDir& dir, int blanks, bool complete, std::uint64_t count = 0) {
     EXPECT_EXIT(
         {
             RunFiles files(dir.path().c_str(), "run");
@@ -40,7 +72,7 @@ void run(const TempDir& dir, int blanks, bool complete, std::uint64_t count = 0)
 }
 
 TEST(RunFilesTest, CompletedRunKeepsItsFilesWithTheCountOverThePlaceholder) {
-    TempDir fits, moved;
+    SharedDir fits("GEN_RUNFILES_TEST_FITS"), moved("GEN_RUNFILES_TEST_MOVED");
     run(fits, 8, true, 5);
     EXPECT_EQ(testsupport::readFile(fits.path() + "run.arm"), "1\n5\n      \n7\n8\n");
     EXPECT_EQ(testsupport::readFile(fits.path() + "run.var"), "records\n");
@@ -51,7 +83,7 @@ TEST(RunFilesTest, CompletedRunKeepsItsFilesWithTheCountOverThePlaceholder) {
 }
 
 TEST(RunFilesTest, UnfinishedRunLeavesOnlyTheArmWithItsBlankPlaceholder) {
-    TempDir dir;
+    SharedDir dir("GEN_RUNFILES_TEST_UNFINISHED");
     run(dir, 8, false);
     EXPECT_EQ(testsupport::readFile(dir.path() + "run.arm"), "1\n        \n7\n8\n");
     EXPECT_FALSE(testsupport::fileExists(dir.path() + "run.var"));

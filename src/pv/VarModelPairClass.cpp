@@ -1,6 +1,6 @@
 #include "pv/VarModelPairClass.h"
 
-#include "base/CopyText.h"
+#include "base/DuplicateText.h"
 
 #include <cstdlib>
 
@@ -10,8 +10,8 @@ VarModelPairClass::~VarModelPairClass() {
 }
 
 void VarModelPairClass::SetPair(const char* variable, const char* model) {
-    char* newModel = copyText(model);
-    char* newVariable = copyText(variable);
+    char* newModel = duplicateText(model);
+    char* newVariable = duplicateText(variable);
     free(Model);
     free(Variable);
     Model = newModel;

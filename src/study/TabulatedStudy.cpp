@@ -1,7 +1,7 @@
 #include "study/TabulatedStudy.h"
 
 #include "base/Assert.h"
-#include "base/CopyText.h"
+#include "base/DuplicateText.h"
 #include "base/Errors.h"
 #include "pv/PVModel.h"
 
@@ -39,8 +39,8 @@ void TabulatedStudy::releasePVModel() {
 void TabulatedStudy::addColumn(const char* name, const char* type, int rows,
                                std::unique_ptr<Column> column) {
     GEN_ASSERT(rows == NumExps, className_);
-    GVNames = append(GVNames, NumGVs, copyText(name));
-    GVTypes = append(GVTypes, NumGVs, copyText(type));
+    GVNames = append(GVNames, NumGVs, duplicateText(name));
+    GVTypes = append(GVTypes, NumGVs, duplicateText(type));
     ++NumGVs;
     columns_.push_back(std::move(column));
 }

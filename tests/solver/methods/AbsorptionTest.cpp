@@ -12,6 +12,8 @@
 
 #include <chrono>
 #include <cmath>
+#include <cstdlib>
+#include <cstring>
 #include <random>
 
 namespace {
@@ -145,6 +147,11 @@ TEST(Absorption, RewardsAndRepairsUntilFailureMatchTheHandDerivation) {
 }
 
 TEST(Absorption, RandomChainsMatchADenseSolveWithinTheirBounds) {
+    // The dense oracle solves in long double; Valgrind computes long double in
+    // double precision, so under it the oracle is no longer the more accurate side.
+    if (const char* preload = std::getenv("LD_PRELOAD");
+        preload != nullptr && std::strstr(preload, "vgpreload") != nullptr)
+        GTEST_SKIP() << "Valgrind has no extended precision for the long-double oracle";
     for (const unsigned seed : {4u, 5u, 6u}) {
         SCOPED_TRACE("seed " + std::to_string(seed));
         const std::uint32_t n = 30; // state n absorbing, every other one leaks to it

@@ -87,31 +87,26 @@ std::vector<double> multiples(double lo, double hi, double step) {
     return out;
 }
 
-// Linear ticks with their labels: positional labels when six significant digits tell
-// them apart, otherwise offsets from a round reference near the range.
-std::vector<Tick> linearTicks(double lo, double hi) {
-    const double step = niceStep((hi - lo) / kTicks);
-    const std::vector<double> values = multiples(lo, hi, step);
-    const double tolerance = step * 1e-6;
-    std::vector<Tick> ticks;
-    const int digits = digitsFor(values, tolerance);
-    if (digits <= kMaxDigits) {
-        for (const double v : values)
-            ticks.push_back({v, format(v, digits)});
-        return ticks;
-    }
-    // The reference: the middle of the range rounded to a power of ten ten times the
-    // range's width or more, so every offset is smaller than the reference's last digit.
-    const double unit = std::pow(10.0, std::ceil(std::log10((hi - lo) * 10.0)));
-    const double reference = std::round((lo + hi) / 2.0 / unit) * unit;
+// Ticks labelled as offsets from the multiple of 10^k nearest to the middle of the values.
+std::vector<Tick> offsetTicks(const std::vector<double>& values, int k, double tolerance) {
+    const double unit = std::pow(10.0, k);
+    const double reference = std::round((values.front() + values.back()) / 2.0 / unit) * unit;
     std::vector<double> offsets;
     for (const double v : values)
         offsets.push_back(std::fabs(v - reference));
-    std::vector<double> sorted = offsets;
+    // Offsets of ticks either side of the reference may be equal but for rounding; the
+    // sign tells their labels apart, so they count once.
+    std::vector<double> sorted;
+    for (const double d : offsets)
+        if (d > tolerance)
+            sorted.push_back(d);
     std::sort(sorted.begin(), sorted.end());
-    sorted.erase(std::unique(sorted.begin(), sorted.end()), sorted.end());
+    sorted.erase(std::unique(sorted.begin(), sorted.end(),
+                             [&](double a, double b) { return b - a <= tolerance; }),
+                 sorted.end());
     const int offsetDigits = digitsFor(sorted, tolerance);
     const std::string base = format(reference, digitsFor({reference}, unit * 1e-6));
+    std::vector<Tick> ticks;
     for (std::size_t i = 0; i < values.size(); ++i) {
         const double d = values[i] - reference;
         std::string label = base;
@@ -119,6 +114,47 @@ std::vector<Tick> linearTicks(double lo, double hi) {
             label +=
                 std::string(" ") + (d < 0 ? kMinus : "+") + " " + format(offsets[i], offsetDigits);
         ticks.push_back({values[i], label});
+    }
+    return ticks;
+}
+
+// Linear ticks with their labels: positional labels when six significant digits tell
+// them apart, otherwise offsets from a round reference near the range.
+std::vector<Tick> linearTicks(double lo, double hi) {
+    const double step = niceStep((hi - lo) / kTicks);
+    const std::vector<double> values = multiples(lo, hi, step);
+    // Ticks are multiples of the step to within rounding: labels need to be right to a
+    // small part of the step, not to the last bit.
+    const double tolerance = step * 1e-4;
+    std::vector<Tick> ticks;
+    const int digits = digitsFor(values, tolerance);
+    if (digits <= kMaxDigits || values.empty()) {
+        for (const double v : values)
+            ticks.push_back({v, format(v, digits)});
+        return ticks;
+    }
+    // Offsets from a round reference: the middle of the range rounded to a power of ten
+    // at least ten times the range's width, so that every offset is smaller than the
+    // reference's last digit. Of those powers the one giving the shortest labels is taken
+    // (a reliability of 0.99999564 reads "1 − 4.36e-6", not "0.9999956 + 3.6e-8").
+    const double magnitude = std::max(std::fabs(lo), std::fabs(hi));
+    const int least = static_cast<int>(std::ceil(std::log10((hi - lo) * 10.0)));
+    const int most = std::max(least, static_cast<int>(std::ceil(std::log10(magnitude))));
+    std::size_t best = std::numeric_limits<std::size_t>::max();
+    for (const double v : values)
+        ticks.push_back({v, format(v, digits)});
+    for (int k = most; k >= least; --k) {
+        const double unit = std::pow(10.0, k);
+        if (std::round((values.front() + values.back()) / 2.0 / unit) == 0.0)
+            continue; // a reference of 0 is no offset at all
+        const std::vector<Tick> candidate = offsetTicks(values, k, tolerance);
+        std::size_t longest = 0;
+        for (const Tick& t : candidate)
+            longest = std::max(longest, t.label.size());
+        if (longest < best) {
+            best = longest;
+            ticks = candidate;
+        }
     }
     return ticks;
 }
@@ -131,7 +167,7 @@ std::vector<Tick> logTicks(double lo, double hi) {
     std::vector<double> values;
     const int decades = last - first + 1;
     if (decades >= 3) {
-        const int every = decades <= 8 ? 1 : decades <= 16 ? 2 : decades <= 40 ? 5 : 10;
+        const int every = static_cast<int>(niceStep(std::max(1.0, decades / 8.0)));
         for (int k = first; k <= last; ++k)
             if (k % every == 0)
                 values.push_back(std::pow(10.0, k));
@@ -174,8 +210,8 @@ Axis::Axis(double lo, double hi, bool logarithmic, double from, double to)
         // way around a single value.
         const double decades = std::log10(hi_ / lo_);
         const double pad = decades > 0.0 ? std::pow(10.0, decades * 0.04) : 2.0;
-        lo_ /= pad;
-        hi_ *= pad;
+        lo_ = std::max(lo_ / pad, std::min(lo_, 1e-300));
+        hi_ = std::min(hi_ * pad, std::max(hi_, 1e300));
     } else {
         // The width is at least a billionth of the magnitude (equal values stay
         // readable) and grows by 5% on each side.

@@ -1,9 +1,11 @@
 #include "report/Plot.h"
 
+#include "report/PlotPanel.h"
+#include "report/Svg.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
-#include <map>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -12,194 +14,159 @@ namespace gensolver {
 
 namespace {
 
-constexpr double kWidth = 860, kPanel = 260;
-constexpr double kLeft = 90, kRight = 230, kTop = 50, kBottom = 10;
-const char* const kColours[] = {"#1f77b4", "#d62728", "#2ca02c", "#ff7f0e", "#9467bd",
-                                "#8c564b", "#e377c2", "#7f7f7f", "#bcbd22", "#17becf"};
+const std::string kMinus = "\xe2\x88\x92"; // "−"
 
-std::string num(double x) {
-    char buf[32];
-    std::snprintf(buf, sizeof buf, "%.2f", x);
-    return buf;
-}
-
-std::string label(double x) {
-    char buf[32];
-    std::snprintf(buf, sizeof buf, "%.6g", x);
-    return buf;
-}
-
-std::string escape(const std::string& s) {
-    std::string out;
-    for (const char c : s) {
-        switch (c) {
-        case '<':
-            out += "&lt;";
-            break;
-        case '>':
-            out += "&gt;";
-            break;
-        case '&':
-            out += "&amp;";
-            break;
-        case '"':
-            out += "&quot;";
-            break;
-        default:
-            out += c;
-        }
-    }
-    return out;
-}
-
-// Tick positions at a 1, 2 or 5 times a power of ten spacing, about five of them.
-std::vector<double> ticks(double lo, double hi) {
-    const double raw = (hi - lo) / 5.0;
-    const double power = std::pow(10.0, std::floor(std::log10(raw)));
-    double step = power;
-    for (const double f : {1.0, 2.0, 5.0, 10.0})
-        if (raw <= f * power) {
-            step = f * power;
-            break;
-        }
-    std::vector<double> out;
-    for (double t = std::ceil(lo / step) * step; t <= hi + step * 1e-9; t += step)
-        out.push_back(std::fabs(t) < step * 1e-9 ? 0.0 : t);
-    return out;
-}
-
-struct Series {
-    std::vector<std::pair<double, double>> points;
-    std::vector<double> longRun;
+// A variable's values as drawn: over time (at the end of each value's interval) and in
+// the long run.
+struct VariablePlot {
+    std::string name;
+    RewardType type = RewardType::InstantOfTime;
+    std::vector<CurvePoint> points;  // sorted by time
+    std::vector<double> starts;      // each point's interval start (its time for type 0)
+    std::vector<CurvePoint> longRun; // x unused
 };
 
-} // namespace
+// Whether the view 1 - value applies: to probabilities and rates, not to rewards
+// accumulated over an interval, which are drawn as they are.
+bool complementable(RewardType type, bool longRun) {
+    return longRun || type != RewardType::IntervalOfTime;
+}
 
-void writePlot(std::ostream& out, const Solution& s, const PlotOptions& /*options*/) {
-    std::map<std::string, Series> series;
-    std::vector<std::string> names;
-    double xhi = 0.0;
-    bool anyX = false;
+// A value with its bound as drawn: 1 - value when asked (exact for values in [0.5, 1],
+// and rounded once otherwise), the bound carried over unchanged.
+CurvePoint drawnPoint(double x, const Result& r, bool complement) {
+    const double v = complement ? 1.0 - r.value : r.value;
+    return {x, v, v - r.bound, v + r.bound};
+}
+
+// The variables in the order of the results, each with its values to draw.
+std::vector<VariablePlot> collect(const Solution& s, bool complement) {
+    std::vector<VariablePlot> out;
     for (const Result& r : s.results) {
         if (r.untilAbsorption)
             continue; // no time axis: accumulated until a random time
-        if (!series.count(r.variable))
-            names.push_back(r.variable);
-        Series& se = series[r.variable];
-        if (r.longRun || r.type == RewardType::SteadyState) {
-            se.longRun.push_back(r.value);
-        } else {
-            const double x = r.type == RewardType::InstantOfTime ? r.start : r.stop;
-            se.points.emplace_back(x, r.value);
-            xhi = anyX ? std::max(xhi, x) : x;
-            anyX = true;
+        auto it = std::find_if(out.begin(), out.end(),
+                               [&](const VariablePlot& v) { return v.name == r.variable; });
+        if (it == out.end()) {
+            out.push_back({r.variable, r.type, {}, {}, {}});
+            it = out.end() - 1;
         }
+        const bool isLongRun = r.longRun || r.type == RewardType::SteadyState;
+        const bool c = complement && complementable(r.type, isLongRun);
+        if (isLongRun) {
+            it->longRun.push_back(drawnPoint(0.0, r, c));
+            continue;
+        }
+        // Interval values belong to the end of their interval: the reward accumulated, or
+        // its average, up to that time.
+        const double x = r.type == RewardType::InstantOfTime ? r.start : r.stop;
+        const auto at = std::upper_bound(it->points.begin(), it->points.end(), x,
+                                         [](double t, const CurvePoint& p) { return t < p.x; });
+        it->starts.insert(it->starts.begin() + (at - it->points.begin()), r.start);
+        it->points.insert(at, drawnPoint(x, r, c));
     }
-    const double xlo = 0.0;
-    if (!anyX || xhi <= xlo)
-        xhi = xlo + 1.0;
-    const double panels = static_cast<double>(std::max<std::size_t>(names.size(), 1));
-    const double height = kTop + panels * kPanel + kBottom;
-    const double pw = kWidth - kLeft - kRight;
-    auto px = [&](double x) { return kLeft + (x - xlo) / (xhi - xlo) * pw; };
+    return out;
+}
 
-    out << "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-        << "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" << kWidth << "\" height=\""
-        << height << "\" viewBox=\"0 0 " << kWidth << ' ' << height
-        << "\" font-family=\"sans-serif\" font-size=\"13\">\n"
-        << "<rect width=\"100%\" height=\"100%\" fill=\"white\"/>\n"
-        << "<text x=\"" << num(kLeft + pw / 2) << "\" y=\"28\" text-anchor=\"middle\" "
-        << "font-size=\"16\">" << escape(s.stem) << ": performance variables</text>\n";
-    // One panel per variable, each with its own value axis, one above the other
-    // over the same time axis.
-    for (std::size_t i = 0; i < names.size(); ++i) {
-        const char* colour = kColours[i % (sizeof kColours / sizeof kColours[0])];
-        Series& se = series[names[i]];
-        std::sort(se.points.begin(), se.points.end());
-        double ylo = 0.0, yhi = 0.0;
-        bool anyY = false;
-        auto include = [&](double y) {
-            ylo = anyY ? std::min(ylo, y) : y;
-            yhi = anyY ? std::max(yhi, y) : y;
-            anyY = true;
-        };
-        for (const auto& p : se.points)
-            include(p.second);
-        for (const double y : se.longRun)
-            include(y);
-        const double spread = yhi - ylo;
-        const double magnitude = std::max(std::fabs(yhi), std::fabs(ylo));
-        if (spread <= 1e-9 * magnitude || spread == 0.0) {
-            const double pad = magnitude > 0.0 ? magnitude * 0.05 : 1.0;
-            ylo -= pad;
-            yhi += pad;
-        } else {
-            ylo -= spread * 0.08;
-            yhi += spread * 0.08;
-        }
-        const double top = kTop + static_cast<double>(i) * kPanel + 24;
-        const double ph = kPanel - 70;
-        auto py = [&](double y) { return top + (yhi - y) / (yhi - ylo) * ph; };
+// Whether the intervals ending at the points overlap none of the others, so that each can
+// be drawn as a bar without hiding another.
+bool disjoint(const VariablePlot& v) {
+    for (std::size_t i = 1; i < v.points.size(); ++i)
+        if (v.starts[i] < v.points[i - 1].x)
+            return false;
+    return !v.points.empty();
+}
 
-        out << "<text x=\"" << num(kLeft) << "\" y=\"" << num(top - 8)
-            << "\" font-weight=\"bold\" fill=\"" << colour << "\">" << escape(names[i])
-            << "</text>\n";
-        for (const double t : ticks(xlo, xhi))
-            out << "<line x1=\"" << num(px(t)) << "\" y1=\"" << num(top) << "\" x2=\"" << num(px(t))
-                << "\" y2=\"" << num(top + ph) << "\" stroke=\"#e5e5e5\"/>\n"
-                << "<line x1=\"" << num(px(t)) << "\" y1=\"" << num(top + ph) << "\" x2=\""
-                << num(px(t)) << "\" y2=\"" << num(top + ph + 6) << "\" stroke=\"black\"/>\n"
-                << "<text x=\"" << num(px(t)) << "\" y=\"" << num(top + ph + 20)
-                << "\" text-anchor=\"middle\">" << label(t) << "</text>\n";
-        for (const double t : ticks(ylo, yhi))
-            out << "<line x1=\"" << num(kLeft) << "\" y1=\"" << num(py(t)) << "\" x2=\""
-                << num(kLeft + pw) << "\" y2=\"" << num(py(t)) << "\" stroke=\"#e5e5e5\"/>\n"
-                << "<line x1=\"" << num(kLeft - 6) << "\" y1=\"" << num(py(t)) << "\" x2=\""
-                << num(kLeft) << "\" y2=\"" << num(py(t)) << "\" stroke=\"black\"/>\n"
-                << "<text x=\"" << num(kLeft - 10) << "\" y=\"" << num(py(t) + 4)
-                << "\" text-anchor=\"end\">" << label(t) << "</text>\n";
-        out << "<rect x=\"" << num(kLeft) << "\" y=\"" << num(top) << "\" width=\"" << num(pw)
-            << "\" height=\"" << num(ph) << "\" fill=\"none\" stroke=\"black\"/>\n"
-            << "<text x=\"" << num(kLeft + pw / 2) << "\" y=\"" << num(top + ph + 40)
-            << "\" text-anchor=\"middle\">time</text>\n"
-            << "<text transform=\"translate(22 " << num(top + ph / 2)
-            << ") rotate(-90)\" text-anchor=\"middle\">" << escape(names[i]) << "</text>\n";
-        if (se.points.size() > 1) {
-            out << "<polyline fill=\"none\" stroke=\"" << colour
-                << "\" stroke-width=\"2\" points=\"";
-            for (const auto& [x, y] : se.points)
-                out << num(px(x)) << ',' << num(py(y)) << ' ';
-            out << "\"/>\n";
-        }
-        for (const auto& [x, y] : se.points)
-            out << "<circle cx=\"" << num(px(x)) << "\" cy=\"" << num(py(y)) << "\" r=\"4\" fill=\""
-                << colour << "\"><title>" << escape(names[i]) << " at " << label(x) << ": "
-                << label(y) << "</title></circle>\n";
-        for (const double y : se.longRun)
-            out << "<line x1=\"" << num(kLeft) << "\" y1=\"" << num(py(y)) << "\" x2=\""
-                << num(kLeft + pw) << "\" y2=\"" << num(py(y)) << "\" stroke=\"" << colour
-                << "\" stroke-width=\"1.5\" stroke-dasharray=\"6 4\"><title>" << escape(names[i])
-                << " long-run: " << label(y) << "</title></line>\n";
-        // Legend beside the panel.
-        const double lx = kLeft + pw + 20;
-        double ly = top + 10;
-        if (!se.points.empty()) {
-            out << "<line x1=\"" << num(lx) << "\" y1=\"" << num(ly) << "\" x2=\"" << num(lx + 24)
-                << "\" y2=\"" << num(ly) << "\" stroke=\"" << colour << "\" stroke-width=\"2\"/>\n"
-                << "<circle cx=\"" << num(lx + 12) << "\" cy=\"" << num(ly) << "\" r=\"4\" fill=\""
-                << colour << "\"/>\n"
-                << "<text x=\"" << num(lx + 32) << "\" y=\"" << num(ly + 4) << "\">"
-                << escape(names[i]) << " at time t</text>\n";
-            ly += 22;
-        }
-        if (!se.longRun.empty())
-            out << "<line x1=\"" << num(lx) << "\" y1=\"" << num(ly) << "\" x2=\"" << num(lx + 24)
-                << "\" y2=\"" << num(ly) << "\" stroke=\"" << colour
-                << "\" stroke-width=\"1.5\" stroke-dasharray=\"6 4\"/>\n"
-                << "<text x=\"" << num(lx + 32) << "\" y=\"" << num(ly + 4)
-                << "\">long run</text>\n";
+// The name a variable's curve goes by in the legend.
+std::string describe(const VariablePlot& v, bool complemented) {
+    const std::string name = complemented ? "1 " + kMinus + " " + v.name : v.name;
+    switch (v.type) {
+    case RewardType::IntervalOfTime:
+        return name + ", accumulated to t";
+    case RewardType::TimeAveragedInterval:
+        return name + ", averaged to t";
+    default:
+        return name + " at t";
     }
-    out << "</svg>\n";
+}
+
+// A number for the legend: enough digits to compare with the table.
+std::string shown(double x) {
+    char buf[48];
+    std::snprintf(buf, sizeof buf, "%.12g", x);
+    return buf;
+}
+
+// One variable's panel: curve, interval bars, long-run levels, legend.
+void drawVariable(Svg& svg, const VariablePlot& v, const Axis& time, double top,
+                  const PlotOptions& options, std::size_t index) {
+    const std::string colour = curveColour(index);
+    const bool c = options.complement && complementable(v.type, false);
+    const std::string name = c ? "1 " + kMinus + " " + v.name : v.name;
+    // The transient values alone set the value axis; long-run values set it only when
+    // there are no others.
+    std::vector<double> ys;
+    for (const CurvePoint& p : v.points.empty() ? v.longRun : v.points)
+        ys.insert(ys.end(), {p.value, p.lower, p.upper});
+    const Axis value = Axis::over(ys, options.logValue, top + PlotLayout::height, top);
+    svg.text(PlotLayout::left, top - 8, name, "font-weight=\"bold\" fill=\"" + colour + "\"");
+    PlotPanel panel(svg, time, value);
+    panel.frame("time", name);
+    std::vector<LegendEntry> legend;
+    if (!v.points.empty()) {
+        if (v.type != RewardType::InstantOfTime && disjoint(v))
+            panel.spans(v.points, v.starts, colour);
+        const CurveDrawn drawn = panel.curve(v.points, colour, name, "t");
+        legend.push_back({LegendEntry::Mark::Curve, colour, describe(v, c)});
+        if (v.type != RewardType::InstantOfTime)
+            legend.push_back({LegendEntry::Mark::Text, "", "each value at its interval's end"});
+        if (options.complement && !c)
+            legend.push_back({LegendEntry::Mark::Text, "", "accumulated: drawn as it is"});
+        for (LegendEntry& note : curveNotes(drawn))
+            legend.push_back(std::move(note));
+    }
+    for (const CurvePoint& p : v.longRun) {
+        const std::string text = "long run " + shown(p.value);
+        const int side = panel.level(p.value, colour, name + " " + text);
+        legend.push_back({side == 0  ? LegendEntry::Mark::Dashed
+                          : side > 0 ? LegendEntry::Mark::Above
+                                     : LegendEntry::Mark::Below,
+                          colour,
+                          text + (side > 0   ? " (above)"
+                                  : side < 0 ? " (below)"
+                                             : "")});
+    }
+    panel.legend(legend);
+}
+
+} // namespace
+
+void writePlot(std::ostream& out, const Solution& s, const PlotOptions& options) {
+    const std::vector<VariablePlot> variables = collect(s, options.complement);
+    // The shared time axis starts at 0 on a linear scale; a logarithmic one spans the
+    // positive time points.
+    std::vector<double> times;
+    if (!options.logTime)
+        times.push_back(0.0);
+    for (const VariablePlot& v : variables)
+        for (const CurvePoint& p : v.points)
+            times.push_back(p.x);
+    const Axis time = Axis::over(times, options.logTime, PlotLayout::left,
+                                 PlotLayout::left + PlotLayout::plotWidth());
+    const double step = PlotLayout::above + PlotLayout::height + PlotLayout::below;
+    const double panels = static_cast<double>(std::max<std::size_t>(variables.size(), 1));
+    Svg svg(out, PlotLayout::width, PlotLayout::title + panels * step + 10);
+    svg.text(PlotLayout::left + PlotLayout::plotWidth() / 2, 28,
+             s.stem + ": performance variables" +
+                 (options.complement ? " (1 " + kMinus + " value)" : ""),
+             "text-anchor=\"middle\" font-size=\"16\"");
+    if (variables.empty())
+        svg.text(PlotLayout::left, PlotLayout::title + 30, "no values over time to draw");
+    for (std::size_t i = 0; i < variables.size(); ++i)
+        drawVariable(svg, variables[i], time,
+                     PlotLayout::title + PlotLayout::above + static_cast<double>(i) * step, options,
+                     i);
+    svg.finish();
 }
 
 } // namespace gensolver

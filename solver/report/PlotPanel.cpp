@@ -165,7 +165,7 @@ int PlotPanel::level(double value, const std::string& colour, const std::string&
     // Off the axis: a triangle on the edge it lies beyond, pointing out of the frame.
     const int side = drawable(y_, value) && value > y_.hi() ? 1 : -1;
     const double edge = side > 0 ? top_ : bottom_, tip = edge - side * 9.0;
-    svg_.polygon({{right_ - 14, edge}, {right_ - 4, edge}, {right_ - 9, tip}},
+    svg_.polygon({{right_ + 2, edge}, {right_ + 12, edge}, {right_ + 7, tip}},
                  "fill=\"" + colour + "\" class=\"level-off\"", title);
     return side;
 }
@@ -183,10 +183,13 @@ void PlotPanel::legend(const std::vector<LegendEntry>& entries) {
         case LegendEntry::Mark::Dashed:
             svg_.line(x, y, x + 24, y, stroke + " stroke-width=\"1.5\" stroke-dasharray=\"6 4\"");
             break;
-        case LegendEntry::Mark::Level:
-            svg_.polygon({{x + 7, y + 4}, {x + 17, y + 4}, {x + 12, y - 5}},
+        case LegendEntry::Mark::Above:
+        case LegendEntry::Mark::Below: {
+            const double base = e.mark == LegendEntry::Mark::Above ? y + 4 : y - 4;
+            svg_.polygon({{x + 7, base}, {x + 17, base}, {x + 12, 2 * y - base}},
                          "fill=\"" + e.colour + "\"");
             break;
+        }
         case LegendEntry::Mark::Text:
             break;
         }

@@ -16,8 +16,8 @@ class Svg;
 // The geometry every plot shares, in SVG units.
 struct PlotLayout {
     static constexpr double width = 860;  // the picture
-    static constexpr double left = 112;   // left of a panel: value labels and axis title
-    static constexpr double right = 250;  // right of a panel: the legend
+    static constexpr double left = 130;   // left of a panel: value labels and axis title
+    static constexpr double right = 240;  // right of a panel: the legend
     static constexpr double title = 50;   // above the first panel: the picture's title
     static constexpr double height = 190; // a panel's frame
     static constexpr double above = 24;   // above a frame: the panel's name
@@ -49,7 +49,7 @@ struct CurveDrawn {
 
 // A line of the legend: a sample of the curve's style and its text.
 struct LegendEntry {
-    enum class Mark { Curve, Dashed, Level, Text };
+    enum class Mark { Curve, Dashed, Above, Below, Text };
     Mark mark = Mark::Text;
     std::string colour;
     std::string text;
@@ -74,7 +74,8 @@ public:
     void spans(const std::vector<CurvePoint>& stops, const std::vector<double>& starts,
                const std::string& colour);
     // A long-run level: a dashed line across the frame when the value axis holds it,
-    // otherwise a triangle on the top or bottom edge at the right pointing at it. Returns
+    // otherwise a triangle just right of the top or bottom corner pointing away from the
+    // frame. Returns
     // where it was drawn: 0 inside, 1 above, -1 below the frame.
     int level(double value, const std::string& colour, const std::string& title);
     // The legend beside the frame, one entry per line.

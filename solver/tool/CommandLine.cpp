@@ -14,6 +14,8 @@ const char* usage() {
            "performance variable at every time point.\n"
            "  --format table|csv|json  output format (default table)\n"
            "  --plot FILE.svg          also draw the variables over time into FILE.svg\n"
+           "  --log-time, --log-value  logarithmic time or value axis in the plot\n"
+           "  --complement             plot 1 - value (unreliability from reliability)\n"
            "  --epsilon E              error bound per solution step (default 1e-12)\n"
            "  --steady                 also print the long-run value of every instant-of-time\n"
            "                           and time-averaged variable\n"
@@ -33,6 +35,7 @@ CommandLine parseCommandLine(const std::vector<std::string>& args) {
     std::string path, name;
     bool haveP = false, haveN = false;
     std::vector<std::string> words;
+    std::string plotOption; // a plot option given, refused without --plot
     for (std::size_t i = 0; i < args.size(); ++i) {
         const std::string& a = args[i];
         auto value = [&](const std::string& option) -> std::string {
@@ -76,6 +79,10 @@ CommandLine parseCommandLine(const std::vector<std::string>& args) {
             cl.plot = value("--plot");
             if (cl.plot.empty())
                 throw std::invalid_argument("option --plot needs a file name");
+        } else if (a == "--log-time" || a == "--log-value" || a == "--complement") {
+            PlotOptions& p = cl.plotOptions;
+            (a == "--log-time" ? p.logTime : a == "--log-value" ? p.logValue : p.complement) = true;
+            plotOption = a;
         } else if (is("--epsilon")) {
             const std::string text = value("--epsilon");
             double e = 0.0;
@@ -105,6 +112,8 @@ CommandLine parseCommandLine(const std::vector<std::string>& args) {
     }
     if (cl.help)
         return cl;
+    if (!plotOption.empty() && cl.plot.empty())
+        throw std::invalid_argument("option " + plotOption + " needs --plot FILE.svg");
     if (haveP != haveN)
         throw std::invalid_argument(haveP ? "missing option -N (experiment name)"
                                           : "missing option -P (experiment path)");

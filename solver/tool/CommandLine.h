@@ -2,6 +2,7 @@
 // The command line of gen-solve.
 
 #include "methods/Measures.h"
+#include "report/Plot.h"
 #include "report/Report.h"
 
 #include <string>
@@ -12,7 +13,8 @@ namespace gensolver {
 struct CommandLine {
     std::string stem; // <path><name>, the files' common prefix
     Format format = Format::Table;
-    std::string plot; // SVG file to write, empty for none
+    std::string plot;        // SVG file to write, empty for none
+    PlotOptions plotOptions; // how the plot is drawn
     SolveOptions solve;
     bool help = false;
 };

@@ -34,7 +34,7 @@ int main(int argc, char** argv) {
             if (!svg)
                 throw std::runtime_error(cl.plot +
                                          ": cannot open for writing: " + std::strerror(errno));
-            writePlot(svg, solution);
+            writePlot(svg, solution, cl.plotOptions);
             svg.close();
             if (!svg)
                 throw std::runtime_error(cl.plot + ": cannot write");

@@ -3,6 +3,7 @@
 #include "report/Svg.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <cstdio>
 
@@ -21,11 +22,20 @@ std::string exact(double x) {
     return buf;
 }
 
-// An error bound: two digits are enough.
+// An error bound to two significant digits, rounded up so that it still bounds.
 std::string rough(double x) {
-    char buf[48];
-    std::snprintf(buf, sizeof buf, "%.2g", x);
-    return buf;
+    if (!(x > 0.0) || !std::isfinite(x))
+        return tickLabels({x}, 0.0)[0];
+    const double unit = std::pow(10.0, std::floor(std::log10(x)) - 1);
+    const double up = std::ceil(x / unit * (1 - 1e-12)) * unit;
+    return tickLabels({up}, up * 1e-6)[0];
+}
+
+// A number as a data attribute: the shortest text that reads back as the same double.
+std::string full(double x) {
+    char buf[32];
+    const auto end = std::to_chars(buf, buf + sizeof buf, x).ptr;
+    return std::string(buf, end);
 }
 
 // Whether a value can be placed on the axis at all.
@@ -134,8 +144,8 @@ CurveDrawn PlotPanel::curve(const std::vector<CurvePoint>& points, const std::st
                          ? " \xc2\xb1 " + rough(p->upper - p->value)
                          : " in [" + exact(p->lower) + ", " + exact(p->upper) + "]";
         svg_.circle(x_.position(x_.clamp(p->x)), y_.position(y_.clamp(p->value)), kMarker,
-                    "fill=\"" + colour + "\" class=\"point\" data-x=\"" + exact(p->x) +
-                        "\" data-value=\"" + exact(p->value) + "\"",
+                    "fill=\"" + colour + "\" class=\"point\" data-x=\"" + full(p->x) +
+                        "\" data-value=\"" + full(p->value) + "\"",
                     title);
     }
     return drawn;

@@ -95,3 +95,43 @@ double labelValue(const std::string& label) {
 }
 
 } // namespace plottest
+
+#include <gtest/gtest.h>
+
+namespace plottest {
+
+double AxisMap::pixel(double value) const {
+    return offset + scale * (logarithmic ? std::log10(value) : value);
+}
+
+AxisMap axisMap(const std::vector<Element>& all, const std::string& axis, bool logarithmic) {
+    const std::vector<Element> lines = select(all, "line", axis + "tick");
+    const std::vector<Element> labels = select(all, "text", axis + "label");
+    EXPECT_EQ(lines.size(), labels.size());
+    const std::string at = axis == "x" ? "x1" : "y1";
+    // Ticks of the first panel only: the labels repeat from the second panel on.
+    std::vector<std::pair<double, double>> ticks; // (f(value), pixel)
+    for (std::size_t i = 0; i < lines.size() && i < labels.size(); ++i) {
+        const double v = labelValue(labels[i].content);
+        if (!ticks.empty() && axis == "y" && lines[i].number(at) > lines[i - 1].number(at))
+            break;
+        if (!ticks.empty() && axis == "x" && lines[i].number(at) < lines[i - 1].number(at))
+            break;
+        ticks.emplace_back(logarithmic ? std::log10(v) : v, lines[i].number(at));
+    }
+    AxisMap map;
+    map.logarithmic = logarithmic;
+    if (ticks.size() < 2) {
+        ADD_FAILURE() << "fewer than two " << axis << " ticks";
+        return map;
+    }
+    const auto& [f0, p0] = ticks.front();
+    const auto& [f1, p1] = ticks.back();
+    map.scale = (p1 - p0) / (f1 - f0);
+    map.offset = p0 - map.scale * f0;
+    for (const auto& [f, p] : ticks)
+        EXPECT_NEAR(map.offset + map.scale * f, p, 0.03) << axis << " tick at " << f;
+    return map;
+}
+
+} // namespace plottest

@@ -29,3 +29,19 @@ std::vector<Element> select(const std::vector<Element>& all, const std::string& 
 double labelValue(const std::string& label);
 
 } // namespace plottest
+
+namespace plottest {
+
+// The map of one axis recovered from its ticks: pixel = offset + scale × f(value), f the
+// identity or log10. Tick lines and labels of class <axis>tick / <axis>label ("x", "y").
+struct AxisMap {
+    double offset = 0.0, scale = 0.0;
+    bool logarithmic = false;
+    double pixel(double value) const;
+};
+
+// The map of the first panel's axis; checks (through gtest) that every tick of that panel
+// lies on it to within the SVG's rounding.
+AxisMap axisMap(const std::vector<Element>& all, const std::string& axis, bool logarithmic);
+
+} // namespace plottest

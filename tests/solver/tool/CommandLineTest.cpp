@@ -41,6 +41,11 @@ TEST(SolveCommandLine, AcceptedForms) {
     EXPECT_EQ(cl.solve.limit.denseLimit, 7u);
     EXPECT_EQ(cl.plot, "p.svg");
     EXPECT_TRUE(parseCommandLine({"--help"}).help);
+    const gensolver::PlotOptions plot =
+        parseCommandLine({"s", "--log-value", "--plot=p.svg", "--complement"}).plotOptions;
+    EXPECT_FALSE(plot.logTime);
+    EXPECT_TRUE(plot.logValue && plot.complement);
+    EXPECT_TRUE(parseCommandLine({"s", "--plot", "p.svg", "--log-time"}).plotOptions.logTime);
 }
 
 TEST(SolveCommandLine, Refusals) {
@@ -58,6 +63,8 @@ TEST(SolveCommandLine, Refusals) {
         {"s", "--max-steps", "-3"},
         {"s", "--dense-limit", "1000000"},
         {"s", "--bogus"},
+        {"s", "--log-time"}, // plot options need --plot
+        {"s", "--complement", "--log-value"},
     };
     for (const auto& args : cases)
         EXPECT_THROW(parseCommandLine(args), std::invalid_argument)

@@ -69,13 +69,14 @@ int digitsFor(const std::vector<double>& values, double tolerance) {
     return 17;
 }
 
-// 1, 2 or 5 times a power of ten, the smallest such at least raw.
+// 1, 2 or 5 times a power of ten, the nearest such to raw (by ratio).
 double niceStep(double raw) {
     const double power = std::pow(10.0, std::floor(std::log10(raw)));
-    for (const double f : {1.0, 2.0, 5.0})
-        if (raw <= f * power * (1 + 1e-12))
-            return f * power;
-    return 10.0 * power;
+    double best = power;
+    for (const double f : {2.0, 5.0, 10.0})
+        if (std::fabs(std::log(f * power / raw)) < std::fabs(std::log(best / raw)))
+            best = f * power;
+    return best;
 }
 
 // The multiples of step within [lo, hi], each computed as k * step (no accumulated sums).
@@ -83,7 +84,7 @@ std::vector<double> multiples(double lo, double hi, double step) {
     std::vector<double> out;
     const double first = std::ceil(lo / step - 1e-9), last = std::floor(hi / step + 1e-9);
     for (double k = first; k <= last; ++k)
-        out.push_back(k == 0.0 ? 0.0 : k * step);
+        out.push_back(k == 0.0 ? 0.0 : std::clamp(k * step, lo, hi)); // rounding kept inside
     return out;
 }
 

@@ -205,7 +205,7 @@ void PlotPanel::legend(const std::vector<LegendEntry>& entries) {
         }
         svg_.text(e.mark == LegendEntry::Mark::Text ? x : x + 32, y + 4, e.text,
                   e.mark == LegendEntry::Mark::Text ? "fill=\"#555555\" font-size=\"11\""
-                                                    : "class=\"legend\"");
+                                                    : "class=\"legend\" font-size=\"12\"");
         y += e.mark == LegendEntry::Mark::Text ? 16 : 20;
     }
 }

@@ -75,7 +75,7 @@ struct Series {
 
 } // namespace
 
-void writePlot(std::ostream& out, const Solution& s) {
+void writePlot(std::ostream& out, const Solution& s, const PlotOptions& /*options*/) {
     std::map<std::string, Series> series;
     std::vector<std::string> names;
     double xhi = 0.0;

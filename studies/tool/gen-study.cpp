@@ -5,11 +5,16 @@
 #include "Study.h"
 #include "StudyCommandLine.h"
 #include "StudyReport.h"
+#include "StudySweep.h"
 #include "WorkFolder.h"
 
+#include <cerrno>
+#include <cstring>
+#include <fstream>
 #include <iostream>
 #include <mutex>
 #include <new>
+#include <sstream>
 #include <stdexcept>
 #include <unistd.h>
 
@@ -19,6 +24,28 @@ namespace {
 std::string label(const genstudies::ExperimentOutcome& o) {
     const std::string n = "experiment " + std::to_string(o.number);
     return o.heading.name.empty() ? n : n + " (" + o.heading.name + ")";
+}
+
+// Draws the sweep plot into cl.plot; throws std::runtime_error naming what is wrong.
+void writeSweep(const genstudies::StudyCommandLine& cl,
+                const std::vector<genstudies::ExperimentOutcome>& outcomes) {
+    gensolver::Sweep sweep;
+    try {
+        const std::size_t slash = cl.executable.rfind('/');
+        sweep = genstudies::buildSweep(outcomes, cl.sweep, cl.executable.substr(slash + 1));
+    } catch (const std::invalid_argument& e) {
+        throw std::runtime_error(std::string("no plot: ") + e.what());
+    }
+    // Drawn in memory first, so a picture that cannot be drawn leaves no file behind.
+    std::ostringstream picture;
+    writeSweepPlot(picture, sweep, {cl.logX, cl.logY, cl.complement});
+    std::ofstream svg(cl.plot, std::ios::binary | std::ios::trunc);
+    if (!svg)
+        throw std::runtime_error(cl.plot + ": cannot open for writing: " + std::strerror(errno));
+    svg << picture.str();
+    svg.close();
+    if (!svg)
+        throw std::runtime_error(cl.plot + ": cannot write");
 }
 
 } // namespace
@@ -62,14 +89,21 @@ int main(int argc, char** argv) {
         std::cout.flush();
         if (!std::cout)
             throw std::runtime_error("cannot write the results to standard output");
+        int status = failed ? 1 : converged ? 0 : 2;
+        if (!cl.plot.empty()) {
+            try {
+                writeSweep(cl, outcomes);
+            } catch (const std::exception& e) {
+                std::cerr << "gen-study: " << e.what() << '\n';
+                status = 1;
+            }
+        }
         if (cl.keepFiles)
             std::cerr << "gen-study: the runs' files are kept in " << folder.prefix() << '\n';
-        if (failed) {
+        if (failed)
             std::cerr << "gen-study: the result is incomplete: a failed experiment's rows hold "
                          "no values\n";
-            return 1;
-        }
-        return converged ? 0 : 2;
+        return status;
     } catch (const std::invalid_argument& e) {
         std::cerr << "gen-study: " << e.what() << " (gen-study --help for the usage)\n";
     } catch (const std::bad_alloc&) {

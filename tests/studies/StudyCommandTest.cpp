@@ -56,8 +56,7 @@ TEST(StudyCommand, TheShippedStudyEqualsTenSeparateRunsOfGenAndGenSolve) {
     for (int k = 0; k < 10; ++k) {
         SCOPED_TRACE("experiment " + std::to_string(k));
         const std::string name = "exp" + std::to_string(k);
-        ASSERT_EQ(run(binary("gen") + " -P" + dir.path() + " -N" + name + " -B" +
-                      std::to_string(k))
+        ASSERT_EQ(run(binary("gen") + " -P" + dir.path() + " -N" + name + " -B" + std::to_string(k))
                       .status,
                   0);
         const auto alone =
@@ -169,7 +168,8 @@ TEST(StudyCommand, AFailingExperimentIsNamedAndTheResultSaysItIsIncomplete) {
     EXPECT_EQ(table.status, 1);
     const std::vector<std::string> tableRows = lines(table.out);
     ASSERT_FALSE(tableRows.empty());
-    EXPECT_EQ(tableRows.back(), "INCOMPLETE: 1 of 4 experiment(s) failed; their rows hold no values");
+    EXPECT_EQ(tableRows.back(),
+              "INCOMPLETE: 1 of 4 experiment(s) failed; their rows hold no values");
 
     const auto json = run(study("--format json " + exe));
     EXPECT_EQ(json.status, 1);
@@ -228,6 +228,27 @@ TEST(StudyCommand, TheWorkFolderKeepsTheRunsFilesOnlyWhenAsked) {
     fs::create_directory(tmp);
     ASSERT_EQ(run("TMPDIR=" + tmp + " " + study("-e 0 " + binary("gen"))).status, 0);
     EXPECT_TRUE(fs::is_empty(tmp));
+}
+
+TEST(StudyCommand, TheSweepPlotDrawsTheMeasureAgainstTheGlobalThatVaries) {
+    TempDir dir;
+    const std::string svg = dir.path() + "sweep.svg";
+    const auto drawn = run(study("-e 0-2 --plot " + svg + " --sweep lambda_w " + binary("gen")));
+    ASSERT_EQ(drawn.status, 0) << drawn.err;
+    const std::string picture = testsupport::readFile(svg);
+    EXPECT_NE(picture.find("<svg "), std::string::npos) << picture.substr(0, 80);
+    EXPECT_NE(picture.find("</svg>"), std::string::npos);
+    EXPECT_NE(picture.find("gen: measures against lambda_w"), std::string::npos);
+    EXPECT_NE(picture.find("reliability, t=24"), std::string::npos);
+
+    // Two globals vary in the model file's study: no picture, and status 1.
+    const std::string refused = dir.path() + "refused.svg";
+    const auto mixed =
+        run(study("-e 0-1 --plot " + refused + " --sweep mu " + binary("tests/gen-study_onoff")));
+    EXPECT_EQ(mixed.status, 1);
+    EXPECT_EQ(mixed.err, "gen-study: no plot: --sweep mu: experiments 0 and 1 differ in lambda "
+                         "as well; choose experiments (-e) in which only mu varies\n");
+    EXPECT_FALSE(testsupport::fileExists(refused));
 }
 
 } // namespace

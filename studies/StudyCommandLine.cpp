@@ -97,10 +97,10 @@ StudyCommandLine parseStudyCommandLine(const std::vector<std::string>& args) {
             }
         } else if (a == "--steady" || a == "--absorption") {
             solverArgs.push_back(a);
-        } else if (a.size() > 1 && a[0] == '-') {
-            throw std::invalid_argument("unknown option " + quote(a));
+        } else if (a.size() <= 1 || a[0] != '-') {
+            words.push_back(a); // the model executable
         } else {
-            words.push_back(a);
+            throw std::invalid_argument("unknown option " + quote(a));
         }
     }
     if (cl.help)

@@ -15,10 +15,11 @@ bash scripts/install-deps.sh --fuzz
 
 CC=clang CXX=clang++ cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
     -DGEN_FUZZ=ON -DGEN_SANITIZE=ON -DGEN_BUILD_TESTS=OFF >/dev/null
-cmake --build "$build" -j "$jobs" --target fuzz_commandline fuzz_override fuzz_solverfiles fuzz_model
+cmake --build "$build" -j "$jobs" --target fuzz_commandline fuzz_override fuzz_solverfiles fuzz_model \
+    fuzz_study
 
 status=0
-for harness in commandline override solverfiles model; do
+for harness in commandline override solverfiles model study; do
     # New inputs go to a scratch corpus; the seeds in the tree stay as they are.
     work="$build/corpus/$harness"
     findings="$build/findings/$harness/"

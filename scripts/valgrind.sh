@@ -52,7 +52,7 @@ done
 for model in "$build"/gen "$build"/gen-*; do
     [ -x "$model" ] || continue
     name=$(basename "$model")
-    [ "$name" != gen-solve ] && [ "$name" != gen-compile ] || continue
+    [ "$name" != gen-solve ] && [ "$name" != gen-compile ] && [ "$name" != gen-study ] || continue
     mkdir -p "$scratch/$name"
     check "$name" "$model" "-P$scratch/$name/" -Nplain -B0
     check "$name-traced" "$model" "-P$scratch/$name/" -Ntraced -B0 -a -l4 "-t$scratch/$name/trace"
@@ -63,6 +63,12 @@ for model in "$build"/gen "$build"/gen-*; do
             --format json --plot "$scratch/$name/plain.svg"
     fi
 done
+
+# gen-study on two of the shipped model's experiments, two at a time (the runs of gen
+# that it starts are not traced; gen itself is checked above).
+if [ -x "$build/gen-study" ]; then
+    check gen-study "$build/gen-study" -e 0-1 -j 2 --steady --format json "$build/gen"
+fi
 
 if [ ${#failed[@]} -gt 0 ]; then
     echo "memcheck failed: ${failed[*]}" >&2

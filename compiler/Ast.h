@@ -147,6 +147,14 @@ struct RewardDecl {
     std::vector<ImpulseDecl> impulses;
 };
 
+// A named expression: `condition <name> = <expr>` (a bool) or `define <name> =
+// <expr>` (a value of the expression's own type).
+struct DefineDecl {
+    Name name;
+    bool condition = true;
+    Fragment body;
+};
+
 struct ModelFile {
     bool hasModel = false;
     Name model;
@@ -160,4 +168,8 @@ struct ModelFile {
     std::vector<ActivityDecl> activities;
     std::vector<GroupDecl> groups;
     std::vector<RewardDecl> rewards;
+    std::vector<Fragment> code;         // the `code { }` blocks, in file order
+    std::vector<DefineDecl> defines;    // named conditions and expressions
+    std::vector<Fragment> stops;        // the `stop when` conditions
+    std::vector<SourceLocation> stopAt; // where each `stop` statement starts
 };

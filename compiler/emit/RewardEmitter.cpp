@@ -293,6 +293,7 @@ void emitWorker(const EmitContext& c, std::size_t k) {
     Writer w = watcherSource(c, h, cls, what, "reward reads");
     w << "double " << cls << "::Reward_Function() {\n";
     emitWorkerLocals(c, w, r.rate.places);
+    emitDefines(c, w, r.rate.defines);
     emitValue(w, r.rate, "double");
     w << "}\n";
     c.save(cls + ".cpp", w);
@@ -322,6 +323,7 @@ void emitImpulse(const EmitContext& c, std::size_t k, std::size_t j) {
           << c.place(a.phasePlace).name << "->getMark() != 0)\n        return 0.0;\n";
     }
     emitWorkerLocals(c, w, imp.value.places);
+    emitDefines(c, w, imp.value.defines);
     emitValue(w, imp.value, "double");
     w << "}\n\n";
     w << "void " << cls << "::Accumulate(double now, double) {\n";

@@ -124,7 +124,9 @@ struct GroupDecl {
     std::vector<Name> members;
 };
 
-enum class RewardKind { Instant = 0, Interval = 1, Average = 2, Steady = 3 };
+// The .pvtype types 0 to 3; a reward until absorption is written as an interval
+// (type 1) and named in the .abs file.
+enum class RewardKind { Instant = 0, Interval = 1, Average = 2, Steady = 3, UntilAbsorption = 4 };
 
 struct ImpulseDecl {
     Name activity;

@@ -102,7 +102,8 @@ struct CheckedImpulse {
 
 struct CheckedReward {
     std::string name;
-    RewardKind kind = RewardKind::Instant;
+    RewardKind kind = RewardKind::Instant; // never UntilAbsorption: that is an Interval
+    bool untilAbsorption = false;          // reported until absorption (the .abs file)
     std::vector<double> starts, stops;
     bool hasRate = false;
     CheckedFragment rate;

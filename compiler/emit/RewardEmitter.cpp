@@ -52,7 +52,22 @@ void emitPVModel(const EmitContext& c) {
     w << "    SubModel = new " << c.san << "();\n";
     w << "    DefineName(" << quoted(cls) << ");\n";
     w << "    CreatePVList(" << static_cast<int>(m.rewards.size()) << ", expandTimePoints);\n";
-    w << "    Initialize();\n}\n\n";
+    w << "    Initialize();\n";
+    int until = 0;
+    for (const CheckedReward& r : m.rewards)
+        until += r.untilAbsorption ? 1 : 0;
+    if (until > 0) {
+        w << "    // The variables that the solver reports until absorption (the .abs file).\n";
+        w << "    static const char* const untilAbsorption[] = {";
+        int k = 0;
+        for (const CheckedReward& r : m.rewards)
+            if (r.untilAbsorption)
+                w << (k++ ? ", " : "") << quoted(r.name);
+        w << "};\n";
+        w << "    UntilAbsorption = untilAbsorption;\n";
+        w << "    NumUntilAbsorption = " << until << ";\n";
+    }
+    w << "}\n\n";
     w << "PerformanceVariableNode* " << cls << "::createPVNode(int pvIndex, int timeIndex) {\n";
     if (m.rewards.empty()) {
         w << "    (void)pvIndex;\n    (void)timeIndex;\n    return nullptr;\n}\n";

@@ -203,6 +203,13 @@ const BadModel badModels[] = {
       "6:29: unknown activity 'nothere'", "7:8: reward 'z' has neither a rate nor an impulse",
       "7:15: the range of time points is empty or too long",
       "9:10: the interval 5 .. 1 ends before it starts", "11:13: a second impulse on 'a' in reward 'w'"}},
+    {"rewards until absorption",
+     "model m\nplace p\nreward r until { rate 1 }\nreward s until absorption {\n    at 3\n"
+     "    over 0 .. 1\n    rate p\n}\n",
+     {"3:16: expected 'absorption' after 'until', found '{'",
+      "5:5: 'at' gives the time points of an instant reward; a reward until absorption has none",
+      "6:5: 'over' gives the intervals of an interval or average reward; a reward until "
+      "absorption has none"}},
 };
 
 class BadModelTest : public ::testing::TestWithParam<BadModel> {};

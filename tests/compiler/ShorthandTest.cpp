@@ -14,7 +14,9 @@
 //   T1 = 1 / (2 lambda) + c T2,  T2 = 1 / a + (mu / a) T1.
 // The time spent degraded (state 2) until absorption is c / (a - c mu), and the
 // number of repairs (each earns an impulse of 1, the state after it not being
-// degraded) is c mu / (a - c mu).
+// degraded) is c mu / (a - c mu). The model asks for two rewards until
+// absorption: lifetime (rate 1, the mean time) and repairs (an impulse of 1 per
+// repair).
 
 #include "Checker.h"
 #include "Parser.h"
@@ -89,8 +91,10 @@ TEST(ShorthandTest, GivesTheChainOfTheModelWrittenLonghand) {
     EXPECT_EQ(shorthand.arm, longhand.arm);
     EXPECT_EQ(shorthand.var, longhand.var);
     EXPECT_EQ(shorthand.pvtype, longhand.pvtype);
-    EXPECT_EQ(testsupport::readFile(shortDir.path() + "d.imp"),
-              testsupport::readFile(longDir.path() + "d.imp"));
+    for (const char* extension : {".imp", ".abs"})
+        EXPECT_EQ(testsupport::readFile(shortDir.path() + "d" + extension),
+                  testsupport::readFile(longDir.path() + "d" + extension))
+            << extension;
     // lambda = 0.01, mu = 1, c = 0.9: the chain of the header comment.
     const std::vector<std::string> rows = {"1",
                                            "2",
@@ -111,31 +115,63 @@ TEST(ShorthandTest, GivesTheChainOfTheModelWrittenLonghand) {
     EXPECT_EQ(shorthand.arm, testsupport::armHeader(4) + testsupport::joinLines(rows));
 }
 
-TEST(ShorthandTest, StopsGiveTheMeanTimeToAbsorptionOfTheDuplex) {
+// gen-solve's rows "variable,type,start,stop,value,..." by variable and stop.
+std::map<std::string, double> solvedRows(const std::string& options) {
     TempDir dir;
     const auto generated = run(binary("tests/gen-lang_duplex") + " -P" + dir.path() + " -Nd -B0");
-    ASSERT_EQ(generated.status, 0) << generated.err;
+    EXPECT_EQ(generated.status, 0) << generated.err;
+    EXPECT_EQ(testsupport::readFile(dir.path() + "d.abs"),
+              "Version:1\nNumPV:2\nName:lifetime\nName:repairs\n");
     const auto solved =
-        run(binary("gen-solve") + " -P" + dir.path() + " -Nd --absorption --format csv");
-    ASSERT_EQ(solved.status, 0) << solved.err;
-    std::map<std::string, double> until;
+        run(binary("gen-solve") + " -P" + dir.path() + " -Nd --format csv" + options);
+    EXPECT_EQ(solved.status, 0) << solved.err;
+    std::map<std::string, double> rows;
     std::istringstream in(solved.out);
-    for (std::string line; std::getline(in, line);) {
+    std::string line;
+    std::getline(in, line); // the heading
+    while (std::getline(in, line)) {
         std::vector<std::string> f;
         std::istringstream cells(line);
         for (std::string cell; std::getline(cells, cell, ',');)
             f.push_back(cell);
-        if (f.size() >= 5 && f[3] == "absorption")
-            until[f[0]] = std::stod(f[4]);
+        if (f.size() >= 5)
+            rows[f[0] + "@" + f[3]] = std::stod(f[4]);
     }
-    const double lambda = 0.01, mu = 1.0, c = 0.9, a = 1.5 * lambda + mu;
-    const double t1 = (1.0 / (2.0 * lambda) + c / a) / (1.0 - c * mu / a);
-    ASSERT_EQ(until.count("time to absorption"), 1u) << solved.out;
-    EXPECT_NEAR(until["time to absorption"], t1, 1e-9 * t1);
+    return rows;
+}
+
+const double lambda = 0.01, mu = 1.0, c = 0.9, a = 1.5 * lambda + mu;
+const double meanTime = (1.0 / (2.0 * lambda) + c / a) / (1.0 - c * mu / a);
+const double degradedTime = c / (a - c * mu), repairs = c * mu / (a - c * mu);
+
+void expectRelative(const std::map<std::string, double>& rows, const std::string& key,
+                    double expected) {
+    ASSERT_EQ(rows.count(key), 1u) << key;
+    EXPECT_NEAR(rows.at(key), expected, 1e-9 * expected) << key;
+}
+
+TEST(ShorthandTest, StopsGiveTheMeanTimeToAbsorptionOfTheDuplex) {
+    const auto rows = solvedRows(" --absorption");
+    expectRelative(rows, "time to absorption@absorption", meanTime);
     // `available` is 1 in every state before absorption: its reward is the time.
-    EXPECT_NEAR(until["available"], t1, 1e-9 * t1);
-    const double degraded = c / (a - c * mu) + c * mu / (a - c * mu);
-    EXPECT_NEAR(until["degradedTime"], degraded, 1e-9 * degraded);
+    expectRelative(rows, "available@absorption", meanTime);
+    expectRelative(rows, "degradedTime@absorption", degradedTime + repairs);
+    expectRelative(rows, "lifetime@absorption", meanTime);
+    expectRelative(rows, "repairs@absorption", repairs);
+}
+
+TEST(ShorthandTest, RewardsUntilAbsorptionAreReportedWithoutTheOption) {
+    const auto rows = solvedRows("");
+    expectRelative(rows, "absorption probability@inf", 1.0);
+    expectRelative(rows, "time to absorption@absorption", meanTime);
+    expectRelative(rows, "lifetime@absorption", meanTime);
+    expectRelative(rows, "repairs@absorption", repairs);
+    // The other variables at their time points only; the named ones not at [0, 0].
+    EXPECT_EQ(rows.count("available@absorption"), 0u);
+    EXPECT_EQ(rows.count("degradedTime@absorption"), 0u);
+    EXPECT_EQ(rows.count("available@100"), 1u);
+    EXPECT_EQ(rows.count("lifetime@0"), 0u);
+    EXPECT_EQ(rows.size(), 7u);
 }
 
 } // namespace

@@ -190,6 +190,14 @@ const BadModel badModels[] = {
      {"6:15: instantaneous activity 'now' is enabled in every state (no input arc, no 'when'): "
       "the initial state would not be stable, and the generator refuses it"}},
 
+    {"an instantaneous activity enabled initially by literal markings",
+     "model m\nglobal int N\nstudy { N = 1 }\nplace p = 1\nplace s[2] = 3\nplace q\nplace r = N\n"
+     "instantaneous i {\n    input p, s[1]\n    output q\n}\ninstantaneous j {\n    input q, p\n}\n"
+     "instantaneous k {\n    input r\n}\ndeterministic d {\n    delay 1\n    input p\n}\n",
+     {"8:15: instantaneous activity 'i' is enabled in the initial state (each of its input "
+      "places starts with a token, and it has no 'when'): the initial state would not be "
+      "stable, and the generator refuses it"}},
+
     // Reward variables.
     {"reward variables",
      "model m\nexponential a { rate 1 }\nreward r { rate 1 }\nreward r steady { rate 1 }\n"

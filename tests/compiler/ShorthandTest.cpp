@@ -82,6 +82,14 @@ TEST(ShorthandTest, NamedExpressionsReachTheirPlacesThroughOneAnother) {
     EXPECT_EQ(m.stops[0].places, (std::vector<int>{3}));
 }
 
+// A stop may hold in the initial state, which is then stable whatever the
+// instantaneous activities: the compiler does not refuse what it cannot judge.
+TEST(ShorthandTest, AStopLeavesTheInitialStateToTheGenerator) {
+    const CheckedModel m = checked("model m\nplace p = 1\nplace q\nstop when q == 0\n"
+                                   "instantaneous i {\n    input p\n    output q\n}\n");
+    EXPECT_EQ(m.stops.size(), 1u);
+}
+
 TEST(ShorthandTest, GivesTheChainOfTheModelWrittenLonghand) {
     TempDir shortDir, longDir;
     const auto shorthand = testsupport::runModel("tests/gen-lang_duplex", shortDir, "d", 0);

@@ -24,8 +24,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <map>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -133,17 +133,20 @@ std::map<std::string, double> solvedRows(const std::string& options) {
     const auto solved =
         run(binary("gen-solve") + " -P" + dir.path() + " -Nd --format csv" + options);
     EXPECT_EQ(solved.status, 0) << solved.err;
+    // Each line after the heading: the value (5th field) under "variable@stop".
     std::map<std::string, double> rows;
-    std::istringstream in(solved.out);
-    std::string line;
-    std::getline(in, line); // the heading
-    while (std::getline(in, line)) {
-        std::vector<std::string> f;
-        std::istringstream cells(line);
-        for (std::string cell; std::getline(cells, cell, ',');)
-            f.push_back(cell);
-        if (f.size() >= 5)
-            rows[f[0] + "@" + f[3]] = std::stod(f[4]);
+    const std::string& out = solved.out;
+    for (std::size_t at = out.find('\n') + 1; at != 0 && at < out.size();) {
+        const std::size_t end = std::min(out.find('\n', at), out.size());
+        std::size_t comma[5];
+        std::size_t from = at;
+        for (std::size_t& c : comma)
+            from = (c = std::min(out.find(',', from), end)) + 1;
+        if (comma[4] < end)
+            rows[out.substr(at, comma[0] - at) + "@" +
+                 out.substr(comma[2] + 1, comma[3] - comma[2] - 1)] =
+                std::stod(out.substr(comma[3] + 1, comma[4] - comma[3] - 1));
+        at = end + 1;
     }
     return rows;
 }

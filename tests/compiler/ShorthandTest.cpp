@@ -25,6 +25,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <fstream>
 #include <map>
 #include <string>
 #include <vector>
@@ -183,6 +184,17 @@ TEST(ShorthandTest, RewardsUntilAbsorptionAreReportedWithoutTheOption) {
     EXPECT_EQ(rows.count("available@100"), 1u);
     EXPECT_EQ(rows.count("lifetime@0"), 0u);
     EXPECT_EQ(rows.size(), 7u);
+}
+
+// A stale .abs file would make gen-solve report the variables it names until
+// absorption: a run of a model that names none removes it.
+TEST(ShorthandTest, ARunWithoutRewardsUntilAbsorptionRemovesAStaleAbsFile) {
+    TempDir dir;
+    std::ofstream(dir.path() + "d.abs") << "Version:1\nNumPV:1\nName:reliability\n";
+    const auto generated = run(binary("gen") + " -P" + dir.path() + " -Nd -B0");
+    ASSERT_EQ(generated.status, 0) << generated.err;
+    EXPECT_FALSE(testsupport::fileExists(dir.path() + "d.abs"));
+    EXPECT_TRUE(testsupport::fileExists(dir.path() + "d.pvtype"));
 }
 
 } // namespace

@@ -124,7 +124,9 @@ struct GroupDecl {
     std::vector<Name> members;
 };
 
-enum class RewardKind { Instant = 0, Interval = 1, Average = 2, Steady = 3 };
+// The .pvtype types 0 to 3; a reward until absorption is written as an interval
+// (type 1) and named in the .abs file.
+enum class RewardKind { Instant = 0, Interval = 1, Average = 2, Steady = 3, UntilAbsorption = 4 };
 
 struct ImpulseDecl {
     Name activity;
@@ -147,6 +149,14 @@ struct RewardDecl {
     std::vector<ImpulseDecl> impulses;
 };
 
+// A named expression: `condition <name> = <expr>` (a bool) or `define <name> =
+// <expr>` (a value of the expression's own type).
+struct DefineDecl {
+    Name name;
+    bool condition = true;
+    Fragment body;
+};
+
 struct ModelFile {
     bool hasModel = false;
     Name model;
@@ -160,4 +170,8 @@ struct ModelFile {
     std::vector<ActivityDecl> activities;
     std::vector<GroupDecl> groups;
     std::vector<RewardDecl> rewards;
+    std::vector<Fragment> code;         // the `code { }` blocks, in file order
+    std::vector<DefineDecl> defines;    // named conditions and expressions
+    std::vector<Fragment> stops;        // the `stop when` conditions
+    std::vector<SourceLocation> stopAt; // where each `stop` statement starts
 };

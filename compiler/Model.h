@@ -8,10 +8,22 @@
 #include <string>
 #include <vector>
 
-// A C++ fragment with the places (indices into CheckedModel::places) that it names.
+// A C++ fragment with the places (indices into CheckedModel::places) that it names,
+// itself or through the named expressions it uses. Each use of a named expression
+// in `code` is written as a call, `name()`.
 struct CheckedFragment {
     Fragment code;
     std::vector<int> places;
+    // The named expressions (indices into CheckedModel::defines) it uses, directly
+    // or through one another, each after those it uses itself.
+    std::vector<int> defines;
+};
+
+// A named expression: a local function of every generated method that uses it.
+struct CheckedDefine {
+    std::string name;
+    bool condition = true; // a bool; otherwise the expression's own type
+    CheckedFragment body;  // its places and defines: everything it reaches
 };
 
 struct CheckedGlobal {
@@ -62,10 +74,12 @@ struct CheckedActivity {
          hasWhen = false, hasEffect = false;
     CheckedFragment rate, delay, phases, weight, rank, when, effect;
     std::vector<CheckedArc> inputs, outputs;
-    std::vector<int> enablingPlaces; // in first-use order: inputs, then `when`
-    std::vector<int> affectedPlaces; // inputs, outputs, then `do`
-    std::vector<int> firingPlaces;   // every arc's place and index, then `do`
-    std::vector<int> linkedPlaces;   // every place any of its code touches
+    std::vector<int> enablingPlaces;  // in first-use order: inputs, then `when`
+    std::vector<int> affectedPlaces;  // inputs, outputs, then `do`
+    std::vector<int> firingPlaces;    // every arc's place and index, then `do`
+    std::vector<int> linkedPlaces;    // every place any of its code touches
+    std::vector<int> enablingDefines; // named expressions of the arcs' indices, `when`, stops
+    std::vector<int> firingDefines;   // named expressions of the arcs' indices and `do`
     // Arrays that a family member uses only at its own index (`a[i]`, i the
     // family's index): the member binds that one element.
     std::vector<int> ownElementArrays;
@@ -88,7 +102,8 @@ struct CheckedImpulse {
 
 struct CheckedReward {
     std::string name;
-    RewardKind kind = RewardKind::Instant;
+    RewardKind kind = RewardKind::Instant; // never UntilAbsorption: that is an Interval
+    bool untilAbsorption = false;          // reported until absorption (the .abs file)
     std::vector<double> starts, stops;
     bool hasRate = false;
     CheckedFragment rate;
@@ -108,4 +123,7 @@ struct CheckedModel {
     std::vector<CheckedActivity> activities;
     std::vector<CheckedGroup> groups;
     std::vector<CheckedReward> rewards;
+    std::vector<Fragment> code;         // helper code blocks, in file order
+    std::vector<CheckedDefine> defines; // named expressions, in file order
+    std::vector<CheckedFragment> stops; // absorbing conditions: no activity is enabled
 };

@@ -2,9 +2,10 @@
 
 namespace {
 
-const char* const statementWords[] = {"model", "global",        "study",  "struct",
-                                      "place", "exponential",   "erlang", "deterministic",
-                                      "group", "instantaneous", "reward"};
+const char* const statementWords[] = {"model",     "global",        "study",  "struct",
+                                      "place",     "exponential",   "erlang", "deterministic",
+                                      "group",     "instantaneous", "reward", "code",
+                                      "condition", "define",        "stop"};
 
 bool isStatementWord(const Token& t) {
     if (t.kind != TokenKind::Name)
@@ -249,9 +250,15 @@ void Parser::parseStatement(ModelFile& m) {
         parseGroup(m);
     } else if (w == "reward") {
         parseReward(m);
+    } else if (w == "code") {
+        parseCode(m);
+    } else if (w == "condition" || w == "define") {
+        parseDefine(m);
+    } else if (w == "stop") {
+        parseStop(m);
     } else {
         report("expected a statement (model, global, study, struct, place, an "
-               "activity kind, group or reward), found " +
+               "activity kind, group, reward, code, condition, define or stop), found " +
                describe(tok));
         advance();
         skipToStatement();
@@ -413,4 +420,50 @@ void Parser::parseGroup(ModelFile& m) {
     if (closed)
         closeBlock("the group '" + g.name.text + "'");
     m.groups.push_back(g);
+}
+
+void Parser::parseCode(ModelFile& m) {
+    const Token word = tok;
+    Fragment f = lex.fragment(word.end);
+    if (!f.block) {
+        diag.error(word.at, "expected '{' after 'code': helper code is a { } block");
+        advance();
+        skipToStatement();
+        return;
+    }
+    advance();
+    m.code.push_back(f);
+    endOfStatement();
+}
+
+void Parser::parseDefine(ModelFile& m) {
+    DefineDecl d;
+    d.condition = tok.text == "condition";
+    const std::string what = d.condition ? "the condition's name" : "the expression's name";
+    advance();
+    if (!expectName(d.name, what)) {
+        skipToStatement();
+        return;
+    }
+    if (!tok.is("=") || tok.firstOnLine) {
+        report("expected '=' after " + what + ", found " + describe(tok));
+        skipToStatement();
+        return;
+    }
+    d.body = fragmentAfter(tok, d.condition ? "a condition" : "an expression");
+    m.defines.push_back(d);
+    endOfStatement();
+}
+
+void Parser::parseStop(ModelFile& m) {
+    const SourceLocation at = tok.at;
+    advance();
+    if (!tok.is("when") || tok.kind != TokenKind::Name || tok.firstOnLine) {
+        report("expected 'when' after 'stop', found " + describe(tok));
+        skipToStatement();
+        return;
+    }
+    m.stops.push_back(fragmentAfter(tok, "a condition"));
+    m.stopAt.push_back(at);
+    endOfStatement();
 }

@@ -44,6 +44,9 @@ private:
     void parseArcs(ClauseDecl& clause);
     void parseGroup(ModelFile& m);
     void parseReward(ModelFile& m);
+    void parseCode(ModelFile& m);
+    void parseDefine(ModelFile& m);
+    void parseStop(ModelFile& m);
     bool parseRewardTimes(RewardDecl& r);
     bool parseRangeRest(std::vector<Literal>& out, bool& isRange);
 

@@ -40,6 +40,15 @@ void ModelChecker::checkActivity(const ActivityDecl& a) {
     }
     missingClauses(a, c);
     collectPlaces(c, places);
+    for (const CheckedArc& arc : c.inputs) {
+        mergeDefines(c.enablingDefines, arc.index.defines);
+        mergeDefines(c.firingDefines, arc.index.defines);
+    }
+    for (const CheckedArc& arc : c.outputs)
+        mergeDefines(c.firingDefines, arc.index.defines);
+    mergeDefines(c.enablingDefines, c.when.defines);
+    mergeDefines(c.firingDefines, c.effect.defines);
+    addStops(c);
     if (c.family)
         findOwnElementArrays(c);
     m.activities.push_back(c);
@@ -203,6 +212,11 @@ void ModelChecker::findOwnElementArrays(CheckedActivity& a) {
         code.push_back(&arc.index);
     for (const CheckedArc& arc : a.outputs)
         code.push_back(&arc.index);
+    // The named expressions and stops the member runs see the whole array.
+    for (const CheckedFragment& stop : m.stops)
+        code.push_back(&stop);
+    for (const CheckedDefine& d : m.defines)
+        code.push_back(&d.body);
     auto trimmed = [](const std::string& s) {
         const std::size_t b = s.find_first_not_of(" \t\r\n");
         const std::size_t e = s.find_last_not_of(" \t\r\n");

@@ -40,6 +40,10 @@ const char* ModelChecker::kindName(Kind k) {
         return "an activity";
     case Kind::Group:
         return "a group";
+    case Kind::Condition:
+        return "a condition";
+    case Kind::Define:
+        return "a named expression";
     }
     return "?";
 }
@@ -83,26 +87,60 @@ SourceLocation ModelChecker::locate(const Fragment& f, std::size_t offset) const
     return at;
 }
 
+const ModelChecker::Entry* ModelChecker::defineEntry(const std::string& name) const {
+    const Entry* e = lookup(name);
+    return e != nullptr && (e->kind == Kind::Condition || e->kind == Kind::Define) ? e : nullptr;
+}
+
 CheckedFragment ModelChecker::resolve(const Fragment& f, const char* what) {
     CheckedFragment c;
     c.code = f;
-    for (const FragmentIdentifier& id : fragmentIdentifiers(f.text)) {
+    const std::vector<FragmentIdentifier> ids = fragmentIdentifiers(f.text);
+    std::vector<bool> used(m.defines.size(), false);
+    for (const FragmentIdentifier& id : ids) {
         const Entry* e = lookup(id.name);
-        if (e == nullptr || e->kind != Kind::Place)
+        if (e == nullptr)
+            continue;
+        if (e->kind == Kind::Condition || e->kind == Kind::Define) {
+            if (what != nullptr) {
+                diag.error(
+                    locate(f, id.offset),
+                    std::string(e->kind == Kind::Condition ? "condition '" : "expression '") +
+                        id.name + "' is not in scope here: " + what +
+                        " may use global variables and helper code only");
+                continue;
+            }
+            const CheckedDefine& def = m.defines[static_cast<std::size_t>(e->index)];
+            used[static_cast<std::size_t>(e->index)] = true;
+            for (int u : def.body.defines)
+                used[static_cast<std::size_t>(u)] = true;
+            for (int p : def.body.places)
+                addUnique(c.places, p);
+            continue;
+        }
+        if (e->kind != Kind::Place)
             continue;
         if (what != nullptr) {
             diag.error(locate(f, id.offset), "place '" + id.name + "' is not in scope here: " +
                                                  what + " may use global variables only");
             continue;
         }
-        if (std::find(c.places.begin(), c.places.end(), e->index) == c.places.end())
-            c.places.push_back(e->index);
+        addUnique(c.places, e->index);
     }
+    // Every use becomes a call of the local function that holds the expression,
+    // from the last use backwards so that the earlier offsets stay right.
+    for (auto id = ids.rbegin(); id != ids.rend(); ++id)
+        if (defineEntry(id->name) != nullptr)
+            c.code.text.insert(id->offset + id->name.size(), "()");
+    for (int d : defineOrder)
+        if (used[static_cast<std::size_t>(d)])
+            c.defines.push_back(d);
     return c;
 }
 
 CheckedModel ModelChecker::run(const std::string& fileName) {
     m.file = fileName;
+    m.code = file.code;
     m.modelName = file.model.text;
     if (file.hasModel && !file.model.text.empty())
         declare(file.model, Kind::Model, 0);
@@ -114,6 +152,10 @@ CheckedModel ModelChecker::run(const std::string& fileName) {
     checkStudy();
     checkStructs();
     checkPlaces();
+    declareDefines();
+    checkInitialValues();
+    checkDefines();
+    checkStops();
     checkActivities();
     checkGroups();
     addPhaseCounters();
@@ -281,8 +323,6 @@ void ModelChecker::checkStructs() {
                 diag.error(f.name.at,
                            "'" + f.name.text +
                                "' is reserved: a structured variable has a member of that name");
-            if (f.hasInit)
-                resolve(f.init, "a field's initial value");
             c.fields.push_back({f.name.text, f.type, f.hasInit, f.init});
         }
         if (c.fields.empty())
@@ -351,8 +391,15 @@ void ModelChecker::checkPlaces() {
             continue;
         m.places.push_back(c);
     }
-    // Initial markings are checked once every place is known, so that a place
-    // named before its declaration is still recognised as out of scope.
+}
+
+// Initial values are checked once every place and named expression is known,
+// so that one named before its declaration is still recognised as out of scope.
+void ModelChecker::checkInitialValues() {
+    for (const CheckedStruct& s : m.structs)
+        for (const CheckedField& f : s.fields)
+            if (f.hasInit)
+                resolve(f.init, "a field's initial value");
     for (const CheckedPlace& c : m.places)
         if (c.hasInit)
             resolve(c.init, "an initial marking");

@@ -30,7 +30,7 @@ public:
     CheckedModel run(const std::string& fileName);
 
 private:
-    enum class Kind { Model, Global, Struct, Place, Activity, Group };
+    enum class Kind { Model, Global, Struct, Place, Activity, Group, Condition, Define };
     // A declared name: its kind, its index among its kind, where it was declared.
     struct Entry {
         Kind kind;
@@ -45,6 +45,8 @@ private:
     SourceLocation locate(const Fragment& f, std::size_t offset) const;
     // The places a fragment names; with `what` set, naming one is an error.
     CheckedFragment resolve(const Fragment& f, const char* what = nullptr);
+    // The named expression that `name` declares, or null.
+    const Entry* defineEntry(const std::string& name) const;
 
     // The values the study gives, per global, while the study is checked.
     struct Given {
@@ -72,6 +74,7 @@ private:
     void checkStudyTable(StudyValues& s, const StudyTable& t);
     void checkStructs();
     void checkPlaces();
+    void checkInitialValues();
     void checkActivities();
     void checkActivity(const ActivityDecl& a);
     void checkFamily(const ActivityDecl& a, CheckedActivity& c);
@@ -82,6 +85,16 @@ private:
     static void collectPlaces(CheckedActivity& c, const ClausePlaces& places);
     void findOwnElementArrays(CheckedActivity& a);
     void checkGroups();
+    // Named expressions: their names, then their bodies, uses and cycles.
+    void declareDefines();
+    void checkDefines();
+    void orderDefines(int d, std::vector<int>& state, std::vector<int>& path,
+                      std::vector<int>& order);
+    void checkStops();
+    // Adds the stops' places and named expressions to an activity's enabling.
+    void addStops(CheckedActivity& c);
+    // Adds the named expressions of `from` to `into`, keeping defineOrder.
+    void mergeDefines(std::vector<int>& into, const std::vector<int>& from) const;
     // Gives every erlang activity its hidden phase counter, shared within a group.
     void addPhaseCounters();
     int addPhaseCounter(const std::string& owner);
@@ -97,4 +110,5 @@ private:
     StudyLiterals literals;             // converts the study's literals and the rewards' times
     CheckedModel m;                     // the model being built, returned by run()
     std::map<std::string, Entry> names; // the shared name space, by name
+    std::vector<int> defineOrder;       // the named expressions, each after those it uses
 };

@@ -20,7 +20,8 @@ void ModelChecker::checkRewards() {
         }
         CheckedReward c;
         c.name = r.name.text;
-        c.kind = r.kind;
+        c.untilAbsorption = r.kind == RewardKind::UntilAbsorption;
+        c.kind = c.untilAbsorption ? RewardKind::Interval : r.kind;
         if (!checkRewardTimes(r, c))
             continue;
         if (r.hasRate) {
@@ -38,17 +39,22 @@ void ModelChecker::checkRewards() {
 // cannot be read at all (its end was reported by the parser).
 bool ModelChecker::checkRewardTimes(const RewardDecl& r, CheckedReward& c) {
     const bool instant = r.kind == RewardKind::Instant;
-    const bool steady = r.kind == RewardKind::Steady;
+    // A reward until absorption has no time either; it is written as the interval [0, 0].
+    const bool steady = r.kind == RewardKind::Steady || r.kind == RewardKind::UntilAbsorption;
     const bool interval = r.kind == RewardKind::Interval || r.kind == RewardKind::Average;
     if (r.hasAt && !instant)
         diag.error(r.atAt, "'at' gives the time points of an instant reward; " +
-                               std::string(steady ? "a steady-state reward has none"
-                                                  : "an interval reward uses 'over'"));
+                               std::string(!steady ? "an interval reward uses 'over'"
+                                           : r.kind == RewardKind::Steady
+                                               ? "a steady-state reward has none"
+                                               : "a reward until absorption has none"));
     if (r.hasOver && !interval)
         diag.error(r.overAt,
                    std::string("'over' gives the intervals of an interval or average "
                                "reward; ") +
-                       (steady ? "a steady-state reward has none" : "an instant reward uses 'at'"));
+                       (!steady                        ? "an instant reward uses 'at'"
+                        : r.kind == RewardKind::Steady ? "a steady-state reward has none"
+                                                       : "a reward until absorption has none"));
     if (instant && !r.hasAt)
         diag.error(r.name.at, "instant reward '" + c.name + "' has no time point (at <time>)");
     if (interval && !r.hasOver)

@@ -1,5 +1,7 @@
 #include "check/ModelChecker.h"
 
+#include <string>
+
 namespace {
 
 // Where the activity `name` is declared (activities are declared once each).
@@ -8,6 +10,22 @@ SourceLocation declaredAt(const ModelFile& f, const std::string& name) {
         if (a.name.text == name)
             return a.name.at;
     return {};
+}
+
+// True when every marking of the place (each element of an array) starts at a
+// positive integer written as a literal, which the compiler can read.
+bool startsMarked(const CheckedPlace& p) {
+    if (p.kind == CheckedPlace::Struct || !p.hasInit)
+        return false;
+    const std::string& t = p.init.text;
+    const std::size_t b = t.find_first_not_of(" \t\r\n");
+    const std::size_t e = t.find_last_not_of(" \t\r\n");
+    if (b == std::string::npos || p.init.block)
+        return false;
+    const std::string digits = t.substr(b, e - b + 1);
+    if (digits.size() > 5 || digits.find_first_not_of("0123456789") != std::string::npos)
+        return false;
+    return std::stoi(digits) > 0;
 }
 
 } // namespace
@@ -60,10 +78,25 @@ void ModelChecker::checkExplorable() {
                                       "' has no place: the generator cannot explore a model "
                                       "without state");
     for (const CheckedActivity& a : m.activities) {
-        if (a.kind == ActivityKind::Instantaneous && a.inputs.empty() && !a.hasWhen)
+        if (a.kind != ActivityKind::Instantaneous || a.hasWhen)
+            continue;
+        if (a.inputs.empty()) {
             diag.error(declaredAt(file, a.name),
                        "instantaneous activity '" + a.name +
                            "' is enabled in every state (no input arc, no 'when'): the initial "
                            "state would not be stable, and the generator refuses it");
+            continue;
+        }
+        // A stop that holds initially would disable it: only a model without stops
+        // is judged.
+        bool marked = m.stops.empty();
+        for (const CheckedArc& arc : a.inputs)
+            marked = marked && startsMarked(m.places[static_cast<std::size_t>(arc.place)]);
+        if (marked)
+            diag.error(declaredAt(file, a.name),
+                       "instantaneous activity '" + a.name +
+                           "' is enabled in the initial state (each of its input places starts "
+                           "with a token, and it has no 'when'): the initial state would not "
+                           "be stable, and the generator refuses it");
     }
 }

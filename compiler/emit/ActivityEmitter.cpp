@@ -85,6 +85,7 @@ void emitValueMethod(const EmitContext& c, Writer& w, const CheckedActivity& a,
                      const std::string& signature, const CheckedFragment& f, const char* type) {
     w << signature << " {\n";
     emitPlaceLocals(c, w, a, f.places, false);
+    emitDefines(c, w, f.defines);
     emitValue(w, f, type);
     w << "}\n\n";
 }
@@ -108,9 +109,10 @@ void emitLifetime(Writer& w, const CheckedActivity& a, const std::string& q) {
     w << "}\n\n";
 }
 
-// The enabling condition as an expression: input arcs, then `when`.
+// The enabling condition as an expression: input arcs, then `when`, then no
+// stop holding.
 void emitCondition(const EmitContext& c, Writer& w, const CheckedActivity& a) {
-    if (a.inputs.empty() && !a.hasWhen) {
+    if (a.inputs.empty() && !a.hasWhen && c.m.stops.empty()) {
         w << " true";
         return;
     }
@@ -129,6 +131,13 @@ void emitCondition(const EmitContext& c, Writer& w, const CheckedActivity& a) {
         w << (first ? " " : " && ") << (a.when.code.block ? "[&]() -> bool {\n" : "(\n");
         w.fragment(a.when.code);
         w << (a.when.code.block ? "    }()" : "    )");
+        first = false;
+    }
+    for (const CheckedFragment& stop : c.m.stops) {
+        w << (first ? " " : " && ") << (stop.code.block ? "![&]() -> bool {\n" : "!(\n");
+        w.fragment(stop.code);
+        w << (stop.code.block ? "    }()" : "    )");
+        first = false;
     }
 }
 
@@ -140,13 +149,16 @@ void emitEnabled(const EmitContext& c, Writer& w, const CheckedActivity& a, cons
     if (erlang) {
         w << "bool " << q << "EnabledNow() {\n";
         emitPlaceLocals(c, w, a, a.enablingPlaces, false);
+        emitDefines(c, w, a.enablingDefines);
         w << "    return";
         emitCondition(c, w, a);
         w << ";\n}\n\n";
     }
     w << "bool " << q << "Enabled() {\n";
-    if (!erlang)
+    if (!erlang) {
         emitPlaceLocals(c, w, a, a.enablingPlaces, false);
+        emitDefines(c, w, a.enablingDefines);
+    }
     w << "    PreviousEnabled = CurrentEnabled;\n";
     w << "    CurrentEnabled =";
     if (erlang)
@@ -168,6 +180,7 @@ void emitFire(const EmitContext& c, Writer& w, const CheckedActivity& a, const s
         w << "    *" << phase << "_Mark = 0;\n";
     }
     emitPlaceLocals(c, w, a, a.firingPlaces, true);
+    emitDefines(c, w, a.firingDefines);
     auto move = [&](const CheckedArc& arc, const char* op) {
         w << "    " << op << c.place(arc.place).name;
         if (arc.indexed) {

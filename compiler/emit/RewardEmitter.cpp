@@ -52,7 +52,22 @@ void emitPVModel(const EmitContext& c) {
     w << "    SubModel = new " << c.san << "();\n";
     w << "    DefineName(" << quoted(cls) << ");\n";
     w << "    CreatePVList(" << static_cast<int>(m.rewards.size()) << ", expandTimePoints);\n";
-    w << "    Initialize();\n}\n\n";
+    w << "    Initialize();\n";
+    int until = 0;
+    for (const CheckedReward& r : m.rewards)
+        until += r.untilAbsorption ? 1 : 0;
+    if (until > 0) {
+        w << "    // The variables that the solver reports until absorption (the .abs file).\n";
+        w << "    static const char* const untilAbsorption[] = {";
+        int k = 0;
+        for (const CheckedReward& r : m.rewards)
+            if (r.untilAbsorption)
+                w << (k++ ? ", " : "") << quoted(r.name);
+        w << "};\n";
+        w << "    UntilAbsorption = untilAbsorption;\n";
+        w << "    NumUntilAbsorption = " << until << ";\n";
+    }
+    w << "}\n\n";
     w << "PerformanceVariableNode* " << cls << "::createPVNode(int pvIndex, int timeIndex) {\n";
     if (m.rewards.empty()) {
         w << "    (void)pvIndex;\n    (void)timeIndex;\n    return nullptr;\n}\n";
@@ -293,6 +308,7 @@ void emitWorker(const EmitContext& c, std::size_t k) {
     Writer w = watcherSource(c, h, cls, what, "reward reads");
     w << "double " << cls << "::Reward_Function() {\n";
     emitWorkerLocals(c, w, r.rate.places);
+    emitDefines(c, w, r.rate.defines);
     emitValue(w, r.rate, "double");
     w << "}\n";
     c.save(cls + ".cpp", w);
@@ -322,6 +338,7 @@ void emitImpulse(const EmitContext& c, std::size_t k, std::size_t j) {
           << c.place(a.phasePlace).name << "->getMark() != 0)\n        return 0.0;\n";
     }
     emitWorkerLocals(c, w, imp.value.places);
+    emitDefines(c, w, imp.value.defines);
     emitValue(w, imp.value, "double");
     w << "}\n\n";
     w << "void " << cls << "::Accumulate(double now, double) {\n";

@@ -174,7 +174,20 @@ void emitGlobals(const EmitContext& c) {
         w << "\n";
     for (const CheckedGlobal& g : c.m.globals)
         w << "extern " << typeName(g.type) << " " << g.name << ";\n";
+    if (!c.m.code.empty())
+        w << "\n#include \"HelperCode.h\"\n";
     c.save("GlobalVariables.h", w);
+    if (c.m.code.empty())
+        return;
+    // The model's helper code, after the globals it may read, before every class.
+    Writer h = c.open("HelperCode.h");
+    h << "#pragma once\n";
+    c.header(h, "The helper code of the model " + c.m.modelName +
+                    ": functions, constants and types for every fragment.");
+    h << "\n";
+    for (const Fragment& f : c.m.code)
+        h.fragment(f);
+    c.save("HelperCode.h", h);
 }
 
 void emitStudy(const EmitContext& c) {

@@ -75,6 +75,22 @@ void emitValue(Writer& w, const CheckedFragment& f, const char* type) {
     }
 }
 
+void emitDefines(const EmitContext& c, Writer& w, const std::vector<int>& defines) {
+    for (int d : defines) {
+        const CheckedDefine& def = c.m.defines[static_cast<std::size_t>(d)];
+        w << "    const auto " << def.name << " = [&]()" << (def.condition ? " -> bool" : "")
+          << " {\n";
+        if (def.body.code.block) {
+            w.fragment(def.body.code);
+        } else {
+            w << (def.condition ? "    return static_cast<bool>(\n" : "    return (\n");
+            w.fragment(def.body.code);
+            w << "    );\n";
+        }
+        w << "    };\n";
+    }
+}
+
 bool EmitContext::hasErlang() const {
     for (const CheckedActivity& a : m.activities)
         if (a.kind == ActivityKind::Erlang)

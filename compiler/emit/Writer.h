@@ -76,3 +76,7 @@ void deletedCopy(Writer& w, const std::string& indent, const std::string& cls);
 
 // `return` of a value fragment converted to `type`: a block runs as a lambda.
 void emitValue(Writer& w, const CheckedFragment& f, const char* type);
+
+// The named expressions `defines` (in their order, each after those it uses) as
+// local functions of the method being written, after its markings' locals.
+void emitDefines(const EmitContext& c, Writer& w, const std::vector<int>& defines);

@@ -30,11 +30,21 @@ void Parser::parseReward(ModelFile& m) {
             r.kind = RewardKind::Average;
         else if (tok.text == "steady")
             r.kind = RewardKind::Steady;
+        else if (tok.text == "until")
+            r.kind = RewardKind::UntilAbsorption;
         else
-            report("expected a reward type (instant, interval, average or steady), "
-                   "found " +
+            report("expected a reward type (instant, interval, average, steady or until "
+                   "absorption), found " +
                    describe(tok));
         advance();
+        if (r.kind == RewardKind::UntilAbsorption) {
+            if (!tok.is("absorption") || tok.kind != TokenKind::Name || tok.firstOnLine) {
+                report("expected 'absorption' after 'until', found " + describe(tok));
+                skipToStatement();
+                return;
+            }
+            advance();
+        }
     }
     if (!expectPunct("{", "after the reward variable's name")) {
         skipToStatement();

@@ -31,7 +31,7 @@ Result row(const std::string& name, RewardType type, double value, double bound,
 
 void appendAbsorptionResults(const Model& model,
                              const std::vector<const std::vector<double>*>& earning,
-                             Solution& solution) {
+                             Solution& solution, bool every) {
     const Absorption a = solveAbsorption(model.matrix);
     const std::string method = a.method();
     // The probability of having been absorbed by time t tends to this as t grows.
@@ -66,7 +66,10 @@ void appendAbsorptionResults(const Model& model,
         row("time to absorption", RewardType::IntervalOfTime, mean, bound, method, a.refinements);
     time.untilAbsorption = true;
     solution.results.push_back(time);
+    every = every || model.untilAbsorption.empty();
     for (std::size_t p = 0; p < model.variables.size(); ++p) {
+        if (!every && !model.untilAbsorption[p])
+            continue;
         const double value = a.accumulated(*earning[p], bound);
         Result r = row(model.variables[p].name, RewardType::IntervalOfTime, value, bound, method,
                        a.refinements);

@@ -9,10 +9,12 @@
 namespace gensolver {
 
 // earning: per variable, the rate at which it earns reward in each state (its rate
-// reward plus the rate of its impulses). Adds a notice to solution when the mean
-// time and the rewards are not finite or absorption cannot happen.
+// reward plus the rate of its impulses). The rewards are those of every variable
+// when `every` is set or the model names none until absorption, else those of the
+// named ones. Adds a notice to solution when the mean time and the rewards are not
+// finite or absorption cannot happen.
 void appendAbsorptionResults(const Model& model,
                              const std::vector<const std::vector<double>*>& earning,
-                             Solution& solution);
+                             Solution& solution, bool every = true);
 
 } // namespace gensolver

@@ -79,12 +79,19 @@ Solution solve(const Model& model, const SolveOptions& options) {
         earning[p] = &combined[p];
     }
 
+    // A variable named in the .abs file is reported until absorption only.
+    auto untilAbsorptionOnly = [&](std::size_t p) {
+        return !model.untilAbsorption.empty() && model.untilAbsorption[p];
+    };
+
     // Time instants the transient solution must pass through.
     std::vector<double> instants;
     std::vector<std::size_t> integrandOf(nv, SIZE_MAX);
     std::vector<const std::vector<double>*> integrands;
     for (std::size_t p = 0; p < nv; ++p) {
         const Variable& v = model.variables[p];
+        if (untilAbsorptionOnly(p))
+            continue;
         if (v.type == RewardType::SteadyState)
             continue;
         for (const TimePoint& t : v.times) {
@@ -156,6 +163,8 @@ Solution solve(const Model& model, const SolveOptions& options) {
 
     for (std::size_t p = 0; p < nv; ++p) {
         const Variable& v = model.variables[p];
+        if (untilAbsorptionOnly(p))
+            continue;
         // Without the .imp file, impulses are the first-entry ones of .var: the
         // values that earn them say so.
         const bool firstEntry = !model.exactImpulses && model.rewards[p].hasImpulses;
@@ -226,8 +235,8 @@ Solution solve(const Model& model, const SolveOptions& options) {
           << l.residual << ", estimated error " << l.errorEstimate;
         sol.limitSummary = s.str();
     }
-    if (options.absorption)
-        appendAbsorptionResults(model, earning, sol);
+    if (options.absorption || !model.untilAbsorption.empty())
+        appendAbsorptionResults(model, earning, sol, options.absorption);
     return sol;
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 // What the solver reads: the performance variables (.pvtype), their rewards per
-// state (.var), the rates (.arm) and, when present, the impulse rates (.imp).
+// state (.var), the rates (.arm) and, when present, the impulse rates (.imp) and
+// the variables to report until absorption (.abs).
 
 #include "methods/RateMatrix.h"
 
@@ -49,6 +50,9 @@ struct Model {
     std::vector<Rewards> rewards; // one per variable, in .pvtype order
     RateMatrix matrix;
     bool exactImpulses = false; // the impulse rates come from the .imp file
+    // Per variable: reported until absorption instead of at its time points (the
+    // .abs file names it); empty when there is no .abs file.
+    std::vector<bool> untilAbsorption;
 };
 
 } // namespace gensolver

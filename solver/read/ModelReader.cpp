@@ -29,6 +29,8 @@ Model readModel(const std::string& stem) {
         model.exactImpulses = true;
     }
     model.matrix = readArm(stem + ".arm", states, model.rewards);
+    if (::stat((stem + ".abs").c_str(), &info) == 0)
+        model.untilAbsorption = readAbsorptionList(stem + ".abs", model.variables);
     return model;
 }
 

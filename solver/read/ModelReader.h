@@ -1,6 +1,6 @@
 #pragma once
 // Reads the files that one generator run wrote for a stem (<path><name>): .pvtype,
-// .var, .arm and, when there is one, .imp. A .det file beside them means deterministic activities,
+// .var, .arm and, when there are, .imp and .abs. A .det file beside them means deterministic activities,
 // which need another kind of solver: that is refused.
 
 #include "methods/Model.h"

@@ -41,6 +41,14 @@ double time(LineReader& in, std::string_view key) {
     return value;
 }
 
+// Only blank lines may follow the last entry.
+void endOfFile(LineReader& in) {
+    std::string_view line;
+    while (in.next(line))
+        if (!trim(line).empty())
+            in.fail("text after the last variable: " + quote(line));
+}
+
 } // namespace
 
 std::vector<Variable> readPvType(const std::string& path) {
@@ -80,11 +88,31 @@ std::vector<Variable> readPvType(const std::string& path) {
         }
         variables.push_back(std::move(v));
     }
-    std::string_view line;
-    while (in.next(line))
-        if (!trim(line).empty())
-            in.fail("text after the last variable: " + quote(line));
+    endOfFile(in);
     return variables;
+}
+
+std::vector<bool> readAbsorptionList(const std::string& path,
+                                     const std::vector<Variable>& variables) {
+    LineReader in(path, 1 << 16);
+    std::string_view text = field(in, "Version");
+    if (trim(text) != "1")
+        in.fail("unknown version " + quote(text) + " (this solver reads version 1)");
+    const std::uint64_t named = count(in, "NumPV", variables.size());
+    std::vector<bool> listed(variables.size(), false);
+    for (std::uint64_t k = 0; k < named; ++k) {
+        text = field(in, "Name");
+        std::size_t p = 0;
+        while (p < variables.size() && variables[p].name != text)
+            ++p;
+        if (p == variables.size())
+            in.fail("no variable of the .pvtype file is named " + quote(text));
+        if (listed[p])
+            in.fail("variable " + quote(text) + " is named twice");
+        listed[p] = true;
+    }
+    endOfFile(in);
+    return listed;
 }
 
 } // namespace gensolver

@@ -57,6 +57,7 @@ RunFiles::RunFiles(const char* path, const char* name) {
     PvTypeName = stem + ".pvtype";
     DetName = stem + ".det";
     ImpName = stem + ".imp";
+    AbsName = stem + ".abs";
 }
 
 void RunFiles::removeStaleImpulses() const {
@@ -90,7 +91,8 @@ void RunFiles::refuseTraceFile(const char* traceFileName) const {
     bool existed = std::filesystem::exists(traceFileName, error);
     if (!existed)
         std::ofstream(traceFileName, std::ios::app).close();
-    for (const std::string* result : {&ArmName, &VarName, &PvTypeName, &DetName, &ImpName}) {
+    for (const std::string* result :
+         {&ArmName, &VarName, &PvTypeName, &DetName, &ImpName, &AbsName}) {
         if (sameFile(traceFileName, *result)) {
             if (!existed) // the file created above, wherever a symbolic link put it
                 std::filesystem::remove(std::filesystem::canonical(traceFileName, error), error);

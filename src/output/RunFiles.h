@@ -1,7 +1,8 @@
 #pragma once
 // RunFiles: the result files of one run, <path><name> with .arm (the rate
-// rows), .var (the reward records), .pvtype, .det and .imp (the impulse
-// rates, only for a model with impulse rewards). It opens the .arm file
+// rows), .var (the reward records), .pvtype, .det, .imp (the impulse
+// rates, only for a model with impulse rewards) and .abs (the variables to
+// report until absorption, only for a model that names some). It opens the .arm file
 // with a placeholder header and writes the state count over it as the very
 // last step, so that an .arm whose placeholder is still blank is unfinished.
 // The .var, .det and .imp files of a run that ends before that (every fatal error
@@ -31,6 +32,7 @@ public:
     const std::string& pvTypeName() const { return PvTypeName; }
     const std::string& detName() const { return DetName; }
     const std::string& impName() const { return ImpName; }
+    const std::string& absName() const { return AbsName; }
     // Removes an .imp file that an earlier run left under this run's name,
     // for a run that writes none: it would not describe this run's states.
     void removeStaleImpulses() const;
@@ -69,7 +71,7 @@ public:
     static void closeResult(std::ofstream& file, const std::string& name);
 
 private:
-    std::string ArmName, VarName, PvTypeName, DetName, ImpName; // the result files
+    std::string ArmName, VarName, PvTypeName, DetName, ImpName, AbsName; // the result files
     std::string ArmOpen, DetOpen;       // the .arm and .det files opened, for messages
     std::ofstream ArmFile;              // the .arm file while it is open
     std::unique_ptr<TextBuffer> ArmOut; // owned; buffers ArmFile until flushArm

@@ -10,6 +10,7 @@
 #include "pv/PerformanceVariableNode.h"
 #include "state/BaseStateVariableClass.h"
 
+#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <iostream>
@@ -422,6 +423,23 @@ void PVModel::WritePVTypeFile(const char* fileName) {
             out << "Stop:" << node->GetStopTime(k) << '\n';
         }
     }
+}
+
+void PVModel::WriteAbsorptionFile(const char* fileName) const {
+    if (NumUntilAbsorption == 0) {
+        std::remove(fileName);
+        return;
+    }
+    std::ofstream out(fileName, std::ios::out | std::ios::trunc);
+    if (!out) {
+        std::cerr << "!! PVModel::WriteAbsorptionFile: cannot open \"" << fileName
+                  << "\" for writing; the variables until absorption are not named" << std::endl;
+        return;
+    }
+    out << "Version:1\n";
+    out << "NumPV:" << NumUntilAbsorption << '\n';
+    for (int p = 0; p < NumUntilAbsorption; ++p)
+        out << "Name:" << UntilAbsorption[p] << '\n';
 }
 
 // ---- Teardown ----

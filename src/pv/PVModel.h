@@ -68,6 +68,9 @@ public:
 
     // Writes the performance variables' names, types and time points.
     void WritePVTypeFile(const char* fileName);
+    // Writes the names of the variables to report until absorption (UntilAbsorption)
+    // to `fileName`, or, when there are none, removes a file left under that name.
+    void WriteAbsorptionFile(const char* fileName) const;
 
     // Linking steps run by Initialize.
     void MakeAffectedLists();
@@ -94,6 +97,11 @@ public:
     // its Fire() changes nothing.
     BaseActionClass NoActionFiredYet;
     std::vector<PerformanceVariableNode*> ConsideredPVs; // not owning
+    // The variables whose rewards the solver reports until absorption, by name:
+    // set by a generated reward model that asks for them, else none. Not owned
+    // (string literals of the derived class).
+    const char* const* UntilAbsorption = nullptr;
+    int NumUntilAbsorption = 0;
 
 private:
     // Ends the run (status 0, a configuration error of the reward model) when an

@@ -157,6 +157,7 @@ void StateSpaceGen::SetMethodPointers() {
     const char* armName = Files.armName().c_str();
     const char* varName = Files.varName().c_str();
     Model->WritePVTypeFile(Files.pvTypeName().c_str());
+    Model->WriteAbsorptionFile(Files.absName().c_str());
 
     if (Model->NumActions == 0) {
         FindNext = &StateSpaceGen::FindNextNormal;

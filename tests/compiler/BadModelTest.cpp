@@ -46,8 +46,8 @@ const BadModel badModels[] = {
     {"empty file", "", {"1:1: the file has no 'model' statement (model <name>)"}},
     {"model name missing", "model\nplace a\n", {"2:1: expected the model's name, found 'place'"}},
     {"unknown statement", "model m\nplaces a\nplace b = 1 2\n",
-     {"2:1: expected a statement (model, global, study, struct, place, an activity kind, group "
-      "or reward), found 'places'"}},
+     {"2:1: expected a statement (model, global, study, struct, place, an activity kind, group, "
+      "reward, code, condition, define or stop), found 'places'"}},
     {"stray text after a statement", "model m extra\nglobal int N N2\nplace a\n",
      {"1:9: unexpected 'extra' after the statement",
       "2:12: the model has global variables but no study to give them values",
@@ -101,6 +101,27 @@ const BadModel badModels[] = {
     {"groups", "model m\nexponential a { rate 1 }\ngroup g { a, zz, a }\ngroup h { a }\ngroup e { }\n",
      {"3:14: unknown activity 'zz' in group 'g'", "3:18: activity 'a' is already in group 'g'",
       "4:11: activity 'a' is already in group 'g'", "5:7: group 'e' has no member"}},
+
+    // Helper code, named expressions and stops.
+    {"helper code, conditions and stops written wrong",
+     "model m\nplace p\ncode int f() { return 1; }\ncondition = p > 0\ncondition c p > 0\n"
+     "stop p == 0\nstop when\n",
+     {"3:1: expected '{' after 'code': helper code is a { } block",
+      "4:11: expected the condition's name, found '='",
+      "5:13: expected '=' after the condition's name, found 'p'",
+      "6:6: expected 'when' after 'stop', found 'p'", "7:10: expected a condition after 'when'"}},
+    {"named expressions: cycles, names and scope",
+     "model m\nglobal int N\nstudy { N = 1 }\nplace p = up ? 1 : 0\ncondition up = p > 0 && down\n"
+     "condition down = !up\ndefine self = self + 1\ncondition p = 1\n"
+     "exponential e[i in 0 .. far] { rate 1 }\ndefine far = N\ndefine int = 2\n",
+     {"4:11: condition 'up' is not in scope here: an initial marking may use global variables "
+      "and helper code only",
+      "5:11: condition 'up' depends on itself: up -> down -> up",
+      "7:8: expression 'self' depends on itself: self -> self",
+      "8:11: duplicate name 'p' (first declared at 4:7 as a place)",
+      "9:25: expression 'far' is not in scope here: a family's range may use global variables "
+      "and helper code only",
+      "11:8: 'int' is a C++ keyword and cannot name a model element"}},
 
     // Activities: missing and misplaced clauses.
     {"missing rate, phases, delay",
@@ -169,6 +190,14 @@ const BadModel badModels[] = {
      {"6:15: instantaneous activity 'now' is enabled in every state (no input arc, no 'when'): "
       "the initial state would not be stable, and the generator refuses it"}},
 
+    {"an instantaneous activity enabled initially by literal markings",
+     "model m\nglobal int N\nstudy { N = 1 }\nplace p = 1\nplace s[2] = 3\nplace q\nplace r = N\n"
+     "instantaneous i {\n    input p, s[1]\n    output q\n}\ninstantaneous j {\n    input q, p\n}\n"
+     "instantaneous k {\n    input r\n}\ndeterministic d {\n    delay 1\n    input p\n}\n",
+     {"8:15: instantaneous activity 'i' is enabled in the initial state (each of its input "
+      "places starts with a token, and it has no 'when'): the initial state would not be "
+      "stable, and the generator refuses it"}},
+
     // Reward variables.
     {"reward variables",
      "model m\nexponential a { rate 1 }\nreward r { rate 1 }\nreward r steady { rate 1 }\n"
@@ -182,6 +211,13 @@ const BadModel badModels[] = {
       "6:29: unknown activity 'nothere'", "7:8: reward 'z' has neither a rate nor an impulse",
       "7:15: the range of time points is empty or too long",
       "9:10: the interval 5 .. 1 ends before it starts", "11:13: a second impulse on 'a' in reward 'w'"}},
+    {"rewards until absorption",
+     "model m\nplace p\nreward r until { rate 1 }\nreward s until absorption {\n    at 3\n"
+     "    over 0 .. 1\n    rate p\n}\n",
+     {"3:16: expected 'absorption' after 'until', found '{'",
+      "5:5: 'at' gives the time points of an instant reward; a reward until absorption has none",
+      "6:5: 'over' gives the intervals of an interval or average reward; a reward until "
+      "absorption has none"}},
 };
 
 class BadModelTest : public ::testing::TestWithParam<BadModel> {};

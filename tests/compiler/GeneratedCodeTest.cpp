@@ -32,6 +32,11 @@ TEST(GeneratedCodeTest, FragmentErrorsPointAtTheModelFile) {
         {"model m\nplace p = 1\nreward r {\n    at 1\n    rate { return p + qq; }\n}\n", "5:23"},
         {"model m\nplace p[2]\nexponential e[i in 0 .. 1] {\n    rate 1\n    when p[i] == 0 && zz\n}\n",
          "5:23"},
+        // Helper code, a named condition and a stop.
+        {"model m\nplace p\ncode {\n    int f() { return undefinedThing; }\n}\n", "4:22"},
+        {"model m\nplace p\ncondition up = p > 0 && zz\nexponential e {\n    rate 1\n    when up\n}\n",
+         "3:25"},
+        {"model m\nplace p\nstop when p > qq\nexponential e { rate 1 }\n", "3:15"},
     };
     for (const Case& c : cases) {
         TempDir dir;

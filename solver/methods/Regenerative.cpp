@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cmath>
 #include <map>
+#include <numeric>
 #include <optional>
 #include <sstream>
 
@@ -15,18 +16,14 @@ namespace {
 
 constexpr int kOrders = 3; // phases K, 2K and 4K
 
+// The largest magnitude of a vector's entries.
 double maxAbs(const std::vector<double>& v) {
-    double m = 0.0;
-    for (const double x : v)
-        m = std::max(m, std::fabs(x));
-    return m;
+    return std::accumulate(v.begin(), v.end(), 0.0,
+                           [](double m, double x) { return std::max(m, std::fabs(x)); });
 }
 
 double dotProduct(const std::vector<double>& a, const std::vector<double>& b) {
-    double s = 0.0;
-    for (std::size_t j = 0; j < a.size(); ++j)
-        s += a[j] * b[j];
-    return s;
+    return std::inner_product(a.begin(), a.end(), b.begin(), 0.0);
 }
 
 // One variable's values at one instant of the expansion of one order.
@@ -156,6 +153,12 @@ Solution solveRegenerative(const RegenerativeModel& m, const SolveOptions& optio
                                   std::to_string(phases * 2) + ", " + std::to_string(phases * 4) +
                                   " with Richardson extrapolation, uniformization";
 
+    auto resultOf = [](const Variable& v) {
+        Result r;
+        r.variable = v.name;
+        r.type = v.type;
+        return r;
+    };
     for (std::size_t p = 0; p < nv; ++p) {
         const Variable& v = m.variables[p];
         const bool firstEntry = !m.entryImpulse[p].empty();
@@ -168,9 +171,7 @@ Solution solveRegenerative(const RegenerativeModel& m, const SolveOptions& optio
             sol.results.push_back(r);
         };
         for (const TimePoint& t : v.times) {
-            Result r;
-            r.variable = v.name;
-            r.type = v.type;
+            Result r = resultOf(v);
             r.start = t.start;
             r.stop = t.stop;
             if (v.type == RewardType::SteadyState) {
@@ -186,24 +187,26 @@ Solution solveRegenerative(const RegenerativeModel& m, const SolveOptions& optio
             r.value = fine;
             // Where the value depends on the instant of a firing (a firing that can
             // happen at the time point itself, or a delay ending at an interval's
-            // end) the expansion converges only as 1/sqrt(K): the estimate also
-            // covers that case, the error of V(4K) being at most 1/(sqrt 2 - 1)
-            // times its last change then.
+            // end) the expansion converges only as 1/sqrt(K), and successive changes
+            // shrink by sqrt 2 rather than 2: the error of V(4K) is then up to
+            // 1/(sqrt 2 - 1) times its last change, which the estimate covers.
+            const double first = std::fabs(at[1].first - at[0].first);
             const double change = std::fabs(at[2].first - at[1].first);
-            r.bound = std::max(std::fabs(fine - coarse), 2.5 * change) + 2.0 * at[2].second +
-                      at[1].second;
+            const bool linear = first >= 1.8 * change;
+            const double estimate = linear ? std::fabs(fine - coarse)
+                                           : std::max(std::fabs(fine - coarse), 2.5 * change);
+            r.bound = estimate + 2.0 * at[2].second + at[1].second;
             r.boundProven = false;
             r.iterations = orders[kOrders - 1].at(t.stop).steps;
             r.method = expansion;
             add(r);
         }
-        if (options.longRun &&
-            (v.type == RewardType::InstantOfTime || v.type == RewardType::TimeAveragedInterval)) {
-            Result r;
-            r.variable = v.name;
-            r.type = v.type;
+        // --steady: the long run of the values at instants and of the averages.
+        const bool averaged = v.type == RewardType::TimeAveragedInterval;
+        if (options.longRun && (averaged || v.type == RewardType::InstantOfTime)) {
+            Result r = resultOf(v);
             r.longRun = true;
-            limitResult(r, p, v.type == RewardType::TimeAveragedInterval);
+            limitResult(r, p, averaged);
             add(r);
         }
     }

@@ -7,7 +7,9 @@
 // Richardson extrapolation in 1/K: with V(K) = V + c1/K + c2/K² + ..., the
 // extrapolations 2V(2K) - V(K) and 2V(4K) - V(2K) err by about c2/(2K²) and
 // c2/(8K²), so their difference, printed as the error estimate, is three times
-// the error of the value printed.
+// the error of the value printed. When the changes V(2K) - V(K) and V(4K) -
+// V(2K) do not halve (a value that depends on the instant of a firing converges
+// as 1/sqrt(K)), the estimate is at least 2.5 times the last change.
 
 #include "methods/Measures.h"
 #include "methods/RegenerativeModel.h"

@@ -137,15 +137,11 @@ void readRows(const std::string& path, RegenerativeModel& m,
         row.clear();
         for (;;) {
             std::uint64_t to = 0;
-            if (!in.next(line) || !parseUnsigned(line, to))
-                in.fail("expected a target state or the row end 0 in the row of state " +
-                        std::to_string(i));
+            if (!in.next(line) || !parseUnsigned(line, to) || to > states)
+                in.fail("expected the row end 0 or a target state from 1 to " +
+                        std::to_string(states) + " in the row of state " + std::to_string(i));
             if (to == 0)
                 break;
-            if (to > states)
-                in.fail("the row of state " + std::to_string(i) + " names state " +
-                        std::to_string(to) + ", beyond the count of " + std::to_string(states) +
-                        " states");
             double value = 0.0;
             if (!in.next(line) || !parseDouble(line, value) || !std::isfinite(value))
                 in.fail("the value from state " + std::to_string(i) + " to " + std::to_string(to) +

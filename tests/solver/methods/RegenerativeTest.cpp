@@ -13,6 +13,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <numeric>
 #include <vector>
 
 namespace {
@@ -75,10 +76,7 @@ RegenerativeModel modelOf(const Process& p, const std::vector<std::vector<double
 }
 
 double dot(const std::vector<double>& a, const std::vector<double>& b) {
-    double s = 0.0;
-    for (std::size_t i = 0; i < a.size(); ++i)
-        s += a[i] * b[i];
-    return s;
+    return std::inner_product(a.begin(), a.end(), b.begin(), 0.0);
 }
 
 // M/D/1 with arrival rate lambda and service time d, at most n customers: state k

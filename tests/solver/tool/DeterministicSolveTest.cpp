@@ -70,11 +70,19 @@ double timerOutstanding(int retries, double period) {
     return next / (period + next);
 }
 
+TEST(DeterministicSolve, TimerRunNamesTheActivityOfEachListedState) {
+    TempDir dir;
+    const std::string stem = generate(dir, "gen-timer", 0);
+    EXPECT_EQ(testsupport::readFile(stem + ".dac"),
+              "1\nreport\n2\ntimeout\n3\ntimeout\n4\ntimeout\n5\ntimeout\n");
+}
+
 TEST(DeterministicSolve, TimerLongRunMatchesHandDerivation) {
     const struct {
         int experiment, retries;
         double period;
     } cases[] = {{0, 1, 10.0}, {1, 3, 10.0}, {2, 2, 2.0}};
+    // Experiment 3 gives report and timeout one delay: only .dac tells them apart.
     for (const auto& c : cases) {
         TempDir dir;
         const auto rows = solveCsv(generate(dir, "gen-timer", c.experiment), "--steady");
@@ -139,11 +147,15 @@ struct Files {
     std::string var = "x\n1\n0\n1\n2\n0\n0\n3\n0\n0\n";
     std::string arm = "1\n3\n\n1\n2\n1.0\n0\n2\n3\n-1.0\n0\n3\n1\n2.0\n0\n";
     std::string det = "1\n5.0\n2\n0\n";
+    std::string dac = "2\nrebuild\n";
 };
 
 std::string solveFiles(const TempDir& dir, const Files& f, int& status) {
-    for (const auto& [ext, text] :
-         {std::pair{".pvtype", &f.pvtype}, {".var", &f.var}, {".arm", &f.arm}, {".det", &f.det}})
+    for (const auto& [ext, text] : {std::pair{".pvtype", &f.pvtype},
+                                    {".var", &f.var},
+                                    {".arm", &f.arm},
+                                    {".det", &f.det},
+                                    {".dac", &f.dac}})
         std::ofstream(dir.path() + "m" + ext) << *text;
     const auto result = run(binary("gen-solve") + " " + dir.path() + "m");
     status = result.status;
@@ -172,6 +184,10 @@ TEST(DeterministicSolve, RefusesWhatTheMethodCannotHandleInOneLine) {
          "more than one deterministic activity"},
         {"branches that do not add up to 1", &Files::arm,
          "1\n3\n\n1\n2\n1.0\n0\n2\n1\n-0.5\n3\n0.5\n0\n3\n1\n2.0\n0\n", "cannot be told apart"},
+        {"dac naming a state twice", &Files::dac, "2\nrebuild\n2\ninspect\n",
+         "has the deterministic activities rebuild and inspect"},
+        {"dac without a listed state", &Files::dac, "3\nrebuild\n",
+         "state 2 is listed in .det but has no activity here"},
         {"two closed classes", &Files::arm, "1\n3\n\n1\n2\n1.0\n3\n1.0\n0\n2\n2\n-1.0\n0\n3\n0\n",
          "closed classes are reachable"},
     };

@@ -185,9 +185,14 @@ RegenerativeLimit solveRegenerativeLimit(const RegenerativeModel& m, double tole
     RegenerativeLimit limit;
     limit.classStates = static_cast<std::uint32_t>(cls.size());
     EmbeddedChain chain(m, tolerance / 4.0);
+    // From state 1 when it lies in the class (a queue starting empty settles
+    // soonest from there), else evenly over the class.
     std::vector<double> nu(n, 0.0);
-    for (const std::uint32_t i : cls)
-        nu[i] = 1.0 / static_cast<double>(cls.size());
+    if (std::find(cls.begin(), cls.end(), 0u) != cls.end())
+        nu[0] = 1.0;
+    else
+        for (const std::uint32_t i : cls)
+            nu[i] = 1.0 / static_cast<double>(cls.size());
     EmbeddedStep step;
     // The lazy chain (half a step of the embedded chain, half staying) has the same
     // stationary distribution and is aperiodic, so its powers converge.
@@ -207,13 +212,16 @@ RegenerativeLimit solveRegenerativeLimit(const RegenerativeModel& m, double tole
         const double ratio = lastChange > 0.0 ? change / lastChange : 1.0;
         const double estimate =
             ratio < 1.0 ? change * ratio / (1.0 - ratio) + chain.stepBound() : change;
-        limit.errorEstimate = estimate;
-        if (sweep >= 3 && estimate <= tolerance) {
+        // Printed with the conversion's margin.
+        limit.errorEstimate = 16.0 * estimate;
+        // A sixteenth of the tolerance leaves room for the conversion into
+        // fractions of time, which weighs states by their sojourns.
+        if (sweep >= 3 && estimate <= tolerance / 16.0) {
             limit.converged = true;
             break;
         }
         if (change == 0.0) {
-            limit.errorEstimate = chain.stepBound();
+            limit.errorEstimate = 16.0 * chain.stepBound();
             limit.converged = true;
             break;
         }

@@ -217,9 +217,9 @@ RegenerativeModel readRegenerativeModel(const std::string& stem) {
     for (const DelayGroup& g : groups)
         m.delays.push_back(g.delay);
     m.group = groupsOfStates(detPath, groups, states);
+    readRows(stem + ".arm", m, derived);
     if (::stat((stem + ".dac").c_str(), &info) == 0)
         splitByActivity(stem + ".dac", m);
-    readRows(stem + ".arm", m, derived);
     return m;
 }
 

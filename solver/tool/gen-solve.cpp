@@ -1,7 +1,9 @@
 // gen-solve: solves the chain that gen wrote and prints its performance variables.
 
+#include "methods/Regenerative.h"
 #include "read/InputError.h"
 #include "read/ModelReader.h"
+#include "read/RegenerativeReader.h"
 #include "report/Plot.h"
 #include "report/Report.h"
 #include "tool/CommandLine.h"
@@ -21,8 +23,9 @@ int main(int argc, char** argv) {
             std::cout << usage();
             return 0;
         }
-        const Model model = readModel(cl.stem);
-        const Solution solution = solve(model, cl.solve);
+        const Solution solution = hasDeterministicDelays(cl.stem)
+                                      ? solveRegenerative(readRegenerativeModel(cl.stem), cl.solve)
+                                      : solve(readModel(cl.stem), cl.solve);
         if (!solution.absorptionNotice.empty())
             std::cerr << "gen-solve: " << solution.absorptionNotice << '\n';
         writeReport(std::cout, solution, cl.format, cl.solve.transient.epsilon);

@@ -15,7 +15,9 @@
 #include "trace/TraceFileVantorSSG.h"
 
 #include <cmath>
+#include <cstdio>
 #include <cstdlib>
+#include <fstream>
 #include <iostream>
 #include <string>
 #include <sys/resource.h>
@@ -57,6 +59,14 @@ std::uint32_t checkedStateSize(PVModel* model) {
 }
 
 // Processor time of the process so far (user + system), in seconds.
+// The .dac file beside a .det file: its name with the extension .dac.
+std::string deterministicActivitiesName(const std::string& detName) {
+    const std::size_t n = detName.size();
+    if (n >= 4 && detName.compare(n - 4, 4, ".det") == 0)
+        return detName.substr(0, n - 4) + ".dac";
+    return detName + ".dac";
+}
+
 double processorTime() {
     rusage usage{};
     getrusage(RUSAGE_SELF, &usage);
@@ -392,6 +402,8 @@ void StateSpaceGen::newState(const char* state, double rate, const double* rewar
 
 void StateSpaceGen::GenStateSpaceDeterministic(const char* armName, const char* varName,
                                                const char* detName) {
+    const std::string dacName = deterministicActivitiesName(detName);
+    std::remove(dacName.c_str()); // an earlier run's file would not describe this run
     std::ofstream& detFile = Files.openDet(detName);
     detFile.setf(std::ios::scientific, std::ios::floatfield);
     detFile.precision(10);
@@ -416,7 +428,18 @@ void StateSpaceGen::GenStateSpaceDeterministic(const char* armName, const char* 
     OutputFileType type = (OutputFormat == 2 || OutputFormat == 4 || OutputFormat == 6) ? 1 : 0;
     DetList.writeEnablingStates(detFile, type);
     Files.closeDet();
+    writeDeterministicActivities(dacName);
     Files.completeArm(OutputFormat, ExploredStates);
+}
+
+void StateSpaceGen::writeDeterministicActivities(const std::string& dacName) const {
+    std::ofstream file(dacName, std::ios::out | std::ios::trunc | std::ios::binary);
+    if (!file)
+        RunFiles::writeFailed(dacName);
+    RunFiles::markUnfinished(dacName);
+    for (const auto& [state, name] : DetActivities)
+        file << state << '\n' << name << '\n';
+    RunFiles::closeResult(file, dacName);
 }
 
 void StateSpaceGen::FindNextDeterministic(char* state) {
@@ -445,6 +468,7 @@ void StateSpaceGen::FindNextDeterministic(char* state) {
             if (parameters == nullptr)
                 noDelay(action);
             DetList.insertEnablingState(static_cast<int>(CurrentStateNumber), parameters[0]);
+            DetActivities.emplace_back(CurrentStateNumber, action->Name);
         }
         if (traces(1))
             Trace->printFireAction(action, 0.0);

@@ -20,6 +20,8 @@
 
 #include <cstdint>
 #include <memory>
+#include <utility>
+#include <vector>
 
 class BaseActionClass;
 class ImpulseFile;
@@ -67,6 +69,8 @@ public:
 
     // Exploration with deterministic actions.
     void GenStateSpaceDeterministic(const char* armName, const char* varName, const char* detName);
+    // Writes DetActivities to the .dac file beside `detName`, the .det file.
+    void writeDeterministicActivities(const std::string& detName) const;
     void FindNextDeterministic(char* state);
     void FireInstantDet(double probability);
 
@@ -137,9 +141,12 @@ private:
     TextBuffer* Rows = nullptr;              // not owned: Files' .arm buffer during an exploration
     state_struct CurrentState;               // the state numbered last (points at its bytes)
     DeterministicList DetList;               // enabling states of deterministic actions
-    short AbsorbFlag;                        // 1: report absorbing states
-    short OutputFormat = 1;                  // output file type; 1 (text)
-    char* TraceFileName;                     // owned (free); null for standard output
+    // Per enabling of a deterministic action, the state and the action's name (not
+    // owned: the action's), in exploration order; written to the .dac file.
+    std::vector<std::pair<std::uint32_t, const char*>> DetActivities;
+    short AbsorbFlag;                             // 1: report absorbing states
+    short OutputFormat = 1;                       // output file type; 1 (text)
+    char* TraceFileName;                          // owned (free); null for standard output
     std::unique_ptr<TraceFileContainer> Trace;    // owned; null until InitializeTrace
     std::unique_ptr<TraceFileVantorSSG> TraceOut; // owned; the one trace file
 };

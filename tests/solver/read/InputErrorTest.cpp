@@ -132,7 +132,8 @@ TEST(InputErrors, TheCommandReportsOneLineAndStatusOne) {
         std::string expected;
     } runs[] = {
         {"missing files", stem, "gen-solve: " + stem + ".pvtype: cannot open: No such file"},
-        {"deterministic", stem + "d", "gen-solve: " + stem + "d.det: the model has deterministic"},
+        {"deterministic", stem + "d",
+         "gen-solve: " + stem + "d.det:1: line 1 must hold the number of delay groups"},
         {"bad option", stem + " --format xml", "gen-solve: unknown format \"xml\""},
         {"no model", "", "gen-solve: no model given"},
         {"-P without -N", "-P" + dir.path(), "gen-solve: missing option -N"},
@@ -141,6 +142,9 @@ TEST(InputErrors, TheCommandReportsOneLineAndStatusOne) {
          "gen-solve: " + dir.path() + "no/such/p.svg: cannot open for writing"},
     };
     write(stem + "d.det", "0\n");
+    write(stem + "d.arm", kArm);
+    write(stem + "d.var", kVar);
+    write(stem + "d.pvtype", kPvType);
     write(dir.path() + "ok.arm", kArm);
     write(dir.path() + "ok.var", kVar);
     write(dir.path() + "ok.pvtype", kPvType);

@@ -1,0 +1,242 @@
+#include "methods/EmbeddedChain.h"
+
+#include "methods/Components.h"
+#include "methods/RateMatrix.h"
+#include "methods/Transient.h"
+
+#include <algorithm>
+#include <cmath>
+#include <string>
+
+namespace gensolver {
+
+EmbeddedChain::EmbeddedChain(const RegenerativeModel& m, double epsilon)
+    : m_(m), subordinated_(m.delays.size()), local_(m.states(), 0) {
+    for (std::uint32_t i = 0; i < m.states(); ++i)
+        if (m.group[i] != RegenerativeModel::kNoDelay) {
+            Subordinated& s = subordinated_[static_cast<std::size_t>(m.group[i])];
+            local_[i] = static_cast<std::uint32_t>(s.states.size());
+            s.states.push_back(i);
+        }
+    std::size_t largest = 0;
+    for (std::size_t g = 0; g < subordinated_.size(); ++g) {
+        Subordinated& s = subordinated_[g];
+        s.delay = m.delays[g];
+        double maxExit = 0.0;
+        for (const std::uint32_t i : s.states)
+            maxExit = std::max(maxExit, m.exitRate[i]);
+        s.rate = maxExit * 1.02;
+        s.weights = poissonWeights(s.rate * s.delay, epsilon);
+        // P(N > k) = 1 below the first weight kept, then 1 minus the kept weights.
+        double below = 1.0;
+        s.tailOverRate.resize(s.weights.right + 1);
+        for (std::uint64_t k = 0; k <= s.weights.right; ++k) {
+            below -= s.weights.at(k);
+            s.tailOverRate[k] = s.rate > 0.0 ? std::max(below, 0.0) / s.rate : 0.0;
+        }
+        // Mixing with the kept weights errs by their bound; the integral by the tail
+        // cut off after `right`, per unit of rate.
+        const double integral = s.rate > 0.0 ? s.weights.integralTail / s.rate : 0.0;
+        stepBound_ = std::max(stepBound_, s.weights.bound + integral * maxExit);
+        largest = std::max(largest, s.states.size());
+    }
+    v_.resize(largest);
+    w_.resize(largest);
+    y_.resize(largest);
+    z_.resize(largest);
+}
+
+void EmbeddedChain::runSubordinated(const Subordinated& s, std::uint32_t g,
+                                    const std::vector<double>& nu, EmbeddedStep& out) {
+    const std::size_t n = s.states.size();
+    bool any = false;
+    for (std::size_t l = 0; l < n; ++l) {
+        v_[l] = nu[s.states[l]];
+        any = any || v_[l] != 0.0;
+    }
+    if (!any)
+        return;
+    const SparseRows& e = m_.exponential;
+    if (s.rate == 0.0) {
+        // Nothing leaves the list's states: the clock always expires.
+        std::copy(v_.begin(), v_.begin() + static_cast<std::ptrdiff_t>(n), y_.begin());
+        for (std::size_t l = 0; l < n; ++l)
+            z_[l] = v_[l] * s.delay;
+    } else {
+        std::fill(y_.begin(), y_.begin() + static_cast<std::ptrdiff_t>(n), 0.0);
+        std::fill(z_.begin(), z_.begin() + static_cast<std::ptrdiff_t>(n), 0.0);
+        const double invq = 1.0 / s.rate;
+        for (std::uint64_t k = 0;; ++k) {
+            const double wk = s.weights.at(k);
+            const double tk = s.tailOverRate[k];
+            for (std::size_t l = 0; l < n; ++l) {
+                y_[l] += wk * v_[l];
+                z_[l] += tk * v_[l];
+            }
+            if (k == s.weights.right)
+                break;
+            // v = v P over the list: stay, or move inside the list (the clock goes
+            // on); what leaves the list is no longer followed.
+            for (std::size_t l = 0; l < n; ++l)
+                w_[l] = v_[l] * (1.0 - m_.exitRate[s.states[l]] * invq);
+            for (std::size_t l = 0; l < n; ++l) {
+                if (v_[l] == 0.0)
+                    continue;
+                const std::uint32_t i = s.states[l];
+                for (std::uint64_t a = e.start[i]; a < e.start[i + 1]; ++a) {
+                    const std::uint32_t j = e.target[a];
+                    if (m_.group[j] == static_cast<std::int32_t>(g))
+                        w_[local_[j]] += v_[l] * e.value[a] * invq;
+                }
+            }
+            v_.swap(w_);
+            ++steps_;
+        }
+    }
+    const SparseRows& d = m_.deterministic;
+    for (std::size_t l = 0; l < n; ++l) {
+        const std::uint32_t i = s.states[l];
+        out.sojourn[i] += z_[l];
+        out.fired[i] += y_[l];
+        for (std::uint64_t a = d.start[i]; a < d.start[i + 1]; ++a)
+            out.next[d.target[a]] += y_[l] * d.value[a];
+        for (std::uint64_t a = e.start[i]; a < e.start[i + 1]; ++a)
+            if (m_.group[e.target[a]] != static_cast<std::int32_t>(g))
+                out.next[e.target[a]] += z_[l] * e.value[a];
+    }
+}
+
+void EmbeddedChain::apply(const std::vector<double>& nu, EmbeddedStep& out) {
+    const std::uint32_t n = m_.states();
+    out.next.assign(n, 0.0);
+    out.sojourn.assign(n, 0.0);
+    out.fired.assign(n, 0.0);
+    const SparseRows& e = m_.exponential;
+    for (std::uint32_t i = 0; i < n; ++i) {
+        if (m_.group[i] != RegenerativeModel::kNoDelay || nu[i] == 0.0)
+            continue;
+        const double exit = m_.exitRate[i];
+        if (exit == 0.0) {
+            // An absorbing state: it stays, a unit of time per step.
+            out.next[i] += nu[i];
+            out.sojourn[i] += nu[i];
+            continue;
+        }
+        out.sojourn[i] += nu[i] / exit;
+        for (std::uint64_t a = e.start[i]; a < e.start[i + 1]; ++a)
+            out.next[e.target[a]] += nu[i] * e.value[a] / exit;
+    }
+    for (std::size_t g = 0; g < subordinated_.size(); ++g)
+        runSubordinated(subordinated_[g], static_cast<std::uint32_t>(g), nu, out);
+}
+
+namespace {
+
+// The states of the closed class reachable from state 1, or a SolveError when
+// there are several.
+std::vector<std::uint32_t> closedClassFromFirst(const RegenerativeModel& m) {
+    const std::uint32_t n = m.states();
+    std::vector<Transition> arcs;
+    std::vector<char> seen(n, 0);
+    std::vector<std::uint32_t> stack{0};
+    seen[0] = 1;
+    while (!stack.empty()) {
+        const std::uint32_t i = stack.back();
+        stack.pop_back();
+        for (const SparseRows* rows : {&m.exponential, &m.deterministic})
+            for (std::uint64_t a = rows->start[i]; a < rows->start[i + 1]; ++a) {
+                const std::uint32_t j = rows->target[a];
+                arcs.push_back({i, j, 1.0});
+                if (!seen[j]) {
+                    seen[j] = 1;
+                    stack.push_back(j);
+                }
+            }
+    }
+    const Components c = findComponents(buildRateMatrix(n, arcs));
+    std::vector<std::uint32_t> reached;
+    for (std::uint32_t k = 0; k < c.count(); ++k) {
+        const std::uint32_t first = c.order[c.first[k]];
+        if (c.bottom[k] && seen[first])
+            reached.push_back(k);
+    }
+    if (reached.size() != 1)
+        throw SolveError(std::to_string(reached.size()) +
+                         " closed classes are reachable from state 1; long-run values of a "
+                         "model with deterministic delays are computed only when one is");
+    const std::uint32_t k = reached[0];
+    return std::vector<std::uint32_t>(c.order.begin() + c.first[k],
+                                      c.order.begin() + c.first[k + 1]);
+}
+
+double sum(const std::vector<double>& v) {
+    double s = 0.0;
+    for (const double x : v)
+        s += x;
+    return s;
+}
+
+} // namespace
+
+RegenerativeLimit solveRegenerativeLimit(const RegenerativeModel& m, double tolerance,
+                                         std::uint64_t maxSweeps) {
+    const std::uint32_t n = m.states();
+    const std::vector<std::uint32_t> cls = closedClassFromFirst(m);
+    RegenerativeLimit limit;
+    limit.classStates = static_cast<std::uint32_t>(cls.size());
+    EmbeddedChain chain(m, tolerance / 4.0);
+    // From state 1 when it lies in the class (a queue starting empty settles
+    // soonest from there), else evenly over the class.
+    std::vector<double> nu(n, 0.0);
+    if (std::find(cls.begin(), cls.end(), 0u) != cls.end())
+        nu[0] = 1.0;
+    else
+        for (const std::uint32_t i : cls)
+            nu[i] = 1.0 / static_cast<double>(cls.size());
+    EmbeddedStep step;
+    // The lazy chain (half a step of the embedded chain, half staying) has the same
+    // stationary distribution and is aperiodic, so its powers converge.
+    double lastChange = 0.0;
+    limit.converged = false;
+    for (std::uint64_t sweep = 1; sweep <= maxSweeps; ++sweep) {
+        chain.apply(nu, step);
+        const double total = sum(step.next);
+        double change = 0.0;
+        for (const std::uint32_t i : cls) {
+            const double x = 0.5 * (nu[i] + step.next[i] / total);
+            change += std::fabs(x - nu[i]);
+            nu[i] = x;
+        }
+        limit.sweeps = sweep;
+        // Distance to the limit from the geometric decay of the changes.
+        const double ratio = lastChange > 0.0 ? change / lastChange : 1.0;
+        const double estimate =
+            ratio < 1.0 ? change * ratio / (1.0 - ratio) + chain.stepBound() : change;
+        // Printed with the conversion's margin.
+        limit.errorEstimate = 16.0 * estimate;
+        // A sixteenth of the tolerance leaves room for the conversion into
+        // fractions of time, which weighs states by their sojourns.
+        if (sweep >= 3 && estimate <= tolerance / 16.0) {
+            limit.converged = true;
+            break;
+        }
+        if (change == 0.0) {
+            limit.errorEstimate = 16.0 * chain.stepBound();
+            limit.converged = true;
+            break;
+        }
+        lastChange = change;
+    }
+    chain.apply(nu, step);
+    const double cycle = sum(step.sojourn);
+    limit.time.resize(n);
+    limit.firingRate.resize(n);
+    for (std::uint32_t i = 0; i < n; ++i) {
+        limit.time[i] = step.sojourn[i] / cycle;
+        limit.firingRate[i] = step.fired[i] / cycle;
+    }
+    limit.steps = chain.steps();
+    return limit;
+}
+
+} // namespace gensolver

@@ -1,0 +1,228 @@
+#include "methods/Regenerative.h"
+
+#include "methods/EmbeddedChain.h"
+#include "methods/ErlangExpansion.h"
+
+#include <algorithm>
+#include <cmath>
+#include <map>
+#include <numeric>
+#include <optional>
+#include <sstream>
+
+namespace gensolver {
+
+namespace {
+
+constexpr int kOrders = 3; // phases K, 2K and 4K
+
+// The largest magnitude of a vector's entries.
+double maxAbs(const std::vector<double>& v) {
+    return std::accumulate(v.begin(), v.end(), 0.0,
+                           [](double m, double x) { return std::max(m, std::fabs(x)); });
+}
+
+double dotProduct(const std::vector<double>& a, const std::vector<double>& b) {
+    return std::inner_product(a.begin(), a.end(), b.begin(), 0.0);
+}
+
+// One variable's values at one instant of the expansion of one order.
+struct Snapshot {
+    std::vector<double> rateValue;     // per variable: distribution . rate reward
+    std::vector<double> earningValue;  // per variable: distribution . earning
+    std::vector<double> integral;      // per variable: integral of earning over [0, t]
+    std::vector<double> rateBound;     // per variable: bound of rateValue
+    std::vector<double> earningBound;  // per variable: bound of earningValue
+    std::vector<double> integralBound; // per variable: bound of integral
+    std::uint64_t steps = 0;
+};
+
+// Solves the expansion of `phases` phases at every instant.
+std::map<double, Snapshot> solveExpansion(const RegenerativeModel& m, std::uint32_t phases,
+                                          const std::vector<double>& instants,
+                                          const TransientOptions& options, double& rate) {
+    const ErlangExpansion x = expandDelays(m, phases);
+    const std::size_t nv = m.variables.size();
+    std::vector<const std::vector<double>*> integrands;
+    for (std::size_t p = 0; p < nv; ++p)
+        integrands.push_back(&x.earning[p]);
+    TransientSolver ts(x.matrix, integrands, nullptr, options);
+    rate = ts.rate();
+    std::map<double, Snapshot> snapshots;
+    for (const double t : instants) {
+        ts.advanceTo(t);
+        Snapshot s;
+        for (std::size_t p = 0; p < nv; ++p) {
+            s.rateValue.push_back(dotProduct(ts.distribution(), x.rate[p]));
+            s.earningValue.push_back(dotProduct(ts.distribution(), x.earning[p]));
+            s.integral.push_back(ts.integral(p));
+            s.rateBound.push_back(ts.distributionBound() * maxAbs(x.rate[p]));
+            s.earningBound.push_back(ts.distributionBound() * maxAbs(x.earning[p]));
+            s.integralBound.push_back(ts.integralBound() * maxAbs(x.earning[p]));
+        }
+        s.steps = ts.steps();
+        snapshots.emplace(t, std::move(s));
+    }
+    return snapshots;
+}
+
+// The value of variable p over `t` in one expansion, and its uniformization bound.
+std::pair<double, double> valueAt(const std::map<double, Snapshot>& snapshots, std::size_t p,
+                                  RewardType type, const TimePoint& t) {
+    const Snapshot& b = snapshots.at(t.stop);
+    if (type == RewardType::InstantOfTime)
+        return {b.rateValue[p], b.rateBound[p]};
+    const Snapshot& a = snapshots.at(t.start);
+    if (type == RewardType::TimeAveragedInterval && !(t.stop > t.start))
+        return {b.earningValue[p], b.earningBound[p]};
+    double value = b.integral[p] - a.integral[p];
+    double bound = b.integralBound[p] + a.integralBound[p];
+    if (type == RewardType::TimeAveragedInterval) {
+        value /= t.stop - t.start;
+        bound /= t.stop - t.start;
+    }
+    return {value, bound};
+}
+
+// Per state, the impulses of variable p that one deterministic firing from it earns.
+std::vector<double> firingImpulses(const RegenerativeModel& m, std::size_t p) {
+    std::vector<double> f(m.states(), 0.0);
+    if (m.entryImpulse[p].empty())
+        return f;
+    const SparseRows& d = m.deterministic;
+    for (std::uint32_t i = 0; i < m.states(); ++i)
+        for (std::uint64_t a = d.start[i]; a < d.start[i + 1]; ++a)
+            f[i] += d.value[a] * m.entryImpulse[p][d.target[a]];
+    return f;
+}
+
+} // namespace
+
+Solution solveRegenerative(const RegenerativeModel& m, const SolveOptions& options,
+                           std::uint32_t phases) {
+    Solution sol;
+    sol.stem = m.stem;
+    sol.states = m.states();
+    sol.transitions = m.exponential.target.size() + m.deterministic.target.size();
+    const std::size_t nv = m.variables.size();
+
+    std::vector<double> instants;
+    for (const Variable& v : m.variables)
+        if (v.type != RewardType::SteadyState)
+            for (const TimePoint& t : v.times) {
+                instants.push_back(t.start);
+                instants.push_back(t.stop);
+            }
+    std::sort(instants.begin(), instants.end());
+    instants.erase(std::unique(instants.begin(), instants.end()), instants.end());
+    std::map<double, Snapshot> orders[kOrders];
+    if (!instants.empty())
+        for (int o = 0; o < kOrders; ++o)
+            orders[o] =
+                solveExpansion(m, phases << o, instants, options.transient, sol.uniformizationRate);
+
+    std::optional<RegenerativeLimit> limit;
+    auto limitResult = [&](Result& r, std::size_t p, bool earning) {
+        if (!limit)
+            limit = solveRegenerativeLimit(m, options.limit.tolerance, options.limit.maxSweeps);
+        const Rewards& rw = m.rewards[p];
+        double value = dotProduct(limit->time, rw.rate);
+        double scale = maxAbs(rw.rate);
+        if (earning) {
+            if (!rw.impulseRate.empty()) {
+                value += dotProduct(limit->time, rw.impulseRate);
+                scale += maxAbs(rw.impulseRate);
+            }
+            const std::vector<double> f = firingImpulses(m, p);
+            value += dotProduct(limit->firingRate, f);
+            // A state fires at most once per delay of its list.
+            scale += maxAbs(f) / *std::min_element(m.delays.begin(), m.delays.end());
+        }
+        r.value = value;
+        r.bound = limit->errorEstimate * scale;
+        r.boundProven = false;
+        r.method = "regenerative limit, embedded chain, " + std::to_string(limit->sweeps) +
+                   " power iterations";
+        if (!limit->converged)
+            r.method += ", NOT CONVERGED";
+        r.iterations = limit->sweeps;
+        r.steadyState = true;
+        r.converged = limit->converged;
+    };
+    const std::string expansion = "Erlang phases " + std::to_string(phases) + ", " +
+                                  std::to_string(phases * 2) + ", " + std::to_string(phases * 4) +
+                                  " with Richardson extrapolation, uniformization";
+
+    auto resultOf = [](const Variable& v) {
+        Result r;
+        r.variable = v.name;
+        r.type = v.type;
+        return r;
+    };
+    for (std::size_t p = 0; p < nv; ++p) {
+        const Variable& v = m.variables[p];
+        const bool firstEntry = !m.entryImpulse[p].empty();
+        auto add = [&](Result& r) {
+            if (firstEntry && r.type != RewardType::InstantOfTime) {
+                r.method += m.exactImpulses ? ", deterministic firings earn first-entry impulses"
+                                            : ", first-entry impulses";
+                sol.firstEntryImpulses = sol.firstEntryImpulses || !m.exactImpulses;
+            }
+            sol.results.push_back(r);
+        };
+        for (const TimePoint& t : v.times) {
+            Result r = resultOf(v);
+            r.start = t.start;
+            r.stop = t.stop;
+            if (v.type == RewardType::SteadyState) {
+                limitResult(r, p, true);
+                add(r);
+                continue;
+            }
+            std::pair<double, double> at[kOrders];
+            for (int o = 0; o < kOrders; ++o)
+                at[o] = valueAt(orders[o], p, v.type, t);
+            const double coarse = 2.0 * at[1].first - at[0].first;
+            const double fine = 2.0 * at[2].first - at[1].first;
+            r.value = fine;
+            // Where the value depends on the instant of a firing (a firing that can
+            // happen at the time point itself, or a delay ending at an interval's
+            // end) the expansion converges only as 1/sqrt(K), and successive changes
+            // shrink by sqrt 2 rather than 2: the error of V(4K) is then up to
+            // 1/(sqrt 2 - 1) times its last change, which the estimate covers.
+            const double first = std::fabs(at[1].first - at[0].first);
+            const double change = std::fabs(at[2].first - at[1].first);
+            const bool linear = first >= 1.8 * change;
+            const double estimate = linear ? std::fabs(fine - coarse)
+                                           : std::max(std::fabs(fine - coarse), 2.5 * change);
+            r.bound = estimate + 2.0 * at[2].second + at[1].second;
+            r.boundProven = false;
+            r.iterations = orders[kOrders - 1].at(t.stop).steps;
+            r.method = expansion;
+            add(r);
+        }
+        // --steady: the long run of the values at instants and of the averages.
+        const bool averaged = v.type == RewardType::TimeAveragedInterval;
+        if (options.longRun && (averaged || v.type == RewardType::InstantOfTime)) {
+            Result r = resultOf(v);
+            r.longRun = true;
+            limitResult(r, p, averaged);
+            add(r);
+        }
+    }
+    if (limit) {
+        std::ostringstream s;
+        s << "regenerative limit from state 1: a closed class of " << limit->classStates
+          << " state(s); embedded chain by power iteration, " << limit->sweeps << " sweeps, "
+          << limit->steps << " uniformization steps over the delays' subordinated chains, "
+          << "tolerance " << options.limit.tolerance << "; estimated error "
+          << limit->errorEstimate;
+        sol.limitSummary = s.str();
+    }
+    if (options.absorption)
+        sol.absorptionNotice = "values until absorption are not computed for a model with "
+                               "deterministic delays; --absorption is ignored";
+    return sol;
+}
+
+} // namespace gensolver

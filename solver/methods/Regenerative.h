@@ -1,0 +1,26 @@
+#pragma once
+// The measures of a model with deterministic delays, the counterpart of solve()
+// for a Markov regenerative process. Long-run values (type 3, and --steady)
+// come from the embedded chain at regeneration points (EmbeddedChain). Values at
+// time points and over intervals come from Erlang phase expansions of the delays
+// (ErlangExpansion) of orders K, 2K and 4K, each solved by uniformization, and
+// Richardson extrapolation in 1/K: with V(K) = V + c1/K + c2/K² + ..., the
+// extrapolations 2V(2K) - V(K) and 2V(4K) - V(2K) err by about c2/(2K²) and
+// c2/(8K²), so their difference, printed as the error estimate, is three times
+// the error of the value printed. When the changes V(2K) - V(K) and V(4K) -
+// V(2K) do not halve (a value that depends on the instant of a firing converges
+// as 1/sqrt(K)), the estimate is at least 2.5 times the last change.
+
+#include "methods/Measures.h"
+#include "methods/RegenerativeModel.h"
+
+#include <cstdint>
+
+namespace gensolver {
+
+// Throws SolveError when a time point needs more uniformization steps than
+// allowed or the long run ends in more than one closed class.
+Solution solveRegenerative(const RegenerativeModel& m, const SolveOptions& options,
+                           std::uint32_t phases = 32);
+
+} // namespace gensolver

@@ -1,0 +1,20 @@
+#pragma once
+// Reads the files of a run with deterministic activities (.pvtype, .var, .imp
+// when present, .det and .arm) and checks that the process is one the
+// regenerative solver handles: each state listed under at most one delay, once;
+// negative .arm entries only in listed states; in each listed state the negative
+// entries, the deterministic firing's branch probabilities, adding up to 1.
+
+#include "methods/RegenerativeModel.h"
+
+#include <string>
+
+namespace gensolver {
+
+// True when the run wrote a .det file: its model has deterministic delays.
+bool hasDeterministicDelays(const std::string& stem);
+
+// Throws InputError naming the file, line or state at fault.
+RegenerativeModel readRegenerativeModel(const std::string& stem);
+
+} // namespace gensolver

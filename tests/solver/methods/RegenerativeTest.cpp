@@ -1,0 +1,243 @@
+// The regenerative solver on small processes whose values are known another way:
+// an M/D/1 queue against the Pollaczek-Khinchine formulas, a delay against
+// Erlang phase chains of growing order written out by hand as exponential
+// chains, the clock kept or restarted across exponential firings against the
+// renewal argument for each, and a value at a time point against its closed form.
+
+#include "methods/Regenerative.h"
+#include "methods/EmbeddedChain.h"
+#include "methods/LimitSolver.h"
+#include "methods/RateMatrix.h"
+#include "methods/Transient.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <numeric>
+#include <vector>
+
+namespace {
+
+using namespace gensolver;
+
+// A process described by its arcs, states numbered from 0.
+struct Process {
+    std::uint32_t states = 0;
+    std::vector<double> delays;
+    std::vector<std::int32_t> group; // per state, kNoDelay when absent
+    struct Arc {
+        std::uint32_t from, to;
+        double value; // a rate, or a branch probability for deterministic arcs
+        bool deterministic;
+    };
+    std::vector<Arc> arcs;
+};
+
+SparseRows rowsOf(const Process& p, bool deterministic) {
+    SparseRows rows;
+    rows.start.assign(1, 0);
+    for (std::uint32_t i = 0; i < p.states; ++i) {
+        for (const Process::Arc& a : p.arcs)
+            if (a.from == i && a.deterministic == deterministic) {
+                rows.target.push_back(a.to);
+                rows.value.push_back(a.value);
+            }
+        rows.start.push_back(rows.target.size());
+    }
+    return rows;
+}
+
+// The model with one variable per reward vector given, of the given type and times.
+RegenerativeModel modelOf(const Process& p, const std::vector<std::vector<double>>& rewards,
+                          RewardType type = RewardType::SteadyState,
+                          std::vector<TimePoint> times = {{0.0, 0.0}}) {
+    RegenerativeModel m;
+    m.stem = "test";
+    m.delays = p.delays;
+    m.group = p.group;
+    m.exponential = rowsOf(p, false);
+    m.deterministic = rowsOf(p, true);
+    m.exitRate.assign(p.states, 0.0);
+    for (const Process::Arc& a : p.arcs)
+        if (!a.deterministic)
+            m.exitRate[a.from] += a.value;
+    for (std::size_t v = 0; v < rewards.size(); ++v) {
+        Variable variable;
+        variable.name = std::string(1, static_cast<char>('a' + v));
+        variable.type = type;
+        variable.times = times;
+        m.variables.push_back(variable);
+        Rewards r;
+        r.rate = rewards[v];
+        m.rewards.push_back(r);
+        m.entryImpulse.emplace_back();
+    }
+    return m;
+}
+
+double dot(const std::vector<double>& a, const std::vector<double>& b) {
+    return std::inner_product(a.begin(), a.end(), b.begin(), 0.0);
+}
+
+// M/D/1 with arrival rate lambda and service time d, at most n customers: state k
+// holds k customers; the service clock runs on across arrivals.
+Process queue(double lambda, double d, std::uint32_t n) {
+    Process p;
+    p.states = n + 1;
+    p.delays = {d};
+    p.group.assign(n + 1, 0);
+    p.group[0] = RegenerativeModel::kNoDelay;
+    for (std::uint32_t k = 0; k < n; ++k)
+        p.arcs.push_back({k, k + 1, lambda, false});
+    for (std::uint32_t k = 1; k <= n; ++k)
+        p.arcs.push_back({k, k - 1, 1.0, true});
+    return p;
+}
+
+TEST(RegenerativeLimit, MD1QueueMatchesPollaczekKhinchine) {
+    // Pollaczek-Khinchine for deterministic service (variance 0): the mean number
+    // in the system L = rho + rho^2 / (2 (1 - rho)), the mean wait in the queue
+    // W = rho d / (2 (1 - rho)). The truncated tail: P(k customers) falls at
+    // least as fast as rho^k here, so 80 places leave less than 1e-20 of mass.
+    for (const double rho : {0.3, 0.5, 0.7}) {
+        const double d = 2.0, lambda = rho / d;
+        const std::uint32_t n = rho < 0.6 ? 80 : 160;
+        const Process p = queue(lambda, d, n);
+        std::vector<double> count(n + 1), waiting(n + 1);
+        for (std::uint32_t k = 0; k <= n; ++k) {
+            count[k] = k;
+            waiting[k] = k > 0 ? k - 1 : 0; // customers in the queue
+        }
+        const RegenerativeModel m = modelOf(p, {count, waiting});
+        const RegenerativeLimit l = solveRegenerativeLimit(m, 1e-13, 100000);
+        ASSERT_TRUE(l.converged);
+        EXPECT_EQ(l.classStates, n + 1);
+        const double L = rho + rho * rho / (2.0 * (1.0 - rho));
+        const double W = rho * d / (2.0 * (1.0 - rho));
+        EXPECT_NEAR(dot(l.time, count), L, 1e-9 * L) << "rho " << rho;
+        // Little's law: the mean wait is the mean queue over the arrival rate.
+        EXPECT_NEAR(dot(l.time, waiting) / lambda, W, 1e-9 * W) << "rho " << rho;
+        // Each departure is a firing: their rate is the arrival rate.
+        double departures = 0.0;
+        for (const double f : l.firingRate)
+            departures += f;
+        EXPECT_NEAR(departures, lambda, 1e-10);
+    }
+}
+
+// A: exponential rate a to B. B (delay d): rate b to C, which stops the clock;
+// when the delay expires, back to A. C: rate c back to A. With E = (1 - e^(-b d)) / b
+// the expected time in B per cycle, the long-run fractions are (1/a, E,
+// (1 - e^(-b d)) / c) over their sum.
+constexpr double kA = 0.8, kB = 0.6, kC = 1.5, kD = 1.25;
+
+Process cycle() {
+    Process p;
+    p.states = 3;
+    p.delays = {kD};
+    p.group = {RegenerativeModel::kNoDelay, 0, RegenerativeModel::kNoDelay};
+    p.arcs = {{0, 1, kA, false}, {1, 2, kB, false}, {1, 0, 1.0, true}, {2, 0, kC, false}};
+    return p;
+}
+
+double cycleFractionB() {
+    const double escape = 1.0 - std::exp(-kB * kD);
+    const double e = escape / kB;
+    return e / (1.0 / kA + e + escape / kC);
+}
+
+// The same cycle with the delay as K exponential phases of rate K/d, written out.
+double erlangFractionB(std::uint32_t k) {
+    // States: 0 = A, 1 .. k = B's phases, k + 1 = C.
+    std::vector<Transition> arcs{{0, 1, kA}, {k + 1, 0, kC}};
+    for (std::uint32_t i = 1; i <= k; ++i) {
+        arcs.push_back({i, k + 1, kB});
+        arcs.push_back({i, i < k ? i + 1 : 0, k / kD});
+    }
+    const RateMatrix m = buildRateMatrix(k + 2, arcs);
+    const Limit l = solveLimit(m, LimitOptions{});
+    double b = 0.0;
+    for (std::uint32_t i = 1; i <= k; ++i)
+        b += l.distribution[i];
+    return b;
+}
+
+TEST(RegenerativeLimit, ErlangChainsOfGrowingOrderConvergeToIt) {
+    const RegenerativeModel m = modelOf(cycle(), {{0.0, 1.0, 0.0}});
+    const RegenerativeLimit l = solveRegenerativeLimit(m, 1e-13, 100000);
+    const double value = l.time[1];
+    EXPECT_NEAR(value, cycleFractionB(), 1e-12);
+    double last = 1.0;
+    for (const std::uint32_t k : {1u, 4u, 16u, 64u, 256u}) {
+        const double error = std::fabs(erlangFractionB(k) - value);
+        EXPECT_LT(error, last / 3.0) << "order " << k; // O(1/K)
+        last = error;
+    }
+    EXPECT_LT(last, 1e-3);
+}
+
+// 0 (delay d) -> 1 at rate a; 1 is listed under a delay of the same length;
+// both fire to 2, which returns to 0 at rate c. Kept clock (one list): 0 and 1
+// last d together. Restarted clock (1 under its own group): 0 lasts min(Exp(a),
+// d), and 1 a full d after a jump.
+Process relay(bool keepClock) {
+    constexpr double a = 0.7, c = 2.0, d = 1.5;
+    Process p;
+    p.states = 3;
+    p.delays = keepClock ? std::vector<double>{d} : std::vector<double>{d, d};
+    p.group = {0, keepClock ? 0 : 1, RegenerativeModel::kNoDelay};
+    p.arcs = {{0, 1, a, false}, {0, 2, 1.0, true}, {1, 2, 1.0, true}, {2, 0, c, false}};
+    return p;
+}
+
+TEST(RegenerativeLimit, ExponentialFiringsInsideTheListKeepTheClock) {
+    constexpr double a = 0.7, c = 2.0, d = 1.5;
+    const std::vector<double> inRelay{0.0, 0.0, 1.0};
+    const RegenerativeLimit kept =
+        solveRegenerativeLimit(modelOf(relay(true), {inRelay}), 1e-13, 100000);
+    EXPECT_NEAR(kept.time[2], (1.0 / c) / (d + 1.0 / c), 1e-12);
+    const RegenerativeLimit restarted =
+        solveRegenerativeLimit(modelOf(relay(false), {inRelay}), 1e-13, 100000);
+    const double jump = 1.0 - std::exp(-a * d);
+    EXPECT_NEAR(restarted.time[2], (1.0 / c) / (jump / a + jump * d + 1.0 / c), 1e-12);
+}
+
+TEST(RegenerativeLimit, RefusesSeveralClosedClasses) {
+    Process p;
+    p.states = 3;
+    p.delays = {1.0};
+    p.group = {0, RegenerativeModel::kNoDelay, RegenerativeModel::kNoDelay};
+    p.arcs = {{0, 1, 0.5, true}, {0, 2, 0.5, true}};
+    EXPECT_THROW(solveRegenerativeLimit(modelOf(p, {{0.0, 1.0, 0.0}}), 1e-12, 1000), SolveError);
+}
+
+TEST(RegenerativeTransient, ValuesAtTimePointsMatchTheirClosedFormWithinTheEstimate) {
+    // 0 holds for exactly d, then 1 returns to 0 at rate mu. For d < t < 2d:
+    // P(in 1 at t) = e^(-mu (t - d)); the time spent in 1 over [0, t] is
+    // (1 - e^(-mu (t - d))) / mu; averaged over [d, t] it is that over t - d.
+    constexpr double d = 2.0, mu = 0.9;
+    Process p;
+    p.states = 2;
+    p.delays = {d};
+    p.group = {0, RegenerativeModel::kNoDelay};
+    p.arcs = {{0, 1, 1.0, true}, {1, 0, mu, false}};
+    const std::vector<double> inOne{0.0, 1.0};
+    const double t = 3.1;
+    RegenerativeModel m = modelOf(p, {inOne, inOne, inOne}, RewardType::InstantOfTime, {{t, t}});
+    m.variables[1].type = RewardType::IntervalOfTime;
+    m.variables[1].times = {{0.0, t}};
+    m.variables[2].type = RewardType::TimeAveragedInterval;
+    m.variables[2].times = {{d, t}};
+    const double e = std::exp(-mu * (t - d));
+    const double expected[] = {e, (1.0 - e) / mu, (1.0 - e) / mu / (t - d)};
+    const Solution s = solveRegenerative(m, SolveOptions{});
+    ASSERT_EQ(s.results.size(), 3u);
+    for (std::size_t v = 0; v < 3; ++v) {
+        const Result& r = s.results[v];
+        EXPECT_FALSE(r.boundProven);
+        EXPECT_LE(std::fabs(r.value - expected[v]), r.bound) << r.variable;
+        EXPECT_LT(r.bound, 0.1) << r.variable;
+    }
+}
+
+} // namespace

@@ -58,6 +58,7 @@ RunFiles::RunFiles(const char* path, const char* name) {
     DetName = stem + ".det";
     ImpName = stem + ".imp";
     AbsName = stem + ".abs";
+    DacName = stem + ".dac";
 }
 
 void RunFiles::removeStaleImpulses() const {
@@ -92,7 +93,7 @@ void RunFiles::refuseTraceFile(const char* traceFileName) const {
     if (!existed)
         std::ofstream(traceFileName, std::ios::app).close();
     for (const std::string* result :
-         {&ArmName, &VarName, &PvTypeName, &DetName, &ImpName, &AbsName}) {
+         {&ArmName, &VarName, &PvTypeName, &DetName, &ImpName, &AbsName, &DacName}) {
         if (sameFile(traceFileName, *result)) {
             if (!existed) // the file created above, wherever a symbolic link put it
                 std::filesystem::remove(std::filesystem::canonical(traceFileName, error), error);

@@ -2,7 +2,9 @@
 // RunFiles: the result files of one run, <path><name> with .arm (the rate
 // rows), .var (the reward records), .pvtype, .det, .imp (the impulse
 // rates, only for a model with impulse rewards) and .abs (the variables to
-// report until absorption, only for a model that names some). It opens the .arm file
+// report until absorption, only for a model that names some) and .dac (the
+// deterministic activity enabled in each state, only for a model with
+// deterministic activities). It opens the .arm file
 // with a placeholder header and writes the state count over it as the very
 // last step, so that an .arm whose placeholder is still blank is unfinished.
 // The .var, .det and .imp files of a run that ends before that (every fatal error
@@ -71,7 +73,8 @@ public:
     static void closeResult(std::ofstream& file, const std::string& name);
 
 private:
-    std::string ArmName, VarName, PvTypeName, DetName, ImpName, AbsName; // the result files
+    std::string ArmName, VarName, PvTypeName, DetName, ImpName, AbsName,
+        DacName;                        // the result files
     std::string ArmOpen, DetOpen;       // the .arm and .det files opened, for messages
     std::ofstream ArmFile;              // the .arm file while it is open
     std::unique_ptr<TextBuffer> ArmOut; // owned; buffers ArmFile until flushArm

@@ -58,7 +58,6 @@ std::uint32_t checkedStateSize(PVModel* model) {
     return size;
 }
 
-// Processor time of the process so far (user + system), in seconds.
 // The .dac file beside a .det file: its name with the extension .dac.
 std::string deterministicActivitiesName(const std::string& detName) {
     const std::size_t n = detName.size();
@@ -67,6 +66,7 @@ std::string deterministicActivitiesName(const std::string& detName) {
     return detName + ".dac";
 }
 
+// Processor time of the process so far (user + system), in seconds.
 double processorTime() {
     rusage usage{};
     getrusage(RUSAGE_SELF, &usage);

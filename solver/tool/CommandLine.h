@@ -14,6 +14,7 @@ struct CommandLine {
     Format format = Format::Table;
     std::string plot; // SVG file to write, empty for none
     SolveOptions solve;
+    unsigned threads = 0; // worker threads of the solver, 0 for one per core
     bool help = false;
 };
 

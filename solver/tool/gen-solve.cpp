@@ -1,5 +1,6 @@
 // gen-solve: solves the chain that gen wrote and prints its performance variables.
 
+#include "methods/Parallel.h"
 #include "read/InputError.h"
 #include "read/ModelReader.h"
 #include "report/Plot.h"
@@ -21,6 +22,7 @@ int main(int argc, char** argv) {
             std::cout << usage();
             return 0;
         }
+        setSharedThreads(cl.threads);
         const Model model = readModel(cl.stem);
         const Solution solution = solve(model, cl.solve);
         if (!solution.absorptionNotice.empty())

@@ -1,6 +1,10 @@
 #include "methods/LimitSolver.h"
 
+#include "methods/Bicgstab.h"
 #include "methods/Components.h"
+#include "methods/IluPreconditioner.h"
+#include "methods/Parallel.h"
+#include "methods/SparseSystem.h"
 
 #include <algorithm>
 #include <cmath>
@@ -143,6 +147,77 @@ SweepResult gaussSeidel(const RateMatrix& m, const Components& comps, std::uint3
     return r;
 }
 
+struct KrylovSolve {
+    std::uint64_t iterations = 0;
+    double bound = 0.0;     // on the 1-norm error of the component's part of x, relative
+    bool converged = false; // bound <= tolerance
+};
+
+// BiCGSTAB+ILU(0) on the component's SparseSystem B y = b. The error bound rests
+// on w = B^-T 1 (for a closed class the expected times to reach the reference
+// state, for a transient component those to leave it), solved first to
+// delta = max |1 - B^T w| <= 1/2: B^-1 >= 0, so |y - y*| <= B^-1 |r| and
+// ||y - y*||_1 <= w*^T |r| <= w^T |r| / (1 - delta). The iteration runs until
+// that is at most the tolerance relative to sum y (half of it for a closed class,
+// whose normalization y / sum y can double the error). On return x holds the
+// solution, normalised to sum 1 for a closed class, whatever the outcome.
+KrylovSolve krylov(const RateMatrix& m, const Components& comps, std::uint32_t c, bool closed,
+                   const LimitOptions& options, std::vector<std::uint32_t>& local,
+                   std::vector<double>& x) {
+    Parallel& pool = sharedPool();
+    const SparseSystem system(m, comps, c, closed, x, local);
+    const std::uint32_t n = system.size();
+    KrylovSolve out;
+    const IluPreconditioner ilu(pool, system);
+    if (!ilu.ok())
+        return out;
+    const std::vector<double> ones(n, 1.0), none;
+    std::vector<double> w(n);
+    ilu.applyTransposed(pool, ones, w);
+    KrylovProblem times{&system, &ilu, true, &ones, &none, 0.5, true, options.maxSweeps};
+    const KrylovResult timed = bicgstab(pool, times, w);
+    out.iterations += timed.iterations;
+    if (!timed.converged)
+        return out;
+    std::vector<double> check(n);
+    system.multiplyTransposed(w, check);
+    double delta = 0.0;
+    for (std::uint32_t k = 0; k < n; ++k)
+        delta = std::max(delta, std::fabs(1.0 - check[k]));
+    if (!(delta < 1.0))
+        return out;
+    for (double& v : w)
+        v = std::max(v, 0.0) / (1.0 - delta);
+
+    // The start: the preconditioner applied to b, a cheap approximation.
+    std::vector<double> y(n);
+    ilu.apply(pool, system.b, y);
+    const double share = closed ? 0.5 : 1.0;
+    KrylovProblem problem{
+        &system, &ilu, false, &system.b, &w, share * options.tolerance, false, options.maxSweeps};
+    const KrylovResult solved = bicgstab(pool, problem, y);
+    out.iterations += solved.iterations;
+    // Tiny negative values that the iteration leaves are cut off, and the bound is
+    // taken again for what is kept.
+    bool negative = false;
+    for (double& v : y)
+        if (v < 0.0) {
+            v = 0.0;
+            negative = true;
+        }
+    KrylovResult final = solved;
+    if (negative) {
+        problem.maxIterations = 0;
+        final = bicgstab(pool, problem, y);
+    }
+    out.bound = final.total > 0.0 ? final.weighted / (share * final.total) : 1.0;
+    out.converged = final.total > 0.0 && out.bound <= options.tolerance;
+    const double scale = closed && final.total > 0.0 ? 1.0 / final.total : 1.0;
+    for (std::uint32_t k = 0; k < n; ++k)
+        x[system.member[k]] = y[k] * scale;
+    return out;
+}
+
 // Relative residual of a closed class: sum |(x Q)_j| / sum x_j exit_j.
 double classResidual(const RateMatrix& m, const Components& comps, std::uint32_t c,
                      const std::vector<double>& x) {
@@ -163,10 +238,15 @@ double classResidual(const RateMatrix& m, const Components& comps, std::uint32_t
 } // namespace
 
 std::string Limit::method() const {
-    if (!iterative)
+    if (!iterative && !krylov)
         return "direct elimination";
-    return std::string("Gauss-Seidel, ") + std::to_string(sweeps) + " sweeps" +
-           (converged ? "" : ", NOT CONVERGED");
+    std::string text;
+    if (krylov)
+        text = "BiCGSTAB+ILU(0), " + std::to_string(krylovIterations) + " iterations";
+    if (iterative)
+        text += std::string(krylov ? ", then " : "") + "Gauss-Seidel, " + std::to_string(sweeps) +
+                " sweeps";
+    return text + (converged ? "" : ", NOT CONVERGED");
 }
 
 Limit solveLimit(const RateMatrix& m, const LimitOptions& options) {
@@ -178,6 +258,12 @@ Limit solveLimit(const RateMatrix& m, const LimitOptions& options) {
         limit.classes += b ? 1 : 0;
 
     std::vector<std::uint32_t> local;
+    auto record = [&](const SweepResult& r) {
+        limit.iterative = true;
+        limit.sweeps += r.sweeps;
+        limit.converged = limit.converged && r.converged;
+        limit.errorEstimate = std::max(limit.errorEstimate, r.change);
+    };
     auto solveComponent = [&](std::uint32_t c, bool closed, std::vector<double>& x) {
         const std::uint32_t size = comps.size(c);
         if (size == 1 && closed) {
@@ -195,11 +281,35 @@ Limit solveLimit(const RateMatrix& m, const LimitOptions& options) {
                 std::max(limit.errorEstimate, size * std::numeric_limits<double>::epsilon());
             return;
         }
-        const SweepResult r = gaussSeidel(m, comps, c, closed, options, x);
-        limit.iterative = true;
-        limit.sweeps += r.sweeps;
-        limit.converged = limit.converged && r.converged;
-        limit.errorEstimate = std::max(limit.errorEstimate, r.change);
+        if (local.empty())
+            local.assign(n, 0);
+        if (size >= options.krylovFrom) {
+            const KrylovSolve k = krylov(m, comps, c, closed, options, local, x);
+            limit.krylov = true;
+            limit.krylovIterations += k.iterations;
+            if (k.converged) {
+                limit.errorEstimate = std::max(limit.errorEstimate, k.bound);
+                return;
+            }
+            // Gauss-Seidel starts afresh: its estimate of the distance rests on the
+            // rate at which its changes shrink, which a start near the solution
+            // hides. Should it miss too, the better of the two answers is kept.
+            std::vector<double> kept;
+            for (std::uint32_t at = comps.first[c]; at < comps.first[c + 1]; ++at) {
+                kept.push_back(x[comps.order[at]]);
+                if (!closed)
+                    x[comps.order[at]] = 0.0;
+            }
+            SweepResult r = gaussSeidel(m, comps, c, closed, options, x);
+            if (!r.converged && k.bound < r.change) {
+                for (std::uint32_t at = comps.first[c]; at < comps.first[c + 1]; ++at)
+                    x[comps.order[at]] = kept[at - comps.first[c]];
+                r.change = k.bound;
+            }
+            record(r);
+            return;
+        }
+        record(gaussSeidel(m, comps, c, closed, options, x));
     };
 
     std::vector<double> pi(n, 0.0);

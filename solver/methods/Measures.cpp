@@ -156,7 +156,7 @@ Solution solve(const Model& model, const SolveOptions& options) {
         r.bound = l.errorEstimate * maxAbs(reward);
         r.boundProven = false;
         r.method = "limit, " + l.method();
-        r.iterations = l.sweeps;
+        r.iterations = l.sweeps + l.krylovIterations;
         r.steadyState = true;
         r.converged = l.converged;
     };

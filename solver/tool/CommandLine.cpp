@@ -25,6 +25,9 @@ const char* usage() {
            "  --max-steps N            uniformization steps allowed per interval (default 1e8)\n"
            "  --max-sweeps N           sweeps allowed per iterative solve (default 100000)\n"
            "  --dense-limit N          solve classes of up to N states directly (default 1000)\n"
+           "  --bicgstab               solve components of 5000 states or more by BiCGSTAB with\n"
+           "                           ILU(0) (default: Gauss-Seidel)\n"
+           "  --threads N              threads for the long-run solve (default: one per core)\n"
            "  -h, --help               this text\n"
            "Exit status: 0 success, 1 error (one line on standard error), 2 results printed\n"
            "but an iterative solve missed its tolerance (marked NOT CONVERGED).\n";
@@ -104,6 +107,13 @@ CommandLine parseCommandLine(const std::vector<std::string>& args) {
             if (n > 20000)
                 throw std::invalid_argument("option --dense-limit is at most 20000");
             cl.solve.limit.denseLimit = static_cast<std::uint32_t>(n);
+        } else if (a == "--bicgstab") {
+            cl.solve.limit.krylovFrom = 5000;
+        } else if (is("--threads")) {
+            const std::uint64_t n = count("--threads");
+            if (n > 1024)
+                throw std::invalid_argument("option --threads is at most 1024");
+            cl.threads = static_cast<unsigned>(n);
         } else if (a.size() > 1 && a[0] == '-') {
             throw std::invalid_argument("unknown option " + quote(a));
         } else {

@@ -1,5 +1,6 @@
 // gen-solve: solves the chain that gen wrote and prints its performance variables.
 
+#include "methods/Parallel.h"
 #include "methods/Regenerative.h"
 #include "read/InputError.h"
 #include "read/ModelReader.h"
@@ -23,6 +24,7 @@ int main(int argc, char** argv) {
             std::cout << usage();
             return 0;
         }
+        setSharedThreads(cl.threads);
         const Solution solution = hasDeterministicDelays(cl.stem)
                                       ? solveRegenerative(readRegenerativeModel(cl.stem), cl.solve)
                                       : solve(readModel(cl.stem), cl.solve);

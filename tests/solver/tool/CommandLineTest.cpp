@@ -31,7 +31,7 @@ TEST(SolveCommandLine, AcceptedForms) {
     }
     const gensolver::CommandLine cl =
         parseCommandLine({"s", "--epsilon", "1e-9", "--steady", "--max-steps=5", "--plot", "p.svg",
-                          "--dense-limit", "7", "--absorption"});
+                          "--dense-limit", "7", "--absorption", "--threads=3", "--bicgstab"});
     EXPECT_EQ(cl.solve.transient.epsilon, 1e-9);
     EXPECT_EQ(cl.solve.limit.tolerance, 1e-9);
     EXPECT_TRUE(cl.solve.longRun);
@@ -40,6 +40,10 @@ TEST(SolveCommandLine, AcceptedForms) {
     EXPECT_EQ(cl.solve.transient.maxSteps, 5u);
     EXPECT_EQ(cl.solve.limit.denseLimit, 7u);
     EXPECT_EQ(cl.plot, "p.svg");
+    EXPECT_EQ(cl.threads, 3u);
+    EXPECT_EQ(cl.solve.limit.krylovFrom, 5000u);
+    EXPECT_EQ(parseCommandLine({"s"}).solve.limit.krylovFrom, 0xFFFFFFFFu);
+    EXPECT_EQ(parseCommandLine({"s"}).threads, 0u);
     EXPECT_TRUE(parseCommandLine({"--help"}).help);
     const gensolver::PlotOptions plot =
         parseCommandLine({"s", "--log-value", "--plot=p.svg", "--complement"}).plotOptions;
@@ -62,6 +66,8 @@ TEST(SolveCommandLine, Refusals) {
         {"s", "--max-steps", "0"},
         {"s", "--max-steps", "-3"},
         {"s", "--dense-limit", "1000000"},
+        {"s", "--threads", "0"},
+        {"s", "--threads", "two"},
         {"s", "--bogus"},
         {"s", "--log-time"}, // plot options need --plot
         {"s", "--complement", "--log-value"},

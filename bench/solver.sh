@@ -1,0 +1,91 @@
+#!/usr/bin/env bash
+# Benchmark of gen-solve's long-run solve, before and after: one row per model,
+# solver and number of threads.
+#
+#   bench/solver.sh [-b gen-solve] [-P "N ..."] [-K "N ..."] [-j jobs] [-k]
+#
+# Builds a Release tree in build-release/ (gen-polling, gen-kanban, gen-solve and
+# the measuring helper bench/measure.cpp), writes the polling model for each N of
+# -P (default "16 18") and the kanban model for each N of -K (default "5"), and
+# solves the long-run value of every variable of each (a .pvtype of type 3 beside
+# the same .arm and .var; the row shows the last variable) with:
+#
+#   before    the gen-solve given by -b (for example a build of an older
+#             commit; left out when not given)
+#   GS        this tree's gen-solve (Gauss-Seidel)
+#   BiCG t1   this tree's gen-solve --bicgstab --threads 1
+#   BiCG t2   this tree's gen-solve --bicgstab --threads 2
+#
+# Each row: wall and CPU seconds, peak resident memory, the method with its
+# iterations or sweeps, the error bound and the value. The load average is
+# printed before and after (the machine may be shared). Figures are printed,
+# never judged. -k keeps the files in build-release/solver-bench/.
+set -euo pipefail
+# shellcheck source=bench/common.sh
+source "$(dirname "$0")/common.sh"
+
+before=""
+polling="16 18"
+kanban="5"
+jobs=2
+keep=0
+while getopts "b:P:K:j:kh" opt; do
+    case $opt in
+    b) before=$OPTARG ;;
+    P) polling=$OPTARG ;;
+    K) kanban=$OPTARG ;;
+    j) jobs=$OPTARG ;;
+    k) keep=1 ;;
+    *) usage 21 ;;
+    esac
+done
+[ -z "$before" ] || [ -x "$before" ] || refuse "bench/solver.sh: '$before' is not an executable"
+
+build=$root/build-release
+dir=$build/solver-bench
+build_release "$build" "$jobs" -DGEN_BUILD_TESTS=OFF -- gen-polling gen-kanban gen-solve
+rm -rf "$dir"
+mkdir -p "$dir"
+[ "$keep" -eq 1 ] || trap 'rm -rf "$dir"' EXIT
+
+echo "machine: $(nproc) cores, $(uname -m); load before: $(cut -d' ' -f1-3 /proc/loadavg)"
+printf '%-12s %-9s %9s %9s %9s  %-12s %-48s %s\n' model solver wall_s cpu_s peak_MiB bound method value
+
+# solve <model label> <stem> <solver label> <gen-solve> [options]
+solve() {
+    local model=$1 stem=$2 label=$3
+    shift 3
+    "$measure" "$dir/m.txt" "$@" "$stem" --format csv >"$dir/out.csv" 2>"$dir/err.txt" || true
+    read -r status wall cpu rss <"$dir/m.txt"
+    if [ "$status" -ne 0 ] && [ "$status" -ne 2 ]; then
+        printf '%-12s %-9s exit status %s: %s\n' "$model" "$label" "$status" "$(head -n 1 "$dir/err.txt")"
+        return
+    fi
+    tail -n 1 "$dir/out.csv" | awk -F, -v m="$model" -v l="$label" -v w="$wall" -v c="$cpu" -v r="$rss" '{
+        method = $11; for (i = 12; i <= NF; i++) method = method "," $i
+        gsub(/"/, "", method); sub(/^limit, /, "", method)
+        printf "%-12s %-9s %9.2f %9.2f %9.1f  %-12.2e %-48s %.13g\n", m, l, w, c, r / 1024, $6, method, $5 }'
+}
+
+# model <label> <generator> <options...>: writes the files, solves them.
+model() {
+    local label=$1 exe=$2
+    shift 2
+    local stem=$dir/${label//[^a-z0-9]/_}
+    "$build/$exe" -P"$dir/" -N"${label//[^a-z0-9]/_}" "$@" >/dev/null 2>"$dir/gen.err" ||
+        { echo "$exe failed: $(head -n 1 "$dir/gen.err")" >&2; return; }
+    # Every variable of the run, each asked for its long-run value.
+    awk '/^Name:/ { print; print "Type:3"; print "NumTimes:1"; print "Start:0"; print "Stop:0"; next }
+        /^(Type|NumTimes|Start|Stop):/ { next } { print }' "$stem.pvtype" >"$stem.steady"
+    mv "$stem.steady" "$stem.pvtype"
+    echo "$label: $(sed -n 2p "$stem.arm") states"
+    [ -z "$before" ] || solve "$label" "$stem" before "$before"
+    solve "$label" "$stem" GS "$build/gen-solve"
+    solve "$label" "$stem" "BiCG t1" "$build/gen-solve" --bicgstab --threads 1
+    solve "$label" "$stem" "BiCG t2" "$build/gen-solve" --bicgstab --threads 2
+    rm -f "$stem".*
+}
+
+for n in $polling; do model "polling$n" gen-polling -B$((n - 2)); done
+for n in $kanban; do model "kanban$n" gen-kanban -B$((n - 1)); done
+echo "load after: $(cut -d' ' -f1-3 /proc/loadavg)"

@@ -1,0 +1,193 @@
+#include "methods/Bicgstab.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace gensolver {
+
+namespace {
+
+// The dot product of a and b, summed per chunk in chunk order.
+double dot(Parallel& pool, const std::vector<double>& a, const std::vector<double>& b) {
+    return pool.sum(a.size(), [&](std::uint64_t begin, std::uint64_t end) {
+        double s = 0.0;
+        for (std::uint64_t i = begin; i < end; ++i)
+            s += a[i] * b[i];
+        return s;
+    });
+}
+
+// One run of the method; the vectors are its scratch space.
+class Run {
+public:
+    Run(Parallel& pool, const KrylovProblem& problem)
+        : pool_(pool), problem_(problem), n_(problem.system->size()), r_(n_), shadow_(n_), p_(n_),
+          v_(n_), pHat_(n_), s_(n_), sHat_(n_), t_(n_) {}
+
+    bool met(double weighted, double total) const {
+        return weighted <= problem_.relativeTarget * (problem_.absolute ? 1.0 : total);
+    }
+
+    void multiply(const std::vector<double>& x, std::vector<double>& y) {
+        if (problem_.transposed)
+            problem_.system->multiplyTransposed(x, y);
+        else
+            problem_.system->multiply(pool_, x, y);
+    }
+    void precondition(const std::vector<double>& v, std::vector<double>& z) {
+        if (problem_.transposed)
+            problem_.preconditioner->applyTransposed(pool_, v, z);
+        else
+            problem_.preconditioner->apply(pool_, v, z);
+    }
+
+    // Weighted norm of r and the sum of x.
+    void measure(const std::vector<double>& x, const std::vector<double>& r, double& weighted,
+                 double& total) {
+        const std::vector<double>& w = *problem_.weight;
+        if (problem_.absolute) {
+            // The largest |r_i|: a maximum does not depend on the order either.
+            std::vector<double>& top = top_;
+            top.assign(Parallel::chunks(n_), 0.0);
+            pool_.forParts(top.size(), [&](std::uint64_t c) {
+                const std::uint64_t end = std::min(n_, (c + 1) * Parallel::kChunk);
+                for (std::uint64_t i = c * Parallel::kChunk; i < end; ++i)
+                    top[c] = std::max(top[c], std::fabs(r[i]));
+            });
+            weighted = top.empty() ? 0.0 : *std::max_element(top.begin(), top.end());
+        } else {
+            weighted = pool_.sum(n_, [&](std::uint64_t begin, std::uint64_t end) {
+                double a = 0.0;
+                for (std::uint64_t i = begin; i < end; ++i)
+                    a += std::fabs(r[i]) * (w.empty() ? 1.0 : w[i]);
+                return a;
+            });
+        }
+        total = pool_.sum(n_, [&](std::uint64_t begin, std::uint64_t end) {
+            double a = 0.0;
+            for (std::uint64_t i = begin; i < end; ++i)
+                a += x[i];
+            return a;
+        });
+    }
+
+    // r = rhs - B x, measured. The system's own residual is summed in long double:
+    // each restart from it is a step of iterative refinement, which takes the
+    // solution below the rounding level of a residual summed in double.
+    void residual(const std::vector<double>& x, double& weighted, double& total) {
+        const std::vector<double>& b = *problem_.rhs;
+        if (problem_.transposed) {
+            multiply(x, t_);
+            pool_.forEach(n_, [&](std::uint64_t begin, std::uint64_t end) {
+                for (std::uint64_t i = begin; i < end; ++i)
+                    r_[i] = b[i] - t_[i];
+            });
+        } else {
+            const SparseSystem& s = *problem_.system;
+            pool_.forEach(n_, [&](std::uint64_t begin, std::uint64_t end) {
+                for (std::uint64_t k = begin; k < end; ++k) {
+                    long double v = static_cast<long double>(b[k]) -
+                                    static_cast<long double>(s.diagonal[k]) * x[k];
+                    for (std::uint64_t e = s.start[k]; e < s.start[k + 1]; ++e)
+                        v += static_cast<long double>(s.rate[e]) * x[s.column[e]];
+                    r_[k] = static_cast<double>(v);
+                }
+            });
+        }
+        measure(x, r_, weighted, total);
+    }
+
+    // Iterates until the recurrence's residual meets the target; false when it
+    // stagnated or broke down first.
+    bool iterate(std::vector<double>& x, KrylovResult& result) {
+        double weighted = 0.0, total = 0.0;
+        residual(x, weighted, total);
+        if (met(weighted, total))
+            return true;
+        shadow_ = r_;
+        std::fill(p_.begin(), p_.end(), 0.0);
+        std::fill(v_.begin(), v_.end(), 0.0);
+        double rho = 1.0, alpha = 1.0, omega = 1.0;
+        double best = weighted;
+        best_ = x;
+        std::uint64_t bestAt = result.iterations;
+        while (result.iterations < problem_.maxIterations && result.iterations - bestAt < 30) {
+            ++result.iterations;
+            const double rhoNext = dot(pool_, shadow_, r_);
+            if (rhoNext == 0.0 || !std::isfinite(rhoNext))
+                break;
+            const double beta = (rhoNext / rho) * (alpha / omega);
+            rho = rhoNext;
+            pool_.forEach(n_, [&](std::uint64_t begin, std::uint64_t end) {
+                for (std::uint64_t i = begin; i < end; ++i)
+                    p_[i] = r_[i] + beta * (p_[i] - omega * v_[i]);
+            });
+            precondition(p_, pHat_);
+            multiply(pHat_, v_);
+            const double sv = dot(pool_, shadow_, v_);
+            if (sv == 0.0 || !std::isfinite(sv))
+                break;
+            alpha = rho / sv;
+            pool_.forEach(n_, [&](std::uint64_t begin, std::uint64_t end) {
+                for (std::uint64_t i = begin; i < end; ++i) {
+                    s_[i] = r_[i] - alpha * v_[i];
+                    x[i] += alpha * pHat_[i];
+                }
+            });
+            measure(x, s_, weighted, total);
+            if (met(weighted, total))
+                return true;
+            precondition(s_, sHat_);
+            multiply(sHat_, t_);
+            const double tt = dot(pool_, t_, t_);
+            omega = tt > 0.0 ? dot(pool_, t_, s_) / tt : 0.0;
+            if (omega == 0.0 || !std::isfinite(omega))
+                break;
+            pool_.forEach(n_, [&](std::uint64_t begin, std::uint64_t end) {
+                for (std::uint64_t i = begin; i < end; ++i) {
+                    x[i] += omega * sHat_[i];
+                    r_[i] = s_[i] - omega * t_[i];
+                }
+            });
+            measure(x, r_, weighted, total);
+            if (met(weighted, total))
+                return true;
+            if (weighted < best) {
+                best = weighted;
+                bestAt = result.iterations;
+                best_ = x;
+            }
+        }
+        // The residuals of the method rise and fall: the best iterate is kept.
+        x.swap(best_);
+        return false;
+    }
+
+private:
+    Parallel& pool_;
+    const KrylovProblem& problem_;
+    std::uint64_t n_;
+    std::vector<double> r_, shadow_, p_, v_, pHat_, s_, sHat_, t_;
+    std::vector<double> top_;  // per chunk, the largest |r_i|
+    std::vector<double> best_; // the iterate of the smallest residual
+};
+
+} // namespace
+
+KrylovResult bicgstab(Parallel& pool, const KrylovProblem& problem, std::vector<double>& x) {
+    Run run(pool, problem);
+    KrylovResult result;
+    double previous = 0.0;
+    for (int attempt = 0; attempt < 8; ++attempt) {
+        run.iterate(x, result);
+        run.residual(x, result.weighted, result.total);
+        result.converged = run.met(result.weighted, result.total);
+        if (result.converged || result.iterations >= problem.maxIterations ||
+            (attempt > 0 && !(result.weighted < 0.5 * previous)))
+            break;
+        previous = result.weighted;
+    }
+    return result;
+}
+
+} // namespace gensolver

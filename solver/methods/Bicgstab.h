@@ -1,0 +1,46 @@
+#pragma once
+// The stabilized biconjugate gradient method (BiCGSTAB) with right
+// preconditioning by ILU(0), for a SparseSystem or its transpose: the residual it
+// tracks is that of the system itself. Products, preconditioner and sums run on
+// the thread pool with fixed chunks, so the iterates do not depend on the number
+// of threads (the transposed product runs on one thread).
+
+#include "methods/IluPreconditioner.h"
+#include "methods/Parallel.h"
+#include "methods/SparseSystem.h"
+
+#include <cstdint>
+#include <vector>
+
+namespace gensolver {
+
+// What to solve: B x = rhs or, with transposed, B^T x = rhs. The iteration stops
+// once sum_i |r_i| weight_i <= relativeTarget * sum_i x_i (weight 1 when weight
+// is empty), r = rhs - B x, or with absolute once max_i |r_i| <= relativeTarget;
+// checked on the residual recomputed from x.
+struct KrylovProblem {
+    const SparseSystem* system = nullptr;              // not owned
+    const IluPreconditioner* preconditioner = nullptr; // not owned
+    bool transposed = false;
+    const std::vector<double>* rhs = nullptr;    // not owned
+    const std::vector<double>* weight = nullptr; // not owned, may be empty
+    double relativeTarget = 0.0;
+    bool absolute = false; // the target is on max_i |r_i| instead (weights unused)
+    std::uint64_t maxIterations = 0;
+};
+
+struct KrylovResult {
+    std::uint64_t iterations = 0;
+    double weighted = 0.0;  // sum |r_i| weight_i (max |r_i|) of the final x, recomputed
+    double total = 0.0;     // sum x_i of the final x
+    bool converged = false; // the target is met
+};
+
+// Improves x (the start) until the target is met, the iteration stagnates (no
+// smaller residual in 30 iterations), breaks down, or maxIterations pass (x is
+// then the iterate of the smallest residual the recurrence saw). The method is
+// restarted from the residual recomputed from x (in long double for B x = rhs)
+// while that halves, at most eight times.
+KrylovResult bicgstab(Parallel& pool, const KrylovProblem& problem, std::vector<double>& x);
+
+} // namespace gensolver

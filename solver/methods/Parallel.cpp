@@ -1,0 +1,111 @@
+#include "methods/Parallel.h"
+
+#include <memory>
+
+namespace gensolver {
+
+namespace {
+
+unsigned resolveThreads(unsigned threads) {
+    if (threads > 0)
+        return threads;
+    const unsigned cores = std::thread::hardware_concurrency();
+    return cores > 0 ? cores : 1;
+}
+
+unsigned sharedThreads = 0;
+std::unique_ptr<Parallel> shared;
+
+} // namespace
+
+Parallel::Parallel(unsigned threads) : threads_(resolveThreads(threads)) {
+    workers_.reserve(threads_ - 1);
+    for (unsigned t = 1; t < threads_; ++t)
+        workers_.emplace_back([this, t] { work(t); });
+}
+
+Parallel::~Parallel() {
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        stopping_ = true;
+    }
+    wake_.notify_all();
+    for (std::thread& w : workers_)
+        w.join();
+}
+
+void Parallel::runShare(unsigned thread) {
+    const std::uint64_t begin = parts_ * thread / threads_;
+    const std::uint64_t end = parts_ * (thread + 1) / threads_;
+    try {
+        for (std::uint64_t p = begin; p < end; ++p)
+            call_(context_, p);
+    } catch (...) {
+        std::lock_guard<std::mutex> lock(mutex_);
+        if (!error_)
+            error_ = std::current_exception();
+    }
+}
+
+void Parallel::run(std::uint64_t parts, Call call, void* context) {
+    if (parts == 0)
+        return;
+    if (threads_ == 1 || parts == 1) {
+        for (std::uint64_t p = 0; p < parts; ++p)
+            call(context, p);
+        return;
+    }
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        call_ = call;
+        context_ = context;
+        parts_ = parts;
+        error_ = nullptr;
+        pending_ = threads_ - 1;
+        ++generation_;
+    }
+    wake_.notify_all();
+    runShare(0);
+    std::unique_lock<std::mutex> lock(mutex_);
+    finished_.wait(lock, [this] { return pending_ == 0; });
+    if (error_) {
+        std::exception_ptr e = error_;
+        error_ = nullptr;
+        std::rethrow_exception(e);
+    }
+}
+
+void Parallel::work(unsigned thread) {
+    std::uint64_t seen = 0;
+    for (;;) {
+        {
+            std::unique_lock<std::mutex> lock(mutex_);
+            wake_.wait(lock, [&] { return stopping_ || generation_ != seen; });
+            if (stopping_)
+                return;
+            seen = generation_;
+        }
+        runShare(thread);
+        bool last = false;
+        {
+            std::lock_guard<std::mutex> lock(mutex_);
+            last = --pending_ == 0;
+        }
+        if (last)
+            finished_.notify_one();
+    }
+}
+
+Parallel& sharedPool() {
+    if (!shared)
+        shared = std::make_unique<Parallel>(sharedThreads);
+    return *shared;
+}
+
+void setSharedThreads(unsigned threads) {
+    sharedThreads = threads;
+    if (shared && shared->threads() != resolveThreads(threads))
+        shared.reset();
+}
+
+} // namespace gensolver

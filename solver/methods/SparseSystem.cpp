@@ -1,0 +1,105 @@
+#include "methods/SparseSystem.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace gensolver {
+
+SparseSystem::SparseSystem(const RateMatrix& m, const Components& comps, std::uint32_t c,
+                           bool closed, const std::vector<double>& x,
+                           std::vector<std::uint32_t>& local)
+    : closed(closed) {
+    const std::uint32_t size = comps.size(c);
+    member.assign(comps.order.begin() + comps.first[c], comps.order.begin() + comps.first[c + 1]);
+    bool sorted = true;
+    for (std::uint32_t k = 1; k < size && sorted; ++k)
+        sorted = member[k - 1] < member[k];
+    if (!sorted)
+        std::sort(member.begin(), member.end());
+    for (std::uint32_t k = 0; k < size; ++k)
+        local[member[k]] = k;
+    diagonal.resize(size);
+    b.assign(size, 0.0);
+    start.resize(std::size_t{size} + 1);
+    std::uint64_t entries = 0;
+    for (std::uint32_t k = 0; k < size; ++k) {
+        const std::uint32_t j = member[k];
+        if (closed && k == 0)
+            continue;
+        for (std::uint64_t e = m.start[j]; e < m.start[std::size_t{j} + 1]; ++e)
+            if (comps.component[m.source[e]] == c)
+                ++entries;
+    }
+    column.resize(entries);
+    rate.resize(entries);
+    std::vector<std::pair<std::uint32_t, double>> row;
+    std::uint64_t at = 0;
+    for (std::uint32_t k = 0; k < size; ++k) {
+        const std::uint32_t j = member[k];
+        start[k] = at;
+        diagonal[k] = m.exitRate[j];
+        if (closed && k == 0) {
+            diagonal[k] = 1.0;
+            b[k] = 1.0;
+            continue;
+        }
+        if (!closed && j == 0)
+            b[k] += 1.0;
+        bool ascending = true;
+        for (std::uint64_t e = m.start[j]; e < m.start[std::size_t{j} + 1]; ++e) {
+            const std::uint32_t i = m.source[e];
+            if (comps.component[i] == c) {
+                ascending = ascending && (at == start[k] || column[at - 1] < local[i]);
+                column[at] = local[i];
+                rate[at] = m.rate[e];
+                ++at;
+            } else if (!closed) {
+                b[k] += x[i] * m.rate[e];
+            }
+        }
+        // The preconditioner needs each row's columns ascending and distinct (the
+        // files give them so; a matrix built from a list may not).
+        if (!ascending) {
+            row.clear();
+            for (std::uint64_t e = start[k]; e < at; ++e)
+                row.emplace_back(column[e], rate[e]);
+            std::sort(row.begin(), row.end());
+            at = start[k];
+            for (const auto& [col, r] : row) {
+                if (at > start[k] && column[at - 1] == col) {
+                    rate[at - 1] += r;
+                } else {
+                    column[at] = col;
+                    rate[at] = r;
+                    ++at;
+                }
+            }
+        }
+    }
+    start[size] = at;
+    column.resize(at);
+    rate.resize(at);
+}
+
+void SparseSystem::multiply(Parallel& pool, const std::vector<double>& x,
+                            std::vector<double>& y) const {
+    pool.forEach(size(), [&](std::uint64_t begin, std::uint64_t end) {
+        for (std::uint64_t k = begin; k < end; ++k) {
+            double s = diagonal[k] * x[k];
+            for (std::uint64_t e = start[k]; e < start[k + 1]; ++e)
+                s -= rate[e] * x[column[e]];
+            y[k] = s;
+        }
+    });
+}
+
+void SparseSystem::multiplyTransposed(const std::vector<double>& x, std::vector<double>& y) const {
+    const std::uint32_t n = size();
+    for (std::uint32_t k = 0; k < n; ++k)
+        y[k] = diagonal[k] * x[k];
+    for (std::uint32_t k = 0; k < n; ++k)
+        for (std::uint64_t e = start[k]; e < start[std::size_t{k} + 1]; ++e)
+            y[column[e]] -= rate[e] * x[k];
+}
+
+} // namespace gensolver

@@ -1,0 +1,48 @@
+#pragma once
+// The linear system B y = b of one strongly connected component of a chain, for
+// an iterative solver: B = diag(exit rates) - (rates inside the component)
+// transposed, so that row k of B gathers the rates into the component's k-th
+// state. B is a nonsingular M-matrix for a component that the chain can leave.
+// For a closed class B is singular; one state, the reference, then has its row
+// replaced by the identity and its value fixed at 1 (the class's stationary
+// vector up to its scale), which leaves a nonsingular M-matrix.
+
+#include "methods/Components.h"
+#include "methods/Parallel.h"
+#include "methods/RateMatrix.h"
+
+#include <cstdint>
+#include <vector>
+
+namespace gensolver {
+
+class SparseSystem {
+public:
+    // The system of component c, its states in ascending state order. With
+    // closed = true the first of them is the reference; otherwise b gets 1 for
+    // state 0 and the inflow sum x[i] * rate from states outside c (solved
+    // before). local must have a slot per state; it is overwritten.
+    SparseSystem(const RateMatrix& m, const Components& comps, std::uint32_t c, bool closed,
+                 const std::vector<double>& x, std::vector<std::uint32_t>& local);
+    SparseSystem(const SparseSystem&) = delete;
+    SparseSystem& operator=(const SparseSystem&) = delete;
+
+    std::uint32_t size() const { return static_cast<std::uint32_t>(diagonal.size()); }
+
+    // y = B x, in parallel over rows.
+    void multiply(Parallel& pool, const std::vector<double>& x, std::vector<double>& y) const;
+    // y = B^T x, one thread (a scatter over the rows).
+    void multiplyTransposed(const std::vector<double>& x, std::vector<double>& y) const;
+
+    // Rows of B without the diagonal: entries [start[k], start[k + 1]) hold the
+    // columns (ascending) and the rates (B's entries are their negatives).
+    std::vector<std::uint64_t> start;
+    std::vector<std::uint32_t> column;
+    std::vector<double> rate;
+    std::vector<double> diagonal;      // exit rates; 1 for the reference
+    std::vector<double> b;             // right-hand side
+    std::vector<std::uint32_t> member; // state of each row
+    bool closed;
+};
+
+} // namespace gensolver

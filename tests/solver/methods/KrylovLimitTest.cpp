@@ -1,0 +1,259 @@
+// The long-run distribution by BiCGSTAB+ILU(0) against dense long-double solves:
+// random, stiff, nearly decomposable and periodic chains, several closed classes
+// behind transient states; the printed bound holds; the result does not depend on
+// the number of threads. The preconditioner is checked where ILU(0) is exact.
+
+#include "SolverTestSupport.h"
+#include "methods/IluPreconditioner.h"
+#include "methods/LimitSolver.h"
+#include "methods/Parallel.h"
+#include "methods/SparseSystem.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <random>
+
+namespace {
+
+using gensolver::Transition;
+using solvertest::Dense;
+
+// Dense generator of n states from transitions numbered from 0.
+Dense denseGenerator(std::uint32_t n, const std::vector<Transition>& ts) {
+    Dense q(n, std::vector<long double>(n, 0.0L));
+    for (const Transition& t : ts)
+        if (t.from != t.to) {
+            q[t.from][t.to] += t.rate;
+            q[t.from][t.from] -= t.rate;
+        }
+    return q;
+}
+
+// Stationary distribution of the closed class `states` (indices into q), by
+// replacing one equation of pi Q = 0 with the normalisation.
+std::vector<long double> classStationary(const Dense& q, const std::vector<std::uint32_t>& states) {
+    const std::size_t m = states.size();
+    Dense a(m, std::vector<long double>(m));
+    for (std::size_t i = 0; i < m; ++i)
+        for (std::size_t j = 0; j < m; ++j)
+            a[i][j] = j + 1 == m ? 1.0L : q[states[i]][states[j]];
+    std::vector<long double> b(m, 0.0L);
+    b[m - 1] = 1.0L;
+    return solvertest::solveLeft(a, b);
+}
+
+gensolver::LimitOptions krylovEverywhere() {
+    gensolver::LimitOptions o;
+    o.denseLimit = 1;
+    o.krylovFrom = 1;
+    return o;
+}
+
+// Solves by BiCGSTAB and checks the distribution against `exact` (per state):
+// within the reported bound, and that bound at most the tolerance.
+void expectLimit(std::uint32_t n, const std::vector<Transition>& ts,
+                 const std::vector<long double>& exact, const char* what) {
+    SCOPED_TRACE(what);
+    const gensolver::RateMatrix m = gensolver::buildRateMatrix(n, ts);
+    const gensolver::Limit limit = gensolver::solveLimit(m, krylovEverywhere());
+    EXPECT_TRUE(limit.converged) << limit.method();
+    EXPECT_TRUE(limit.krylov) << limit.method();
+    EXPECT_NE(limit.method().find("BiCGSTAB+ILU(0), "), std::string::npos) << limit.method();
+    long double distance = 0.0L;
+    for (std::uint32_t i = 0; i < n; ++i)
+        distance += std::fabs(static_cast<long double>(limit.distribution[i]) - exact[i]);
+    EXPECT_LE(limit.errorEstimate, 2e-12);
+    // The bound is that of the iteration; the oracle's own rounding is far below.
+    EXPECT_LE(static_cast<double>(distance), limit.errorEstimate + 1e-14) << limit.method();
+}
+
+// Random irreducible chain: a ring plus random arcs, rates log-uniform over
+// [10^lo, 10^hi].
+std::vector<Transition> randomIrreducible(std::uint32_t n, unsigned seed, double lo, double hi) {
+    std::mt19937 gen(seed);
+    std::uniform_real_distribution<double> exponent(lo, hi);
+    std::uniform_int_distribution<std::uint32_t> pick(0, n - 1);
+    std::vector<Transition> ts;
+    for (std::uint32_t i = 0; i < n; ++i)
+        ts.push_back({i, (i + 1) % n, std::pow(10.0, exponent(gen))});
+    for (std::uint32_t k = 0; k < 3 * n; ++k)
+        ts.push_back({pick(gen), pick(gen), std::pow(10.0, exponent(gen))});
+    return ts;
+}
+
+std::vector<long double> wholeChainStationary(std::uint32_t n, const std::vector<Transition>& ts) {
+    std::vector<std::uint32_t> all(n);
+    for (std::uint32_t i = 0; i < n; ++i)
+        all[i] = i;
+    return classStationary(denseGenerator(n, ts), all);
+}
+
+TEST(KrylovLimit, IrreducibleChainsRandomStiffAndPeriodicMatchTheDenseSolve) {
+    // Random rates of one order of magnitude, and stiff ones from 1e-6 to 1e4.
+    for (const auto& [n, seed, lo, hi] :
+         {std::tuple{40u, 1u, -1.0, 0.7}, std::tuple{150u, 2u, -1.0, 0.7},
+          std::tuple{60u, 3u, -6.0, 4.0}, std::tuple{120u, 4u, -6.0, 4.0}}) {
+        const std::vector<Transition> ts = randomIrreducible(n, seed, lo, hi);
+        expectLimit(n, ts, wholeChainStationary(n, ts),
+                    lo < -2 ? "stiff random chain" : "random chain");
+    }
+    // A cycle is periodic: the stationary probability of state i is proportional
+    // to the mean time 1 / rate_i spent there.
+    const std::uint32_t n = 64;
+    std::vector<Transition> cycle;
+    long double total = 0.0L;
+    for (std::uint32_t i = 0; i < n; ++i) {
+        cycle.push_back({i, (i + 1) % n, 1.0 + i % 5});
+        total += 1.0L / (1.0L + i % 5);
+    }
+    std::vector<long double> exact(n);
+    for (std::uint32_t i = 0; i < n; ++i)
+        exact[i] = 1.0L / (1.0L + i % 5) / total;
+    expectLimit(n, cycle, exact, "periodic cycle");
+}
+
+TEST(KrylovLimit, NearlyDecomposableChainsMatchTheDenseSolveOrSayTheyMissed) {
+    // Two random blocks of 50 states joined by two arcs each way: the slow
+    // exchange between the blocks decides how the mass splits. At a coupling of
+    // 1e-2 the solve converges; at 1e-4 and 1e-7 the bound may exceed the
+    // tolerance (the rounding of the solution to doubles leaves a residual that,
+    // weighted by the long times to cross between the blocks, bounds above 1e-12),
+    // and the value must then be marked, with an error bound that still holds.
+    const std::uint32_t half = 50;
+    for (const double coupling : {1e-2, 1e-4, 1e-7}) {
+        std::vector<Transition> ts = randomIrreducible(half, 7, -0.5, 0.5);
+        for (const Transition& t : randomIrreducible(half, 8, -0.5, 0.5))
+            ts.push_back({t.from + half, t.to + half, t.rate});
+        ts.push_back({3, half + 10, coupling});
+        ts.push_back({half + 20, 9, 3 * coupling});
+        const std::vector<long double> exact = wholeChainStationary(2 * half, ts);
+        if (coupling > 1e-3) {
+            expectLimit(2 * half, ts, exact, "coupling 1e-2");
+            continue;
+        }
+        gensolver::LimitOptions options = krylovEverywhere();
+        options.maxSweeps = 2000;
+        const gensolver::Limit limit =
+            gensolver::solveLimit(gensolver::buildRateMatrix(2 * half, ts), options);
+        long double distance = 0.0L;
+        for (std::uint32_t i = 0; i < 2 * half; ++i)
+            distance += std::fabs(static_cast<long double>(limit.distribution[i]) - exact[i]);
+        EXPECT_LE(static_cast<double>(distance), limit.errorEstimate + 1e-14) << limit.method();
+        EXPECT_EQ(limit.converged, limit.errorEstimate <= 1e-12) << limit.method();
+        EXPECT_LE(static_cast<double>(distance), 1e-9) << limit.method();
+    }
+}
+
+TEST(KrylovLimit, TransientStatesLeadingToSeveralClassesMatchTheDenseSolve) {
+    // States 0..29 transient (a random strongly connected block that leaks), then
+    // three closed classes: 30..69 random, 70..89 a cycle, 90 absorbing.
+    const std::uint32_t n = 91;
+    std::vector<Transition> ts = randomIrreducible(30, 21, -1.0, 1.0);
+    for (const Transition& t : randomIrreducible(40, 22, -1.0, 1.0))
+        ts.push_back({t.from + 30, t.to + 30, t.rate});
+    for (std::uint32_t i = 70; i < 90; ++i)
+        ts.push_back({i, i == 89 ? 70 : i + 1, 2.0});
+    ts.push_back({4, 35, 0.3});
+    ts.push_back({17, 80, 0.05});
+    ts.push_back({25, 90, 0.2});
+    ts.push_back({29, 70, 1e-3});
+    const Dense q = denseGenerator(n, ts);
+    // Expected times in the transient states: z (-Q_TT) = e1.
+    Dense qtt(30, std::vector<long double>(30));
+    for (int i = 0; i < 30; ++i)
+        for (int j = 0; j < 30; ++j)
+            qtt[i][j] = -q[i][j];
+    std::vector<long double> e1(30, 0.0L);
+    e1[0] = 1.0L;
+    const std::vector<long double> z = solvertest::solveLeft(qtt, e1);
+    std::vector<long double> exact(n, 0.0L);
+    const std::vector<std::vector<std::uint32_t>> classes = {
+        [] {
+            std::vector<std::uint32_t> v;
+            for (std::uint32_t i = 30; i < 70; ++i)
+                v.push_back(i);
+            return v;
+        }(),
+        [] {
+            std::vector<std::uint32_t> v;
+            for (std::uint32_t i = 70; i < 90; ++i)
+                v.push_back(i);
+            return v;
+        }(),
+        {90}};
+    for (const auto& c : classes) {
+        long double reach = 0.0L;
+        for (const std::uint32_t j : c)
+            for (std::uint32_t i = 0; i < 30; ++i)
+                reach += z[i] * q[i][j];
+        const std::vector<long double> pi =
+            c.size() > 1 ? classStationary(q, c) : std::vector<long double>{1.0L};
+        for (std::size_t k = 0; k < c.size(); ++k)
+            exact[c[k]] = reach * pi[k];
+    }
+    expectLimit(n, ts, exact, "three closed classes");
+    const gensolver::Limit limit =
+        gensolver::solveLimit(gensolver::buildRateMatrix(n, ts), krylovEverywhere());
+    EXPECT_EQ(limit.classes, 3u);
+    EXPECT_EQ(limit.classesReached, 3u);
+}
+
+TEST(KrylovLimit, TheResultDoesNotDependOnTheNumberOfThreads) {
+    // Large enough for several chunks of every parallel loop.
+    const std::uint32_t n = 2 * gensolver::Parallel::kChunk + 100;
+    const gensolver::RateMatrix m =
+        gensolver::buildRateMatrix(n, randomIrreducible(n, 31, -0.3, 0.3));
+    gensolver::setSharedThreads(1);
+    const gensolver::Limit one = gensolver::solveLimit(m, krylovEverywhere());
+    gensolver::setSharedThreads(3);
+    const gensolver::Limit three = gensolver::solveLimit(m, krylovEverywhere());
+    gensolver::setSharedThreads(0);
+    EXPECT_TRUE(one.converged && one.krylov) << one.method();
+    EXPECT_EQ(one.krylovIterations, three.krylovIterations);
+    EXPECT_EQ(one.errorEstimate, three.errorEstimate);
+    for (std::uint32_t i = 0; i < n; ++i)
+        ASSERT_EQ(one.distribution[i], three.distribution[i]) << "state " << i;
+}
+
+TEST(KrylovLimit, IluIsExactOnATridiagonalSystemAndSoIsItsTranspose) {
+    // A birth-death chain that leaks from every state: B is tridiagonal, ILU(0)
+    // has no fill-in to drop, and the preconditioner inverts B and B^T exactly.
+    const std::uint32_t n = 200;
+    std::vector<Transition> ts;
+    for (std::uint32_t i = 0; i + 1 < n; ++i) {
+        ts.push_back({i, i + 1, 1.0 + i % 3});
+        ts.push_back({i + 1, i, 0.5 + i % 7});
+    }
+    gensolver::RateMatrix m = gensolver::buildRateMatrix(n, ts);
+    for (double& e : m.exitRate)
+        e += 0.25; // the leak, out of the component
+    gensolver::Components comps;
+    comps.component.assign(n, 0);
+    comps.first = {0, n};
+    comps.bottom = {0};
+    for (std::uint32_t i = 0; i < n; ++i)
+        comps.order.push_back(n - 1 - i); // any order: the system sorts its states
+    std::vector<std::uint32_t> local(n);
+    const std::vector<double> none(n, 0.0);
+    const gensolver::SparseSystem system(m, comps, 0, false, none, local);
+    gensolver::Parallel pool(2);
+    const gensolver::IluPreconditioner ilu(pool, system);
+    ASSERT_TRUE(ilu.ok());
+    std::vector<double> x(n), bx(n), back(n);
+    for (std::uint32_t i = 0; i < n; ++i)
+        x[i] = std::sin(1.0 + i);
+    system.multiply(pool, x, bx);
+    ilu.apply(pool, bx, back);
+    for (std::uint32_t i = 0; i < n; ++i)
+        EXPECT_NEAR(back[i], x[i], 1e-12) << i;
+    system.multiplyTransposed(x, bx);
+    ilu.applyTransposed(pool, bx, back);
+    for (std::uint32_t i = 0; i < n; ++i)
+        EXPECT_NEAR(back[i], x[i], 1e-12) << i;
+    // B's diagonal holds the exit rates, the leak included; b is 1 for state 0.
+    EXPECT_EQ(system.diagonal[0], 1.0 + 0.25);
+    EXPECT_EQ(system.b[0], 1.0);
+}
+
+} // namespace

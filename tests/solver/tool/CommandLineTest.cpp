@@ -42,6 +42,12 @@ TEST(SolveCommandLine, AcceptedForms) {
     EXPECT_EQ(cl.plot, "p.svg");
     EXPECT_EQ(cl.threads, 3u);
     EXPECT_EQ(parseCommandLine({"s"}).threads, 0u);
+    using gensolver::TransientChoice;
+    EXPECT_EQ(parseCommandLine({"s"}).solve.transient.method, TransientChoice::Auto);
+    EXPECT_EQ(parseCommandLine({"s", "--transient", "uniformization"}).solve.transient.method,
+              TransientChoice::Uniformization);
+    EXPECT_EQ(parseCommandLine({"s", "--transient=extrapolation"}).solve.transient.method,
+              TransientChoice::Extrapolation);
     EXPECT_TRUE(parseCommandLine({"--help"}).help);
 }
 
@@ -61,6 +67,7 @@ TEST(SolveCommandLine, Refusals) {
         {"s", "--dense-limit", "1000000"},
         {"s", "--threads", "0"},
         {"s", "--threads", "two"},
+        {"s", "--transient", "implicit"},
         {"s", "--bogus"},
     };
     for (const auto& args : cases)

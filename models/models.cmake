@@ -9,3 +9,4 @@ gen_add_model(tandem FILE models/tandem/tandem.san)
 
 # Twins of the hand-written examples while both exist.
 gen_add_model(polling_file FILE models/polling/polling.san)
+gen_add_model(stiff FILE models/stiff/stiff.san)

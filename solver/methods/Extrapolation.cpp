@@ -9,22 +9,24 @@ namespace gensolver {
 
 namespace {
 
-// Rows of the extrapolation table: sub-step counts 1 .. Rows (order Rows).
+// Rows of the extrapolation table (order Rows) and their sub-step counts. With
+// step lengths that are powers of two, the sub-step lengths H/n are powers of two
+// or a third of one, so most factorisations serve the next step length as well.
 constexpr int Rows = 7;
-// Factorisations kept: the step lengths are powers of two, so the sub-step
-// lengths H/1, H/2 and H/4 recur from one step length to the next.
-constexpr std::size_t CachedFactors = 8;
+constexpr int SubSteps[Rows] = {1, 2, 3, 4, 6, 8, 12};
+// Factorisations kept: the sub-step lengths of three consecutive step lengths.
+constexpr std::size_t CachedFactors = 12;
 
 // Sum of |c_j| over the weights c_j of T_{j,1} in the final extrapolation
-// (c_j = prod over i != j of n_i / (n_i - n_j), for n = 1 .. Rows): how much the
-// extrapolation magnifies errors in the sub-step results.
+// (c_j = prod over i != j of n_i / (n_i - n_j)): how much the extrapolation
+// magnifies errors in the sub-step results (48.3).
 double extrapolationMagnification() {
     double total = 0.0;
-    for (int j = 1; j <= Rows; ++j) {
+    for (int j = 0; j < Rows; ++j) {
         double c = 1.0;
-        for (int i = 1; i <= Rows; ++i)
+        for (int i = 0; i < Rows; ++i)
             if (i != j)
-                c *= static_cast<double>(i) / static_cast<double>(i - j);
+                c *= static_cast<double>(SubSteps[i]) / (SubSteps[i] - SubSteps[j]);
         total += std::fabs(c);
     }
     return total;
@@ -122,7 +124,7 @@ const SparseElimination& ExtrapolationSolver::factor(double g) {
 bool ExtrapolationSolver::tryStep(double h, double tolerance, double& err, double& intErr) {
     const std::size_t nr = integrands_.size();
     for (int j = 0; j < Rows; ++j) {
-        const int substeps = j + 1;
+        const int substeps = SubSteps[j];
         const double g = h / substeps;
         const SparseElimination& f = factor(g);
         std::vector<double>& y = table_[j];
@@ -143,7 +145,7 @@ bool ExtrapolationSolver::tryStep(double h, double tolerance, double& err, doubl
         // Aitken-Neville: table_[k] holds T_{j, j-k}, the extrapolation of order
         // j - k + 1 from the rows j-k .. j.
         for (int k = j - 1; k >= 0; --k) {
-            const double c = 1.0 / (static_cast<double>(substeps) / (k + 1) - 1.0);
+            const double c = 1.0 / (static_cast<double>(substeps) / SubSteps[k] - 1.0);
             std::vector<double>& lo = table_[k];
             const std::vector<double>& hi = table_[k + 1];
             for (std::size_t i = 0; i < lo.size(); ++i)
@@ -191,7 +193,7 @@ void ExtrapolationSolver::advanceTo(double t) {
     const double magnification = extrapolationMagnification();
     // Rounding in one step: every sub-step result carries the solves' rounding,
     // magnified by the extrapolation.
-    const double rounding = magnification * Rows * roundingPerSolve_;
+    const double rounding = magnification * SubSteps[Rows - 1] * roundingPerSolve_;
     double maxExit = 0.0;
     for (const double e : m_.exitRate)
         maxExit = std::max(maxExit, e);

@@ -1,8 +1,8 @@
 #pragma once
 // Transient analysis for stiff chains: extrapolated implicit Euler steps. One
-// step of length H solves x (I - g Q)^{-n} for n = 1 .. 7 sub-steps of g = H / n,
-// each sub-step by a sparse elimination without subtraction, and extrapolates
-// the seven results to g = 0 (order 7). The distance between the last two
+// step of length H solves x (I - g Q)^{-n} for n = 1, 2, 3, 4, 6, 8 and 12 sub-steps
+// of g = H / n, each sub-step by a sparse elimination without subtraction, and
+// extrapolates the seven results to g = 0 (order 7). The distance between the last two
 // extrapolations estimates the step's error and sets the next step's length, so
 // the cost follows the accuracy asked, not the largest rate times the interval.
 

@@ -27,7 +27,8 @@ bool chooseExtrapolation(const RateMatrix& m, double lastTime, const TransientOp
     case TransientChoice::Auto:
         break;
     }
-    return uniformizationRate(m) * lastTime > options.extrapolateAbove;
+    return uniformizationRate(m) * lastTime > options.extrapolateAbove &&
+           m.states() <= options.extrapolateStates;
 }
 
 std::string TransientSolver::describe() const {

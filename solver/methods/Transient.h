@@ -31,7 +31,8 @@ public:
 
 // Which transient method solves the time points.
 enum class TransientChoice {
-    Auto,           // extrapolation when uniformization needs more than extrapolateAbove steps
+    Auto,           // extrapolation when uniformization needs more than extrapolateAbove
+                    // steps and the chain has at most extrapolateStates states
     Uniformization, // always uniformization
     Extrapolation,  // always the extrapolated implicit Euler method
 };
@@ -41,8 +42,11 @@ struct TransientOptions {
     std::uint64_t maxSteps = 100000000; // uniformization steps allowed per interval
     std::uint64_t detectAfter = 1000;   // steps before the limit is consulted
     TransientChoice method = TransientChoice::Auto;
-    double extrapolateAbove =
-        20000.0; // Auto: uniformization steps (q t) beyond which to extrapolate
+    // Auto: uniformization steps (q t) beyond which to extrapolate.
+    double extrapolateAbove = 20000.0;
+    // Auto: chains of more states stay with uniformization (each extrapolation
+    // sub-step length factors the matrix, whose fill-in grows with the chain).
+    std::uint32_t extrapolateStates = 20000;
 };
 
 // A transient method: moves the distribution of the chain started in state 1

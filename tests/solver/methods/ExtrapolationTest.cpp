@@ -161,12 +161,14 @@ TEST(Extrapolation, FastRepairAndRareFailureKeepTheFailureProbabilityRelativelyA
     EXPECT_LT(s.steps(), 4000u);
 }
 
-TEST(Extrapolation, UniformizationIsChosenUntilItNeedsTooManySteps) {
+TEST(Extrapolation, UniformizationIsChosenUntilItNeedsTooManyStepsOnASmallEnoughChain) {
     // Largest exit rate 10: q = 10.2, so 20000 steps are t = 1960.8.
     const RateMatrix m = gensolver::buildRateMatrix(2, {{0, 1, 10.0}, {1, 0, 1.0}});
     gensolver::TransientOptions o;
     EXPECT_FALSE(gensolver::chooseExtrapolation(m, 1900.0, o));
     EXPECT_TRUE(gensolver::chooseExtrapolation(m, 2000.0, o));
+    o.extrapolateStates = 1; // too many states to factor: uniformization stays
+    EXPECT_FALSE(gensolver::chooseExtrapolation(m, 2000.0, o));
     o.method = gensolver::TransientChoice::Uniformization;
     EXPECT_FALSE(gensolver::chooseExtrapolation(m, 1e9, o));
     o.method = gensolver::TransientChoice::Extrapolation;

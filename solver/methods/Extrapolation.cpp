@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <numeric>
 #include <sstream>
 
 namespace gensolver {
@@ -37,20 +38,13 @@ double powerOfTwoBelow(double x) {
     return std::ldexp(1.0, static_cast<int>(std::floor(std::log2(x))));
 }
 
-double dot(const std::vector<double>& a, const std::vector<double>& b) {
-    double s = 0.0;
-    for (std::size_t j = 0; j < a.size(); ++j)
-        s += a[j] * b[j];
-    return s;
-}
-
 } // namespace
 
 ExtrapolationSolver::ExtrapolationSolver(const RateMatrix& m,
                                          std::vector<const std::vector<double>*> integrands,
                                          const TransientOptions& options)
-    : m_(m), integrands_(std::move(integrands)), options_(options),
-      integrals_(integrands_.size(), 0.0) {
+    : m_(m), integrands_(std::move(integrands)), options_(options) {
+    integrals_.assign(integrands_.size(), 0.0);
     const std::uint32_t n = m.states();
     for (const std::vector<double>* r : integrands_) {
         double mx = 0.0;
@@ -140,7 +134,7 @@ bool ExtrapolationSolver::tryStep(double h, double tolerance, double& err, doubl
             f.solveLeft(y);
             ++solves_;
             for (std::size_t r = 0; r < nr; ++r)
-                s[r] += g * dot(y, *integrands_[r]);
+                s[r] += g * std::inner_product(y.begin(), y.end(), integrands_[r]->begin(), 0.0);
         }
         // Aitken-Neville: table_[k] holds T_{j, j-k}, the extrapolation of order
         // j - k + 1 from the rows j-k .. j.

@@ -28,11 +28,6 @@ public:
     // Throws SolveError when the step length needed falls below what double
     // precision can resolve.
     void advanceTo(double t) override;
-    double now() const override { return now_; }
-    const std::vector<double>& distribution() const override { return x_; }
-    double distributionBound() const override { return distBound_; }
-    double integral(std::size_t r) const override { return integrals_[r]; }
-    double integralBound() const override { return intBound_; }
     std::uint64_t steps() const override { return solves_; }
     bool boundProven() const override { return false; }
     std::string describe() const override;
@@ -65,13 +60,8 @@ private:
     std::vector<std::vector<double>>
         table_; // the extrapolation table's rows, one per sub-step count
     std::vector<std::vector<double>> tableIntegrals_;
-    std::vector<double> x_, y_;
-    std::vector<double> integrals_;
     double roundingPerSolve_ = 0.0;
     double h_ = 0.0; // the next step's length (0 before the first step)
-    double now_ = 0.0;
-    double distBound_ = 0.0;
-    double intBound_ = 0.0;
     std::uint64_t solves_ = 0;
     std::uint64_t accepted_ = 0;
     std::uint64_t rejected_ = 0;

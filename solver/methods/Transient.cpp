@@ -46,7 +46,8 @@ TransientSolver::TransientSolver(const RateMatrix& m,
                                  std::vector<const std::vector<double>*> integrands,
                                  LimitSource* limits, const TransientOptions& options)
     : m_(m), integrands_(std::move(integrands)), limits_(limits), options_(options),
-      pool_(&sharedPool()), integrals_(integrands_.size(), 0.0) {
+      pool_(&sharedPool()) {
+    integrals_.assign(integrands_.size(), 0.0);
     const std::uint32_t n = m.states();
     q_ = uniformizationRate(m);
     // Rounding in one step: each y[j] sums in-degree + 1 products of entries that

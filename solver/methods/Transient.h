@@ -56,16 +56,16 @@ public:
     virtual ~TransientMethod() = default;
     // Moves the solution from the current time to t >= now().
     virtual void advanceTo(double t) = 0;
-    virtual double now() const = 0;
+    double now() const { return now_; }
     // The distribution at now().
-    virtual const std::vector<double>& distribution() const = 0;
+    const std::vector<double>& distribution() const { return x_; }
     // Bound (or estimate, see boundProven) of the 1-norm error of distribution().
-    virtual double distributionBound() const = 0;
+    double distributionBound() const { return distBound_; }
     // Integral over [0, now()] of distribution . integrand r.
-    virtual double integral(std::size_t r) const = 0;
+    double integral(std::size_t r) const { return integrals_[r]; }
     // Bound on the integral over [0, now()] of the 1-norm error of the distribution:
     // the error of integral(r) is at most this times max |r|.
-    virtual double integralBound() const = 0;
+    double integralBound() const { return intBound_; }
     // Matrix-vector products (uniformization steps) or linear solves so far.
     virtual std::uint64_t steps() const = 0;
     virtual bool steadyStateDetected() const { return false; }
@@ -74,6 +74,13 @@ public:
     virtual bool boundProven() const = 0;
     // The method's name and figures, printed with every value.
     virtual std::string describe() const = 0;
+
+protected:
+    std::vector<double> x_;         // the distribution at now_
+    std::vector<double> integrals_; // per integrand, its integral over [0, now_]
+    double now_ = 0.0;
+    double distBound_ = 0.0;
+    double intBound_ = 0.0;
 };
 
 // The uniformization rate of a matrix: a little above its largest exit rate.
@@ -94,12 +101,6 @@ public:
     // Moves the solution from the current time to t >= now(). Throws SolveError
     // when more than maxSteps steps would be needed.
     void advanceTo(double t) override;
-
-    double now() const override { return now_; }
-    const std::vector<double>& distribution() const override { return x_; }
-    double distributionBound() const override { return distBound_; }
-    double integral(std::size_t r) const override { return integrals_[r]; }
-    double integralBound() const override { return intBound_; }
     double rate() const { return q_; }
     std::uint64_t steps() const override { return steps_; }
     bool steadyStateDetected() const override { return steady_; }
@@ -131,11 +132,7 @@ private:
     std::vector<double> scaledRate_;
     double total_ = 1.0; // sum of v_'s entries, divided out by the next step
     Parallel* pool_;     // not owned: the solver's shared pool
-    std::vector<double> x_, v_, y_;
-    std::vector<double> integrals_;
-    double now_ = 0.0;
-    double distBound_ = 0.0;
-    double intBound_ = 0.0;
+    std::vector<double> v_, y_;
     std::uint64_t steps_ = 0;
     bool steady_ = false;
     double steadyTime_ = 0.0;

@@ -6,7 +6,8 @@ gen_add_model(erlang FILE models/erlang/erlang.san)
 gen_add_model(timer FILE models/timer/timer.san)
 gen_add_model(kanban FILE models/kanban/kanban.san)
 gen_add_model(tandem FILE models/tandem/tandem.san)
+gen_add_model(diskarray FILE models/diskarray/diskarray.san)
+gen_add_model(stiff FILE models/stiff/stiff.san)
 
 # Twins of the hand-written examples while both exist.
 gen_add_model(polling_file FILE models/polling/polling.san)
-gen_add_model(diskarray FILE models/diskarray/diskarray.san)

@@ -1,10 +1,12 @@
 #include "methods/Measures.h"
 
 #include "methods/AbsorptionResults.h"
+#include "methods/Extrapolation.h"
 
 #include <algorithm>
 #include <cmath>
 #include <map>
+#include <memory>
 #include <optional>
 #include <sstream>
 
@@ -40,13 +42,6 @@ double dot(const std::vector<double>& a, const std::vector<double>& b) {
     for (std::size_t j = 0; j < a.size(); ++j)
         s += a[j] * b[j];
     return s;
-}
-
-std::string number(double x) {
-    std::ostringstream s;
-    s.precision(6);
-    s << x;
-    return s.str();
 }
 
 } // namespace
@@ -113,7 +108,8 @@ Solution solve(const Model& model, const SolveOptions& options) {
         double distBound = 0.0, intBound = 0.0;
         std::uint64_t steps = 0;
         bool steady = false;
-        double steadyTime = 0.0;
+        bool proven = true;
+        std::string method;
     };
     std::map<double, Snapshot> snapshots;
     // The limit serves steady-state detection too, where its own error must stay
@@ -122,8 +118,15 @@ Solution solve(const Model& model, const SolveOptions& options) {
     limitOptions.tolerance = std::min(limitOptions.tolerance, options.transient.epsilon / 16.0);
     CachedLimit limits(m, limitOptions);
     if (!instants.empty()) {
-        TransientSolver ts(m, integrands, &limits, options.transient);
-        sol.uniformizationRate = ts.rate();
+        std::unique_ptr<TransientMethod> method;
+        if (chooseExtrapolation(m, instants.back(), options.transient)) {
+            method = std::make_unique<ExtrapolationSolver>(m, integrands, options.transient);
+        } else {
+            auto u = std::make_unique<TransientSolver>(m, integrands, &limits, options.transient);
+            sol.uniformizationRate = u->rate();
+            method = std::move(u);
+        }
+        TransientMethod& ts = *method;
         for (const double t : instants) {
             ts.advanceTo(t);
             Snapshot s;
@@ -137,17 +140,12 @@ Solution solve(const Model& model, const SolveOptions& options) {
             s.intBound = ts.integralBound();
             s.steps = ts.steps();
             s.steady = ts.steadyStateDetected();
-            s.steadyTime = ts.steadyTime();
+            s.proven = ts.boundProven();
+            s.method = ts.describe();
             snapshots.emplace(t, std::move(s));
         }
     }
 
-    auto transientMethod = [&](const Snapshot& s) {
-        std::string text = "uniformization";
-        if (s.steady)
-            text += ", steady state detected at t=" + number(s.steadyTime);
-        return text;
-    };
     // Values from the limiting distribution carry the limit solver's error estimate.
     auto limitResult = [&](Result& r, const std::vector<double>& reward) {
         const Limit& l = limits.limit();
@@ -192,7 +190,9 @@ Solution solve(const Model& model, const SolveOptions& options) {
             const Snapshot& b = snapshots.at(t.stop);
             r.iterations = b.steps;
             r.steadyState = b.steady;
-            r.method = transientMethod(b);
+            r.method = b.method;
+            r.boundProven =
+                b.proven && (v.type == RewardType::InstantOfTime || snapshots.at(t.start).proven);
             if (v.type == RewardType::InstantOfTime) {
                 r.value = b.rateValue[p];
                 r.bound = b.distBound * rMax;

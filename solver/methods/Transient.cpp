@@ -4,22 +4,52 @@
 #include <cmath>
 #include <limits>
 #include <sstream>
+#include <unordered_map>
 
 namespace gensolver {
 
-TransientSolver::TransientSolver(const RateMatrix& m,
-                                 std::vector<const std::vector<double>*> integrands,
-                                 LimitSource* limits, const TransientOptions& options)
-    : m_(m), integrands_(std::move(integrands)), limits_(limits), options_(options),
-      integrals_(integrands_.size(), 0.0) {
-    const std::uint32_t n = m.states();
+double uniformizationRate(const RateMatrix& m) {
     double maxExit = 0.0;
     for (const double e : m.exitRate)
         maxExit = std::max(maxExit, e);
     // A rate a little above the largest exit rate keeps every state's stay
     // probability positive, so the uniformized chain is aperiodic and its powers
     // settle (needed for steady-state detection).
-    q_ = maxExit > 0.0 ? maxExit * 1.02 : 1.0;
+    return maxExit > 0.0 ? maxExit * 1.02 : 1.0;
+}
+
+bool chooseExtrapolation(const RateMatrix& m, double lastTime, const TransientOptions& options) {
+    switch (options.method) {
+    case TransientChoice::Uniformization:
+        return false;
+    case TransientChoice::Extrapolation:
+        return true;
+    case TransientChoice::Auto:
+        break;
+    }
+    return uniformizationRate(m) * lastTime > options.extrapolateAbove &&
+           m.states() <= options.extrapolateStates;
+}
+
+std::string TransientSolver::describe() const {
+    std::string text = "uniformization";
+    if (steady_) {
+        std::ostringstream s;
+        s.precision(6);
+        s << ", steady state detected at t=" << steadyTime_;
+        text += s.str();
+    }
+    return text;
+}
+
+TransientSolver::TransientSolver(const RateMatrix& m,
+                                 std::vector<const std::vector<double>*> integrands,
+                                 LimitSource* limits, const TransientOptions& options)
+    : m_(m), integrands_(std::move(integrands)), limits_(limits), options_(options),
+      pool_(&sharedPool()) {
+    integrals_.assign(integrands_.size(), 0.0);
+    const std::uint32_t n = m.states();
+    q_ = uniformizationRate(m);
     // Rounding in one step: each y[j] sums in-degree + 1 products of entries that
     // are themselves rounded (rate / q, 1 - exit / q), and the rescaling adds one
     // more rounding; over all j the terms add up to the 1-norm of the iterate.
@@ -30,43 +60,103 @@ TransientSolver::TransientSolver(const RateMatrix& m,
     stay_.resize(n);
     for (std::uint32_t j = 0; j < n; ++j)
         stay_[j] = 1.0 - m.exitRate[j] / q_;
+    // Models have few distinct rates: with at most 65536 of them a step reads a
+    // 2-byte index per transition instead of an 8-byte rate, which is most of
+    // the memory traffic that bounds its speed.
+    std::unordered_map<double, std::uint16_t> distinct;
+    rateIndex_.resize(m.rate.size());
+    bool compact = true;
+    double previous = std::numeric_limits<double>::quiet_NaN();
+    std::uint16_t previousIndex = 0;
+    for (std::size_t e = 0; e < m.rate.size() && compact; ++e) {
+        const double r = m.rate[e];
+        if (r != previous) {
+            const auto found = distinct.find(r);
+            if (found != distinct.end()) {
+                previousIndex = found->second;
+            } else if (distinct.size() < 65536) {
+                previousIndex = static_cast<std::uint16_t>(distinct.size());
+                distinct.emplace(r, previousIndex);
+                scaledRate_.push_back(r / q_);
+            } else {
+                compact = false;
+            }
+            previous = r;
+        }
+        rateIndex_[e] = previousIndex;
+    }
+    if (!compact) {
+        rateIndex_ = {};
+        scaledRate_ = {};
+    }
     x_.assign(n, 0.0);
     x_[0] = 1.0;
 }
 
-void TransientSolver::step() {
-    const std::uint32_t n = m_.states();
-    const double invq = 1.0 / q_;
+namespace {
+
+// Gathers one step over the states [begin, end): y[j] = f (v[j] stay[j] + sum over
+// the transitions into j of v[source] p), p the transition's rate divided by q,
+// given by `scaled(e)`; with acc, also acc[j] += w y[j]. Returns the sum of y.
+template <class Scaled>
+double gather(std::uint64_t begin, std::uint64_t end, const std::uint64_t* start,
+              const std::uint32_t* source, Scaled scaled, const double* stay, const double* v,
+              double f, double* y, double w, double* acc) {
+    double total = 0.0;
+    for (std::uint64_t j = begin; j < end; ++j) {
+        double s = 0.0;
+        for (std::uint64_t e = start[j], last = start[j + 1]; e < last; ++e)
+            s += v[source[e]] * scaled(e);
+        const double yj = (v[j] * stay[j] + s) * f;
+        y[j] = yj;
+        total += yj;
+        if (acc != nullptr)
+            acc[j] += w * yj;
+    }
+    return total;
+}
+
+} // namespace
+
+void TransientSolver::step(double w, double* acc) {
     const std::uint64_t* start = m_.start.data();
     const std::uint32_t* source = m_.source.data();
-    const double* rate = m_.rate.data();
     const double* v = v_.data();
+    const double* stay = stay_.data();
     double* y = y_.data();
-    double total = 0.0;
-    for (std::uint32_t j = 0; j < n; ++j) {
-        double s = 0.0;
-        for (std::uint64_t e = start[j], end = start[j + 1]; e < end; ++e)
-            s += v[source[e]] * rate[e];
-        y[j] = v[j] * stay_[j] + s * invq;
-        total += y[j];
-    }
     // The exact iterate keeps a total of 1; rounding lets it drift by an ulp or so
-    // per step, in the same direction step after step. Rescaling removes the drift.
-    if (total > 0.0 && total != 1.0) {
-        const double f = 1.0 / total;
-        for (std::uint32_t j = 0; j < n; ++j)
-            y[j] *= f;
+    // per step, in the same direction step after step. Each step divides by the
+    // total of the vector it starts from, which removes the drift without a pass
+    // of its own.
+    const double f = total_ > 0.0 ? 1.0 / total_ : 1.0;
+    const double invq = 1.0 / q_;
+    if (!scaledRate_.empty()) {
+        const std::uint16_t* index = rateIndex_.data();
+        const double* table = scaledRate_.data();
+        auto scaled = [index, table](std::uint64_t e) { return table[index[e]]; };
+        total_ = pool_->sum(m_.states(), [&](std::uint64_t b, std::uint64_t e) {
+            return gather(b, e, start, source, scaled, stay, v, f, y, w, acc);
+        });
+    } else {
+        const double* rate = m_.rate.data();
+        auto scaled = [rate, invq](std::uint64_t e) { return rate[e] * invq; };
+        total_ = pool_->sum(m_.states(), [&](std::uint64_t b, std::uint64_t e) {
+            return gather(b, e, start, source, scaled, stay, v, f, y, w, acc);
+        });
     }
     v_.swap(y_);
     ++steps_;
 }
 
 double TransientSolver::dot(const std::vector<double>& a, std::size_t r) const {
-    const std::vector<double>& w = *integrands_[r];
-    double s = 0.0;
-    for (std::size_t j = 0; j < a.size(); ++j)
-        s += a[j] * w[j];
-    return s;
+    const double* w = integrands_[r]->data();
+    const double* x = a.data();
+    return pool_->sum(a.size(), [&](std::uint64_t b, std::uint64_t e) {
+        double s = 0.0;
+        for (std::uint64_t j = b; j < e; ++j)
+            s += x[j] * w[j];
+        return s;
+    });
 }
 
 double TransientSolver::distanceToLimit(std::uint64_t k, std::uint64_t remaining) {
@@ -109,6 +199,7 @@ void TransientSolver::advanceTo(double t) {
     const std::uint64_t stepsBefore = steps_;
     v_ = x_;
     y_.assign(x_.size(), 0.0);
+    total_ = 1.0;
     std::vector<double> acc(x_.size(), 0.0);
 
     if (lambda + 10.0 * std::sqrt(lambda) + 50.0 <= static_cast<double>(options_.maxSteps)) {
@@ -123,11 +214,12 @@ void TransientSolver::advanceTo(double t) {
                        ? 1.0
                        : tail[std::min<std::uint64_t>(k + 1 - pw.left, pw.weight.size())];
         };
+        if (pw.at(0) != 0.0)
+            for (std::size_t j = 0; j < acc.size(); ++j)
+                acc[j] += pw.at(0) * v_[j];
+        // acc holds the weighted sum of the iterates up to k; each step adds its
+        // own iterate as it computes it.
         for (std::uint64_t k = 0;; ++k) {
-            const double w = pw.at(k);
-            if (w != 0.0)
-                for (std::size_t j = 0; j < acc.size(); ++j)
-                    acc[j] += w * v_[j];
             if (k == pw.right)
                 break;
             const double g = above(k);
@@ -153,7 +245,8 @@ void TransientSolver::advanceTo(double t) {
                     break;
                 }
             }
-            step();
+            const double next = pw.at(k + 1);
+            step(next, next != 0.0 ? acc.data() : nullptr);
         }
         const double rounding = static_cast<double>(steps_ - stepsBefore) * roundingPerStep_;
         distBound_ += pw.bound + rounding;
@@ -185,7 +278,7 @@ void TransientSolver::advanceTo(double t) {
             }
             for (std::size_t r = 0; r < nr; ++r)
                 integrals_[r] += dot(v_, r) / q_;
-            step();
+            step(0.0, nullptr);
         }
         if (!settled) {
             std::ostringstream msg;

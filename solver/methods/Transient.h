@@ -4,6 +4,7 @@
 // with a proven bound on the error of each.
 
 #include "methods/LimitSolver.h"
+#include "methods/Parallel.h"
 #include "methods/PoissonWeights.h"
 #include "methods/RateMatrix.h"
 
@@ -28,13 +29,67 @@ public:
     virtual const Limit& limit() = 0;
 };
 
+// Which transient method solves the time points.
+enum class TransientChoice {
+    Auto,           // extrapolation when uniformization needs more than extrapolateAbove
+                    // steps and the chain has at most extrapolateStates states
+    Uniformization, // always uniformization
+    Extrapolation,  // always the extrapolated implicit Euler method
+};
+
 struct TransientOptions {
     double epsilon = 1e-12;             // error bound per time step taken
     std::uint64_t maxSteps = 100000000; // uniformization steps allowed per interval
     std::uint64_t detectAfter = 1000;   // steps before the limit is consulted
+    TransientChoice method = TransientChoice::Auto;
+    // Auto: uniformization steps (q t) beyond which to extrapolate.
+    double extrapolateAbove = 20000.0;
+    // Auto: chains of more states stay with uniformization (each extrapolation
+    // sub-step length factors the matrix, whose fill-in grows with the chain).
+    std::uint32_t extrapolateStates = 20000;
 };
 
-class TransientSolver {
+// A transient method: moves the distribution of the chain started in state 1
+// forward in time and integrates reward vectors along, with an error bound.
+class TransientMethod {
+public:
+    virtual ~TransientMethod() = default;
+    // Moves the solution from the current time to t >= now().
+    virtual void advanceTo(double t) = 0;
+    double now() const { return now_; }
+    // The distribution at now().
+    const std::vector<double>& distribution() const { return x_; }
+    // Bound (or estimate, see boundProven) of the 1-norm error of distribution().
+    double distributionBound() const { return distBound_; }
+    // Integral over [0, now()] of distribution . integrand r.
+    double integral(std::size_t r) const { return integrals_[r]; }
+    // Bound on the integral over [0, now()] of the 1-norm error of the distribution:
+    // the error of integral(r) is at most this times max |r|.
+    double integralBound() const { return intBound_; }
+    // Matrix-vector products (uniformization steps) or linear solves so far.
+    virtual std::uint64_t steps() const = 0;
+    virtual bool steadyStateDetected() const { return false; }
+    virtual double steadyTime() const { return 0.0; }
+    // True when the bounds are proven, false when they are estimates.
+    virtual bool boundProven() const = 0;
+    // The method's name and figures, printed with every value.
+    virtual std::string describe() const = 0;
+
+protected:
+    std::vector<double> x_;         // the distribution at now_
+    std::vector<double> integrals_; // per integrand, its integral over [0, now_]
+    double now_ = 0.0;
+    double distBound_ = 0.0;
+    double intBound_ = 0.0;
+};
+
+// The uniformization rate of a matrix: a little above its largest exit rate.
+double uniformizationRate(const RateMatrix& m);
+
+// Whether options (Auto: by the rule on q t) pick extrapolation for time points up to lastTime.
+bool chooseExtrapolation(const RateMatrix& m, double lastTime, const TransientOptions& options);
+
+class TransientSolver : public TransientMethod {
 public:
     // integrands: reward vectors whose integral over time is wanted (not owned:
     // they outlive the solver). limits may be null (no steady-state detection).
@@ -45,26 +100,18 @@ public:
 
     // Moves the solution from the current time to t >= now(). Throws SolveError
     // when more than maxSteps steps would be needed.
-    void advanceTo(double t);
-
-    double now() const { return now_; }
-    // The distribution at now().
-    const std::vector<double>& distribution() const { return x_; }
-    // Bound on the 1-norm error of distribution().
-    double distributionBound() const { return distBound_; }
-    // Integral over [0, now()] of distribution . integrand r.
-    double integral(std::size_t r) const { return integrals_[r]; }
-    // Bound on the integral over [0, now()] of the 1-norm error of the
-    // distribution: the error of integral(r) is at most this times max |r|.
-    double integralBound() const { return intBound_; }
+    void advanceTo(double t) override;
     double rate() const { return q_; }
-    std::uint64_t steps() const { return steps_; }
-    bool steadyStateDetected() const { return steady_; }
+    std::uint64_t steps() const override { return steps_; }
+    bool steadyStateDetected() const override { return steady_; }
     // The time at which the limit was reached (when steadyStateDetected()).
-    double steadyTime() const { return steadyTime_; }
+    double steadyTime() const override { return steadyTime_; }
+    bool boundProven() const override { return true; }
+    std::string describe() const override;
 
 private:
-    void step(); // v_ = v_ P
+    // v_ = v_ P, and acc += w v_ (the new v_) when acc is not null.
+    void step(double w, double* acc);
     double dot(const std::vector<double>& a, std::size_t r) const;
     // When v_ lies within epsilon / 16 of the computed limit (1-norm): that distance
     // plus the limit's own error estimate. Otherwise, or when the limit is not (yet)
@@ -79,11 +126,13 @@ private:
     double q_ = 0.0;               // uniformization rate
     double roundingPerStep_ = 0.0; // bound on the 1-norm rounding error of one step
     std::vector<double> stay_;     // per state, 1 - exit rate / q
-    std::vector<double> x_, v_, y_;
-    std::vector<double> integrals_;
-    double now_ = 0.0;
-    double distBound_ = 0.0;
-    double intBound_ = 0.0;
+    // Per transition, the index of its rate divided by q in scaledRate_; both empty
+    // when the chain has more distinct rates than an index holds.
+    std::vector<std::uint16_t> rateIndex_;
+    std::vector<double> scaledRate_;
+    double total_ = 1.0; // sum of v_'s entries, divided out by the next step
+    Parallel* pool_;     // not owned: the solver's shared pool
+    std::vector<double> v_, y_;
     std::uint64_t steps_ = 0;
     bool steady_ = false;
     double steadyTime_ = 0.0;

@@ -23,6 +23,10 @@ const char* usage() {
            "                           the mean time to absorption and every variable's\n"
            "                           reward until absorption\n"
            "  --max-steps N            uniformization steps allowed per interval (default 1e8)\n"
+           "  --transient auto|uniformization|extrapolation\n"
+           "                           transient method (default auto: extrapolation when\n"
+           "                           uniformization needs more than 20000 steps and the\n"
+           "                           chain has at most 20000 states)\n"
            "  --max-sweeps N           sweeps allowed per iterative solve (default 100000)\n"
            "  --dense-limit N          solve classes of up to N states directly (default 1000)\n"
            "  --bicgstab               solve components of 5000 states or more by BiCGSTAB with\n"
@@ -100,6 +104,17 @@ CommandLine parseCommandLine(const std::vector<std::string>& args) {
             cl.solve.absorption = true;
         } else if (is("--max-steps")) {
             cl.solve.transient.maxSteps = count("--max-steps");
+        } else if (is("--transient")) {
+            const std::string t = value("--transient");
+            if (t == "auto")
+                cl.solve.transient.method = TransientChoice::Auto;
+            else if (t == "uniformization")
+                cl.solve.transient.method = TransientChoice::Uniformization;
+            else if (t == "extrapolation")
+                cl.solve.transient.method = TransientChoice::Extrapolation;
+            else
+                throw std::invalid_argument("unknown transient method " + quote(t) +
+                                            " (auto, uniformization or extrapolation)");
         } else if (is("--max-sweeps")) {
             cl.solve.limit.maxSweeps = count("--max-sweeps");
         } else if (is("--dense-limit")) {

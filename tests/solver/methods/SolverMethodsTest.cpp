@@ -182,10 +182,12 @@ TEST(SolverMethods, LimitWithTwoAbsorbingClassesWeighsEachByItsReachProbability)
     // Stationary in {4, 5}: 4 -> 5 at 1, 5 -> 4 at 4: (0.8, 0.2).
     const long double exact = toA * (0.8L * 10.0L + 0.2L * 20.0L) + toB * 1.0L;
     expectBothLimitMethodsClose(c, exact, 1e-10);
-    // The transient solution at a large time comes to the same limit.
+    // Uniformization at a large time comes to the same limit by detecting it.
     c.variables[0].type = 0;
     c.variables[0].times = {{1e6, 1e6}};
-    const std::vector<Result> late = solveChain(c);
+    SolveOptions uniformization;
+    uniformization.transient.method = gensolver::TransientChoice::Uniformization;
+    const std::vector<Result> late = solveChain(c, uniformization);
     expectClose(late[0].value, exact, 1e-10, late[0]);
     EXPECT_TRUE(late[0].steadyState) << late[0].method;
     EXPECT_LT(late[0].iterations, 100000u);
@@ -231,6 +233,7 @@ TEST(SolverMethods, LargeTimesSettleAtTheLimitWithoutTakingEveryStep) {
     for (std::uint32_t j = 0; j < c.states; ++j)
         limit += pi[j] * c.variables[0].rate[j];
     SolveOptions options;
+    options.transient.method = gensolver::TransientChoice::Uniformization;
     options.transient.detectAfter = 16;
     const std::vector<Result> results = solveChain(c, options);
     ASSERT_EQ(results.size(), 2u);
@@ -247,9 +250,12 @@ TEST(SolverMethods, LargeTimesSettleAtTheLimitWithoutTakingEveryStep) {
     slow.arcs = {{1, 2, 1000.0}, {2, 1, 1000.0}, {1, 3, 1e-9}};
     slow.variables.push_back({"up", 0, {{1e3, 1e3}}, {1.0, 1.0, 0.0}, {}});
     SolveOptions few;
+    few.transient.method = gensolver::TransientChoice::Uniformization;
     few.transient.maxSteps = 100;
     EXPECT_THROW(solveChain(slow, few), gensolver::SolveError);
-    const std::vector<Result> ok = solveChain(slow);
+    SolveOptions all;
+    all.transient.method = gensolver::TransientChoice::Uniformization;
+    const std::vector<Result> ok = solveChain(slow, all);
     // The exponential squares its way through 2e6 in rate times time, which costs it
     // digits when long double is only a double.
     expectClose(ok[0].value, instant(slow, slow.variables[0].rate, 1e3L),

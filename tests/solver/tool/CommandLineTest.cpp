@@ -44,6 +44,12 @@ TEST(SolveCommandLine, AcceptedForms) {
     EXPECT_EQ(cl.solve.limit.krylovFrom, 5000u);
     EXPECT_EQ(parseCommandLine({"s"}).solve.limit.krylovFrom, 0xFFFFFFFFu);
     EXPECT_EQ(parseCommandLine({"s"}).threads, 0u);
+    using gensolver::TransientChoice;
+    EXPECT_EQ(parseCommandLine({"s"}).solve.transient.method, TransientChoice::Auto);
+    EXPECT_EQ(parseCommandLine({"s", "--transient", "uniformization"}).solve.transient.method,
+              TransientChoice::Uniformization);
+    EXPECT_EQ(parseCommandLine({"s", "--transient=extrapolation"}).solve.transient.method,
+              TransientChoice::Extrapolation);
     EXPECT_TRUE(parseCommandLine({"--help"}).help);
     const gensolver::PlotOptions plot =
         parseCommandLine({"s", "--log-value", "--plot=p.svg", "--complement"}).plotOptions;
@@ -68,6 +74,7 @@ TEST(SolveCommandLine, Refusals) {
         {"s", "--dense-limit", "1000000"},
         {"s", "--threads", "0"},
         {"s", "--threads", "two"},
+        {"s", "--transient", "implicit"},
         {"s", "--bogus"},
         {"s", "--log-time"}, // plot options need --plot
         {"s", "--complement", "--log-value"},

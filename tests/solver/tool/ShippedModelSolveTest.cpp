@@ -85,7 +85,12 @@ TEST(ShippedModelSolve, TableNamesTheMethodAndSteadyStateGivesTheAbsorbingLimit)
     const auto solved = run(binary("gen-solve") + " " + dir.path() + "exp1 --steady");
     ASSERT_EQ(solved.status, 0) << solved.err;
     EXPECT_NE(solved.out.find("reliability  instant of time  24"), std::string::npos) << solved.out;
-    EXPECT_NE(solved.out.find("uniformization"), std::string::npos);
+    // Uniformization would take 248,838 steps at t = 24: the stiff method is chosen,
+    // and the other is taken when asked for.
+    EXPECT_NE(solved.out.find("implicit extrapolation"), std::string::npos) << solved.out;
+    const auto uniformized =
+        run(binary("gen-solve") + " " + dir.path() + "exp1 --transient uniformization");
+    EXPECT_NE(uniformized.out.find("uniformization"), std::string::npos) << uniformized.out;
     EXPECT_NE(solved.out.find("1 of 1 closed class(es) reached"), std::string::npos);
     // Failure is certain in the long run: the limit is the absorbing state, value 0.
     const auto csv = run(binary("gen-solve") + " " + dir.path() + "exp1 --steady --format csv");

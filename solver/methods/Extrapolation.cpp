@@ -1,0 +1,239 @@
+#include "methods/Extrapolation.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <numeric>
+#include <sstream>
+
+namespace gensolver {
+
+namespace {
+
+// Rows of the extrapolation table (order Rows) and their sub-step counts. With
+// step lengths that are powers of two, the sub-step lengths H/n are powers of two
+// or a third of one, so most factorisations serve the next step length as well.
+constexpr int Rows = 7;
+constexpr int SubSteps[Rows] = {1, 2, 3, 4, 6, 8, 12};
+// Factorisations kept: the sub-step lengths of three consecutive step lengths.
+constexpr std::size_t CachedFactors = 12;
+
+// Sum of |c_j| over the weights c_j of T_{j,1} in the final extrapolation
+// (c_j = prod over i != j of n_i / (n_i - n_j)): how much the extrapolation
+// magnifies errors in the sub-step results (48.3).
+double extrapolationMagnification() {
+    double total = 0.0;
+    for (int j = 0; j < Rows; ++j) {
+        double c = 1.0;
+        for (int i = 0; i < Rows; ++i)
+            if (i != j)
+                c *= static_cast<double>(SubSteps[i]) / (SubSteps[i] - SubSteps[j]);
+        total += std::fabs(c);
+    }
+    return total;
+}
+
+// The largest power of two not above x (x > 0).
+double powerOfTwoBelow(double x) {
+    return std::ldexp(1.0, static_cast<int>(std::floor(std::log2(x))));
+}
+
+} // namespace
+
+ExtrapolationSolver::ExtrapolationSolver(const RateMatrix& m,
+                                         std::vector<const std::vector<double>*> integrands,
+                                         const TransientOptions& options)
+    : m_(m), integrands_(std::move(integrands)), options_(options) {
+    integrals_.assign(integrands_.size(), 0.0);
+    const std::uint32_t n = m.states();
+    for (const std::vector<double>* r : integrands_) {
+        double mx = 0.0;
+        for (const double v : *r)
+            mx = std::max(mx, std::fabs(v));
+        integrandMax_.push_back(mx);
+    }
+    // (1/g) I - Q is the generator of the chain restricted to its own states when
+    // every state also leaves, at rate 1/g, to one extra state: the elimination of
+    // the chain's states in that augmented chain factors it. The extra state's
+    // rates are set per g.
+    augmented_.start = m.start;
+    augmented_.start.push_back(m.start.back() + n);
+    augmented_.source = m.source;
+    augmented_.rate = m.rate;
+    augmented_.exitRate = m.exitRate;
+    augmented_.exitRate.push_back(0.0);
+    for (std::uint32_t i = 0; i < n; ++i) {
+        augmented_.source.push_back(i);
+        augmented_.rate.push_back(0.0);
+    }
+    states_.resize(n);
+    local_.resize(std::size_t{n} + 1, UINT32_MAX);
+    for (std::uint32_t i = 0; i < n; ++i)
+        states_[i] = local_[i] = i;
+    std::uint64_t maxIn = 0;
+    for (std::uint32_t j = 0; j < n; ++j)
+        maxIn = std::max(maxIn, m.start[std::size_t{j} + 1] - m.start[j]);
+    // An elimination without subtraction keeps each entry's relative error to a
+    // few units per rate folded in; taken as the uniformization step's figure.
+    roundingPerSolve_ = static_cast<double>(maxIn + 5) * std::numeric_limits<double>::epsilon();
+    table_.assign(Rows, std::vector<double>(n, 0.0));
+    tableIntegrals_.assign(Rows, std::vector<double>(integrands_.size(), 0.0));
+    x_.assign(n, 0.0);
+    if (n > 0)
+        x_[0] = 1.0;
+}
+
+std::string ExtrapolationSolver::describe() const {
+    std::ostringstream s;
+    // No commas: the text is one field of the CSV output.
+    s << "implicit extrapolation in " << accepted_ << " steps";
+    if (rejected_ > 0)
+        s << " (" << rejected_ << " rejected)";
+    return s.str();
+}
+
+const SparseElimination& ExtrapolationSolver::factor(double g) {
+    ++uses_;
+    for (Factor& f : factors_)
+        if (f.g == g) {
+            f.lastUse = uses_;
+            return *f.elimination;
+        }
+    const double leave = 1.0 / g;
+    for (std::uint64_t e = m_.start.back(); e < augmented_.rate.size(); ++e)
+        augmented_.rate[e] = leave;
+    auto made = std::make_unique<SparseElimination>(augmented_, states_, local_);
+    ++factorisations_;
+    if (factors_.size() < CachedFactors) {
+        factors_.push_back({g, std::move(made), uses_});
+        return *factors_.back().elimination;
+    }
+    Factor& oldest =
+        *std::min_element(factors_.begin(), factors_.end(),
+                          [](const Factor& a, const Factor& b) { return a.lastUse < b.lastUse; });
+    oldest = {g, std::move(made), uses_};
+    return *oldest.elimination;
+}
+
+bool ExtrapolationSolver::tryStep(double h, double tolerance, double& err, double& intErr) {
+    const std::size_t nr = integrands_.size();
+    for (int j = 0; j < Rows; ++j) {
+        const int substeps = SubSteps[j];
+        const double g = h / substeps;
+        const SparseElimination& f = factor(g);
+        std::vector<double>& y = table_[j];
+        std::vector<double>& s = tableIntegrals_[j];
+        y = x_;
+        std::fill(s.begin(), s.end(), 0.0);
+        // x (I - g Q) = b is x ((1/g) I - Q) = b / g; the integral over the
+        // sub-step is g times the value at its end (implicit Euler on the
+        // integral as well).
+        for (int k = 0; k < substeps; ++k) {
+            for (double& v : y)
+                v /= g;
+            f.solveLeft(y);
+            ++solves_;
+            for (std::size_t r = 0; r < nr; ++r)
+                s[r] += g * std::inner_product(y.begin(), y.end(), integrands_[r]->begin(), 0.0);
+        }
+        // Aitken-Neville: table_[k] holds T_{j, j-k}, the extrapolation of order
+        // j - k + 1 from the rows j-k .. j.
+        for (int k = j - 1; k >= 0; --k) {
+            const double c = 1.0 / (static_cast<double>(substeps) / SubSteps[k] - 1.0);
+            std::vector<double>& lo = table_[k];
+            const std::vector<double>& hi = table_[k + 1];
+            for (std::size_t i = 0; i < lo.size(); ++i)
+                lo[i] = hi[i] + (hi[i] - lo[i]) * c;
+            std::vector<double>& slo = tableIntegrals_[k];
+            const std::vector<double>& shi = tableIntegrals_[k + 1];
+            for (std::size_t r = 0; r < nr; ++r)
+                slo[r] = shi[r] + (shi[r] - slo[r]) * c;
+        }
+    }
+    err = 0.0;
+    for (std::size_t i = 0; i < x_.size(); ++i)
+        err += std::fabs(table_[0][i] - table_[1][i]);
+    intErr = 0.0;
+    for (std::size_t r = 0; r < nr; ++r)
+        if (integrandMax_[r] > 0.0)
+            intErr = std::max(intErr, std::fabs(tableIntegrals_[0][r] - tableIntegrals_[1][r]) /
+                                          integrandMax_[r]);
+    if (!(std::max(err, intErr) <= tolerance))
+        return false;
+    x_.swap(table_[0]);
+    // The exact step keeps a total of 1, and so does each sub-step result up to
+    // rounding; the extrapolation magnifies their rounding, which shows as drift
+    // of the total, step after step in the same direction. Rescaling removes it,
+    // so the small entries (a failure probability) keep their relative accuracy.
+    double total = 0.0, compensation = 0.0;
+    for (const double v : x_) {
+        const double next = total + v;
+        compensation += std::fabs(total) >= std::fabs(v) ? (total - next) + v : (v - next) + total;
+        total = next;
+    }
+    total += compensation;
+    if (total > 0.0)
+        for (double& v : x_)
+            v /= total;
+    for (std::size_t r = 0; r < nr; ++r)
+        integrals_[r] += tableIntegrals_[0][r];
+    return true;
+}
+
+void ExtrapolationSolver::advanceTo(double t) {
+    const double delta = t - now_;
+    if (!(delta > 0.0) || x_.empty())
+        return;
+    const double magnification = extrapolationMagnification();
+    // Rounding in one step: every sub-step result carries the solves' rounding,
+    // magnified by the extrapolation.
+    const double rounding = magnification * SubSteps[Rows - 1] * roundingPerSolve_;
+    double maxExit = 0.0;
+    for (const double e : m_.exitRate)
+        maxExit = std::max(maxExit, e);
+    if (h_ == 0.0)
+        h_ = powerOfTwoBelow(maxExit > 0.0 ? std::min(delta, 0.1 / maxExit) : delta);
+    const double end = t;
+    double distError = 0.0, intError = 0.0;
+    while (now_ < end) {
+        const double remaining = end - now_;
+        const bool last = h_ >= remaining;
+        const double h = last ? remaining : h_;
+        // The error asked of a step is its share of epsilon over the interval,
+        // but not less than epsilon / 64 (so short steps at the start do not
+        // demand the impossible) and never below what rounding allows.
+        const double tolerance =
+            std::max(options_.epsilon * std::max(h / delta, 1.0 / 64.0), 4.0 * rounding);
+        double err = 0.0, intErr = 0.0;
+        const double startBound = distBound_ + distError;
+        if (tryStep(h, tolerance, err, intErr)) {
+            ++accepted_;
+            distError += err + rounding;
+            intError += h * startBound + intErr + h * rounding;
+            now_ = last ? end : now_ + h;
+            const double grow =
+                err > 0.0 ? std::min(4.0, 0.9 * std::pow(tolerance / err, 1.0 / Rows)) : 4.0;
+            // To the nearest power of two: steps grow by doubling once the
+            // estimate allows 1.5 times the length.
+            if (grow >= 1.5)
+                h_ = powerOfTwoBelow(h_ * grow * std::sqrt(2.0));
+        } else {
+            ++rejected_;
+            const double shrink =
+                std::max(0.125, std::min(0.5, 0.9 * std::pow(tolerance / err, 1.0 / Rows)));
+            h_ = powerOfTwoBelow(h * shrink);
+            if (!(h_ > delta * 1e-15) || !std::isfinite(err)) {
+                std::ostringstream msg;
+                msg << "time " << t << ": the extrapolation's step length fell to " << h_
+                    << " without reaching the error bound " << tolerance << " (estimated error "
+                    << err << "); use --transient uniformization";
+                throw SolveError(msg.str());
+            }
+        }
+    }
+    distBound_ += distError;
+    intBound_ += intError;
+    now_ = end;
+}
+
+} // namespace gensolver

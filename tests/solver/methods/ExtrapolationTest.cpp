@@ -1,0 +1,209 @@
+// The extrapolated implicit Euler method against a dense matrix exponential in
+// long double: random chains, stiff chains whose rates span 1e-6 to 1e4, values
+// at several time points and integrals over time, each within the method's
+// estimated bound; and the rule that picks it over uniformization.
+
+#include "methods/Extrapolation.h"
+#include "SolverTestSupport.h"
+#include "methods/Measures.h"
+#include "read/ModelReader.h"
+#include "support/TestSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <random>
+
+namespace {
+
+using gensolver::ExtrapolationSolver;
+using gensolver::RateMatrix;
+using gensolver::Transition;
+using solvertest::Dense;
+
+struct TestChain {
+    std::uint32_t states = 0;
+    std::vector<Transition> arcs; // numbered from 0
+    std::vector<double> reward;   // per state
+};
+
+// The chain's generator with one more column, the reward, and a zero last row:
+// exp of it times t holds exp(Q t) in its top-left block and the integral
+// over [0, t] of exp(Q u) r du in its last column.
+Dense rewardGenerator(const TestChain& c) {
+    const std::uint32_t n = c.states;
+    Dense a(n + 1, std::vector<long double>(n + 1, 0.0L));
+    for (const Transition& t : c.arcs) {
+        if (t.from == t.to)
+            continue;
+        a[t.from][t.to] += t.rate;
+        a[t.from][t.from] -= t.rate;
+    }
+    for (std::uint32_t i = 0; i < n; ++i)
+        a[i][n] = c.reward[i];
+    return a;
+}
+
+struct Exact {
+    long double value;    // e1 exp(Q t) . r
+    long double integral; // e1 int_0^t exp(Q u) r du
+};
+
+Exact exact(const TestChain& c, long double t) {
+    const Dense e = solvertest::expm(rewardGenerator(c), t);
+    Exact x{0.0L, e[0][c.states]};
+    for (std::uint32_t j = 0; j < c.states; ++j)
+        x.value += e[0][j] * c.reward[j];
+    return x;
+}
+
+// n states, a ring plus random arcs with rates log-uniform in [low, high], and
+// a reward per state in [-1, 2].
+TestChain randomChain(std::uint32_t n, unsigned seed, double low, double high) {
+    std::mt19937 gen(seed);
+    std::uniform_real_distribution<double> exponent(std::log10(low), std::log10(high));
+    std::uniform_int_distribution<std::uint32_t> pick(0, n - 1);
+    std::uniform_real_distribution<double> reward(-1.0, 2.0);
+    TestChain c;
+    c.states = n;
+    auto rate = [&] { return std::pow(10.0, exponent(gen)); };
+    for (std::uint32_t i = 0; i < n; ++i)
+        c.arcs.push_back({i, (i + 1) % n, rate()});
+    for (std::uint32_t k = 0; k < 2 * n; ++k)
+        c.arcs.push_back({pick(gen), pick(gen), rate()});
+    for (std::uint32_t i = 0; i < n; ++i)
+        c.reward.push_back(reward(gen));
+    return c;
+}
+
+double maxAbs(const std::vector<double>& v) {
+    double m = 0.0;
+    for (const double x : v)
+        m = std::max(m, std::fabs(x));
+    return m;
+}
+
+// Advances through the times in order and checks the value and the integral at
+// each against the exponential: within `tolerance` of it, and within the
+// method's own estimate (plus `slack`, the oracle's own error).
+void expectMatchesExponential(const TestChain& c, const std::vector<double>& times,
+                              double tolerance, double slack,
+                              gensolver::TransientOptions options = {}) {
+    const RateMatrix m = gensolver::buildRateMatrix(c.states, c.arcs);
+    ExtrapolationSolver s(m, {&c.reward}, options);
+    const double rMax = maxAbs(c.reward);
+    for (const double t : times) {
+        SCOPED_TRACE("t = " + std::to_string(t));
+        s.advanceTo(t);
+        const Exact e = exact(c, t);
+        double value = 0.0;
+        for (std::uint32_t j = 0; j < c.states; ++j)
+            value += s.distribution()[j] * c.reward[j];
+        const double valueError = std::fabs(value - static_cast<double>(e.value));
+        const double integralError = std::fabs(s.integral(0) - static_cast<double>(e.integral));
+        EXPECT_LE(valueError, tolerance * std::max(1.0L, std::fabs(e.value)));
+        EXPECT_LE(integralError, tolerance * std::max(1.0L, std::fabs(e.integral)));
+        EXPECT_LE(valueError, s.distributionBound() * rMax + slack);
+        EXPECT_LE(integralError, s.integralBound() * rMax + slack * std::max(1.0, t));
+        EXPECT_FALSE(s.boundProven());
+    }
+}
+
+TEST(Extrapolation, RandomChainsMatchTheExponentialAtSeveralTimes) {
+    const double tolerance = solvertest::extendedPrecision() ? 1e-11 : 1e-9;
+    for (const unsigned seed : {1u, 2u, 3u}) {
+        SCOPED_TRACE("seed " + std::to_string(seed));
+        expectMatchesExponential(randomChain(6, seed, 0.1, 5.0), {0.01, 0.7, 2.5, 6.0}, tolerance,
+                                 1e-14);
+    }
+}
+
+TEST(Extrapolation, StiffChainsMatchTheExponentialWithoutStepsGrowingWithRateTimesTime) {
+    // Rates from 1e-6 to 1e4: uniformization would take q t, up to 1e8 steps, for
+    // the last time point. The exponential squares its way there, which costs it
+    // digits when long double is only a double.
+    const bool extended = solvertest::extendedPrecision();
+    for (const unsigned seed : {4u, 5u}) {
+        SCOPED_TRACE("seed " + std::to_string(seed));
+        const TestChain c = randomChain(7, seed, 1e-6, 1e4);
+        const RateMatrix m = gensolver::buildRateMatrix(c.states, c.arcs);
+        expectMatchesExponential(c, {1e-3, 1.0, 100.0, 1e4}, extended ? 1e-10 : 1e-7,
+                                 extended ? 1e-13 : 1e-8);
+        ExtrapolationSolver s(m, {}, {});
+        s.advanceTo(1e4);
+        EXPECT_LT(s.steps(), 20000u);
+    }
+}
+
+TEST(Extrapolation, FastRepairAndRareFailureKeepTheFailureProbabilityRelativelyAccurate) {
+    // Two states that swap at 1e3 and 1e4 and fail at 1e-6 from the second: the
+    // probability of having failed by t is small, and its closed form (the poles
+    // of the 2 x 2 block) is matched to 1e-9 of itself, which needs the total kept
+    // at 1 step after step.
+    TestChain c;
+    c.states = 3;
+    c.arcs = {{0, 1, 1e3}, {1, 0, 1e4}, {1, 2, 1e-6}};
+    c.reward = {0.0, 0.0, 1.0};
+    const RateMatrix m = gensolver::buildRateMatrix(c.states, c.arcs);
+    ExtrapolationSolver s(m, {&c.reward}, {});
+    const long double a = 1e3L, b = 1e4L + 1e-6L, alpha = 1e3L, beta = 1e4L;
+    const long double cc = alpha * 1e-6L;
+    const long double s2 = (-(a + b) - std::sqrt((a - b) * (a - b) + 4 * alpha * beta)) / 2;
+    const long double s1 = cc / s2;
+    for (const long double t : {1.0L, 24.0L, 1000.0L}) {
+        s.advanceTo(static_cast<double>(t));
+        const long double up = (s1 + b + alpha) / (s1 - s2) * std::exp(s1 * t) +
+                               (s2 + b + alpha) / (s2 - s1) * std::exp(s2 * t);
+        const long double failed = 1.0L - up;
+        EXPECT_NEAR(s.distribution()[2], static_cast<double>(failed),
+                    1e-9 * static_cast<double>(failed));
+    }
+    EXPECT_LT(s.steps(), 4000u);
+}
+
+TEST(Extrapolation, UniformizationIsChosenUntilItNeedsTooManyStepsOnASmallEnoughChain) {
+    // Largest exit rate 10: q = 10.2, so 20000 steps are t = 1960.8.
+    const RateMatrix m = gensolver::buildRateMatrix(2, {{0, 1, 10.0}, {1, 0, 1.0}});
+    gensolver::TransientOptions o;
+    EXPECT_FALSE(gensolver::chooseExtrapolation(m, 1900.0, o));
+    EXPECT_TRUE(gensolver::chooseExtrapolation(m, 2000.0, o));
+    o.extrapolateStates = 1; // too many states to factor: uniformization stays
+    EXPECT_FALSE(gensolver::chooseExtrapolation(m, 2000.0, o));
+    o.method = gensolver::TransientChoice::Uniformization;
+    EXPECT_FALSE(gensolver::chooseExtrapolation(m, 1e9, o));
+    o.method = gensolver::TransientChoice::Extrapolation;
+    EXPECT_TRUE(gensolver::chooseExtrapolation(m, 0.5, o));
+}
+
+TEST(Extrapolation, MeasuresSayWhichMethodGaveEachValueAndWhetherItsBoundIsProven) {
+    // One chain, one instant and one interval variable, solved both ways through
+    // the files: the same values within the bounds, the method named, and the
+    // bound marked proven only for uniformization.
+    solvertest::Chain c;
+    c.states = 3;
+    c.arcs = {{1, 2, 1e3}, {2, 1, 1e4}, {2, 3, 1e-3}, {3, 1, 0.5}};
+    c.variables.push_back({"up", 0, {{5.0, 5.0}}, {1.0, 1.0, 0.0}, {}});
+    c.variables.push_back({"work", 1, {{1.0, 5.0}}, {0.0, 2.0, 0.0}, {}});
+    testsupport::TempDir dir;
+    solvertest::writeChain(dir.path() + "c", c);
+    const gensolver::Model model = gensolver::readModel(dir.path() + "c");
+    gensolver::SolveOptions uni, ext;
+    uni.transient.method = gensolver::TransientChoice::Uniformization;
+    ext.transient.method = gensolver::TransientChoice::Extrapolation;
+    const gensolver::Solution a = gensolver::solve(model, uni);
+    const gensolver::Solution b = gensolver::solve(model, ext);
+    ASSERT_EQ(a.results.size(), 2u);
+    ASSERT_EQ(b.results.size(), 2u);
+    for (std::size_t i = 0; i < 2; ++i) {
+        EXPECT_NEAR(a.results[i].value, b.results[i].value,
+                    a.results[i].bound + b.results[i].bound);
+        EXPECT_TRUE(a.results[i].boundProven);
+        EXPECT_FALSE(b.results[i].boundProven);
+        EXPECT_EQ(a.results[i].method.rfind("uniformization", 0), 0u) << a.results[i].method;
+        EXPECT_EQ(b.results[i].method.rfind("implicit extrapolation", 0), 0u)
+            << b.results[i].method;
+        EXPECT_GT(b.results[i].iterations, 0u);
+    }
+}
+
+} // namespace

@@ -11,15 +11,15 @@ double studentDensity(double x, double df, double logNorm) {
     return std::exp(logNorm - (df + 1) / 2 * std::log1p(x * x / df));
 }
 
-// P(0 <= T <= x) by composite Simpson's rule: the density is smooth and
-// unimodal, so 4096 panels give the quantiles far below the last printed digit.
-double studentMass(double x, double df) {
-    const int panels = 4096;
-    double logNorm = std::lgamma((df + 1) / 2) - std::lgamma(df / 2) - 0.5 * std::log(df * M_PI);
-    double h = x / panels;
-    double sum = studentDensity(0, df, logNorm) + studentDensity(x, df, logNorm);
+// The mass of the density over [a, b] by composite Simpson's rule: the density
+// is smooth and unimodal, so 1024 panels over each step of the search give the
+// quantiles far below the last printed digit.
+double studentMass(double a, double b, double df, double logNorm) {
+    const int panels = 1024;
+    double h = (b - a) / panels;
+    double sum = studentDensity(a, df, logNorm) + studentDensity(b, df, logNorm);
     for (int i = 1; i < panels; ++i)
-        sum += (i % 2 == 1 ? 4 : 2) * studentDensity(i * h, df, logNorm);
+        sum += (i % 2 == 1 ? 4 : 2) * studentDensity(a + i * h, df, logNorm);
     return sum * h / 3;
 }
 
@@ -57,21 +57,30 @@ double Tally::halfWidth(double level) const {
 }
 
 double studentQuantile(double p, std::uint64_t df) {
+    // Closed forms for one and two degrees of freedom, whose tails are the heaviest.
+    if (df == 1)
+        return std::tan(M_PI * (p - 0.5));
+    if (df == 2)
+        return (2 * p - 1) / std::sqrt(2 * p * (1 - p));
+    double z = normalQuantile(p);
     // Beyond a million degrees of freedom the t and normal quantiles agree to
-    // about 1e-6 relative, and the density's integral would only lose digits.
+    // about 1e-6 relative.
     if (df > 1000000)
-        return normalQuantile(p);
+        return z;
+    // Newton's method from the normal quantile, which lies below: the
+    // distribution function is concave right of 0, so every step stays below
+    // the root and the mass is integrated onwards from the last point.
     double nu = static_cast<double>(df);
+    double logNorm = std::lgamma((nu + 1) / 2) - std::lgamma(nu / 2) - 0.5 * std::log(nu * M_PI);
     double target = p - 0.5;
-    double lo = 0.0, hi = 1.0;
-    while (studentMass(hi, nu) < target)
-        hi *= 2;
-    for (int i = 0; i < 60; ++i) {
-        double mid = (lo + hi) / 2;
-        if (studentMass(mid, nu) < target)
-            lo = mid;
-        else
-            hi = mid;
+    double x = z;
+    double mass = studentMass(0.0, x, nu, logNorm);
+    for (int i = 0; i < 200; ++i) {
+        double step = (target - mass) / studentDensity(x, nu, logNorm);
+        if (!(step > 1e-13 * x))
+            break;
+        mass += studentMass(x, x + step, nu, logNorm);
+        x += step;
     }
-    return (lo + hi) / 2;
+    return x;
 }

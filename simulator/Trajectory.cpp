@@ -23,6 +23,11 @@ Trajectory::Trajectory(PVModel* model, const ActionTable& actions)
             ImpulseNodes.push_back(p);
 }
 
+Trajectory::~Trajectory() {
+    Model->SetState(Initial.data());
+    Model->LastAction = &Model->NoActionFiredYet;
+}
+
 std::string Trajectory::problem() const {
     if (Model->NumPVs == 0)
         return "the model has no reward variable to estimate";

@@ -32,6 +32,8 @@ public:
     // `model` and `actions` are not owned and outlive the trajectory; the
     // model's present state is taken as the initial state.
     Trajectory(PVModel* model, const ActionTable& actions);
+    // Puts the model back into the initial state, as it was found.
+    ~Trajectory();
     Trajectory(const Trajectory&) = delete;
     Trajectory& operator=(const Trajectory&) = delete;
 

@@ -67,6 +67,12 @@ const char* typeName(RewardType type) {
     return "?";
 }
 
+// Every sample was equal: an interval of width 0 says nothing about outcomes
+// rarer than about one in the number of samples.
+bool noSpread(const Estimate& e) {
+    return e.halfWidth == 0.0;
+}
+
 const char* method(const Estimate& e) {
     return e.measure.longRun() ? "batch means" : "replications";
 }
@@ -95,6 +101,8 @@ void writeTable(std::ostream& out, const SimResult& result, const SimRunInfo& in
         interval.append(printed("%.8g", e.value + e.halfWidth));
         interval.append("]");
         std::string how = method(e);
+        if (noSpread(e))
+            how.append(" (NO SPREAD)");
         if (!e.reached)
             how.append(" (WIDTH NOT REACHED)");
         rows.push_back({e.measure.name, typeName(e.measure.type), timeText(e, true),
@@ -119,6 +127,9 @@ void writeTable(std::ostream& out, const SimResult& result, const SimRunInfo& in
     line(head);
     for (const auto& row : rows)
         line(row);
+    if (std::any_of(result.estimates.begin(), result.estimates.end(), noSpread))
+        out << "WARNING: every sample of the values marked NO SPREAD was equal; their interval "
+               "of width 0 does not bound outcomes rarer than about one in the samples\n";
     if (!result.allReached())
         out << "WARNING: the relative half-width " << printed("%g", s.relWidth)
             << " was not reached within the budget for the values marked WIDTH NOT REACHED\n";
@@ -126,14 +137,14 @@ void writeTable(std::ostream& out, const SimResult& result, const SimRunInfo& in
 
 void writeCsv(std::ostream& out, const SimResult& result, const SimRunInfo& info) {
     out << "variable,type,start,stop,value,half_width,interval_low,interval_high,level,samples,"
-           "steady_state,converged,method\n";
+           "steady_state,converged,method,no_spread\n";
     for (const Estimate& e : result.estimates)
         out << csvField(e.measure.name) << ',' << static_cast<int>(e.measure.type) << ','
             << timeText(e, true) << ',' << timeText(e, false) << ',' << exact(e.value) << ','
             << exact(e.halfWidth) << ',' << exact(e.value - e.halfWidth) << ','
             << exact(e.value + e.halfWidth) << ',' << exact(info.settings->level) << ','
             << e.samples << ',' << (e.measure.longRun() ? 1 : 0) << ',' << (e.reached ? 1 : 0)
-            << ',' << method(e) << '\n';
+            << ',' << method(e) << ',' << (noSpread(e) ? 1 : 0) << '\n';
 }
 
 void writeJson(std::ostream& out, const SimResult& result, const SimRunInfo& info) {
@@ -156,7 +167,8 @@ void writeJson(std::ostream& out, const SimResult& result, const SimRunInfo& inf
             << ", \"samples\": " << e.samples
             << ", \"steady_state\": " << (longRun ? "true" : "false")
             << ", \"converged\": " << (e.reached ? "true" : "false")
-            << ", \"method\": " << jsonString(method(e)) << "}";
+            << ", \"method\": " << jsonString(method(e))
+            << ", \"no_spread\": " << (noSpread(e) ? "true" : "false") << "}";
     }
     out << "\n  ]\n}\n";
 }

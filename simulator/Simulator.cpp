@@ -254,7 +254,11 @@ std::uint64_t estimateByReplications(Trajectory& path, const std::vector<Measure
     std::uint64_t events = 0;
     bool reached = false;
     while (done < settings.replications) {
-        std::uint64_t count = std::min(settings.round, settings.replications - done);
+        // Without a stop rule every replication runs in one round: the workers
+        // start once. The values are combined in index order either way.
+        bool checks = settings.relWidth > 0.0 || settings.timeLimit > 0.0;
+        std::uint64_t round = checks ? settings.round : settings.replications;
+        std::uint64_t count = std::min(round, settings.replications - done);
         values.assign(count * measures.size(), 0.0);
         events += runRound(path, sampler, measures, horizon, done, count, settings.threads, values);
         for (std::uint64_t i = 0; i < count; ++i)

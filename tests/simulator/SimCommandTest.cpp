@@ -80,11 +80,14 @@ TEST(SimCommand, UnreachedWidthIsMarkedWithStatusTwo) {
 }
 
 TEST(SimCommand, OverridesChangeTheModel) {
-    // Without failures both units stay up: exactly 1 with no spread.
+    // Without failures both units stay up: exactly 1, marked as seen without spread.
     RunResult r = simulate("-O d:lambda:0 --replications 10 --batches 2 --warmup-events 5 "
                            "--format csv --threads 1");
     ASSERT_EQ(r.status, 0) << r.err;
-    EXPECT_NE(r.out.find("up,0,0.5,0.5,1,0,1,1,"), std::string::npos) << r.out;
+    EXPECT_NE(r.out.find("up,0,0.5,0.5,1,0,1,1,0.95,10,0,1,replications,1\n"), std::string::npos)
+        << r.out;
+    RunResult table = simulate("-O d:lambda:0 --replications 10 --batches 2 --warmup-events 5");
+    EXPECT_NE(table.out.find("NO SPREAD"), std::string::npos) << table.out;
 }
 
 } // namespace

@@ -44,13 +44,34 @@ std::string jsonString(const std::string& s) {
 std::string csvField(const std::string& s) {
     if (s.find_first_of(",\"\n") == std::string::npos)
         return s;
-    std::string out = "\"";
-    for (char c : s) {
-        if (c == '"')
-            out += '"';
-        out += c;
+    // Quoted, with each quote doubled.
+    std::string out(1, '"');
+    std::size_t from = 0;
+    for (std::size_t q = s.find('"'); q != std::string::npos; q = s.find('"', from)) {
+        out.append(s, from, q + 1 - from).push_back('"');
+        from = q + 1;
     }
-    return out + "\"";
+    return out.append(s, from, std::string::npos) + '"';
+}
+
+// The rows as text, each cell padded to its column's widest cell and two
+// spaces, the last column unpadded.
+std::string alignedColumns(std::vector<std::vector<std::string>>& rows) {
+    std::size_t columns = rows.front().size();
+    for (std::size_t c = 0; c + 1 < columns; ++c) {
+        std::size_t widest = 0;
+        for (const auto& row : rows)
+            widest = std::max(widest, row[c].size());
+        for (auto& row : rows)
+            row[c].resize(widest + 2, ' ');
+    }
+    std::string text;
+    for (const auto& row : rows) {
+        for (const std::string& cell : row)
+            text += cell;
+        text += '\n';
+    }
+    return text;
 }
 
 const char* typeName(RewardType type) {
@@ -109,24 +130,8 @@ void writeTable(std::ostream& out, const SimResult& result, const SimRunInfo& in
                         timeText(e, false), printed("%.10g", e.value), printed("%.3e", e.halfWidth),
                         interval, std::to_string(e.samples), how});
     }
-    std::vector<std::size_t> width(head.size());
-    for (std::size_t c = 0; c < head.size(); ++c) {
-        width[c] = head[c].size();
-        for (const auto& row : rows)
-            width[c] = std::max(width[c], row[c].size());
-    }
-    auto line = [&](const std::vector<std::string>& cells) {
-        std::string text;
-        for (std::size_t c = 0; c < cells.size(); ++c) {
-            text += cells[c];
-            if (c + 1 < cells.size())
-                text += std::string(width[c] - cells[c].size() + 2, ' ');
-        }
-        out << text << '\n';
-    };
-    line(head);
-    for (const auto& row : rows)
-        line(row);
+    rows.insert(rows.begin(), head);
+    out << alignedColumns(rows);
     if (std::any_of(result.estimates.begin(), result.estimates.end(), noSpread))
         out << "WARNING: every sample of the values marked NO SPREAD was equal; their interval "
                "of width 0 does not bound outcomes rarer than about one in the samples\n";

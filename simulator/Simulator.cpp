@@ -118,32 +118,30 @@ void replicate(Trajectory& path, StreamSampler& sampler, const std::vector<Measu
     observer.finish(path.rates());
 }
 
-bool writeAll(int fd, const void* data, std::size_t size) {
-    const char* p = static_cast<const char*>(data);
+// Moves all `size` bytes through `transfer` (read or write), resuming after
+// interruptions; false when the pipe ends or fails first.
+template <class Transfer>
+bool transferAll(Transfer transfer, int fd, char* data, std::size_t size) {
     while (size > 0) {
-        ssize_t n = ::write(fd, p, size);
+        ssize_t n = transfer(fd, data, size);
         if (n < 0 && errno == EINTR)
             continue;
         if (n <= 0)
             return false;
-        p += n;
+        data += n;
         size -= static_cast<std::size_t>(n);
     }
     return true;
 }
 
+bool writeAll(int fd, const void* data, std::size_t size) {
+    auto put = [](int f, char* p, std::size_t n) { return ::write(f, p, n); };
+    return transferAll(put, fd, static_cast<char*>(const_cast<void*>(data)), size);
+}
+
 bool readAll(int fd, void* data, std::size_t size) {
-    char* p = static_cast<char*>(data);
-    while (size > 0) {
-        ssize_t n = ::read(fd, p, size);
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n <= 0)
-            return false;
-        p += n;
-        size -= static_cast<std::size_t>(n);
-    }
-    return true;
+    auto get = [](int f, char* p, std::size_t n) { return ::read(f, p, n); };
+    return transferAll(get, fd, static_cast<char*>(data), size);
 }
 
 // Replications first .. first + count - 1 into values (count rows of
@@ -238,6 +236,30 @@ bool reachedWidth(const Tally& tally, double level, double relWidth) {
     return half == 0.0 || half <= relWidth * std::fabs(tally.mean());
 }
 
+// The stop rule, asked after a round or a batch: every value within the
+// relative half-width asked for, or the time limit passed.
+bool stopNow(const std::vector<Tally>& tallies, const SimSettings& settings,
+             std::chrono::steady_clock::time_point begun) {
+    if (settings.relWidth > 0.0 && std::all_of(tallies.begin(), tallies.end(), [&](const Tally& t) {
+            return reachedWidth(t, settings.level, settings.relWidth);
+        }))
+        return true;
+    std::chrono::duration<double> spent = std::chrono::steady_clock::now() - begun;
+    return settings.timeLimit > 0.0 && spent.count() >= settings.timeLimit;
+}
+
+// Each tally's estimate, into `estimates` at `positions`.
+void store(const std::vector<Tally>& tallies, const std::vector<std::size_t>& positions,
+           const SimSettings& settings, std::vector<Estimate>& estimates) {
+    for (std::size_t m = 0; m < tallies.size(); ++m) {
+        Estimate& e = estimates[positions[m]];
+        e.value = tallies[m].mean();
+        e.halfWidth = tallies[m].halfWidth(settings.level);
+        e.samples = tallies[m].count();
+        e.reached = reachedWidth(tallies[m], settings.level, settings.relWidth);
+    }
+}
+
 // The terminating measures by replications, into `estimates` at `positions`.
 std::uint64_t estimateByReplications(Trajectory& path, const std::vector<Measure>& measures,
                                      const std::vector<std::size_t>& positions,
@@ -252,7 +274,6 @@ std::uint64_t estimateByReplications(Trajectory& path, const std::vector<Measure
     auto begun = std::chrono::steady_clock::now();
     std::uint64_t done = 0;
     std::uint64_t events = 0;
-    bool reached = false;
     while (done < settings.replications) {
         // Without a stop rule every replication runs in one round: the workers
         // start once. The values are combined in index order either way.
@@ -265,24 +286,10 @@ std::uint64_t estimateByReplications(Trajectory& path, const std::vector<Measure
             for (std::size_t m = 0; m < measures.size(); ++m)
                 tallies[m].add(values[i * measures.size() + m]);
         done += count;
-        if (settings.relWidth > 0.0 && done >= 2) {
-            reached = std::all_of(tallies.begin(), tallies.end(), [&](const Tally& t) {
-                return reachedWidth(t, settings.level, settings.relWidth);
-            });
-            if (reached)
-                break;
-        }
-        std::chrono::duration<double> spent = std::chrono::steady_clock::now() - begun;
-        if (settings.timeLimit > 0.0 && spent.count() >= settings.timeLimit)
+        if (done >= 2 && stopNow(tallies, settings, begun))
             break;
     }
-    for (std::size_t m = 0; m < measures.size(); ++m) {
-        Estimate& e = estimates[positions[m]];
-        e.value = tallies[m].mean();
-        e.halfWidth = tallies[m].halfWidth(settings.level);
-        e.samples = tallies[m].count();
-        e.reached = reachedWidth(tallies[m], settings.level, settings.relWidth);
-    }
+    store(tallies, positions, settings, estimates);
     return events;
 }
 
@@ -310,24 +317,10 @@ std::uint64_t estimateByBatches(Trajectory& path, const std::vector<Measure>& me
                       observer);
         for (std::size_t m = 0; m < measures.size(); ++m)
             tallies[m].add(observer.sums[m] / batchLength);
-        if (b + 1 < settings.batches)
-            continue;
-        if (settings.relWidth > 0.0 &&
-            std::all_of(tallies.begin(), tallies.end(), [&](const Tally& t) {
-                return reachedWidth(t, settings.level, settings.relWidth);
-            }))
-            break;
-        std::chrono::duration<double> spent = std::chrono::steady_clock::now() - begun;
-        if (settings.timeLimit > 0.0 && spent.count() >= settings.timeLimit)
+        if (b + 1 >= settings.batches && stopNow(tallies, settings, begun))
             break;
     }
-    for (std::size_t m = 0; m < measures.size(); ++m) {
-        Estimate& e = estimates[positions[m]];
-        e.value = tallies[m].mean();
-        e.halfWidth = tallies[m].halfWidth(settings.level);
-        e.samples = tallies[m].count();
-        e.reached = reachedWidth(tallies[m], settings.level, settings.relWidth);
-    }
+    store(tallies, positions, settings, estimates);
     return path.events() - before;
 }
 

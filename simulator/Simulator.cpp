@@ -9,8 +9,10 @@
 #include <cerrno>
 #include <chrono>
 #include <cmath>
+#include <cstring>
 #include <iostream>
 #include <limits>
+#include <poll.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -139,11 +141,6 @@ bool writeAll(int fd, const void* data, std::size_t size) {
     return transferAll(put, fd, static_cast<char*>(const_cast<void*>(data)), size);
 }
 
-bool readAll(int fd, void* data, std::size_t size) {
-    auto get = [](int f, char* p, std::size_t n) { return ::read(f, p, n); };
-    return transferAll(get, fd, static_cast<char*>(data), size);
-}
-
 // Replications first .. first + count - 1 into values (count rows of
 // measures.size()), over `threads` worker processes: worker w runs the
 // replications w, w + workers, ... of the round. Returns the timed firings made.
@@ -181,14 +178,18 @@ std::uint64_t runRound(Trajectory& path, StreamSampler& sampler,
             int status = 0;
             try {
                 std::uint64_t before = path.events();
+                // The worker's rows go over in one piece at its end: one
+                // system call rather than one per replication.
+                std::vector<double> rows;
+                rows.reserve(((count - w + workers - 1) / workers) * width);
                 std::vector<double> row(width);
-                for (std::uint64_t i = w; i < count && status == 0; i += workers) {
+                for (std::uint64_t i = w; i < count; i += workers) {
                     replicate(path, sampler, measures, horizon, first + i, row.data());
-                    if (!writeAll(fds[1], row.data(), width * sizeof(double)))
-                        status = 1;
+                    rows.insert(rows.end(), row.begin(), row.end());
                 }
                 std::uint64_t made = path.events() - before;
-                if (status == 0 && !writeAll(fds[1], &made, sizeof made))
+                if (!writeAll(fds[1], rows.data(), rows.size() * sizeof(double)) ||
+                    !writeAll(fds[1], &made, sizeof made))
                     status = 1;
             } catch (const SimulationError& e) {
                 std::cerr << "Error: " << e.what() << std::endl;
@@ -200,18 +201,54 @@ std::uint64_t runRound(Trajectory& path, StreamSampler& sampler,
         reads[w] = fds[0];
         children[w] = child;
     }
-    std::uint64_t events = 0;
-    for (std::uint64_t w = 0; w < workers; ++w) {
-        if (reads[w] < 0)
-            continue;
-        for (std::uint64_t i = w; i < count && !failed; i += workers)
-            failed = !readAll(reads[w], &values[i * width], width * sizeof(double));
-        std::uint64_t made = 0;
-        if (!failed && readAll(reads[w], &made, sizeof made))
-            events += made;
-        else
+    // Every pipe is drained as its worker writes, so that no worker waits on a
+    // full pipe while another one is read.
+    std::vector<std::vector<char>> received(workers);
+    std::vector<pollfd> open;
+    for (std::uint64_t w = 0; w < workers; ++w)
+        if (reads[w] >= 0)
+            open.push_back({reads[w], POLLIN, 0});
+    char chunk[65536];
+    while (!open.empty()) {
+        if (::poll(open.data(), open.size(), -1) < 0) {
+            if (errno == EINTR)
+                continue;
             failed = true;
-        ::close(reads[w]);
+            break;
+        }
+        for (std::size_t k = 0; k < open.size();) {
+            if (open[k].revents == 0) {
+                ++k;
+                continue;
+            }
+            ssize_t n = ::read(open[k].fd, chunk, sizeof chunk);
+            if (n < 0 && errno == EINTR)
+                continue;
+            if (n > 0) {
+                std::size_t w = static_cast<std::size_t>(
+                    std::find(reads.begin(), reads.end(), open[k].fd) - reads.begin());
+                received[w].insert(received[w].end(), chunk, chunk + n);
+                ++k;
+                continue;
+            }
+            ::close(open[k].fd);
+            open.erase(open.begin() + static_cast<std::ptrdiff_t>(k));
+        }
+    }
+    std::uint64_t events = 0;
+    std::size_t rowBytes = width * sizeof(double);
+    for (std::uint64_t w = 0; w < workers && !failed; ++w) {
+        std::uint64_t rows = (count - w + workers - 1) / workers;
+        if (received[w].size() != rows * rowBytes + sizeof(std::uint64_t)) {
+            failed = true;
+            break;
+        }
+        const char* p = received[w].data();
+        for (std::uint64_t i = w; i < count; i += workers, p += rowBytes)
+            std::memcpy(&values[i * width], p, rowBytes);
+        std::uint64_t made = 0;
+        std::memcpy(&made, p, sizeof made);
+        events += made;
     }
     for (pid_t child : children) {
         if (child < 0)

@@ -3,7 +3,8 @@
 #
 # Builds one model's generated classes into the library gen_model_<name> and
 # links them with the driver and the framework into the executable <exe>, which
-# defaults to gen-<name>. DIRECTORY takes hand-written classes (every .cpp in
+# defaults to gen-<name>, and the same classes with the simulator into
+# <exe>-sim (gen-sim for the shipped model gen). DIRECTORY takes hand-written classes (every .cpp in
 # <dir>); FILE takes a model file, which gen-compile turns into the classes at
 # build time, into <build>/models/<name>/ (again whenever the file or the
 # compiler changes). A relative path is taken from the calling CMakeLists.
@@ -35,4 +36,6 @@ function(gen_add_model name)
     target_link_libraries(gen_model_${name} PUBLIC genframework)
     add_executable(${MODEL_EXECUTABLE} ${CMAKE_SOURCE_DIR}/src/main/main.cpp)
     target_link_libraries(${MODEL_EXECUTABLE} PRIVATE gendriver gen_model_${name})
+    add_executable(${MODEL_EXECUTABLE}-sim ${CMAKE_SOURCE_DIR}/simulator/gen-sim.cpp)
+    target_link_libraries(${MODEL_EXECUTABLE}-sim PRIVATE gensim gen_model_${name})
 endfunction()

@@ -1,0 +1,417 @@
+#include "Simulator.h"
+
+#include "StreamGenerator.h"
+#include "Tally.h"
+#include "Trajectory.h"
+#include "distributions/UserDistributions.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cmath>
+#include <cstring>
+#include <iostream>
+#include <limits>
+#include <poll.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+// Gathers one replication's values: instants when the path passes their time,
+// interval rewards as the rate over the overlapping span plus the impulses
+// earned inside the interval.
+struct ReplicationObserver {
+    const std::vector<Measure>& measures;
+    double* values;
+    std::vector<char> done;
+
+    void span(double from, double to, const double* rates) {
+        for (std::size_t m = 0; m < measures.size(); ++m) {
+            const Measure& measure = measures[m];
+            double rate = rates[measure.node];
+            if (measure.type == InstantOfTimeType) {
+                if (done[m] == 0 && from <= measure.start && measure.start < to) {
+                    values[m] = rate;
+                    done[m] = 1;
+                }
+                continue;
+            }
+            double overlap = std::min(to, measure.stop) - std::max(from, measure.start);
+            if (overlap > 0.0)
+                values[m] += rate * overlap;
+        }
+    }
+    void impulse(double time, int node, double value) {
+        for (std::size_t m = 0; m < measures.size(); ++m) {
+            const Measure& measure = measures[m];
+            if (measure.node == node && measure.type != InstantOfTimeType &&
+                measure.start <= time && time <= measure.stop)
+                values[m] += value;
+        }
+    }
+    // The path stands at the horizon: the instants there take its marking.
+    void finish(const double* rates) {
+        for (std::size_t m = 0; m < measures.size(); ++m) {
+            const Measure& measure = measures[m];
+            if (measure.type == InstantOfTimeType && done[m] == 0)
+                values[m] = rates[measure.node];
+            if (measure.type == TimeAveragedIntervalOfTimeType)
+                values[m] /= measure.stop - measure.start;
+        }
+    }
+};
+
+// Sums every long-run measure's reward over the present batch.
+struct BatchObserver {
+    const std::vector<Measure>& measures;
+    std::vector<double> sums;
+
+    void span(double from, double to, const double* rates) {
+        for (std::size_t m = 0; m < measures.size(); ++m)
+            sums[m] += rates[measures[m].node] * (to - from);
+    }
+    void impulse(double, int node, double value) {
+        for (std::size_t m = 0; m < measures.size(); ++m)
+            if (measures[m].node == node)
+                sums[m] += value;
+    }
+};
+
+// Sees nothing: the warm-up.
+struct NoObserver {
+    void span(double, double, const double*) {}
+    void impulse(double, int, double) {}
+};
+
+// The sampler that model code and group selection draw from during the run,
+// fed by one replication's stream; the process-wide one comes back afterwards.
+class StreamSampler {
+public:
+    explicit StreamSampler(std::uint64_t seed) : Sampler(1, 0), Previous(TheDistribution) {
+        delete Sampler.generator;
+        Stream = new StreamGenerator(seed, 0);
+        Sampler.generator = Stream;
+        TheDistribution = &Sampler;
+    }
+    ~StreamSampler() { TheDistribution = Previous; }
+    StreamSampler(const StreamSampler&) = delete;
+    StreamSampler& operator=(const StreamSampler&) = delete;
+
+    // The stream of replication `index`, from its start.
+    RandomNumberGenerator* stream(std::uint64_t index) {
+        Stream->srnd(static_cast<unsigned long>(index));
+        return Stream;
+    }
+
+private:
+    UserDistributions Sampler;   // owns Stream
+    StreamGenerator* Stream;     // not owned
+    UserDistributions* Previous; // not owned: the process-wide sampler
+};
+
+// One replication's values of the terminating measures.
+void replicate(Trajectory& path, StreamSampler& sampler, const std::vector<Measure>& measures,
+               double horizon, std::uint64_t index, double* values) {
+    std::fill(values, values + measures.size(), 0.0);
+    ReplicationObserver observer{measures, values, std::vector<char>(measures.size(), 0)};
+    path.start(sampler.stream(index), observer);
+    path.runUntil(horizon, std::numeric_limits<std::uint64_t>::max(), observer);
+    observer.finish(path.rates());
+}
+
+// Moves all `size` bytes through `transfer` (read or write), resuming after
+// interruptions; false when the pipe ends or fails first.
+template <class Transfer>
+bool transferAll(Transfer transfer, int fd, char* data, std::size_t size) {
+    while (size > 0) {
+        ssize_t n = transfer(fd, data, size);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0)
+            return false;
+        data += n;
+        size -= static_cast<std::size_t>(n);
+    }
+    return true;
+}
+
+bool writeAll(int fd, const void* data, std::size_t size) {
+    auto put = [](int f, char* p, std::size_t n) { return ::write(f, p, n); };
+    return transferAll(put, fd, static_cast<char*>(const_cast<void*>(data)), size);
+}
+
+// Replications first .. first + count - 1 into values (count rows of
+// measures.size()), over `threads` worker processes: worker w runs the
+// replications w, w + workers, ... of the round. Returns the timed firings made.
+std::uint64_t runRound(Trajectory& path, StreamSampler& sampler,
+                       const std::vector<Measure>& measures, double horizon, std::uint64_t first,
+                       std::uint64_t count, unsigned threads, std::vector<double>& values) {
+    std::size_t width = measures.size();
+    std::uint64_t workers = std::min<std::uint64_t>(threads, count);
+    if (workers <= 1) {
+        std::uint64_t before = path.events();
+        for (std::uint64_t i = 0; i < count; ++i)
+            replicate(path, sampler, measures, horizon, first + i, &values[i * width]);
+        return path.events() - before;
+    }
+    std::cout.flush();
+    std::cerr.flush();
+    std::vector<int> reads(workers, -1);
+    std::vector<pid_t> children(workers, -1);
+    bool failed = false;
+    for (std::uint64_t w = 0; w < workers; ++w) {
+        int fds[2];
+        if (::pipe(fds) != 0) {
+            failed = true;
+            break;
+        }
+        pid_t child = ::fork();
+        if (child < 0) {
+            ::close(fds[0]);
+            ::close(fds[1]);
+            failed = true;
+            break;
+        }
+        if (child == 0) {
+            ::close(fds[0]);
+            int status = 0;
+            try {
+                std::uint64_t before = path.events();
+                // The worker's rows go over in one piece at its end: one
+                // system call rather than one per replication.
+                std::vector<double> rows;
+                rows.reserve(((count - w + workers - 1) / workers) * width);
+                std::vector<double> row(width);
+                for (std::uint64_t i = w; i < count; i += workers) {
+                    replicate(path, sampler, measures, horizon, first + i, row.data());
+                    rows.insert(rows.end(), row.begin(), row.end());
+                }
+                std::uint64_t made = path.events() - before;
+                if (!writeAll(fds[1], rows.data(), rows.size() * sizeof(double)) ||
+                    !writeAll(fds[1], &made, sizeof made))
+                    status = 1;
+            } catch (const SimulationError& e) {
+                std::cerr << "Error: " << e.what() << std::endl;
+                status = 1;
+            }
+            ::_exit(status);
+        }
+        ::close(fds[1]);
+        reads[w] = fds[0];
+        children[w] = child;
+    }
+    // Every pipe is drained as its worker writes, so that no worker waits on a
+    // full pipe while another one is read.
+    std::vector<std::vector<char>> received(workers);
+    std::vector<pollfd> open;
+    for (std::uint64_t w = 0; w < workers; ++w)
+        if (reads[w] >= 0)
+            open.push_back({reads[w], POLLIN, 0});
+    char chunk[65536];
+    while (!open.empty()) {
+        if (::poll(open.data(), open.size(), -1) < 0) {
+            if (errno == EINTR)
+                continue;
+            failed = true;
+            break;
+        }
+        for (std::size_t k = 0; k < open.size();) {
+            if (open[k].revents == 0) {
+                ++k;
+                continue;
+            }
+            ssize_t n = ::read(open[k].fd, chunk, sizeof chunk);
+            if (n < 0 && errno == EINTR)
+                continue;
+            if (n > 0) {
+                std::size_t w = static_cast<std::size_t>(
+                    std::find(reads.begin(), reads.end(), open[k].fd) - reads.begin());
+                received[w].insert(received[w].end(), chunk, chunk + n);
+                ++k;
+                continue;
+            }
+            ::close(open[k].fd);
+            open.erase(open.begin() + static_cast<std::ptrdiff_t>(k));
+        }
+    }
+    std::uint64_t events = 0;
+    std::size_t rowBytes = width * sizeof(double);
+    for (std::uint64_t w = 0; w < workers && !failed; ++w) {
+        std::uint64_t rows = (count - w + workers - 1) / workers;
+        if (received[w].size() != rows * rowBytes + sizeof(std::uint64_t)) {
+            failed = true;
+            break;
+        }
+        const char* p = received[w].data();
+        for (std::uint64_t i = w; i < count; i += workers, p += rowBytes)
+            std::memcpy(&values[i * width], p, rowBytes);
+        std::uint64_t made = 0;
+        std::memcpy(&made, p, sizeof made);
+        events += made;
+    }
+    for (pid_t child : children) {
+        if (child < 0)
+            continue;
+        int status = 0;
+        while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {
+        }
+        if (!WIFEXITED(status) || WEXITSTATUS(status) != 0)
+            failed = true;
+    }
+    if (failed) {
+        std::cerr << "Error: a worker process of the simulation failed" << std::endl;
+        throw WorkerFailure{};
+    }
+    return events;
+}
+
+bool reachedWidth(const Tally& tally, double level, double relWidth) {
+    if (relWidth <= 0.0)
+        return true;
+    double half = tally.halfWidth(level);
+    return half == 0.0 || half <= relWidth * std::fabs(tally.mean());
+}
+
+// The stop rule, asked after a round or a batch: every value within the
+// relative half-width asked for, or the time limit passed.
+bool stopNow(const std::vector<Tally>& tallies, const SimSettings& settings,
+             std::chrono::steady_clock::time_point begun) {
+    if (settings.relWidth > 0.0 && std::all_of(tallies.begin(), tallies.end(), [&](const Tally& t) {
+            return reachedWidth(t, settings.level, settings.relWidth);
+        }))
+        return true;
+    std::chrono::duration<double> spent = std::chrono::steady_clock::now() - begun;
+    return settings.timeLimit > 0.0 && spent.count() >= settings.timeLimit;
+}
+
+// Each tally's estimate, into `estimates` at `positions`.
+void store(const std::vector<Tally>& tallies, const std::vector<std::size_t>& positions,
+           const SimSettings& settings, std::vector<Estimate>& estimates) {
+    for (std::size_t m = 0; m < tallies.size(); ++m) {
+        Estimate& e = estimates[positions[m]];
+        e.value = tallies[m].mean();
+        e.halfWidth = tallies[m].halfWidth(settings.level);
+        e.samples = tallies[m].count();
+        e.reached = reachedWidth(tallies[m], settings.level, settings.relWidth);
+    }
+}
+
+// The terminating measures by replications, into `estimates` at `positions`.
+std::uint64_t estimateByReplications(Trajectory& path, const std::vector<Measure>& measures,
+                                     const std::vector<std::size_t>& positions,
+                                     const SimSettings& settings,
+                                     std::vector<Estimate>& estimates) {
+    double horizon = 0.0;
+    for (const Measure& m : measures)
+        horizon = std::max(horizon, m.stop);
+    StreamSampler sampler(settings.seed);
+    std::vector<Tally> tallies(measures.size());
+    std::vector<double> values;
+    auto begun = std::chrono::steady_clock::now();
+    std::uint64_t done = 0;
+    std::uint64_t events = 0;
+    while (done < settings.replications) {
+        // Without a stop rule every replication runs in one round: the workers
+        // start once. The values are combined in index order either way.
+        bool checks = settings.relWidth > 0.0 || settings.timeLimit > 0.0;
+        std::uint64_t round = checks ? settings.round : settings.replications;
+        std::uint64_t count = std::min(round, settings.replications - done);
+        values.assign(count * measures.size(), 0.0);
+        events += runRound(path, sampler, measures, horizon, done, count, settings.threads, values);
+        for (std::uint64_t i = 0; i < count; ++i)
+            for (std::size_t m = 0; m < measures.size(); ++m)
+                tallies[m].add(values[i * measures.size() + m]);
+        done += count;
+        if (done >= 2 && stopNow(tallies, settings, begun))
+            break;
+    }
+    store(tallies, positions, settings, estimates);
+    return events;
+}
+
+// The long-run measures by batch means, into `estimates` at `positions`.
+std::uint64_t estimateByBatches(Trajectory& path, const std::vector<Measure>& measures,
+                                const std::vector<std::size_t>& positions,
+                                const SimSettings& settings, std::vector<Estimate>& estimates,
+                                double& batchLength) {
+    std::uint64_t before = path.events();
+    StreamSampler sampler(settings.seed);
+    // A stream no replication uses.
+    RandomNumberGenerator* stream = sampler.stream(std::numeric_limits<std::uint64_t>::max());
+    NoObserver none;
+    path.start(stream, none);
+    path.runUntil(std::numeric_limits<double>::infinity(), settings.batchEvents, none);
+    batchLength = path.now() > 0.0 ? path.now() : 1.0;
+    std::vector<Tally> tallies(measures.size());
+    BatchObserver observer{measures, std::vector<double>(measures.size(), 0.0)};
+    std::uint64_t limit = settings.relWidth > 0.0 ? std::max(settings.maxBatches, settings.batches)
+                                                  : settings.batches;
+    auto begun = std::chrono::steady_clock::now();
+    for (std::uint64_t b = 0; b < limit; ++b) {
+        std::fill(observer.sums.begin(), observer.sums.end(), 0.0);
+        path.runUntil(path.now() + batchLength, std::numeric_limits<std::uint64_t>::max(),
+                      observer);
+        for (std::size_t m = 0; m < measures.size(); ++m)
+            tallies[m].add(observer.sums[m] / batchLength);
+        if (b + 1 >= settings.batches && stopNow(tallies, settings, begun))
+            break;
+    }
+    store(tallies, positions, settings, estimates);
+    return path.events() - before;
+}
+
+} // namespace
+
+bool SimResult::allReached() const {
+    return std::all_of(estimates.begin(), estimates.end(),
+                       [](const Estimate& e) { return e.reached; });
+}
+
+std::string settingsProblem(const SimSettings& settings, PVModel* model) {
+    if (!(settings.level > 0.0 && settings.level < 1.0))
+        return "the confidence level must lie strictly between 0 and 1";
+    if (!(settings.relWidth >= 0.0) || std::isinf(settings.relWidth))
+        return "the relative half-width must be a finite number, not negative";
+    if (settings.replications < 2)
+        return "at least 2 replications are needed for an interval";
+    if (settings.batches < 2)
+        return "at least 2 batches are needed for an interval";
+    if (settings.batchEvents < 1)
+        return "the warm-up needs at least 1 event";
+    if (settings.threads < 1)
+        return "at least 1 worker is needed";
+    for (const Measure& m : listMeasures(model)) {
+        if (m.longRun())
+            continue;
+        if (!std::isfinite(m.start) || !std::isfinite(m.stop) || m.start < 0.0 || m.stop < m.start)
+            return "variable " + m.name + " has the time interval [" + std::to_string(m.start) +
+                   ", " + std::to_string(m.stop) + "], which cannot be simulated";
+        if (m.type == TimeAveragedIntervalOfTimeType && m.stop == m.start)
+            return "variable " + m.name + " is averaged over an empty interval";
+    }
+    return "";
+}
+
+SimResult simulate(PVModel* model, const ActionTable& actions, const SimSettings& settings) {
+    Trajectory path(model, actions);
+    std::string problem = path.problem();
+    if (!problem.empty())
+        throw SimulationError(problem);
+    SimResult result;
+    std::vector<Measure> all = listMeasures(model);
+    std::vector<Measure> terminating, longRun;
+    std::vector<std::size_t> terminatingAt, longRunAt;
+    for (std::size_t i = 0; i < all.size(); ++i) {
+        result.estimates.push_back({all[i], 0.0, 0.0, 0, true});
+        (all[i].longRun() ? longRun : terminating).push_back(all[i]);
+        (all[i].longRun() ? longRunAt : terminatingAt).push_back(i);
+    }
+    if (!terminating.empty())
+        result.events +=
+            estimateByReplications(path, terminating, terminatingAt, settings, result.estimates);
+    if (!longRun.empty())
+        result.events += estimateByBatches(path, longRun, longRunAt, settings, result.estimates,
+                                           result.batchLength);
+    return result;
+}

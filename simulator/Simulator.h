@@ -1,0 +1,57 @@
+#pragma once
+// Simulator: estimates every measure of a model with a confidence interval.
+// Measures at time points and over intervals come from independent
+// replications, run in rounds spread over worker processes; long-run measures
+// from batch means over one long run. Replication i draws from the stream of
+// (seed, i) and the rounds are combined in index order, so the results depend
+// on the seed and the settings, never on the number of workers.
+
+#include "Measure.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+class ActionTable;
+class PVModel;
+
+// What a run estimates and when it stops.
+struct SimSettings {
+    std::uint64_t seed = 1;            // the run's seed
+    double level = 0.95;               // confidence level of every interval
+    double relWidth = 0.0;             // stop when every half-width / |value| is below; 0: off
+    std::uint64_t replications = 1000; // replications: exactly these, or at most with relWidth
+    std::uint64_t round = 100;         // replications between two checks of the stop rule
+    unsigned threads = 1;              // worker processes of a round
+    double timeLimit = 0.0;            // seconds after which no round starts; 0: none
+    std::uint64_t batches = 30;        // batches: exactly these, or at least with relWidth
+    std::uint64_t maxBatches = 1000;   // batches at most with relWidth
+    std::uint64_t batchEvents = 10000; // timed firings of the warm-up, whose length each batch has
+};
+
+// The estimate of one measure.
+struct Estimate {
+    Measure measure;           // what was estimated
+    double value = 0.0;        // the sample mean
+    double halfWidth = 0.0;    // of the interval at the run's level
+    std::uint64_t samples = 0; // replications or batches
+    bool reached = true;       // the relative half-width asked for was reached
+};
+
+// The outcome of a run.
+struct SimResult {
+    std::vector<Estimate> estimates; // in the order of listMeasures
+    std::uint64_t events = 0;        // timed firings simulated, over every worker
+    double batchLength = 0.0;        // time length of a batch (long-run measures only)
+    bool allReached() const;         // every estimate reached the half-width asked for
+};
+
+// A worker process failed after reporting its fault on standard error.
+struct WorkerFailure {};
+
+// Why the settings or the model cannot be run, or empty.
+std::string settingsProblem(const SimSettings& settings, PVModel* model);
+
+// Runs the simulation. Throws SimulationError on a fault of the model found
+// while simulating, WorkerFailure when a worker reported one.
+SimResult simulate(PVModel* model, const ActionTable& actions, const SimSettings& settings);

@@ -1,0 +1,95 @@
+#include "Trajectory.h"
+
+#include "actions/BaseGroupClass.h"
+#include "distributions/RandomNumberGenerator.h"
+#include "distributions/UserDistributions.h"
+#include "pv/PerformanceVariableNode.h"
+
+Trajectory::Trajectory(PVModel* model, const ActionTable& actions)
+    : Model(model), Actions(actions), Uniform(nullptr),
+      Initial(static_cast<std::size_t>(model->StateSize())), Completion(actions.numTimed(), Never),
+      LastRate(actions.numTimed(), 0.0), IsExponential(actions.numTimed(), 0),
+      InGroup(actions.numTimed(), 0), Choice(actions.numInstant() + 1, nullptr),
+      Rates(static_cast<std::size_t>(model->NumPVs), 0.0) {
+    Model->CurrentState(Initial.data());
+    for (std::uint32_t i = 0; i < actions.numTimed(); ++i) {
+        BaseActionClass* action = actions.timed()[i];
+        IsExponential[i] = action->DistributionType == Exponential;
+        BaseGroupClass* group = actions.groupOf(action);
+        InGroup[i] = group != action && group->NumMembers > 1;
+    }
+    for (int p = 0; p < model->NumPVs; ++p)
+        if (model->PVList[p]->NumImpulses > 0)
+            ImpulseNodes.push_back(p);
+}
+
+Trajectory::~Trajectory() {
+    Model->SetState(Initial.data());
+    Model->LastAction = &Model->NoActionFiredYet;
+}
+
+std::string Trajectory::problem() const {
+    if (Model->NumPVs == 0)
+        return "the model has no reward variable to estimate";
+    for (std::uint32_t i = 0; i < Actions.numTimed(); ++i) {
+        BaseActionClass* action = Actions.timed()[i];
+        if (InGroup[i] && !IsExponential[i])
+            return "activity " + std::string(action->Name) +
+                   " is timed but not exponential and shares a group with other activities; "
+                   "the simulator draws such a group's share only for exponential delays";
+    }
+    return "";
+}
+
+double Trajectory::exponentialRate(std::uint32_t i) const {
+    BaseActionClass* action = Actions.timed()[i];
+    double rate = action->Rate();
+    if (InGroup[i])
+        rate *= Actions.groupOf(action)->Probability(action);
+    return rate;
+}
+
+double Trajectory::draw(std::uint32_t i) {
+    BaseActionClass* action = Actions.timed()[i];
+    double delay = action->SampleDistribution();
+    if (!(delay >= 0.0) || std::isinf(delay))
+        throw SimulationError("activity " + std::string(action->Name) + " drew the delay " +
+                              std::to_string(delay) + "; a delay must be finite and not negative");
+    return delay;
+}
+
+void Trajectory::reschedule() {
+    std::uint32_t numTimed = Actions.numTimed();
+    BaseActionClass* const* timed = Actions.timed();
+    for (std::uint32_t i = 0; i < numTimed; ++i) {
+        BaseActionClass* action = timed[i];
+        if (!action->Enabled()) {
+            Completion[i] = Never;
+            continue;
+        }
+        if (IsExponential[i]) {
+            double rate = exponentialRate(i);
+            if (!(rate >= 0.0) || std::isinf(rate))
+                throw SimulationError("activity " + std::string(action->Name) + " has the rate " +
+                                      std::to_string(rate) +
+                                      "; a rate must be finite and not negative");
+            if (rate == 0.0) {
+                Completion[i] = Never;
+            } else if (Completion[i] == Never || rate != LastRate[i]) {
+                Completion[i] = Now + TheDistribution->Exponential(rate);
+            }
+            LastRate[i] = rate;
+            continue;
+        }
+        if (Completion[i] == Never || (action->Reactivation && action->ReactivationFunction()))
+            Completion[i] = Now + draw(i);
+    }
+}
+
+void Trajectory::updateRates() {
+    for (int p = 0; p < Model->NumPVs; ++p) {
+        PerformanceVariableNode* node = Model->PVList[p];
+        node->CurrentReward(&Model->NoActionFiredYet);
+        Rates[static_cast<std::size_t>(p)] = node->RateReward;
+    }
+}

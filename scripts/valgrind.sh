@@ -3,7 +3,8 @@
 # memcheck: any invalid access, use of uninitialised memory or definitely lost
 # block fails the script. Each model runs its first experiment twice: plainly,
 # and with the absorbing-state report and the full trace written to a file;
-# gen-solve then solves the plain run's files.
+# gen-solve then solves the plain run's files. gen-study and two simulators run
+# on small cases.
 #
 #   scripts/valgrind.sh [build folder, default build]
 #
@@ -52,13 +53,13 @@ done
 for model in "$build"/gen "$build"/gen-*; do
     [ -x "$model" ] || continue
     name=$(basename "$model")
-    [ "$name" != gen-solve ] && [ "$name" != gen-compile ] && [ "$name" != gen-study ] || continue
+    case $name in gen-solve | gen-compile | gen-study | *-sim) continue ;; esac
     mkdir -p "$scratch/$name"
     check "$name" "$model" "-P$scratch/$name/" -Nplain -B0
     check "$name-traced" "$model" "-P$scratch/$name/" -Ntraced -B0 -a -l4 "-t$scratch/$name/trace"
-    # The solver on the files just written (models with deterministic activities are
-    # refused by it, with status 1, so they are left out).
-    if [ -x "$build/gen-solve" ] && [ ! -e "$scratch/$name/plain.det" ]; then
+    # The solver on the files just written (with a .det file, by the regenerative
+    # solver).
+    if [ -x "$build/gen-solve" ]; then
         check "gen-solve-$name" "$build/gen-solve" "-P$scratch/$name/" -Nplain --steady \
             --format json --plot "$scratch/$name/plain.svg"
     fi
@@ -69,6 +70,13 @@ done
 if [ -x "$build/gen-study" ]; then
     check gen-study "$build/gen-study" -e 0-1 -j 2 --steady --format json "$build/gen"
 fi
+
+# The simulator of the shipped model and of a model with deterministic delays, a few
+# replications each on two worker processes.
+for sim in "$build/gen-sim" "$build/gen-timer-sim"; do
+    [ -x "$sim" ] || continue
+    check "$(basename "$sim")" "$sim" -B0 --replications 200 --threads 2 --seed 7
+done
 
 if [ ${#failed[@]} -gt 0 ]; then
     echo "memcheck failed: ${failed[*]}" >&2

@@ -75,7 +75,7 @@ fi
 # replications each on two worker processes.
 for sim in "$build/gen-sim" "$build/gen-timer-sim"; do
     [ -x "$sim" ] || continue
-    check "$(basename "$sim")" "$sim" -B0 --replications 200 --threads 2 --seed 7
+    check "$(basename "$sim")" "$sim" -B0 --replications 20 --threads 2 --seed 7
 done
 
 if [ ${#failed[@]} -gt 0 ]; then

@@ -38,7 +38,10 @@ const char* simUsage() {
            "  --max-batches <n>     the most batches with --rel-width (default 1000)\n"
            "  --warmup-events <n>   timed firings of the warm-up, whose length each batch has\n"
            "                        (default 10000)\n"
-           "  --format table|csv|json  output format (default table)\n";
+           "  --format table|csv|json  output format (default table)\n"
+           "  --bias <name>=<f>     importance sampling: the replications draw exponential\n"
+           "                        activity <name> at f times its rate and weight each value\n"
+           "                        by the path's likelihood ratio (repeatable)\n";
 }
 
 std::string parseSimCommandLine(int argc, char** argv, SimCommandLine& line) {
@@ -111,6 +114,12 @@ std::string parseSimCommandLine(int argc, char** argv, SimCommandLine& line) {
             if (!toDouble(value, x) || !(x > 0.0))
                 return "--time-limit " + value + ": not a positive number of seconds";
             s.timeLimit = x;
+        } else if (word == "--bias") {
+            std::size_t equals = value.rfind('=');
+            if (equals == std::string::npos || equals == 0 ||
+                !toDouble(value.substr(equals + 1), x) || !(x > 0.0))
+                return "--bias " + value + ": not <activity>=<positive factor>";
+            s.bias.emplace_back(value.substr(0, equals), x);
         } else if (word == "--format") {
             if (value == "table")
                 line.format = SimFormat::Table;

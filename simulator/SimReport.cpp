@@ -94,8 +94,19 @@ bool noSpread(const Estimate& e) {
     return e.halfWidth == 0.0;
 }
 
-const char* method(const Estimate& e) {
-    return e.measure.longRun() ? "batch means" : "replications";
+const std::string& method(const Estimate& e) {
+    return e.method;
+}
+
+// Importance sampling: its rows show the relative half-width besides.
+bool weighted(const Estimate& e) {
+    return e.method.rfind("importance", 0) == 0;
+}
+
+std::string relativeHalfWidth(const Estimate& e) {
+    if (e.value == 0.0)
+        return e.halfWidth == 0.0 ? "0" : "inf";
+    return printed("%.3e", e.halfWidth / std::fabs(e.value));
 }
 
 std::string timeText(const Estimate& e, bool start) {
@@ -122,6 +133,8 @@ void writeTable(std::ostream& out, const SimResult& result, const SimRunInfo& in
         interval.append(printed("%.8g", e.value + e.halfWidth));
         interval.append("]");
         std::string how = method(e);
+        if (weighted(e))
+            how.append(" (relative half-width " + relativeHalfWidth(e) + ")");
         if (noSpread(e))
             how.append(" (NO SPREAD)");
         if (!e.reached)
@@ -149,7 +162,7 @@ void writeCsv(std::ostream& out, const SimResult& result, const SimRunInfo& info
             << exact(e.halfWidth) << ',' << exact(e.value - e.halfWidth) << ','
             << exact(e.value + e.halfWidth) << ',' << exact(info.settings->level) << ','
             << e.samples << ',' << (e.measure.longRun() ? 1 : 0) << ',' << (e.reached ? 1 : 0)
-            << ',' << method(e) << ',' << (noSpread(e) ? 1 : 0) << '\n';
+            << ',' << csvField(method(e)) << ',' << (noSpread(e) ? 1 : 0) << '\n';
 }
 
 void writeJson(std::ostream& out, const SimResult& result, const SimRunInfo& info) {
@@ -173,7 +186,11 @@ void writeJson(std::ostream& out, const SimResult& result, const SimRunInfo& inf
             << ", \"steady_state\": " << (longRun ? "true" : "false")
             << ", \"converged\": " << (e.reached ? "true" : "false")
             << ", \"method\": " << jsonString(method(e))
-            << ", \"no_spread\": " << (noSpread(e) ? "true" : "false") << "}";
+            << ", \"no_spread\": " << (noSpread(e) ? "true" : "false");
+        if (weighted(e))
+            out << ", \"relative_half_width\": "
+                << (e.value != 0.0 ? jsonNumber(e.halfWidth / std::fabs(e.value)) : "null");
+        out << "}";
     }
     out << "\n  ]\n}\n";
 }

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <chrono>
 #include <cmath>
+#include <cstdio>
 #include <cstring>
 #include <iostream>
 #include <limits>
@@ -118,6 +119,12 @@ void replicate(Trajectory& path, StreamSampler& sampler, const std::vector<Measu
     path.start(sampler.stream(index), observer);
     path.runUntil(horizon, std::numeric_limits<std::uint64_t>::max(), observer);
     observer.finish(path.rates());
+    // Importance sampling: the value times the likelihood ratio of the whole
+    // path has the true mean (the ratio at the horizon is a martingale's end).
+    double weight = path.likelihood();
+    if (weight != 1.0)
+        for (std::size_t m = 0; m < measures.size(); ++m)
+            values[m] *= weight;
 }
 
 // Moves all `size` bytes through `transfer` (read or write), resuming after
@@ -297,6 +304,17 @@ void store(const std::vector<Tally>& tallies, const std::vector<std::size_t>& po
     }
 }
 
+// The method of the replications, as the report names it.
+std::string replicationMethod(const SimSettings& settings) {
+    std::string text;
+    for (const auto& [name, factor] : settings.bias) {
+        char buf[32];
+        std::snprintf(buf, sizeof buf, "%g", factor);
+        text += (text.empty() ? "importance sampling, bias " : " ") + name + " x" + buf;
+    }
+    return text.empty() ? "replications" : text;
+}
+
 // The terminating measures by replications, into `estimates` at `positions`.
 std::uint64_t estimateByReplications(Trajectory& path, const std::vector<Measure>& measures,
                                      const std::vector<std::size_t>& positions,
@@ -337,6 +355,9 @@ std::uint64_t estimateByBatches(Trajectory& path, const std::vector<Measure>& me
                                 double& batchLength) {
     std::uint64_t before = path.events();
     StreamSampler sampler(settings.seed);
+    // Batch means follow the true dynamics: a likelihood ratio over one long
+    // run degenerates.
+    path.useBias(false);
     // A stream no replication uses.
     RandomNumberGenerator* stream = sampler.stream(std::numeric_limits<std::uint64_t>::max());
     NoObserver none;
@@ -396,14 +417,19 @@ std::string settingsProblem(const SimSettings& settings, PVModel* model) {
 SimResult simulate(PVModel* model, const ActionTable& actions, const SimSettings& settings) {
     Trajectory path(model, actions);
     std::string problem = path.problem();
+    if (problem.empty())
+        problem = path.setBias(settings.bias);
     if (!problem.empty())
         throw SimulationError(problem);
+    path.useBias(true);
     SimResult result;
     std::vector<Measure> all = listMeasures(model);
     std::vector<Measure> terminating, longRun;
     std::vector<std::size_t> terminatingAt, longRunAt;
     for (std::size_t i = 0; i < all.size(); ++i) {
-        result.estimates.push_back({all[i], 0.0, 0.0, 0, true});
+        result.estimates.push_back(
+            {all[i], 0.0, 0.0, 0, true,
+             all[i].longRun() ? "batch means" : replicationMethod(settings)});
         (all[i].longRun() ? longRun : terminating).push_back(all[i]);
         (all[i].longRun() ? longRunAt : terminatingAt).push_back(i);
     }

@@ -10,6 +10,7 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 class ActionTable;
@@ -27,6 +28,10 @@ struct SimSettings {
     std::uint64_t batches = 30;        // batches: exactly these, or at least with relWidth
     std::uint64_t maxBatches = 1000;   // batches at most with relWidth
     std::uint64_t batchEvents = 10000; // timed firings of the warm-up, whose length each batch has
+    // Exponential activities whose rate the replications multiply by the
+    // factor (importance sampling); each replication's values are weighted by
+    // its likelihood ratio. Empty: plain replications.
+    std::vector<std::pair<std::string, double>> bias;
 };
 
 // The estimate of one measure.
@@ -36,6 +41,7 @@ struct Estimate {
     double halfWidth = 0.0;    // of the interval at the run's level
     std::uint64_t samples = 0; // replications or batches
     bool reached = true;       // the relative half-width asked for was reached
+    std::string method;        // how it was estimated, as the report names it
 };
 
 // The outcome of a run.

@@ -5,12 +5,14 @@
 #include "distributions/UserDistributions.h"
 #include "pv/PerformanceVariableNode.h"
 
+#include <algorithm>
+
 Trajectory::Trajectory(PVModel* model, const ActionTable& actions)
     : Model(model), Actions(actions), Uniform(nullptr),
       Initial(static_cast<std::size_t>(model->StateSize())), Completion(actions.numTimed(), Never),
       LastRate(actions.numTimed(), 0.0), IsExponential(actions.numTimed(), 0),
       InGroup(actions.numTimed(), 0), Choice(actions.numInstant() + 1, nullptr),
-      Rates(static_cast<std::size_t>(model->NumPVs), 0.0) {
+      Rates(static_cast<std::size_t>(model->NumPVs), 0.0), Bias(actions.numTimed(), 1.0) {
     Model->CurrentState(Initial.data());
     for (std::uint32_t i = 0; i < actions.numTimed(); ++i) {
         BaseActionClass* action = actions.timed()[i];
@@ -41,6 +43,31 @@ std::string Trajectory::problem() const {
     return "";
 }
 
+std::string Trajectory::setBias(const std::vector<std::pair<std::string, double>>& factors) {
+    std::fill(Bias.begin(), Bias.end(), 1.0);
+    Biased = false;
+    std::vector<char> named(Bias.size(), 0);
+    for (const auto& [name, factor] : factors) {
+        std::uint32_t i = 0;
+        while (i < Actions.numTimed() && name != Actions.timed()[i]->Name)
+            ++i;
+        if (i == Actions.numTimed())
+            return "--bias " + name + ": the model has no timed activity of that name";
+        if (!IsExponential[i])
+            return "--bias " + name +
+                   ": the activity is not exponential; only exponential delays can be biased "
+                   "exactly";
+        if (!(factor > 0.0) || std::isinf(factor))
+            return "--bias " + name + ": the factor must be positive and finite";
+        if (named[i] != 0)
+            return "--bias " + name + ": the activity is named twice";
+        named[i] = 1;
+        Bias[i] = factor;
+        Biased = Biased || factor != 1.0;
+    }
+    return "";
+}
+
 double Trajectory::exponentialRate(std::uint32_t i) const {
     BaseActionClass* action = Actions.timed()[i];
     double rate = action->Rate();
@@ -61,6 +88,8 @@ double Trajectory::draw(std::uint32_t i) {
 void Trajectory::reschedule() {
     std::uint32_t numTimed = Actions.numTimed();
     BaseActionClass* const* timed = Actions.timed();
+    bool biasing = Biasing && Biased;
+    Excess = 0.0;
     for (std::uint32_t i = 0; i < numTimed; ++i) {
         BaseActionClass* action = timed[i];
         if (!action->Enabled()) {
@@ -73,11 +102,13 @@ void Trajectory::reschedule() {
                 throw SimulationError("activity " + std::string(action->Name) + " has the rate " +
                                       std::to_string(rate) +
                                       "; a rate must be finite and not negative");
+            double factor = biasing ? Bias[i] : 1.0;
             if (rate == 0.0) {
                 Completion[i] = Never;
             } else if (Completion[i] == Never || rate != LastRate[i]) {
-                Completion[i] = Now + TheDistribution->Exponential(rate);
+                Completion[i] = Now + TheDistribution->Exponential(rate * factor);
             }
+            Excess += rate - rate * factor;
             LastRate[i] = rate;
             continue;
         }

@@ -7,7 +7,9 @@
 // until the marking is stable. Exponential delays are drawn at the activity's
 // rate times its group's share, and again whenever that rate changes, which
 // memorylessness makes exact. An observer sees the spans of time over which the
-// marking is constant and the impulses of every firing.
+// marking is constant and the impulses of every firing. Exponential activities
+// may be biased (drawn at a multiple of their rate); the path then carries its
+// likelihood ratio, the true density of its firings over the biased one.
 
 #include "distributions/RandomNumberGenerator.h"
 #include "firing/ActionTable.h"
@@ -19,6 +21,7 @@
 #include <limits>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 // A fault found while simulating (a zero-time loop, a bad delay or weight).
@@ -51,6 +54,15 @@ public:
     template <class Observer>
     void runUntil(double horizon, std::uint64_t maxEvents, Observer& observer);
 
+    // Multiplies the rate of each named exponential activity by its factor
+    // while biasing is on; returns the fault (an unknown, non-exponential or
+    // twice-named activity, a factor that is not positive and finite) or empty.
+    std::string setBias(const std::vector<std::pair<std::string, double>>& factors);
+    // Turns the biasing set by setBias on or off; it takes effect at start().
+    void useBias(bool on) { Biasing = on; }
+    // The likelihood ratio of the path so far: 1 without biasing.
+    double likelihood() const { return std::exp(LogLikelihood); }
+
     double now() const { return Now; }
     std::uint64_t events() const { return Events; }
     // The rate reward of every variable in the present marking.
@@ -80,6 +92,11 @@ private:
     std::vector<BaseActionClass*> Choice; // scratch: the enabled instantaneous actions
     std::vector<double> Rates;            // per variable: its rate reward now
     std::vector<int> ImpulseNodes;        // the variables that have impulses
+    std::vector<double> Bias;             // per timed activity: its rate factor (1: unbiased)
+    bool Biasing = false;                 // Bias applies to the present path
+    bool Biased = false;                  // some factor differs from 1
+    double Excess = 0.0;                  // sum over enabled activities of true - biased rate
+    double LogLikelihood = 0.0;           // log of the path's likelihood ratio
     double Now = 0.0;                     // the present time
     std::uint64_t Events = 0;             // timed firings since the trajectory was built
     std::uint64_t SameTime = 0;           // consecutive completions at the present time
@@ -151,6 +168,8 @@ void Trajectory::start(RandomNumberGenerator* generator, Observer& observer) {
     Model->LastAction = &Model->NoActionFiredYet;
     Now = 0.0;
     SameTime = 0;
+    Excess = 0.0;
+    LogLikelihood = 0.0;
     for (double& c : Completion)
         c = Never;
     resolve(observer);
@@ -176,11 +195,17 @@ void Trajectory::runUntil(double horizon, std::uint64_t maxEvents, Observer& obs
             // enabled the path has ended.
             if (horizon != Never) {
                 observer.span(Now, horizon, Rates.data());
+                LogLikelihood -= Excess * (horizon - Now);
                 Now = horizon;
             }
             return;
         }
         observer.span(Now, when, Rates.data());
+        // Survival of the biased activities over the span, and the density
+        // ratio of the one that fires: true rate over biased rate.
+        LogLikelihood -= Excess * (when - Now);
+        if (Bias[next] != 1.0 && Biasing)
+            LogLikelihood -= std::log(Bias[next]);
         SameTime = when == Now ? SameTime + 1 : 0;
         if (SameTime > MaxEventsAtOneTime)
             throw SimulationError("more than a million completions at time " + std::to_string(Now) +

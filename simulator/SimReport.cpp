@@ -122,6 +122,9 @@ void writeTable(std::ostream& out, const SimResult& result, const SimRunInfo& in
         << " events simulated";
     if (result.batchLength > 0.0)
         out << "; batch length " << printed("%.6g", result.batchLength);
+    if (result.weighted)
+        out << "; likelihood ratio mean " << printed("%.6g", result.likelihoodMean) << " +- "
+            << printed("%.3e", result.likelihoodHalfWidth);
     out << '\n';
     std::vector<std::string> head = {"variable",   "type",     "start",   "stop",  "value",
                                      "half-width", "interval", "samples", "method"};
@@ -148,6 +151,10 @@ void writeTable(std::ostream& out, const SimResult& result, const SimRunInfo& in
     if (std::any_of(result.estimates.begin(), result.estimates.end(), noSpread))
         out << "WARNING: every sample of the values marked NO SPREAD was equal; their interval "
                "of width 0 does not bound outcomes rarer than about one in the samples\n";
+    if (result.likelihoodSuspect())
+        out << "WARNING: the likelihood ratios average " << printed("%.6g", result.likelihoodMean)
+            << ", not 1 within their interval: the biasing is too strong for the replications "
+               "made, and the weighted values may be far off with intervals too narrow\n";
     if (!result.allReached())
         out << "WARNING: the relative half-width " << printed("%g", s.relWidth)
             << " was not reached within the budget for the values marked WIDTH NOT REACHED\n";
@@ -170,7 +177,12 @@ void writeJson(std::ostream& out, const SimResult& result, const SimRunInfo& inf
     out << "{\n  \"model\": " << jsonString(info.model)
         << ",\n  \"experiment\": " << info.experiment << ",\n  \"seed\": " << s.seed
         << ",\n  \"level\": " << exact(s.level) << ",\n  \"events\": " << result.events
-        << ",\n  \"batch_length\": " << exact(result.batchLength) << ",\n  \"results\": [";
+        << ",\n  \"batch_length\": " << exact(result.batchLength);
+    if (result.weighted)
+        out << ",\n  \"likelihood_ratio_mean\": " << exact(result.likelihoodMean)
+            << ",\n  \"likelihood_ratio_half_width\": " << jsonNumber(result.likelihoodHalfWidth)
+            << ",\n  \"likelihood_suspect\": " << (result.likelihoodSuspect() ? "true" : "false");
+    out << ",\n  \"results\": [";
     for (std::size_t i = 0; i < result.estimates.size(); ++i) {
         const Estimate& e = result.estimates[i];
         bool longRun = e.measure.longRun();

@@ -111,7 +111,8 @@ private:
     UserDistributions* Previous; // not owned: the process-wide sampler
 };
 
-// One replication's values of the terminating measures.
+// One replication's values of the terminating measures, followed by its
+// likelihood ratio (1 without biasing).
 void replicate(Trajectory& path, StreamSampler& sampler, const std::vector<Measure>& measures,
                double horizon, std::uint64_t index, double* values) {
     std::fill(values, values + measures.size(), 0.0);
@@ -125,6 +126,7 @@ void replicate(Trajectory& path, StreamSampler& sampler, const std::vector<Measu
     if (weight != 1.0)
         for (std::size_t m = 0; m < measures.size(); ++m)
             values[m] *= weight;
+    values[measures.size()] = weight;
 }
 
 // Moves all `size` bytes through `transfer` (read or write), resuming after
@@ -149,12 +151,12 @@ bool writeAll(int fd, const void* data, std::size_t size) {
 }
 
 // Replications first .. first + count - 1 into values (count rows of
-// measures.size()), over `threads` worker processes: worker w runs the
-// replications w, w + workers, ... of the round. Returns the timed firings made.
+// measures.size() + 1, the last the likelihood ratio), over `threads` worker processes: worker w
+// runs the replications w, w + workers, ... of the round. Returns the timed firings made.
 std::uint64_t runRound(Trajectory& path, StreamSampler& sampler,
                        const std::vector<Measure>& measures, double horizon, std::uint64_t first,
                        std::uint64_t count, unsigned threads, std::vector<double>& values) {
-    std::size_t width = measures.size();
+    std::size_t width = measures.size() + 1;
     std::uint64_t workers = std::min<std::uint64_t>(threads, count);
     if (workers <= 1) {
         std::uint64_t before = path.events();
@@ -318,8 +320,8 @@ std::string replicationMethod(const SimSettings& settings) {
 // The terminating measures by replications, into `estimates` at `positions`.
 std::uint64_t estimateByReplications(Trajectory& path, const std::vector<Measure>& measures,
                                      const std::vector<std::size_t>& positions,
-                                     const SimSettings& settings,
-                                     std::vector<Estimate>& estimates) {
+                                     const SimSettings& settings, std::vector<Estimate>& estimates,
+                                     Tally& ratio) {
     double horizon = 0.0;
     for (const Measure& m : measures)
         horizon = std::max(horizon, m.stop);
@@ -335,11 +337,14 @@ std::uint64_t estimateByReplications(Trajectory& path, const std::vector<Measure
         bool checks = settings.relWidth > 0.0 || settings.timeLimit > 0.0;
         std::uint64_t round = checks ? settings.round : settings.replications;
         std::uint64_t count = std::min(round, settings.replications - done);
-        values.assign(count * measures.size(), 0.0);
+        std::size_t width = measures.size() + 1;
+        values.assign(count * width, 0.0);
         events += runRound(path, sampler, measures, horizon, done, count, settings.threads, values);
-        for (std::uint64_t i = 0; i < count; ++i)
+        for (std::uint64_t i = 0; i < count; ++i) {
             for (std::size_t m = 0; m < measures.size(); ++m)
-                tallies[m].add(values[i * measures.size() + m]);
+                tallies[m].add(values[i * width + m]);
+            ratio.add(values[i * width + measures.size()]);
+        }
         done += count;
         if (done >= 2 && stopNow(tallies, settings, begun))
             break;
@@ -389,6 +394,10 @@ bool SimResult::allReached() const {
                        [](const Estimate& e) { return e.reached; });
 }
 
+bool SimResult::likelihoodSuspect() const {
+    return weighted && std::fabs(likelihoodMean - 1.0) > likelihoodHalfWidth;
+}
+
 std::string settingsProblem(const SimSettings& settings, PVModel* model) {
     if (!(settings.level > 0.0 && settings.level < 1.0))
         return "the confidence level must lie strictly between 0 and 1";
@@ -433,9 +442,16 @@ SimResult simulate(PVModel* model, const ActionTable& actions, const SimSettings
         (all[i].longRun() ? longRun : terminating).push_back(all[i]);
         (all[i].longRun() ? longRunAt : terminatingAt).push_back(i);
     }
-    if (!terminating.empty())
-        result.events +=
-            estimateByReplications(path, terminating, terminatingAt, settings, result.estimates);
+    if (!terminating.empty()) {
+        Tally ratio;
+        result.events += estimateByReplications(path, terminating, terminatingAt, settings,
+                                                result.estimates, ratio);
+        if (!settings.bias.empty()) {
+            result.weighted = true;
+            result.likelihoodMean = ratio.mean();
+            result.likelihoodHalfWidth = ratio.halfWidth(settings.level);
+        }
+    }
     if (!longRun.empty())
         result.events += estimateByBatches(path, longRun, longRunAt, settings, result.estimates,
                                            result.batchLength);

@@ -49,7 +49,14 @@ struct SimResult {
     std::vector<Estimate> estimates; // in the order of listMeasures
     std::uint64_t events = 0;        // timed firings simulated, over every worker
     double batchLength = 0.0;        // time length of a batch (long-run measures only)
-    bool allReached() const;         // every estimate reached the half-width asked for
+    bool weighted = false;           // the replications were biased (importance sampling)
+    // Mean and half-width of the replications' likelihood ratios, whose true
+    // mean is 1: an interval that misses 1 shows a biasing too strong for the
+    // replications made, whose weighted values are then not to be trusted.
+    double likelihoodMean = 1.0;
+    double likelihoodHalfWidth = 0.0;
+    bool likelihoodSuspect() const; // weighted, and 1 lies outside the likelihood interval
+    bool allReached() const;        // every estimate reached the half-width asked for
 };
 
 // A worker process failed after reporting its fault on standard error.

@@ -48,13 +48,16 @@ protected:
     static void SetUpTestSuite() { Study = GenerateStudy(); }
     static void TearDownTestSuite() { DestructStudy(); }
     // The estimate of the loss probability in `experiment`.
-    static Estimate run(int experiment, const SimSettings& settings) {
+    static SimResult runAll(int experiment, const SimSettings& settings) {
         Study->SetGVs(experiment);
         PVModel* model = Study->GetPVModel(false);
         ActionTable actions(model);
         SimResult result = simulate(model, actions, settings);
         EXPECT_EQ(result.estimates.size(), 1u);
-        return result.estimates.at(0);
+        return result;
+    }
+    static Estimate run(int experiment, const SimSettings& settings) {
+        return runAll(experiment, settings).estimates.at(0);
     }
     static BaseStudyClass* Study;
 };
@@ -100,6 +103,26 @@ TEST_F(RareEvent, BiasingNarrowsTheIntervalFarBelowPlainReplications) {
     ASSERT_GT(biased.value, 0.0);
     EXPECT_LT(biased.halfWidth / biased.value, plain.halfWidth / plain.value / 3.0);
     EXPECT_NEAR(biased.value, exact, 2.0 * biased.halfWidth);
+}
+
+// The likelihood ratios have mean 1 under any biasing; a biasing so strong
+// that the paths which carry the weight are never drawn shows as a mean far
+// below 1, while the weighted value is far below the exact one.
+TEST_F(RareEvent, TooStrongABiasIsFlaggedByTheLikelihoodRatios) {
+    SimSettings settings;
+    settings.replications = underValgrind() ? 500 : 2000;
+    settings.bias = {{"failure", 1000.0}};
+    SimResult fitting = runAll(0, settings);
+    EXPECT_TRUE(fitting.weighted);
+    EXPECT_FALSE(fitting.likelihoodSuspect());
+    SimResult excessive = runAll(1, settings);
+    EXPECT_LT(excessive.estimates.at(0).value, 0.5 * lossProbability(1e-2, horizon));
+    EXPECT_LT(excessive.likelihoodMean, 0.5);
+    EXPECT_TRUE(excessive.likelihoodSuspect());
+    settings.bias.clear();
+    SimResult plain = runAll(1, settings);
+    EXPECT_FALSE(plain.weighted);
+    EXPECT_FALSE(plain.likelihoodSuspect());
 }
 
 TEST_F(RareEvent, WeightedResultsDoNotDependOnTheWorkers) {

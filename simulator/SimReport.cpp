@@ -151,7 +151,7 @@ void writeTable(std::ostream& out, const SimResult& result, const SimRunInfo& in
     if (std::any_of(result.estimates.begin(), result.estimates.end(), noSpread))
         out << "WARNING: every sample of the values marked NO SPREAD was equal; their interval "
                "of width 0 does not bound outcomes rarer than about one in the samples\n";
-    if (result.likelihoodSuspect())
+    if (result.likelihoodWarning())
         out << "WARNING: the likelihood ratios average " << printed("%.6g", result.likelihoodMean)
             << ", not 1 within their interval: the biasing is too strong for the replications "
                "made, and the weighted values may be far off with intervals too narrow\n";
@@ -181,7 +181,7 @@ void writeJson(std::ostream& out, const SimResult& result, const SimRunInfo& inf
     if (result.weighted)
         out << ",\n  \"likelihood_ratio_mean\": " << exact(result.likelihoodMean)
             << ",\n  \"likelihood_ratio_half_width\": " << jsonNumber(result.likelihoodHalfWidth)
-            << ",\n  \"likelihood_suspect\": " << (result.likelihoodSuspect() ? "true" : "false");
+            << ",\n  \"likelihood_warning\": " << (result.likelihoodWarning() ? "true" : "false");
     out << ",\n  \"results\": [";
     for (std::size_t i = 0; i < result.estimates.size(); ++i) {
         const Estimate& e = result.estimates[i];

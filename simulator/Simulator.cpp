@@ -394,7 +394,7 @@ bool SimResult::allReached() const {
                        [](const Estimate& e) { return e.reached; });
 }
 
-bool SimResult::likelihoodSuspect() const {
+bool SimResult::likelihoodWarning() const {
     return weighted && std::fabs(likelihoodMean - 1.0) > likelihoodHalfWidth;
 }
 

@@ -55,7 +55,7 @@ struct SimResult {
     // replications made, whose weighted values are then not to be trusted.
     double likelihoodMean = 1.0;
     double likelihoodHalfWidth = 0.0;
-    bool likelihoodSuspect() const; // weighted, and 1 lies outside the likelihood interval
+    bool likelihoodWarning() const; // weighted, and 1 lies outside the likelihood interval
     bool allReached() const;        // every estimate reached the half-width asked for
 };
 

@@ -114,15 +114,15 @@ TEST_F(RareEvent, TooStrongABiasIsFlaggedByTheLikelihoodRatios) {
     settings.bias = {{"failure", 1000.0}};
     SimResult fitting = runAll(0, settings);
     EXPECT_TRUE(fitting.weighted);
-    EXPECT_FALSE(fitting.likelihoodSuspect());
+    EXPECT_FALSE(fitting.likelihoodWarning());
     SimResult excessive = runAll(1, settings);
     EXPECT_LT(excessive.estimates.at(0).value, 0.5 * lossProbability(1e-2, horizon));
     EXPECT_LT(excessive.likelihoodMean, 0.5);
-    EXPECT_TRUE(excessive.likelihoodSuspect());
+    EXPECT_TRUE(excessive.likelihoodWarning());
     settings.bias.clear();
     SimResult plain = runAll(1, settings);
     EXPECT_FALSE(plain.weighted);
-    EXPECT_FALSE(plain.likelihoodSuspect());
+    EXPECT_FALSE(plain.likelihoodWarning());
 }
 
 TEST_F(RareEvent, WeightedResultsDoNotDependOnTheWorkers) {

@@ -29,8 +29,8 @@ CompileResult compileSource(const std::string& source, const std::string& fileNa
     // Only the simulator samples these distributions: say so, without failing.
     for (const CheckedActivity& a : model.activities)
         if (a.kind == ActivityKind::Sampled)
-            errors << fileName << ':' << a.at.line << ':' << a.at.column
-                   << ": warning: activity '" << a.name << "' is " << sampledKind(a.sampled).word
+            errors << fileName << ':' << a.at.line << ':' << a.at.column << ": warning: activity '"
+                   << a.name << "' is " << sampledKind(a.sampled).word
                    << ": gen cannot explore this model; its simulator (the model's -sim "
                       "executable) samples it\n";
     result.files = emitModel(model);

@@ -102,8 +102,7 @@ bool ModelChecker::clauseAllowed(const ActivityDecl& a, const ClauseDecl& cl) {
         bool parameter = false;
         for (int p = 0; p < k.count; ++p)
             parameter = parameter || w == k.parameters[p].word;
-        if (parameter || w == "weight" || w == "when" || w == "do" || w == "input" ||
-            w == "output")
+        if (parameter || w == "weight" || w == "when" || w == "do" || w == "input" || w == "output")
             return true;
         diag.error(cl.word.at, "'" + w + "' is not allowed in a " + k.word + " activity");
         return false;
@@ -225,10 +224,9 @@ void ModelChecker::checkParameterOrder(const ActivityDecl& a, const CheckedActiv
     if (!literalValue(c.parameters[0], low) || !literalValue(c.parameters[1], high))
         return;
     if (!(low < high)) {
-        diag.error(a.name.at, "the " + word + " activity '" + c.name +
-                                  "' needs low below high, found low " +
-                                  shown(c.parameters[0].code) + " and high " +
-                                  shown(c.parameters[1].code));
+        diag.error(a.name.at,
+                   "the " + word + " activity '" + c.name + "' needs low below high, found low " +
+                       shown(c.parameters[0].code) + " and high " + shown(c.parameters[1].code));
         return;
     }
     if (word == "triangular" && literalValue(c.parameters[2], mode) &&
@@ -245,8 +243,8 @@ void ModelChecker::missingClauses(const ActivityDecl& a, const CheckedActivity& 
         for (int p = 0; p < k.count; ++p)
             if (c.parameters[p].code.empty()) {
                 complete = false;
-                diag.error(a.name.at, std::string(k.word) + " activity '" + c.name +
-                                          "' has no " + k.parameters[p].word);
+                diag.error(a.name.at, std::string(k.word) + " activity '" + c.name + "' has no " +
+                                          k.parameters[p].word);
             }
         if (complete)
             checkParameterOrder(a, c);

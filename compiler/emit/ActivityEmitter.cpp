@@ -323,8 +323,8 @@ void emitActivityMethods(const EmitContext& c, Writer& w, const CheckedActivity&
             w << "    values[" << p << "] = " << k.parameters[p].method << "();\n";
         w << "}\n\n";
         for (int p = 0; p < k.count; ++p)
-            emitValueMethod(c, w, a, "double " + q + k.parameters[p].method + "()",
-                            a.parameters[p], "double");
+            emitValueMethod(c, w, a, "double " + q + k.parameters[p].method + "()", a.parameters[p],
+                            "double");
     }
     emitFire(c, w, a, q);
     emitLinkVariables(c, w, a, q);

@@ -158,7 +158,8 @@ const BadModel badModels[] = {
     {"sampled clauses missing and foreign",
      "model m\nweibull a {\n    shape 2\n    rate 1\n}\nlognormal b {\n    sigma 1\n}\n",
      {"2:9: weibull activity 'a' has no scale", "4:5: 'rate' is not allowed in a weibull activity",
-      "6:11: lognormal activity 'b' has no logmean", "6:11: lognormal activity 'b' has no logvariance",
+      "6:11: lognormal activity 'b' has no logmean",
+      "6:11: lognormal activity 'b' has no logvariance",
       "7:5: expected a clause (logmean, logvariance, weight, when, do, input or output), found "
       "'sigma'"}},
     {"arcs and arrays", "model m\nplace s[2]\nplace p\nexponential a {\n    rate 1\n    input s, p[0]\n}\n",

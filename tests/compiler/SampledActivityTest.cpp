@@ -40,14 +40,15 @@ TEST(SampledActivityTest, EveryKindCompilesWithAWarningAtItsDeclaration) {
                                "triangular t {\n    low 1\n    high 4\n    mode 1\n}\n"
                                "pareto p {\n    minimum k\n    shape 0.5\n    when up > 0\n}\n"
                                "reward r instant {\n    at 1\n    rate up\n}\n";
-    const char* const expected[][2] = {{"7:9", "u' is uniform"},     {"11:9", "w' is weibull"},
-                                       {"16:11", "l' is lognormal"}, {"20:7", "g' is gamma"},
-                                       {"24:6", "b' is beta"},       {"28:8", "n' is normal"},
+    const char* const expected[][2] = {{"7:9", "u' is uniform"},      {"11:9", "w' is weibull"},
+                                       {"16:11", "l' is lognormal"},  {"20:7", "g' is gamma"},
+                                       {"24:6", "b' is beta"},        {"28:8", "n' is normal"},
                                        {"32:12", "t' is triangular"}, {"37:8", "p' is pareto"}};
     const std::vector<std::string> lines = reportOf(source);
     ASSERT_EQ(lines.size(), 8u);
     for (std::size_t i = 0; i < lines.size(); ++i) {
-        const std::string head = std::string("life.san:") + expected[i][0] + ": warning: activity '";
+        const std::string head =
+            std::string("life.san:") + expected[i][0] + ": warning: activity '";
         EXPECT_EQ(lines[i].rfind(head, 0), 0u) << lines[i];
         EXPECT_NE(lines[i].find(expected[i][1]), std::string::npos) << lines[i];
         EXPECT_NE(lines[i].find("gen cannot explore this model"), std::string::npos) << lines[i];

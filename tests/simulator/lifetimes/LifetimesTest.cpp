@@ -17,7 +17,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -45,7 +44,8 @@ double renewalMean(double t, int n) {
         F[static_cast<std::size_t>(j)] = lognormalCdf(j * h);
     const double dF1 = F[1] - F[0];
     for (int j = 1; j <= n; ++j) {
-        double sum = F[static_cast<std::size_t>(j)] + 0.5 * M[static_cast<std::size_t>(j - 1)] * dF1;
+        double sum =
+            F[static_cast<std::size_t>(j)] + 0.5 * M[static_cast<std::size_t>(j - 1)] * dF1;
         for (int k = 2; k <= j; ++k) {
             const auto a = static_cast<std::size_t>(j - k), b = static_cast<std::size_t>(k);
             sum += 0.5 * (M[a] + M[a + 1]) * (F[b] - F[b - 1]);
@@ -55,27 +55,19 @@ double renewalMean(double t, int n) {
     return M[static_cast<std::size_t>(n)];
 }
 
-class Lifetimes : public ::testing::Test {
-protected:
-    static void SetUpTestSuite() {
+// A run of the model's first experiment; the study and the action table are
+// built at the first call.
+SimResult simulateLifetimes(const SimSettings& settings) {
+    static PVModel* const model = [] {
         BaseStudyClass* study = GenerateStudy();
         study->SetGVs(0);
-        Model = study->GetPVModel(false);
-        Actions = std::make_unique<ActionTable>(Model);
-    }
-    static void TearDownTestSuite() {
-        Actions.reset();
-        DestructStudy();
-    }
-    void TearDown() override { scale = scale0; }
-    static PVModel* Model;
-    static std::unique_ptr<ActionTable> Actions;
-};
+        return study->GetPVModel(false);
+    }();
+    static const ActionTable actions(model);
+    return simulate(model, actions, settings);
+}
 
-PVModel* Lifetimes::Model = nullptr;
-std::unique_ptr<ActionTable> Lifetimes::Actions;
-
-TEST_F(Lifetimes, ReliabilityAndRenewalCountLieInThe99PercentIntervals) {
+TEST(Lifetimes, ReliabilityAndRenewalCountLieInThe99PercentIntervals) {
     // The trapezoid rule's error falls as the grid's step squared: two grids
     // agreeing to 1e-4 put the integration's error far below the intervals.
     const double renewals = renewalMean(3.0, 1200);
@@ -87,7 +79,7 @@ TEST_F(Lifetimes, ReliabilityAndRenewalCountLieInThe99PercentIntervals) {
     settings.level = 0.99;
     settings.replications = 4000;
     settings.seed = 7;
-    SimResult result = simulate(Model, *Actions, settings);
+    SimResult result = simulateLifetimes(settings);
     ASSERT_EQ(result.estimates.size(), 4u);
     for (int m = 0; m < 4; ++m) {
         const Estimate& e = result.estimates[static_cast<std::size_t>(m)];
@@ -97,13 +89,13 @@ TEST_F(Lifetimes, ReliabilityAndRenewalCountLieInThe99PercentIntervals) {
     }
 }
 
-TEST_F(Lifetimes, AParameterOutOfRangeAtRunTimeIsRefusedNamingTheActivity) {
+TEST(Lifetimes, AParameterOutOfRangeAtRunTimeIsRefusedNamingTheActivity) {
     for (double bad : {-1.0, 0.0, std::nan("")}) {
         scale = bad;
         SimSettings settings;
         settings.replications = 10;
         try {
-            simulate(Model, *Actions, settings);
+            simulateLifetimes(settings);
             ADD_FAILURE() << "scale " << bad << " accepted";
         } catch (const SimulationError& e) {
             const std::string text = e.what();
@@ -112,6 +104,7 @@ TEST_F(Lifetimes, AParameterOutOfRangeAtRunTimeIsRefusedNamingTheActivity) {
             EXPECT_EQ(text.find('\n'), std::string::npos) << text;
         }
     }
+    scale = scale0;
 }
 
 } // namespace

@@ -90,6 +90,10 @@ TEST(Lifetimes, ReliabilityAndRenewalCountLieInThe99PercentIntervals) {
 }
 
 TEST(Lifetimes, AParameterOutOfRangeAtRunTimeIsRefusedNamingTheActivity) {
+    // The first run builds the study, whose experiment sets the scale.
+    SimSettings few;
+    few.replications = 2;
+    simulateLifetimes(few);
     for (double bad : {-1.0, 0.0, std::nan("")}) {
         scale = bad;
         SimSettings settings;

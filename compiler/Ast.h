@@ -102,7 +102,9 @@ struct ArcDecl {
     Fragment index;
 };
 
-enum class ActivityKind { Exponential, Deterministic, Erlang, Instantaneous };
+// Sampled: a timed activity of one of the framework's other distributions
+// (SampledKinds.h), which only the simulator runs.
+enum class ActivityKind { Exponential, Deterministic, Erlang, Instantaneous, Sampled };
 
 struct ClauseDecl {
     Name word;                 // rate, delay, phases, weight, rank, when, do, input, output
@@ -112,6 +114,7 @@ struct ClauseDecl {
 
 struct ActivityDecl {
     ActivityKind kind;
+    int sampled = -1; // a Sampled activity's entry in SampledKinds.h
     Name name;
     bool family = false;
     Name index;

@@ -4,6 +4,7 @@
 #include "Diagnostics.h"
 #include "Emitter.h"
 #include "Parser.h"
+#include "SampledKinds.h"
 
 #include <filesystem>
 #include <fstream>
@@ -25,6 +26,13 @@ CompileResult compileSource(const std::string& source, const std::string& fileNa
                << fileName << "\n";
         return result;
     }
+    // Only the simulator samples these distributions: say so, without failing.
+    for (const CheckedActivity& a : model.activities)
+        if (a.kind == ActivityKind::Sampled)
+            errors << fileName << ':' << a.at.line << ':' << a.at.column << ": warning: activity '"
+                   << a.name << "' is " << sampledKind(a.sampled).word
+                   << ": gen cannot explore this model; its simulator (the model's -sim "
+                      "executable) samples it\n";
     result.files = emitModel(model);
     result.ok = true;
     return result;

@@ -87,6 +87,11 @@ struct CheckedActivity {
     // Erlang: the hidden place that counts its completed phases, its own or its
     // group's; -1 for the other kinds.
     int phasePlace = -1;
+    // Sampled: the kind's entry in SampledKinds.h, its parameters in the table's
+    // order, and where the activity is declared (for the compiler's warning).
+    int sampled = -1;
+    CheckedFragment parameters[3];
+    SourceLocation at;
 };
 
 struct CheckedGroup {

@@ -1,5 +1,7 @@
 #include "Parser.h"
 
+#include "SampledKinds.h"
+
 namespace {
 
 const char* const statementWords[] = {"model",     "global",        "study",  "struct",
@@ -246,6 +248,8 @@ void Parser::parseStatement(ModelFile& m) {
         parseActivity(m, ActivityKind::Erlang);
     } else if (w == "instantaneous") {
         parseActivity(m, ActivityKind::Instantaneous);
+    } else if (sampledKindOf(w) >= 0) {
+        parseActivity(m, ActivityKind::Sampled, sampledKindOf(w));
     } else if (w == "group") {
         parseGroup(m);
     } else if (w == "reward") {

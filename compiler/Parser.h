@@ -40,7 +40,8 @@ private:
     void parseStudyTable(StudyDecl& s);
     void parseStruct(ModelFile& m);
     void parsePlace(ModelFile& m);
-    void parseActivity(ModelFile& m, ActivityKind kind);
+    // `sampled`: a Sampled activity's entry in SampledKinds.h.
+    void parseActivity(ModelFile& m, ActivityKind kind, int sampled = -1);
     void parseArcs(ClauseDecl& clause);
     void parseGroup(ModelFile& m);
     void parseReward(ModelFile& m);

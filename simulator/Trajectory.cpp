@@ -6,6 +6,7 @@
 #include "pv/PerformanceVariableNode.h"
 
 #include <algorithm>
+#include <stdexcept>
 
 Trajectory::Trajectory(PVModel* model, const ActionTable& actions)
     : Model(model), Actions(actions), Uniform(nullptr),
@@ -78,7 +79,13 @@ double Trajectory::exponentialRate(std::uint32_t i) const {
 
 double Trajectory::draw(std::uint32_t i) {
     BaseActionClass* action = Actions.timed()[i];
-    double delay = action->SampleDistribution();
+    double delay = 0.0;
+    try {
+        delay = action->SampleDistribution();
+    } catch (const std::domain_error& e) {
+        // A generated activity's parameter out of its range.
+        throw SimulationError(e.what());
+    }
     if (!(delay >= 0.0) || std::isinf(delay))
         throw SimulationError("activity " + std::string(action->Name) + " drew the delay " +
                               std::to_string(delay) + "; a delay must be finite and not negative");

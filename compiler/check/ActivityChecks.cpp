@@ -1,9 +1,36 @@
 #include "check/ModelChecker.h"
 
 #include "Checker.h"
+#include "SampledKinds.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <set>
+
+namespace {
+
+// The value of a fragment that is a plain number literal, as in `2.5` or `-1`.
+bool literalValue(const CheckedFragment& f, double& value) {
+    const std::string& t = f.code.text;
+    const std::size_t b = t.find_first_not_of(" \t\r\n");
+    if (b == std::string::npos || f.code.block)
+        return false;
+    const char* start = t.c_str() + b;
+    char* end = nullptr;
+    value = std::strtod(start, &end);
+    if (end == start)
+        return false;
+    return std::string(end).find_first_not_of(" \t\r\n") == std::string::npos;
+}
+
+// The fragment's text without its surrounding blanks, for messages.
+std::string shown(const Fragment& f) {
+    const std::size_t b = f.text.find_first_not_of(" \t\r\n");
+    const std::size_t e = f.text.find_last_not_of(" \t\r\n");
+    return b == std::string::npos ? std::string() : f.text.substr(b, e - b + 1);
+}
+
+} // namespace
 
 void ModelChecker::checkActivities() {
     // Declare every activity first: groups and impulses may name later ones.
@@ -21,6 +48,8 @@ void ModelChecker::checkActivity(const ActivityDecl& a) {
     CheckedActivity c;
     c.name = a.name.text;
     c.kind = a.kind;
+    c.sampled = a.sampled;
+    c.at = a.name.at;
     if (a.family)
         checkFamily(a, c);
     std::set<std::string> seen;
@@ -68,6 +97,16 @@ void ModelChecker::checkFamily(const ActivityDecl& a, CheckedActivity& c) {
 
 bool ModelChecker::clauseAllowed(const ActivityDecl& a, const ClauseDecl& cl) {
     const std::string& w = cl.word.text;
+    if (a.kind == ActivityKind::Sampled) {
+        const SampledKind& k = sampledKind(a.sampled);
+        bool parameter = false;
+        for (int p = 0; p < k.count; ++p)
+            parameter = parameter || w == k.parameters[p].word;
+        if (parameter || w == "weight" || w == "when" || w == "do" || w == "input" || w == "output")
+            return true;
+        diag.error(cl.word.at, "'" + w + "' is not allowed in a " + k.word + " activity");
+        return false;
+    }
     const bool allowed =
         (w == "rate" && (a.kind == ActivityKind::Exponential || a.kind == ActivityKind::Erlang)) ||
         (w == "delay" && a.kind == ActivityKind::Deterministic) ||
@@ -151,9 +190,66 @@ void ModelChecker::checkValueClause(const ClauseDecl& cl, CheckedActivity& c,
             c.*s.has = true;
             c.*s.code = f;
         }
+    if (c.kind == ActivityKind::Sampled)
+        checkParameter(cl, f, c);
+}
+
+// A parameter of a sampled activity; a literal out of its range is an error.
+void ModelChecker::checkParameter(const ClauseDecl& cl, const CheckedFragment& f,
+                                  CheckedActivity& c) {
+    const SampledKind& k = sampledKind(c.sampled);
+    for (int p = 0; p < k.count; ++p) {
+        const SampledParameter& param = k.parameters[p];
+        if (cl.word.text != param.word)
+            continue;
+        c.parameters[p] = f;
+        double v = 0.0;
+        if (!literalValue(f, v))
+            return;
+        if (param.range == ParameterRange::Positive && !(v > 0.0))
+            diag.error(cl.fragment.at, std::string("the ") + k.word + " " + param.word +
+                                           " must be positive, found " + shown(cl.fragment));
+        if (param.range == ParameterRange::NotNegative && !(v >= 0.0))
+            diag.error(cl.fragment.at, std::string("the ") + k.word + " " + param.word +
+                                           " must not be negative, found " + shown(cl.fragment));
+    }
+}
+
+// Literal bounds of a uniform or triangular activity that contradict each other.
+void ModelChecker::checkParameterOrder(const ActivityDecl& a, const CheckedActivity& c) {
+    const std::string word = sampledKind(c.sampled).word;
+    if (word != "uniform" && word != "triangular")
+        return;
+    double low = 0.0, high = 0.0, mode = 0.0;
+    if (!literalValue(c.parameters[0], low) || !literalValue(c.parameters[1], high))
+        return;
+    if (!(low < high)) {
+        diag.error(a.name.at,
+                   "the " + word + " activity '" + c.name + "' needs low below high, found low " +
+                       shown(c.parameters[0].code) + " and high " + shown(c.parameters[1].code));
+        return;
+    }
+    if (word == "triangular" && literalValue(c.parameters[2], mode) &&
+        !(low <= mode && mode <= high))
+        diag.error(a.name.at, "the triangular activity '" + c.name +
+                                  "' needs its mode between low and high, found " +
+                                  shown(c.parameters[2].code));
 }
 
 void ModelChecker::missingClauses(const ActivityDecl& a, const CheckedActivity& c) {
+    if (a.kind == ActivityKind::Sampled) {
+        const SampledKind& k = sampledKind(a.sampled);
+        bool complete = true;
+        for (int p = 0; p < k.count; ++p)
+            if (c.parameters[p].code.empty()) {
+                complete = false;
+                diag.error(a.name.at, std::string(k.word) + " activity '" + c.name + "' has no " +
+                                          k.parameters[p].word);
+            }
+        if (complete)
+            checkParameterOrder(a, c);
+        return;
+    }
     auto missing = [&](bool has, const char* clause) {
         if (!has)
             diag.error(a.name.at, std::string(a.kind == ActivityKind::Exponential ? "exponential"
@@ -208,6 +304,8 @@ void ModelChecker::collectPlaces(CheckedActivity& c, const ClausePlaces& places)
 void ModelChecker::findOwnElementArrays(CheckedActivity& a) {
     std::vector<const CheckedFragment*> code = {&a.rate, &a.delay, &a.phases, &a.weight,
                                                 &a.rank, &a.when,  &a.effect};
+    for (const CheckedFragment& p : a.parameters)
+        code.push_back(&p);
     for (const CheckedArc& arc : a.inputs)
         code.push_back(&arc.index);
     for (const CheckedArc& arc : a.outputs)

@@ -82,6 +82,10 @@ private:
     void checkArcs(const ClauseDecl& cl, CheckedActivity& c);
     void checkValueClause(const ClauseDecl& cl, CheckedActivity& c, ClausePlaces& places);
     void missingClauses(const ActivityDecl& a, const CheckedActivity& c);
+    // A sampled activity's parameter clause, its literal value checked against its range.
+    void checkParameter(const ClauseDecl& cl, const CheckedFragment& f, CheckedActivity& c);
+    // Literal low, high and mode of a uniform or triangular activity, checked in order.
+    void checkParameterOrder(const ActivityDecl& a, const CheckedActivity& c);
     static void collectPlaces(CheckedActivity& c, const ClausePlaces& places);
     void findOwnElementArrays(CheckedActivity& a);
     void checkGroups();

@@ -1,5 +1,7 @@
 #include "emit/ActivityEmitter.h"
 
+#include "SampledKinds.h"
+
 #include <algorithm>
 
 namespace {
@@ -9,9 +11,25 @@ const char* const kindWords[] = {"exponential", "deterministic", "Erlang", "inst
 const char* const distributions[] = {"Exponential", "Deterministic", "Exponential",
                                      "Instantaneous"};
 
+// The kind's word in the class comment: the distribution for a sampled one.
+std::string kindWord(const CheckedActivity& a) {
+    if (a.kind == ActivityKind::Sampled)
+        return sampledKind(a.sampled).word;
+    return kindWords[static_cast<int>(a.kind)];
+}
+
+// The framework's Distribution of the activity.
+std::string distributionOf(const CheckedActivity& a) {
+    if (a.kind == ActivityKind::Sampled)
+        return sampledKind(a.sampled).distribution;
+    return distributions[static_cast<int>(a.kind)];
+}
+
 // The framework's base of a generated activity of kind `a.kind`.
 std::string baseOf(const CheckedActivity& a) {
     switch (a.kind) {
+    case ActivityKind::Sampled:
+        return "::SampledActivity";
     case ActivityKind::Exponential:
     case ActivityKind::Erlang:
         return "::ExponentialActivity";
@@ -91,7 +109,7 @@ void emitValueMethod(const EmitContext& c, Writer& w, const CheckedActivity& a,
 }
 
 void emitLifetime(Writer& w, const CheckedActivity& a, const std::string& q) {
-    const char* dist = distributions[static_cast<int>(a.kind)];
+    const std::string dist = distributionOf(a);
     const std::string counts = ", " + std::to_string(a.affectedPlaces.size()) + ", " +
                                std::to_string(a.enablingPlaces.size()) + ", false);\n";
     w << "// " << a.name << "\n\n";
@@ -247,7 +265,7 @@ void emitLinkVariables(const EmitContext& c, Writer& w, const CheckedActivity& a
 
 void emitActivityClass(const EmitContext& c, Writer& w, const CheckedActivity& a) {
     const std::string cls = a.name + "Activity";
-    w << "    // The " << kindWords[static_cast<int>(a.kind)] << " activity " << a.name
+    w << "    // The " << kindWord(a) << " activity " << a.name
       << (a.family ? "[" + a.index + "], one member per index" : "") << ".\n";
     openClass(w, "    ", cls, baseOf(a));
     w << "        " << cls << "();\n";
@@ -268,6 +286,13 @@ void emitActivityClass(const EmitContext& c, Writer& w, const CheckedActivity& a
     }
     if (a.kind == ActivityKind::Deterministic)
         w << "        double Delay(); // the delay, which the base class reads\n";
+    if (a.kind == ActivityKind::Sampled) {
+        const SampledKind& k = sampledKind(a.sampled);
+        w << "        void Parameters(double* values) override;\n";
+        for (int p = 0; p < k.count; ++p)
+            w << "        double " << k.parameters[p].method << "(); // the " << k.word << " "
+              << k.parameters[p].word << "\n";
+    }
     w << "        BaseActionClass* Fire() override;\n";
     w << "        // Binds the marking pointers and registers them with their places.\n";
     w << "        void LinkVariables() override;\n\n";
@@ -291,6 +316,16 @@ void emitActivityMethods(const EmitContext& c, Writer& w, const CheckedActivity&
         emitValueMethod(c, w, a, "double " + q + "ErlangParamM()", a.phases, "double");
     if (a.kind == ActivityKind::Deterministic)
         emitValueMethod(c, w, a, "double " + q + "Delay()", a.delay, "double");
+    if (a.kind == ActivityKind::Sampled) {
+        const SampledKind& k = sampledKind(a.sampled);
+        w << "void " << q << "Parameters(double* values) {\n";
+        for (int p = 0; p < k.count; ++p)
+            w << "    values[" << p << "] = " << k.parameters[p].method << "();\n";
+        w << "}\n\n";
+        for (int p = 0; p < k.count; ++p)
+            emitValueMethod(c, w, a, "double " + q + k.parameters[p].method + "()", a.parameters[p],
+                            "double");
+    }
     emitFire(c, w, a, q);
     emitLinkVariables(c, w, a, q);
 }

@@ -1,5 +1,7 @@
 #include "Parser.h"
 
+#include "SampledKinds.h"
+
 void Parser::parseArcs(ClauseDecl& clause) {
     advance();
     do {
@@ -23,9 +25,10 @@ void Parser::parseArcs(ClauseDecl& clause) {
     } while (tok.is(",") && !tok.firstOnLine && (advance(), true));
 }
 
-void Parser::parseActivity(ModelFile& m, ActivityKind kind) {
+void Parser::parseActivity(ModelFile& m, ActivityKind kind, int sampled) {
     ActivityDecl a;
     a.kind = kind;
+    a.sampled = sampled;
     advance();
     if (!expectName(a.name, "the activity's name")) {
         skipToStatement();
@@ -68,6 +71,21 @@ void Parser::parseActivity(ModelFile& m, ActivityKind kind) {
         bool known = false;
         for (const char* c : clauses)
             known = known || (tok.kind == TokenKind::Name && tok.text == c);
+        if (sampled >= 0) {
+            const SampledKind& k = sampledKind(sampled);
+            for (int p = 0; p < k.count; ++p)
+                known = known || (tok.kind == TokenKind::Name && tok.text == k.parameters[p].word);
+        }
+        if (!known && sampled >= 0) {
+            const SampledKind& k = sampledKind(sampled);
+            std::string words;
+            for (int p = 0; p < k.count; ++p)
+                words += std::string(k.parameters[p].word) + ", ";
+            report("expected a clause (" + words + "weight, when, do, input or output), found " +
+                   describe(tok));
+            skipToNextLine();
+            return true;
+        }
         if (!known) {
             report("expected a clause (rate, delay, phases, weight, rank, when, do, "
                    "input or output), found " +

@@ -71,3 +71,22 @@ public:
 
     double DistributionParameters[1] = {0.0}; // owned: the delay of the latest call
 };
+
+// SampledActivity: a generated timed activity whose delay follows the framework's
+// distribution DistributionType (uniform, weibull, lognormal, gamma, beta, normal,
+// triangular or pareto) with the parameters the generated class gives. A draw
+// with a parameter out of its range throws std::domain_error naming the activity.
+class SampledActivity : public GeneratedActivity {
+public:
+    SampledActivity();
+    ~SampledActivity() override;
+    SampledActivity(const SampledActivity&) = delete;
+    SampledActivity& operator=(const SampledActivity&) = delete;
+
+    double SampleDistribution() override;            // a draw with the current parameters
+    double* ReturnDistributionParameters() override; // the parameters, in the sampler's order
+    // Writes the parameters in the order the framework's sampler takes them.
+    virtual void Parameters(double* values) = 0;
+
+    double DistributionParameters[3] = {0.0, 0.0, 0.0}; // owned: those of the latest call
+};

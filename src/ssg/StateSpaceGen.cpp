@@ -2,6 +2,7 @@
 
 #include "actions/BaseActionClass.h"
 #include "actions/BaseGroupClass.h"
+#include "actions/GeneratedActivity.h"
 #include "base/CopyBytes.h"
 #include "base/NewArray.h"
 #include "output/ImpulseFile.h"
@@ -194,6 +195,19 @@ void StateSpaceGen::SetMethodPointers() {
         GenStateSpaceDeterministic(armName, varName, Files.detName().c_str());
         break;
     default:
+        // A generated model also names, on standard error, the activity at fault.
+        for (std::uint32_t i = 0; i < Table.numTimed(); ++i)
+            if (dynamic_cast<SampledActivity*>(Table.timed()[i]) != nullptr) {
+                const BaseModelClass* owner = Table.timed()[i]->ParentModel;
+                std::cerr << "gen: model "
+                          << (owner != nullptr && owner->Name != nullptr ? owner->Name : "?")
+                          << ": activity " << Table.timed()[i]->Name
+                          << " has a delay distribution that gen cannot explore "
+                             "(only exponential, erlang, deterministic and instantaneous); "
+                             "simulate the model instead"
+                          << std::endl;
+                break;
+            }
         refuse("Error:  Can not generate state space with Current Action Distribution Type");
     }
 }

@@ -135,6 +135,33 @@ const BadModel badModels[] = {
       "5:5: 'rank' is not allowed in an exponential activity",
       "6:5: a second 'rate' clause in activity 'a'",
       "9:5: 'rate' is not allowed in a instantaneous activity"}},
+    // Sampled delays: literal parameters out of range, missing and foreign clauses.
+    {"sampled parameters out of range",
+     "model m\nweibull a {\n    shape 0\n    scale -2.5\n}\ngamma b {\n    shape -1\n"
+     "    scale 1e-3\n}\nlognormal c {\n    logmean -4\n    logvariance 0.0\n}\n"
+     "normal d {\n    mean -1\n    variance -1\n}\npareto e {\n    minimum 0\n    shape 1.5\n}\n"
+     "beta f {\n    shape1 2\n    shape2 0\n}\nuniform g {\n    low -1\n    high 2\n}\n",
+     {"3:11: the weibull shape must be positive, found 0",
+      "4:11: the weibull scale must be positive, found -2.5",
+      "7:11: the gamma shape must be positive, found -1",
+      "12:17: the lognormal logvariance must be positive, found 0.0",
+      "16:14: the normal variance must be positive, found -1",
+      "19:13: the pareto minimum must be positive, found 0",
+      "24:12: the beta shape2 must be positive, found 0",
+      "27:9: the uniform low must not be negative, found -1"}},
+    // A bound written as an expression is left to the run-time check.
+    {"sampled bounds out of order",
+     "model m\nuniform a {\n    low 3\n    high 3\n}\ntriangular b {\n    low 1\n    high 4\n"
+     "    mode 5\n}\ntriangular c {\n    low 1\n    high 2 * 3\n    mode 9\n}\n",
+     {"2:9: the uniform activity 'a' needs low below high, found low 3 and high 3",
+      "6:12: the triangular activity 'b' needs its mode between low and high, found 5"}},
+    {"sampled clauses missing and foreign",
+     "model m\nweibull a {\n    shape 2\n    rate 1\n}\nlognormal b {\n    sigma 1\n}\n",
+     {"2:9: weibull activity 'a' has no scale", "4:5: 'rate' is not allowed in a weibull activity",
+      "6:11: lognormal activity 'b' has no logmean",
+      "6:11: lognormal activity 'b' has no logvariance",
+      "7:5: expected a clause (logmean, logvariance, weight, when, do, input or output), found "
+      "'sigma'"}},
     {"arcs and arrays", "model m\nplace s[2]\nplace p\nexponential a {\n    rate 1\n    input s, p[0]\n}\n",
      {"6:11: 's' is an array: name an element, as in s[i]", "6:14: 'p' is not an array"}},
 

@@ -141,7 +141,10 @@ TEST(KrylovLimit, NearlyDecomposableChainsMatchTheDenseSolveOrSayTheyMissed) {
             distance += std::fabs(static_cast<long double>(limit.distribution[i]) - exact[i]);
         EXPECT_LE(static_cast<double>(distance), limit.errorEstimate + 1e-14) << limit.method();
         EXPECT_EQ(limit.converged, limit.errorEstimate <= 1e-12) << limit.method();
-        EXPECT_LE(static_cast<double>(distance), 1e-9) << limit.method();
+        // The dense oracle and the solver's residuals are in long double; where that
+        // is only a double (under Valgrind) both lose about two digits here.
+        EXPECT_LE(static_cast<double>(distance), solvertest::extendedPrecision() ? 1e-9 : 1e-7)
+            << limit.method();
     }
 }
 

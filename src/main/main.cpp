@@ -11,6 +11,10 @@
 #include <memory>
 #include <new>
 
+#ifdef GEN_DISTRIBUTED
+#include "DistributedRun.h"
+#endif
+
 namespace {
 
 // Every output file name is built from the path and the name, so both are required.
@@ -33,6 +37,10 @@ int main(int argc, char** argv) {
     // Every allocation that fails from here on, checked or not, ends the run with
     // the fatal memory report and status 1, never with an uncaught exception.
     std::set_new_handler(MemoryAllocationError);
+#ifdef GEN_DISTRIBUTED
+    // Under mpirun with several processes, the exploration is spread over them.
+    DistributedRun distributed(&argc, &argv);
+#endif
     int fileType = 1;
     char* traceFileName = nullptr;
     commandline(argc, argv, fileType, traceFileName);
@@ -65,6 +73,9 @@ int main(int argc, char** argv) {
     std::cout << "SSG: SetTraceLevel: " << TempTraceLevel << '\n';
     generator->TraceLevel = TempTraceLevel;
     generator->InitializeTrace();
+#ifdef GEN_DISTRIBUTED
+    distributed.attach(*generator);
+#endif
     generator->GenStateSpace();
     (void)fileType; // accepted for command lines written for the tool; nothing reads it
 

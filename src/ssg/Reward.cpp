@@ -59,9 +59,9 @@ int Reward::NumValues() const {
     return 2 * Model->NumPVs;
 }
 
-void Reward::Capture(double* values) const {
-    PerformanceVariableNode** nodes = Model->PVList;
-    for (int p = 0; p < Model->NumPVs; ++p) {
+void Reward::CaptureFrom(const PVModel* model, double* values) {
+    PerformanceVariableNode* const* nodes = model->PVList;
+    for (int p = 0; p < model->NumPVs; ++p) {
         values[2 * p] = nodes[p]->ImpulseReward;
         values[2 * p + 1] = nodes[p]->RateReward;
     }

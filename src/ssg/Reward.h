@@ -32,7 +32,10 @@ public:
     // Number of values that Capture stores: an impulse and a rate reward per variable.
     int NumValues() const;
     // Stores the values the variables hold now, to be written later by Write.
-    void Capture(double* values) const;
+    void Capture(double* values) const { CaptureFrom(Model, values); }
+    // Stores the values the variables of `model` hold now, as Capture does,
+    // without a file.
+    static void CaptureFrom(const PVModel* model, double* values);
     // Appends the record of `stateNumber` with values stored by Capture.
     void Write(unsigned long stateNumber, const double* values);
     // Writes what is buffered and closes the file; a failed write or close ends

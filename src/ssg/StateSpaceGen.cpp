@@ -6,6 +6,7 @@
 #include "base/CopyBytes.h"
 #include "base/NewArray.h"
 #include "output/ImpulseFile.h"
+#include "ssg/ExplorationHook.h"
 #include "output/TextBuffer.h"
 #include "pv/PVModel.h"
 #include "ssg/Queue.h"
@@ -148,7 +149,10 @@ void StateSpaceGen::InitializeTrace() {
 void StateSpaceGen::GenStateSpace() {
     OutputFormat = 1;
     double start = processorTime();
-    SetMethodPointers();
+    if (Hook == nullptr)
+        SetMethodPointers();
+    else if (!Hook->explore(*this))
+        return; // another process reports the run
     if (CurrentStateNumber == 0)
         CurrentStateNumber = 1;
     std::cout << "_$" << CurrentStateNumber << "$" << std::endl;
@@ -165,15 +169,23 @@ void StateSpaceGen::GenStateSpace() {
 }
 
 void StateSpaceGen::SetMethodPointers() {
-    const char* armName = Files.armName().c_str();
-    const char* varName = Files.varName().c_str();
+    writeModelFiles();
+    if (chooseExploration() == Exploration::Stable)
+        GenStateSpaceNormal(Files.armName().c_str(), Files.varName().c_str());
+    else
+        GenStateSpaceDeterministic(Files.armName().c_str(), Files.varName().c_str(),
+                                   Files.detName().c_str());
+}
+
+void StateSpaceGen::writeModelFiles() {
     Model->WritePVTypeFile(Files.pvTypeName().c_str());
     Model->WriteAbsorptionFile(Files.absName().c_str());
+}
 
+StateSpaceGen::Exploration StateSpaceGen::chooseExploration() {
     if (Model->NumActions == 0) {
         FindNext = &StateSpaceGen::FindNextNormal;
-        GenStateSpaceNormal(armName, varName);
-        return;
+        return Exploration::Stable;
     }
     switch (Table.distributionMask()) {
     case ActionTable::MaskTimedOrInstant:
@@ -187,29 +199,28 @@ void StateSpaceGen::SetMethodPointers() {
         }
         FindNext = Table.numInstant() > 0 ? &StateSpaceGen::FindNextInstant
                                           : &StateSpaceGen::FindNextNormal;
-        GenStateSpaceNormal(armName, varName);
-        break;
+        return Exploration::Stable;
     case ActionTable::MaskDeterministic:
     case ActionTable::MaskDeterministic | ActionTable::MaskTimedOrInstant:
         FindNext = &StateSpaceGen::FindNextDeterministic;
-        GenStateSpaceDeterministic(armName, varName, Files.detName().c_str());
-        break;
+        return Exploration::Deterministic;
     default:
-        // A generated model also names, on standard error, the activity at fault.
-        for (std::uint32_t i = 0; i < Table.numTimed(); ++i)
-            if (dynamic_cast<SampledActivity*>(Table.timed()[i]) != nullptr) {
-                const BaseModelClass* owner = Table.timed()[i]->ParentModel;
-                std::cerr << "gen: model "
-                          << (owner != nullptr && owner->Name != nullptr ? owner->Name : "?")
-                          << ": activity " << Table.timed()[i]->Name
-                          << " has a delay distribution that gen cannot explore "
-                             "(only exponential, erlang, deterministic and instantaneous); "
-                             "simulate the model instead"
-                          << std::endl;
-                break;
-            }
-        refuse("Error:  Can not generate state space with Current Action Distribution Type");
+        break;
     }
+    // A generated model also names, on standard error, the activity at fault.
+    for (std::uint32_t i = 0; i < Table.numTimed(); ++i)
+        if (dynamic_cast<SampledActivity*>(Table.timed()[i]) != nullptr) {
+            const BaseModelClass* owner = Table.timed()[i]->ParentModel;
+            std::cerr << "gen: model "
+                      << (owner != nullptr && owner->Name != nullptr ? owner->Name : "?")
+                      << ": activity " << Table.timed()[i]->Name
+                      << " has a delay distribution that gen cannot explore "
+                         "(only exponential, erlang, deterministic and instantaneous); "
+                         "simulate the model instead"
+                      << std::endl;
+            break;
+        }
+    refuse("Error:  Can not generate state space with Current Action Distribution Type");
 }
 
 // ---- Files of an exploration ----
@@ -260,9 +271,13 @@ void StateSpaceGen::finishExploration() {
 
 // ---- Stable-state exploration ----
 
-void StateSpaceGen::GenStateSpaceNormal(const char* armName, const char* varName) {
+void StateSpaceGen::beginStable(const char* armName, const char* varName) {
     beginExploration(armName, varName, "Error: Could not open state space output file",
                      NormalHeaderBlanks);
+}
+
+void StateSpaceGen::GenStateSpaceNormal(const char* armName, const char* varName) {
+    beginStable(armName, varName);
 
     // With the trace off and the rewards taken per new state, the successors of
     // the next states are fired before the present state's lookups, so that

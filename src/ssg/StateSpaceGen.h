@@ -24,6 +24,7 @@
 #include <vector>
 
 class BaseActionClass;
+class ExplorationHook;
 class ImpulseFile;
 class PVModel;
 class Queue;
@@ -52,6 +53,15 @@ public:
     void GenStateSpace();
     // Builds the file names, writes .pvtype, chooses and runs the exploration.
     void SetMethodPointers();
+    // Writes the .pvtype and .abs files.
+    void writeModelFiles();
+    // The exploration the model needs: sets FindNext, or ends the run (status 1)
+    // with the refusal of a model that cannot be explored.
+    enum class Exploration { Stable, Deterministic };
+    Exploration chooseExploration();
+    // Hands the exploration to `hook` (not owned; it outlives the run); null
+    // keeps the generator's own.
+    void setExplorationHook(ExplorationHook* hook) { Hook = hook; }
     // Records a load factor; the store keeps the one it was built with.
     void setHashValue(double value) { HashValue = value; }
 
@@ -80,7 +90,8 @@ public:
     int TraceLevel = 0; // 0 to 4, set before InitializeTrace
 
 private:
-    friend class LookAhead; // the plain exploration loop, run ahead
+    friend class LookAhead;           // the plain exploration loop, run ahead
+    friend class DistributedExplorer; // the exploration spread over processes
 
     // Hands the stable states of the zero-time resolver to the store and the row.
     struct Numbering;
@@ -105,6 +116,8 @@ private:
     // reward record; `blanks` is the width of the placeholder line.
     void beginExploration(const char* armName, const char* varName, const char* openMessage,
                           int blanks);
+    // beginExploration for the stable-state exploration.
+    void beginStable(const char* armName, const char* varName);
     // Writes the explored state's row and empties RateMap; with impulses, also
     // the state's impulse rates, which it then clears.
     void writeRow();
@@ -149,6 +162,7 @@ private:
     char* TraceFileName;                          // owned (free); null for standard output
     std::unique_ptr<TraceFileContainer> Trace;    // owned; null until InitializeTrace
     std::unique_ptr<TraceFileVantorSSG> TraceOut; // owned; the one trace file
+    ExplorationHook* Hook = nullptr;              // not owned; null: the own exploration
 };
 
 // The exploration step that the loop calls for every dequeued state.

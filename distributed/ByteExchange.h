@@ -1,0 +1,34 @@
+#pragma once
+// ByteExchange: the collective moves of byte buffers between the processes of
+// one run: every process to every other (one buffer per destination), and
+// every process to the first. Counts and offsets are computed here; a buffer
+// that MPI's int counts cannot describe ends the run with a message.
+
+#include <cstddef>
+#include <vector>
+
+class ByteExchange {
+public:
+    // Over the processes of the world communicator; `size` of them.
+    explicit ByteExchange(int size);
+
+    // Sends out[d] to process d; `in` receives every process's buffer for this
+    // one, in process order, process s's bytes from offsets[s] to offsets[s + 1].
+    void allToAll(const std::vector<std::vector<char>>& out, std::vector<char>& in,
+                  std::vector<std::size_t>& offsets);
+    // Gathers every process's `out` on process 0, as allToAll lays them out;
+    // `in` and `offsets` are filled on process 0 only.
+    void toFirst(const std::vector<char>& out, std::vector<char>& in,
+                 std::vector<std::size_t>& offsets);
+
+private:
+    // Offsets from counts, refusing a total that an int cannot count.
+    void layOut(const std::vector<int>& counts, std::vector<int>& displacements,
+                std::vector<std::size_t>& offsets) const;
+
+    int Size;                      // processes
+    std::vector<int> SendCounts;   // bytes per destination
+    std::vector<int> SendOffsets;  // where each destination's bytes start
+    std::vector<int> ReceiveCounts, ReceiveOffsets; // the same for the received bytes
+    std::vector<char> Packed;      // the buffers for every destination, end to end
+};

@@ -1,0 +1,434 @@
+#include "DistributedExplorer.h"
+
+#include "OutputCapture.h"
+#include "actions/BaseActionClass.h"
+#include "output/TextBuffer.h"
+#include "pv/PVModel.h"
+#include "ssg/Reward.h"
+#include "ssg/StateSpaceGen.h"
+#include "store/HybridHash.h"
+#include "trace/TraceFileContainer.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <iostream>
+#include <mpi.h>
+
+namespace {
+
+// The own store's parameters, those of the generator's store.
+constexpr unsigned long FirstTableSize = 131071;
+constexpr unsigned long StatesPerBlock = 100000;
+constexpr unsigned long HashChunk = 5;
+constexpr unsigned long MaxStoreBlocks = 128;
+
+// Bytes of a request before its vector: source number, position, action.
+constexpr std::size_t RequestHeader = 3 * sizeof(std::uint32_t);
+// A successor marked as the first discovery of a state, before it is numbered.
+constexpr std::uint32_t Discovered = 0xffffffffU;
+
+void put32(std::vector<char>& buffer, std::uint32_t value) {
+    const std::size_t at = buffer.size();
+    buffer.resize(at + sizeof value);
+    std::memcpy(buffer.data() + at, &value, sizeof value);
+}
+
+void putBytes(std::vector<char>& buffer, const void* bytes, std::size_t count) {
+    const std::size_t at = buffer.size();
+    buffer.resize(at + count);
+    std::memcpy(buffer.data() + at, bytes, count);
+}
+
+std::uint32_t get32(const char* at) {
+    std::uint32_t value = 0;
+    std::memcpy(&value, at, sizeof value);
+    return value;
+}
+
+// Ends the run (status 1) with `what` refused, on every process alike.
+[[noreturn]] void refuse(int rank, const char* what) {
+    if (rank == 0)
+        std::cerr << "Error: " << what
+                  << " is not available when the exploration runs on more than one process "
+                     "(mpirun -np 1 or no mpirun explores it)"
+                  << std::endl;
+    std::exit(1);
+}
+
+} // namespace
+
+// The zero-time resolver's sink: every stable state becomes a successor.
+struct DistributedExplorer::Sink {
+    DistributedExplorer& Explorer; // not owned
+    const Firing& Fire;            // not owned
+
+    void reached(const char* state, double rate) {
+        Explorer.addSuccessor(state, rate, Fire.lastFired());
+    }
+};
+
+DistributedExplorer::DistributedExplorer(int rank, int size)
+    : Rank(rank), Size(size), Exchange(size), Requests(size), Sent(size), Outgoing(size) {}
+
+DistributedExplorer::~DistributedExplorer() = default;
+
+int DistributedExplorer::ownerOf(const char* state, std::uint32_t bytes, int size) {
+    std::uint64_t hash = 0x9e3779b97f4a7c15ULL ^ bytes;
+    std::uint32_t i = 0;
+    for (; i + 8 <= bytes; i += 8) {
+        std::uint64_t word = 0;
+        std::memcpy(&word, state + i, 8);
+        hash = (hash ^ word) * 0xff51afd7ed558ccdULL;
+        hash ^= hash >> 32;
+    }
+    for (; i < bytes; ++i) {
+        hash = (hash ^ static_cast<unsigned char>(state[i])) * 0xc4ceb9fe1a85ec53ULL;
+        hash ^= hash >> 29;
+    }
+    hash ^= hash >> 31;
+    hash *= 0xbf58476d1ce4e5b9ULL;
+    hash ^= hash >> 32;
+    return static_cast<int>(hash % static_cast<std::uint64_t>(size));
+}
+
+void DistributedExplorer::refuseUnsupported(StateSpaceGen& gen) const {
+    if (gen.TraceLevel > 0 || gen.TraceFileName != nullptr)
+        refuse(Rank, "the trace (-l, -t)");
+    if (gen.chooseExploration() == StateSpaceGen::Exploration::Deterministic)
+        refuse(Rank, "a model with deterministic actions");
+    // An Erlang action's phase lives in the action, outside the state vector:
+    // its successors depend on the order in which one process explores.
+    if (gen.Table.numPhase() > 0)
+        refuse(Rank, "a model with Erlang actions");
+    if (gen.Fire.talliesImpulses())
+        refuse(Rank, "a model with impulse rewards");
+    if (gen.Fire.eagerRewards())
+        refuse(Rank, "a model whose rewards follow every firing");
+}
+
+bool DistributedExplorer::explore(StateSpaceGen& gen) {
+    if (Rank == 0)
+        gen.writeModelFiles();
+    refuseUnsupported(gen);
+
+    StateSize = gen.StateSize;
+    RecordValues = 2 * static_cast<std::uint32_t>(gen.Model->NumPVs);
+    Values.resize(RecordValues);
+    Explored.resize(StateSize);
+    const ActionTable& table = gen.Table;
+    for (std::uint32_t i = 0; i < table.numTimed(); ++i)
+        Actions.push_back(table.timed()[i]);
+    for (std::uint32_t i = 0; i < table.numInstant(); ++i)
+        Actions.push_back(table.instant()[i]);
+    for (std::uint32_t id = 0; id < Actions.size(); ++id)
+        ActionIds.emplace(Actions[id], id);
+
+    Store = std::make_unique<HybridHash>(gen.Model, StateSize, FirstTableSize, StatesPerBlock,
+                                         HashChunk, MaxStoreBlocks, gen.HashValue,
+                                         HybridHash::HomeHash::Mixed, HybridHash::Equality::Bytes);
+    Global.assign(1, 0);
+    const char* initial = gen.StateTable->StoredState(1);
+    if (ownerOf(initial, StateSize, Size) == Rank) {
+        Store->Insert(initial, 1);
+        Global.push_back(1);
+        Frontier.assign(1, 1);
+    }
+    if (Rank == 0)
+        gen.beginStable(gen.Files.armName().c_str(), gen.Files.varName().c_str());
+    // From here on, what a process reports is its own: another process's
+    // model error or failed allocation is shown.
+    OutputCapture::keepFromHere();
+
+    Low = High = 1;
+    for (;;) {
+        fireLevel(gen);
+        Exchange.allToAll(Requests, Incoming, IncomingOffsets);
+        lookUpRequests();
+        const std::uint32_t newStates = numberNewStates();
+        packRows();
+        storeNewStates(gen);
+        writeLevel(gen, newStates);
+        if (newStates == 0)
+            break;
+        Low = High + 1;
+        High += newStates;
+    }
+    Store->ReleaseIndex();
+
+    Finished = true;
+    if (Rank != 0)
+        return false;
+    gen.CurrentStateNumber = gen.NumStates = gen.ExploredStates = High;
+    gen.finishExploration();
+    gen.Files.completeArm(gen.OutputFormat, High);
+    return true;
+}
+
+void DistributedExplorer::addSuccessor(const char* state, double rate,
+                                       const BaseActionClass* action) {
+    const int owner = ownerOf(state, StateSize, Size);
+    auto id = ActionIds.find(action);
+    if (id == ActionIds.end()) {
+        std::cerr << "Error: a firing reached state " << Source
+                  << " through an action outside the model's tables" << std::endl;
+        std::exit(1);
+    }
+    std::vector<char>& requests = Requests[owner];
+    const std::size_t at = requests.size();
+    requests.resize(at + RequestHeader + StateSize);
+    char* request = requests.data() + at;
+    const std::uint32_t header[3] = {Source, Position, id->second};
+    std::memcpy(request, header, RequestHeader);
+    std::memcpy(request + RequestHeader, state, StateSize);
+    Sent[owner].push_back(static_cast<std::uint32_t>(Successors.size()));
+    Successors.push_back({rate, 0, static_cast<std::uint32_t>(owner)});
+    ++Position;
+}
+
+void DistributedExplorer::fireLevel(StateSpaceGen& gen) {
+    for (int d = 0; d < Size; ++d) {
+        Requests[d].clear();
+        Sent[d].clear();
+    }
+    Successors.clear();
+    FirstSuccessor.clear();
+    Firing& fire = gen.Fire;
+    const ActionTable& table = gen.Table;
+    BaseActionClass* const* timed = table.timed();
+    const bool instant = table.numInstant() > 0;
+    Sink sink{*this, fire};
+    char* explored = Explored.data();
+    for (std::uint32_t local : Frontier) {
+        FirstSuccessor.push_back(static_cast<std::uint32_t>(Successors.size()));
+        Source = Global[local];
+        Position = 0;
+        std::memcpy(explored, Store->StoredState(local), StateSize);
+        fire.load(explored);
+        for (std::uint32_t i = 0; i < table.numTimed(); ++i) {
+            BaseActionClass* action = timed[i];
+            if (!action->Enabled())
+                continue;
+            if (instant) {
+                fire.fireAction(action, explored);
+                gen.Resolver.resolve<StableStates>(1.0, sink);
+                fire.load(explored);
+            } else {
+                fire.fireAndRestore(action, fire.target(), explored);
+                if (fire.rate() > 0)
+                    addSuccessor(fire.target(), fire.rate(), action);
+            }
+        }
+    }
+    FirstSuccessor.push_back(static_cast<std::uint32_t>(Successors.size()));
+}
+
+void DistributedExplorer::lookUpRequests() {
+    Answers.clear();
+    IsCandidate.clear();
+    Candidates.clear();
+    LocalBeforeLevel = static_cast<std::uint32_t>(Global.size() - 1);
+    const std::size_t record = RequestHeader + StateSize;
+    for (int from = 0; from < Size; ++from) {
+        std::uint32_t request = 0;
+        for (std::size_t at = IncomingOffsets[from]; at < IncomingOffsets[from + 1];
+             at += record, ++request) {
+            const char* bytes = Incoming.data() + at;
+            const std::uint32_t source = get32(bytes);
+            const std::uint32_t position = get32(bytes + 4);
+            const auto next = static_cast<unsigned long>(LocalBeforeLevel) + Candidates.size() + 1;
+            const long local = Store->FindOrInsert(bytes + RequestHeader, next);
+            if (local >= 0 && static_cast<std::uint32_t>(local) <= LocalBeforeLevel) {
+                Answers.push_back(Global[local]);
+                IsCandidate.push_back(0);
+                continue;
+            }
+            std::uint32_t index = 0;
+            if (local < 0) {
+                index = static_cast<std::uint32_t>(Candidates.size());
+                Candidates.push_back({source, position, get32(bytes + 8),
+                                      static_cast<std::uint32_t>(from), request, 0});
+            } else {
+                index = static_cast<std::uint32_t>(local) - LocalBeforeLevel - 1;
+                Candidate& seen = Candidates[index];
+                if (source < seen.source || (source == seen.source && position < seen.position))
+                    seen = {source, position, get32(bytes + 8), static_cast<std::uint32_t>(from),
+                            request, 0};
+            }
+            Answers.push_back(index);
+            IsCandidate.push_back(1);
+        }
+    }
+}
+
+std::uint32_t DistributedExplorer::numberNewStates() {
+    // Each candidate's first discovery, told to the process that made it.
+    for (auto& out : Outgoing)
+        out.clear();
+    for (const Candidate& candidate : Candidates)
+        put32(Outgoing[candidate.from], candidate.request);
+    Exchange.allToAll(Outgoing, Received, ReceivedOffsets);
+    for (int owner = 0; owner < Size; ++owner)
+        for (std::size_t at = ReceivedOffsets[owner]; at < ReceivedOffsets[owner + 1]; at += 4)
+            Successors[Sent[owner][get32(Received.data() + at)]].target = Discovered;
+
+    // The new states per state of the level, summed over the processes: their
+    // prefix sums number the new states in discovery order.
+    const std::uint32_t width = High - Low + 1;
+    NewPerState.assign(width, 0);
+    for (std::size_t k = 0; k + 1 < FirstSuccessor.size(); ++k) {
+        std::uint32_t count = 0;
+        for (std::uint32_t s = FirstSuccessor[k]; s < FirstSuccessor[k + 1]; ++s)
+            count += Successors[s].target == Discovered ? 1 : 0;
+        NewPerState[Global[Frontier[k]] - Low] = count;
+    }
+    MPI_Allreduce(MPI_IN_PLACE, NewPerState.data(), static_cast<int>(width), MPI_UINT32_T,
+                  MPI_SUM, MPI_COMM_WORLD);
+    std::uint64_t total = 0;
+    for (std::uint32_t& count : NewPerState) {
+        const std::uint32_t here = count;
+        count = static_cast<std::uint32_t>(total);
+        total += here;
+    }
+    if (High + total > 0xffffffffULL) {
+        if (Rank == 0)
+            std::cerr << "Error: more than 4294967295 states" << std::endl;
+        std::exit(1);
+    }
+    for (std::size_t k = 0; k + 1 < FirstSuccessor.size(); ++k) {
+        std::uint32_t next = High + NewPerState[Global[Frontier[k]] - Low] + 1;
+        for (std::uint32_t s = FirstSuccessor[k]; s < FirstSuccessor[k + 1]; ++s)
+            if (Successors[s].target == Discovered)
+                Successors[s].target = next++;
+    }
+
+    // The numbers back to the owners, in the order they named the discoveries.
+    for (auto& out : Outgoing)
+        out.clear();
+    for (int owner = 0; owner < Size; ++owner)
+        for (std::size_t at = ReceivedOffsets[owner]; at < ReceivedOffsets[owner + 1]; at += 4)
+            put32(Outgoing[owner], Successors[Sent[owner][get32(Received.data() + at)]].target);
+    Exchange.allToAll(Outgoing, Received, ReceivedOffsets);
+    std::vector<std::size_t> cursor(ReceivedOffsets.begin(), ReceivedOffsets.end() - 1);
+    for (Candidate& candidate : Candidates) {
+        candidate.number = get32(Received.data() + cursor[candidate.from]);
+        cursor[candidate.from] += 4;
+    }
+
+    // Every request's answer, in the order of the requests.
+    for (auto& out : Outgoing)
+        out.clear();
+    std::size_t request = 0;
+    for (int from = 0; from < Size; ++from) {
+        const std::size_t count =
+            (IncomingOffsets[from + 1] - IncomingOffsets[from]) / (RequestHeader + StateSize);
+        for (std::size_t r = 0; r < count; ++r, ++request)
+            put32(Outgoing[from], IsCandidate[request] != 0 ? Candidates[Answers[request]].number
+                                                            : Answers[request]);
+    }
+    Exchange.allToAll(Outgoing, Received, ReceivedOffsets);
+    for (int owner = 0; owner < Size; ++owner) {
+        std::uint32_t r = 0;
+        for (std::size_t at = ReceivedOffsets[owner]; at < ReceivedOffsets[owner + 1]; at += 4)
+            Successors[Sent[owner][r++]].target = get32(Received.data() + at);
+    }
+    return static_cast<std::uint32_t>(total);
+}
+
+void DistributedExplorer::packRows() {
+    Rows.clear();
+    for (std::size_t k = 0; k + 1 < FirstSuccessor.size(); ++k) {
+        for (std::uint32_t s = FirstSuccessor[k]; s < FirstSuccessor[k + 1]; ++s)
+            Row.add(Successors[s].target, Successors[s].rate);
+        put32(Rows, Global[Frontier[k]]);
+        put32(Rows, Row.size());
+        for (std::uint32_t i = 0; i < Row.size(); ++i) {
+            put32(Rows, Row.target(i));
+            const double rate = Row.rate(i);
+            putBytes(Rows, &rate, sizeof rate);
+        }
+        // An absorbing state's vector, for its report.
+        if (Row.empty())
+            putBytes(Rows, Store->StoredState(Frontier[k]), StateSize);
+        Row.clear();
+    }
+}
+
+void DistributedExplorer::storeNewStates(StateSpaceGen& gen) {
+    Frontier.clear();
+    Global.resize(LocalBeforeLevel + 1 + Candidates.size());
+    for (std::uint32_t c = 0; c < Candidates.size(); ++c) {
+        const std::uint32_t local = LocalBeforeLevel + 1 + c;
+        Global[local] = Candidates[c].number;
+        Frontier.push_back(local);
+    }
+    std::sort(Frontier.begin(), Frontier.end(),
+              [this](std::uint32_t a, std::uint32_t b) { return Global[a] < Global[b]; });
+    // Each new state's rewards, computed as the firing that reached it first
+    // leaves them: the model holds the state, and that firing's action is named.
+    Records.clear();
+    for (std::uint32_t local : Frontier) {
+        gen.Fire.load(Store->StoredState(local));
+        const Candidate& candidate = Candidates[local - LocalBeforeLevel - 1];
+        gen.Fire.computeRewards(const_cast<BaseActionClass*>(Actions[candidate.action]));
+        Reward::CaptureFrom(gen.Model, Values.data());
+        put32(Records, Global[local]);
+        putBytes(Records, Values.data(), Values.size() * sizeof(double));
+    }
+}
+
+void DistributedExplorer::writeLevel(StateSpaceGen& gen, std::uint32_t newStates) {
+    Exchange.toFirst(Rows, Received, ReceivedOffsets);
+    std::vector<TargetRate> row;
+    std::vector<std::size_t> cursor;
+    if (Rank == 0) {
+        TextBuffer& rows = *gen.Rows;
+        cursor.assign(ReceivedOffsets.begin(), ReceivedOffsets.end() - 1);
+        for (std::uint32_t number = Low; number <= High; ++number) {
+            int from = 0;
+            while (cursor[from] == ReceivedOffsets[from + 1] ||
+                   get32(Received.data() + cursor[from]) != number)
+                ++from;
+            const char* at = Received.data() + cursor[from];
+            const std::uint32_t count = get32(at + 4);
+            at += 8;
+            row.resize(count);
+            for (std::uint32_t i = 0; i < count; ++i, at += 12) {
+                row[i].target = get32(at);
+                std::memcpy(&row[i].rate, at + 4, sizeof(double));
+            }
+            rows.line(number);
+            if (number % 1000 == 0)
+                std::cout << "_$" << number << "$" << std::endl;
+            if (count == 0) {
+                if (gen.AbsorbFlag == 1) {
+                    if (gen.Trace)
+                        gen.Trace->printStr(1, "The following state is absorbing: ");
+                    std::cout << "absorbing state" << std::endl;
+                    if (gen.Trace) {
+                        gen.Fire.load(at);
+                        gen.Trace->printState();
+                    }
+                }
+                at += StateSize;
+            }
+            rows.rateRow(row.data(), count);
+            cursor[from] = static_cast<std::size_t>(at - Received.data());
+        }
+    }
+    Exchange.toFirst(Records, Received, ReceivedOffsets);
+    if (Rank == 0) {
+        const std::size_t record = 4 + RecordValues * sizeof(double);
+        cursor.assign(ReceivedOffsets.begin(), ReceivedOffsets.end() - 1);
+        for (std::uint32_t number = High + 1; number <= High + newStates; ++number) {
+            int from = 0;
+            while (cursor[from] == ReceivedOffsets[from + 1] ||
+                   get32(Received.data() + cursor[from]) != number)
+                ++from;
+            std::memcpy(Values.data(), Received.data() + cursor[from] + 4,
+                        RecordValues * sizeof(double));
+            gen.RewardOut->Write(number, Values.data());
+            cursor[from] += record;
+        }
+    }
+}

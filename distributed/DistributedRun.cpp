@@ -1,0 +1,48 @@
+#include "DistributedRun.h"
+
+#include "DistributedExplorer.h"
+#include "OutputCapture.h"
+#include "ssg/StateSpaceGen.h"
+
+#include <cstdlib>
+#include <mpi.h>
+
+namespace {
+
+// The number of processes mpirun started, from the variable it sets in every
+// process's environment; 1 without mpirun.
+int launchedProcesses() {
+    const char* size = std::getenv("OMPI_COMM_WORLD_SIZE");
+    if (size == nullptr)
+        size = std::getenv("PMI_SIZE");
+    return size != nullptr ? std::atoi(size) : 1;
+}
+
+} // namespace
+
+DistributedRun::DistributedRun(int* argc, char*** argv) {
+    if (launchedProcesses() <= 1)
+        return;
+    MPI_Init(argc, argv);
+    int rank = 0;
+    int size = 1;
+    MPI_Comm_rank(MPI_COMM_WORLD, &rank);
+    MPI_Comm_size(MPI_COMM_WORLD, &size);
+    if (rank != 0)
+        OutputCapture::begin();
+    Explorer = std::make_unique<DistributedExplorer>(rank, size);
+}
+
+DistributedRun::~DistributedRun() {
+    if (!Explorer)
+        return;
+    if (Explorer->finished())
+        OutputCapture::finish();
+    Explorer.reset();
+    MPI_Finalize();
+}
+
+void DistributedRun::attach(StateSpaceGen& generator) {
+    if (Explorer)
+        generator.setExplorationHook(Explorer.get());
+}

@@ -2,6 +2,7 @@
 
 #include "OutputCapture.h"
 #include "actions/BaseActionClass.h"
+#include "output/ImpulseFile.h"
 #include "output/TextBuffer.h"
 #include "pv/PVModel.h"
 #include "ssg/Reward.h"
@@ -101,8 +102,6 @@ void DistributedExplorer::refuseUnsupported(StateSpaceGen& gen) const {
     // its successors depend on the order in which one process explores.
     if (gen.Table.numPhase() > 0)
         refuse(Rank, "a model with Erlang actions");
-    if (gen.Fire.talliesImpulses())
-        refuse(Rank, "a model with impulse rewards");
     if (gen.Fire.eagerRewards())
         refuse(Rank, "a model whose rewards follow every firing");
 }
@@ -115,6 +114,7 @@ bool DistributedExplorer::explore(StateSpaceGen& gen) {
     StateSize = gen.StateSize;
     RecordValues = 2 * static_cast<std::uint32_t>(gen.Model->NumPVs);
     Values.resize(RecordValues);
+    ImpulseCount = gen.Fire.impulses().count();
     Explored.resize(StateSize);
     const ActionTable& table = gen.Table;
     for (std::uint32_t i = 0; i < table.numTimed(); ++i)
@@ -197,6 +197,9 @@ void DistributedExplorer::fireLevel(StateSpaceGen& gen) {
     const ActionTable& table = gen.Table;
     BaseActionClass* const* timed = table.timed();
     const bool instant = table.numInstant() > 0;
+    // Impulses are tallied only by firings made through the model.
+    const bool impulses = fire.talliesImpulses();
+    ImpulseRates.clear();
     Sink sink{*this, fire};
     char* explored = Explored.data();
     for (std::uint32_t local : Frontier) {
@@ -213,11 +216,21 @@ void DistributedExplorer::fireLevel(StateSpaceGen& gen) {
                 fire.fireAction(action, explored);
                 gen.Resolver.resolve<StableStates>(1.0, sink);
                 fire.load(explored);
+            } else if (impulses) {
+                fire.fireAction(action, explored);
+                if (fire.rate() > 0)
+                    addSuccessor(fire.target(), fire.rate(), fire.lastFired());
+                fire.load(explored);
             } else {
                 fire.fireAndRestore(action, fire.target(), explored);
                 if (fire.rate() > 0)
                     addSuccessor(fire.target(), fire.rate(), action);
             }
+        }
+        if (impulses) {
+            ImpulseTally& tally = fire.impulses();
+            ImpulseRates.insert(ImpulseRates.end(), tally.sums(), tally.sums() + tally.count());
+            tally.clear();
         }
     }
     FirstSuccessor.push_back(static_cast<std::uint32_t>(Successors.size()));
@@ -351,6 +364,8 @@ void DistributedExplorer::packRows() {
         if (Row.empty())
             putBytes(Rows, Store->StoredState(Frontier[k]), StateSize);
         Row.clear();
+        if (!ImpulseRates.empty())
+            putBytes(Rows, ImpulseRates.data() + k * ImpulseCount, ImpulseCount * sizeof(double));
     }
 }
 
@@ -413,6 +428,12 @@ void DistributedExplorer::writeLevel(StateSpaceGen& gen, std::uint32_t newStates
                 at += StateSize;
             }
             rows.rateRow(row.data(), count);
+            if (gen.ImpulseOut) {
+                Impulses.resize(ImpulseCount);
+                std::memcpy(Impulses.data(), at, ImpulseCount * sizeof(double));
+                gen.ImpulseOut->record(number, Impulses.data(), ImpulseCount);
+                at += ImpulseCount * sizeof(double);
+            }
             cursor[from] = static_cast<std::size_t>(at - Received.data());
         }
     }

@@ -102,6 +102,10 @@ private:
     std::uint32_t Source = 0;                   // the state being fired
     std::uint32_t Position = 0;                 // its successors so far
     std::vector<char> Explored;                 // copy of the state being fired
+    std::vector<double> ImpulseRates;           // with impulse rewards: per frontier state,
+                                                // the rates of each variable's impulses
+    std::uint32_t ImpulseCount = 0;             // impulse rates per state
+    std::vector<double> Impulses;               // scratch impulse rates, on process 0
 
     // The owner's side of a level.
     std::vector<char> Incoming;                 // every process's requests

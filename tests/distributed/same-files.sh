@@ -1,0 +1,49 @@
+#!/usr/bin/env bash
+# Runs a model's executable on one process, then under mpirun on each number
+# of processes given, and fails unless every result file and the standard
+# output (but the processor-time line) are the same bytes as the one-process
+# run's. The one-process exploration is the reference: its own tests hold its
+# counts and files to hand-derived values.
+#
+#   same-files.sh <mpiexec> <executable> "<options>" <processes>...
+set -euo pipefail
+mpiexec=$1 exe=$2 options=$3
+shift 3
+export OMPI_ALLOW_RUN_AS_ROOT=1 OMPI_ALLOW_RUN_AS_ROOT_CONFIRM=1
+scratch=$(mktemp -d)
+trap 'rm -rf "$scratch"' EXIT
+
+# run <folder> <launcher...>: the executable in <folder>, files there, output in <folder>.out.
+run() {
+    local folder=$scratch/$1
+    shift
+    mkdir -p "$folder"
+    # shellcheck disable=SC2086
+    (cd "$folder" && "$@" "$exe" -P./ -Nrun $options) >"$folder.out" 2>"$folder.err" || {
+        echo "FAIL: $* $exe $options ended with status $?" >&2
+        cat "$folder.err" >&2
+        exit 1
+    }
+    grep -v '^Computation Time' "$folder.out" >"$folder.lines"
+}
+
+run one env
+files=$(cd "$scratch/one" && ls)
+for p in "$@"; do
+    run "p$p" "$mpiexec" --oversubscribe -np "$p"
+    for file in $files; do
+        cmp "$scratch/one/$file" "$scratch/p$p/$file" || {
+            echo "FAIL: $file differs at $p processes ($exe $options)" >&2
+            exit 1
+        }
+    done
+    [ "$(ls "$scratch/p$p")" = "$files" ] || {
+        echo "FAIL: other files at $p processes: $(ls "$scratch/p$p")" >&2
+        exit 1
+    }
+    diff "$scratch/one.lines" "$scratch/p$p.lines" >&2 || {
+        echo "FAIL: standard output differs at $p processes ($exe $options)" >&2
+        exit 1
+    }
+done
+echo "same files and output on 1 and $* processes: $exe $options ($files)"

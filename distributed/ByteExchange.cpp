@@ -20,8 +20,8 @@ int checkedCount(std::size_t bytes) {
 
 } // namespace
 
-ByteExchange::ByteExchange(int size)
-    : Size(size), SendCounts(size), SendOffsets(size), ReceiveCounts(size),
+ByteExchange::ByteExchange(int rank, int size)
+    : Rank(rank), Size(size), SendCounts(size), SendOffsets(size), ReceiveCounts(size),
       ReceiveOffsets(size) {}
 
 void ByteExchange::layOut(const std::vector<int>& counts, std::vector<int>& displacements,
@@ -41,6 +41,8 @@ void ByteExchange::allToAll(const std::vector<std::vector<char>>& out, std::vect
         SendCounts[d] = checkedCount(out[d].size());
         SendOffsets[d] = checkedCount(total);
         total += out[d].size();
+        if (d != Rank)
+            BytesSent += out[d].size();
     }
     checkedCount(total);
     Packed.resize(total);
@@ -58,10 +60,10 @@ void ByteExchange::allToAll(const std::vector<std::vector<char>>& out, std::vect
 void ByteExchange::toFirst(const std::vector<char>& out, std::vector<char>& in,
                            std::vector<std::size_t>& offsets) {
     int count = checkedCount(out.size());
-    int rank = 0;
-    MPI_Comm_rank(MPI_COMM_WORLD, &rank);
+    if (Rank != 0)
+        BytesSent += out.size();
     MPI_Gather(&count, 1, MPI_INT, ReceiveCounts.data(), 1, MPI_INT, 0, MPI_COMM_WORLD);
-    if (rank == 0) {
+    if (Rank == 0) {
         layOut(ReceiveCounts, ReceiveOffsets, offsets);
         in.resize(offsets[Size]);
     }

@@ -9,8 +9,8 @@
 
 class ByteExchange {
 public:
-    // Over the processes of the world communicator; `size` of them.
-    explicit ByteExchange(int size);
+    // Process `rank` of the world communicator's `size`.
+    ByteExchange(int rank, int size);
 
     // Sends out[d] to process d; `in` receives every process's buffer for this
     // one, in process order, process s's bytes from offsets[s] to offsets[s + 1].
@@ -21,12 +21,16 @@ public:
     void toFirst(const std::vector<char>& out, std::vector<char>& in,
                  std::vector<std::size_t>& offsets);
 
+    // Bytes this process has sent to the others so far.
+    unsigned long long bytesSent() const { return BytesSent; }
+
 private:
     // Offsets from counts, refusing a total that an int cannot count.
     void layOut(const std::vector<int>& counts, std::vector<int>& displacements,
                 std::vector<std::size_t>& offsets) const;
 
-    int Size;                      // processes
+    int Rank, Size;                // this process and the number of processes
+    unsigned long long BytesSent = 0; // see bytesSent()
     std::vector<int> SendCounts;   // bytes per destination
     std::vector<int> SendOffsets;  // where each destination's bytes start
     std::vector<int> ReceiveCounts, ReceiveOffsets; // the same for the received bytes

@@ -11,10 +11,12 @@
 #include "trace/TraceFileContainer.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <iostream>
 #include <mpi.h>
+#include <sys/resource.h>
 
 namespace {
 
@@ -70,7 +72,7 @@ struct DistributedExplorer::Sink {
 };
 
 DistributedExplorer::DistributedExplorer(int rank, int size)
-    : Rank(rank), Size(size), Exchange(size), Requests(size), Sent(size), Outgoing(size) {}
+    : Rank(rank), Size(size), Exchange(rank, size), Requests(size), Sent(size), Outgoing(size) {}
 
 DistributedExplorer::~DistributedExplorer() = default;
 
@@ -96,8 +98,6 @@ int DistributedExplorer::ownerOf(const char* state, std::uint32_t bytes, int siz
 void DistributedExplorer::refuseUnsupported(StateSpaceGen& gen) const {
     if (gen.TraceLevel > 0 || gen.TraceFileName != nullptr)
         refuse(Rank, "the trace (-l, -t)");
-    if (gen.chooseExploration() == StateSpaceGen::Exploration::Deterministic)
-        refuse(Rank, "a model with deterministic actions");
     // An Erlang action's phase lives in the action, outside the state vector:
     // its successors depend on the order in which one process explores.
     if (gen.Table.numPhase() > 0)
@@ -109,6 +109,7 @@ void DistributedExplorer::refuseUnsupported(StateSpaceGen& gen) const {
 bool DistributedExplorer::explore(StateSpaceGen& gen) {
     if (Rank == 0)
         gen.writeModelFiles();
+    DeterministicRun = gen.chooseExploration() == StateSpaceGen::Exploration::Deterministic;
     refuseUnsupported(gen);
 
     StateSize = gen.StateSize;
@@ -134,7 +135,10 @@ bool DistributedExplorer::explore(StateSpaceGen& gen) {
         Global.push_back(1);
         Frontier.assign(1, 1);
     }
-    if (Rank == 0)
+    if (Rank == 0 && DeterministicRun)
+        gen.beginDeterministic(gen.Files.armName().c_str(), gen.Files.varName().c_str(),
+                               gen.Files.detName().c_str());
+    else if (Rank == 0)
         gen.beginStable(gen.Files.armName().c_str(), gen.Files.varName().c_str());
     // From here on, what a process reports is its own: another process's
     // model error or failed allocation is shown.
@@ -155,14 +159,33 @@ bool DistributedExplorer::explore(StateSpaceGen& gen) {
         High += newStates;
     }
     Store->ReleaseIndex();
+    if (std::getenv("GEN_DISTRIBUTED_STATS") != nullptr)
+        reportStatistics();
 
     Finished = true;
     if (Rank != 0)
         return false;
     gen.CurrentStateNumber = gen.NumStates = gen.ExploredStates = High;
-    gen.finishExploration();
-    gen.Files.completeArm(gen.OutputFormat, High);
+    if (DeterministicRun) {
+        gen.finishDeterministic(gen.Files.detName().c_str());
+    } else {
+        gen.finishExploration();
+        gen.Files.completeArm(gen.OutputFormat, High);
+    }
     return true;
+}
+
+void DistributedExplorer::reportStatistics() const {
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    const double seconds = static_cast<double>(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
+                           static_cast<double>(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
+    // Straight to the standard error: the other processes' streams are captured.
+    std::fprintf(stderr,
+                 "process %d of %d: %zu states owned, %.3f s processor time, %ld KB peak "
+                 "memory, %llu bytes sent\n",
+                 Rank, Size, Global.size() - 1, seconds, usage.ru_maxrss,
+                 Exchange.bytesSent());
 }
 
 void DistributedExplorer::addSuccessor(const char* state, double rate,
@@ -200,6 +223,8 @@ void DistributedExplorer::fireLevel(StateSpaceGen& gen) {
     // Impulses are tallied only by firings made through the model.
     const bool impulses = fire.talliesImpulses();
     ImpulseRates.clear();
+    Enablings.clear();
+    FirstEnabling.clear();
     Sink sink{*this, fire};
     char* explored = Explored.data();
     for (std::uint32_t local : Frontier) {
@@ -208,7 +233,9 @@ void DistributedExplorer::fireLevel(StateSpaceGen& gen) {
         Position = 0;
         std::memcpy(explored, Store->StoredState(local), StateSize);
         fire.load(explored);
-        for (std::uint32_t i = 0; i < table.numTimed(); ++i) {
+        if (DeterministicRun)
+            fireDeterministic(gen, sink);
+        for (std::uint32_t i = 0; i < table.numTimed() && !DeterministicRun; ++i) {
             BaseActionClass* action = timed[i];
             if (!action->Enabled())
                 continue;
@@ -234,6 +261,38 @@ void DistributedExplorer::fireLevel(StateSpaceGen& gen) {
         }
     }
     FirstSuccessor.push_back(static_cast<std::uint32_t>(Successors.size()));
+    FirstEnabling.push_back(static_cast<std::uint32_t>(Enablings.size()));
+}
+
+// The firings of the exploration with deterministic actions, as the generator
+// makes them: a deterministic action's rate is minus its share, and its
+// enabling is recorded with its delay.
+void DistributedExplorer::fireDeterministic(StateSpaceGen& gen, Sink& sink) {
+    Firing& fire = gen.Fire;
+    const ActionTable& table = gen.Table;
+    const char* explored = Explored.data();
+    FirstEnabling.push_back(static_cast<std::uint32_t>(Enablings.size()));
+    // The model is reloaded before each action only when a firing changed it.
+    bool changed = false;
+    for (std::uint32_t i = 0; i < table.numTimed(); ++i) {
+        BaseActionClass* action = table.timed()[i];
+        if (changed) {
+            fire.load(explored);
+            changed = false;
+        }
+        if (!action->Enabled())
+            continue;
+        const double share = table.groupOf(action)->Probability(action);
+        if (action->DistributionType != Deterministic) {
+            fire.setRate(action->Rate() * share);
+        } else {
+            fire.setRate(-share);
+            Enablings.push_back({StateSpaceGen::delayOf(action), i});
+        }
+        fire.fire(action);
+        changed = true;
+        gen.Resolver.resolve<DeterministicStates>(1.0, sink);
+    }
 }
 
 void DistributedExplorer::lookUpRequests() {
@@ -366,6 +425,13 @@ void DistributedExplorer::packRows() {
         Row.clear();
         if (!ImpulseRates.empty())
             putBytes(Rows, ImpulseRates.data() + k * ImpulseCount, ImpulseCount * sizeof(double));
+        if (DeterministicRun) {
+            put32(Rows, FirstEnabling[k + 1] - FirstEnabling[k]);
+            for (std::uint32_t e = FirstEnabling[k]; e < FirstEnabling[k + 1]; ++e) {
+                putBytes(Rows, &Enablings[e].delay, sizeof(double));
+                put32(Rows, Enablings[e].action);
+            }
+        }
     }
 }
 
@@ -416,7 +482,10 @@ void DistributedExplorer::writeLevel(StateSpaceGen& gen, std::uint32_t newStates
             if (number % 1000 == 0)
                 std::cout << "_$" << number << "$" << std::endl;
             if (count == 0) {
-                if (gen.AbsorbFlag == 1) {
+                if (gen.AbsorbFlag == 1 && DeterministicRun) {
+                    gen.Fire.load(at);
+                    gen.reportAbsorbingDeterministic();
+                } else if (gen.AbsorbFlag == 1) {
                     if (gen.Trace)
                         gen.Trace->printStr(1, "The following state is absorbing: ");
                     std::cout << "absorbing state" << std::endl;
@@ -433,6 +502,16 @@ void DistributedExplorer::writeLevel(StateSpaceGen& gen, std::uint32_t newStates
                 std::memcpy(Impulses.data(), at, ImpulseCount * sizeof(double));
                 gen.ImpulseOut->record(number, Impulses.data(), ImpulseCount);
                 at += ImpulseCount * sizeof(double);
+            }
+            if (DeterministicRun) {
+                const std::uint32_t enablings = get32(at);
+                at += 4;
+                for (std::uint32_t e = 0; e < enablings; ++e, at += 12) {
+                    double delay = 0;
+                    std::memcpy(&delay, at, sizeof delay);
+                    gen.DetList.insertEnablingState(static_cast<int>(number), delay);
+                    gen.DetActivities.emplace_back(number, Actions[get32(at + 8)]->Name);
+                }
             }
             cursor[from] = static_cast<std::size_t>(at - Received.data());
         }

@@ -62,11 +62,17 @@ private:
     // Hands the zero-time resolver's stable states to addSuccessor.
     struct Sink;
 
+    // With GEN_DISTRIBUTED_STATS set: one line on standard error with this
+    // process's states, processor time, peak memory and bytes sent.
+    void reportStatistics() const;
     // Refuses, on one line, what this exploration does not do.
     void refuseUnsupported(StateSpaceGen& gen) const;
     // Fires the actions of every own state of the level [Low, High] and packs
     // the successors into one request buffer per owner.
     void fireLevel(StateSpaceGen& gen);
+    // Fires the actions of the loaded explored state as the exploration with
+    // deterministic actions does.
+    void fireDeterministic(StateSpaceGen& gen, Sink& sink);
     // Appends the successor in `state` reached at `rate` by `action`.
     void addSuccessor(const char* state, double rate, const BaseActionClass* action);
     // Looks the received requests up: the known states' numbers, and the
@@ -105,6 +111,14 @@ private:
     std::vector<double> ImpulseRates;           // with impulse rewards: per frontier state,
                                                 // the rates of each variable's impulses
     std::uint32_t ImpulseCount = 0;             // impulse rates per state
+    // An enabling of a deterministic action in an explored state.
+    struct Enabling {
+        double delay;          // the action's delay
+        std::uint32_t action;  // its place among the timed actions (its id)
+    };
+    bool DeterministicRun = false;              // the exploration with deterministic actions
+    std::vector<Enabling> Enablings;            // of the own explored states, in order
+    std::vector<std::uint32_t> FirstEnabling;   // per frontier state, then the end
     std::vector<double> Impulses;               // scratch impulse rates, on process 0
 
     // The owner's side of a level.

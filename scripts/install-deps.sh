@@ -2,7 +2,8 @@
 # Installs with apt-get what building and testing gen need and a fresh Debian 12
 # machine may lack: cmake, g++, make and GoogleTest; with --fuzz also clang and its
 # libFuzzer runtime (for scripts/fuzz.sh), with --valgrind also valgrind (for
-# scripts/valgrind.sh). Does nothing when all are there.
+# scripts/valgrind.sh), with --mpi also Open MPI (for the exploration over
+# several processes, see docs/distributed.md). Does nothing when all are there.
 set -euo pipefail
 
 need=()
@@ -18,6 +19,11 @@ for option in "$@"; do
             need+=(libclang-rt-14-dev)
         ;;
     --valgrind) command -v valgrind >/dev/null 2>&1 || need+=(valgrind) ;;
+    --mpi)
+        [ -f /usr/lib/x86_64-linux-gnu/openmpi/include/mpi.h ] || [ -f /usr/include/mpi.h ] ||
+            need+=(libopenmpi-dev)
+        command -v mpirun >/dev/null 2>&1 || need+=(openmpi-bin)
+        ;;
     esac
 done
 [ ${#need[@]} -eq 0 ] && exit 0

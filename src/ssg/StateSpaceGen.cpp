@@ -431,14 +431,7 @@ void StateSpaceGen::newState(const char* state, double rate, const double* rewar
 
 void StateSpaceGen::GenStateSpaceDeterministic(const char* armName, const char* varName,
                                                const char* detName) {
-    const std::string dacName = deterministicActivitiesName(detName);
-    std::remove(dacName.c_str()); // an earlier run's file would not describe this run
-    std::ofstream& detFile = Files.openDet(detName);
-    detFile.setf(std::ios::scientific, std::ios::floatfield);
-    detFile.precision(10);
-    beginExploration(armName, varName, "Error: Could not open binary file dude",
-                     DeterministicHeaderBlanks);
-
+    beginDeterministic(armName, varName, detName);
     for (std::uint32_t number = firstToExplore(); number != 0; number = nextToExplore()) {
         if (traces(1))
             Trace->printf(1, "State Number = %d", static_cast<int>(CurrentStateNumber));
@@ -446,18 +439,36 @@ void StateSpaceGen::GenStateSpaceDeterministic(const char* armName, const char* 
         Rows->line(CurrentStateNumber);
         if (CurrentStateNumber % 1000 == 0)
             std::cout << "_$" << CurrentStateNumber << "$" << std::endl;
-        if (AbsorbFlag == 1 && RateMap.empty()) {
-            std::cout << '\n' << "This following State is absorbing:" << std::endl;
-            Model->printState(&std::cout);
-        }
+        if (AbsorbFlag == 1 && RateMap.empty())
+            reportAbsorbingDeterministic();
         writeRow();
     }
+    finishDeterministic(detName);
+}
 
+void StateSpaceGen::beginDeterministic(const char* armName, const char* varName,
+                                       const char* detName) {
+    // An earlier run's .dac file would not describe this run.
+    std::remove(deterministicActivitiesName(detName).c_str());
+    DetFile = &Files.openDet(detName);
+    DetFile->setf(std::ios::scientific, std::ios::floatfield);
+    DetFile->precision(10);
+    beginExploration(armName, varName, "Error: Could not open binary file dude",
+                     DeterministicHeaderBlanks);
+}
+
+void StateSpaceGen::reportAbsorbingDeterministic() const {
+    std::cout << '\n' << "This following State is absorbing:" << std::endl;
+    Model->printState(&std::cout);
+}
+
+void StateSpaceGen::finishDeterministic(const char* detName) {
     finishExploration();
     OutputFileType type = (OutputFormat == 2 || OutputFormat == 4 || OutputFormat == 6) ? 1 : 0;
-    DetList.writeEnablingStates(detFile, type);
+    DetList.writeEnablingStates(*DetFile, type);
     Files.closeDet();
-    writeDeterministicActivities(dacName);
+    DetFile = nullptr;
+    writeDeterministicActivities(deterministicActivitiesName(detName));
     Files.completeArm(OutputFormat, ExploredStates);
 }
 
@@ -493,10 +504,7 @@ void StateSpaceGen::FindNextDeterministic(char* state) {
             Fire.setRate(-share);
             // The explored state is stored under the number it was queued with,
             // so its lookup would give CurrentStateNumber.
-            double* parameters = action->ReturnDistributionParameters();
-            if (parameters == nullptr)
-                noDelay(action);
-            DetList.insertEnablingState(static_cast<int>(CurrentStateNumber), parameters[0]);
+            DetList.insertEnablingState(static_cast<int>(CurrentStateNumber), delayOf(action));
             DetActivities.emplace_back(CurrentStateNumber, action->Name);
         }
         if (traces(1))
@@ -505,6 +513,13 @@ void StateSpaceGen::FindNextDeterministic(char* state) {
         changed = true;
         FireInstantDet(1.0);
     }
+}
+
+double StateSpaceGen::delayOf(BaseActionClass* action) {
+    double* parameters = action->ReturnDistributionParameters();
+    if (parameters == nullptr)
+        noDelay(action);
+    return parameters[0];
 }
 
 void StateSpaceGen::FireInstantDet(double probability) {

@@ -19,6 +19,7 @@
 #include "store/HybridHash.h"
 
 #include <cstdint>
+#include <iosfwd>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -83,6 +84,9 @@ public:
     void writeDeterministicActivities(const std::string& detName) const;
     void FindNextDeterministic(char* state);
     void FireInstantDet(double probability);
+    // The delay of the deterministic `action`; ends the run (status 1) when it
+    // gives none.
+    static double delayOf(BaseActionClass* action);
 
     // Longest chain of successive zero-time firings that may end in a stable state.
     static constexpr short MaxZeroTimeDepth = ZeroTimeResolver::MaxDepth;
@@ -116,6 +120,14 @@ private:
     // reward record; `blanks` is the width of the placeholder line.
     void beginExploration(const char* armName, const char* varName, const char* openMessage,
                           int blanks);
+    // The deterministic exploration's files: the .det opened (an earlier .dac
+    // removed) and beginExploration; at the end, finishExploration, the .det
+    // and .dac written and the .arm completed.
+    void beginDeterministic(const char* armName, const char* varName, const char* detName);
+    void finishDeterministic(const char* detName);
+    // The absorbing-state report of the deterministic exploration, for the
+    // state the model holds.
+    void reportAbsorbingDeterministic() const;
     // beginExploration for the stable-state exploration.
     void beginStable(const char* armName, const char* varName);
     // Writes the explored state's row and empties RateMap; with impulses, also
@@ -154,6 +166,8 @@ private:
     TextBuffer* Rows = nullptr;              // not owned: Files' .arm buffer during an exploration
     state_struct CurrentState;               // the state numbered last (points at its bytes)
     DeterministicList DetList;               // enabling states of deterministic actions
+    std::ofstream* DetFile = nullptr;        // not owned: Files' .det stream during a
+                                             // deterministic exploration
     // Per enabling of a deterministic action, the state and the action's name (not
     // owned: the action's), in exploration order; written to the .dac file.
     std::vector<std::pair<std::uint32_t, const char*>> DetActivities;

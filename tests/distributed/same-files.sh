@@ -10,6 +10,8 @@ set -euo pipefail
 mpiexec=$1 exe=$2 options=$3
 shift 3
 export OMPI_ALLOW_RUN_AS_ROOT=1 OMPI_ALLOW_RUN_AS_ROOT_CONFIRM=1
+# In a sanitizer build, the leak check would report the MPI library's own blocks.
+export ASAN_OPTIONS=${ASAN_OPTIONS:+$ASAN_OPTIONS:}detect_leaks=0
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
 

@@ -5,17 +5,19 @@
 # memory of one process, and the bytes each state and transition sent
 # between processes.
 #
-#   bench/mpi.sh [-j jobs] [-p "processes ..."] [N ...]
+#   bench/mpi.sh [-j jobs] [-b build] [-p "processes ..."] [N ...]
 #
-# Builds gen-polling in build-mpi/ (Release, with MPI), then for each polling
+# Builds gen-polling in build-mpi/ or <build> (Release, with MPI), then for each polling
 # size N (default 18; N is set through the experiment -B N-2) runs gen once
 # on one process and once under mpirun for each process count (default
 # "2 4"; more processes than cores are oversubscribed, and then wait by
 # yielding the core). Each process reports itself through
-# GEN_DISTRIBUTED_STATS. The files are written to build-mpi/mpi-out/ and
-# removed. The figures are printed, never judged.
+# GEN_DISTRIBUTED_STATS; the row "dist1" is the distributed exploration on
+# one process (GEN_DISTRIBUTED_ALWAYS), its cost without waits. The files are
+# written to <build>/mpi-out/ and removed. The figures are printed, never judged.
 #
 #   -j jobs          parallel build jobs (default 2)
+#   -b build         the build folder (default build-mpi)
 #   -p "P ..."       process counts (default "2 4")
 set -euo pipefail
 # shellcheck source=bench/common.sh
@@ -23,11 +25,13 @@ source "$(dirname "$0")/common.sh"
 
 jobs=2
 counts="2 4"
-while getopts "j:p:h" opt; do
+build=$root/build-mpi
+while getopts "j:b:p:h" opt; do
     case $opt in
     j) jobs=$OPTARG ;;
+    b) build=$OPTARG ;;
     p) counts=$OPTARG ;;
-    *) usage 19 ;;
+    *) usage 23 ;;
     esac
 done
 shift $((OPTIND - 1))
@@ -35,7 +39,6 @@ sizes=("$@")
 [ ${#sizes[@]} -gt 0 ] || sizes=(18)
 command -v mpirun >/dev/null 2>&1 || refuse "bench/mpi.sh: mpirun not found (scripts/install-deps.sh --mpi)"
 
-build=$root/build-mpi
 out=$build/mpi-out
 build_release "$build" "$jobs" -- gen-polling
 export OMPI_ALLOW_RUN_AS_ROOT=1 OMPI_ALLOW_RUN_AS_ROOT_CONFIRM=1
@@ -57,11 +60,14 @@ for n in "${sizes[@]}"; do
     awk -v n="$n" -v s="$states" -v t="$transitions" -v w="$wall" -v c="$cpu" -v m="$rss" 'BEGIN {
         printf "%-4d %-6s %11d %12d %8.1f %9.0f %11.2f %13.0f %11s %11s\n",
             n, "gen", s, t, w, s / w, c * 1e6 / s, m / 1024, "-", "-" }'
-    for p in $counts; do
+    for p in 0 $counts; do
         rm -rf "$out"
         mkdir -p "$out"
-        (cd "$out" && GEN_DISTRIBUTED_STATS=1 "$measure" measure.txt mpirun --oversubscribe \
-            --mca mpi_yield_when_idle 1 -np "$p" "$build/gen-polling" -P./ -Nrun "-B$((n - 2))" \
+        # Process count 0 stands for the distributed exploration on one process.
+        always=()
+        [ "$p" -eq 0 ] && always=(GEN_DISTRIBUTED_ALWAYS=1)
+        (cd "$out" && env ${always[@]+"${always[@]}"} GEN_DISTRIBUTED_STATS=1 "$measure" measure.txt mpirun --oversubscribe \
+            --mca mpi_yield_when_idle 1 -np "$((p > 0 ? p : 1))" "$build/gen-polling" -P./ -Nrun "-B$((n - 2))" \
             >stdout.txt 2>stderr.txt) || true
         read -r status wall cpu rss <"$out/measure.txt"
         if [ "$status" -ne 0 ]; then
@@ -73,7 +79,7 @@ for n in "${sizes[@]}"; do
                 cpu += $8; if ($12 > peak) peak = $12; sent += $16
             } END {
                 printf "%-4d %-6s %11d %12d %8.1f %9.0f %11.2f %13.0f %11.1f %11.1f\n",
-                    n, "P=" p, s, t, w, s / w, cpu * 1e6 / s, peak / 1024, sent / s, sent / t }'
+                    n, p > 0 ? "P=" p : "dist1", s, t, w, s / w, cpu * 1e6 / s, peak / 1024, sent / s, sent / t }'
     done
 done
 rm -rf "$out"

@@ -49,12 +49,14 @@ void ByteExchange::allToAll(const std::vector<std::vector<char>>& out, std::vect
     for (int d = 0; d < Size; ++d)
         if (!out[d].empty())
             std::memcpy(Packed.data() + SendOffsets[d], out[d].data(), out[d].size());
+    const double start = MPI_Wtime();
     MPI_Alltoall(SendCounts.data(), 1, MPI_INT, ReceiveCounts.data(), 1, MPI_INT,
                  MPI_COMM_WORLD);
     layOut(ReceiveCounts, ReceiveOffsets, offsets);
     in.resize(offsets[Size]);
     MPI_Alltoallv(Packed.data(), SendCounts.data(), SendOffsets.data(), MPI_BYTE, in.data(),
                   ReceiveCounts.data(), ReceiveOffsets.data(), MPI_BYTE, MPI_COMM_WORLD);
+    Exchanging += MPI_Wtime() - start;
 }
 
 void ByteExchange::toFirst(const std::vector<char>& out, std::vector<char>& in,
@@ -62,6 +64,7 @@ void ByteExchange::toFirst(const std::vector<char>& out, std::vector<char>& in,
     int count = checkedCount(out.size());
     if (Rank != 0)
         BytesSent += out.size();
+    const double start = MPI_Wtime();
     MPI_Gather(&count, 1, MPI_INT, ReceiveCounts.data(), 1, MPI_INT, 0, MPI_COMM_WORLD);
     if (Rank == 0) {
         layOut(ReceiveCounts, ReceiveOffsets, offsets);
@@ -69,4 +72,5 @@ void ByteExchange::toFirst(const std::vector<char>& out, std::vector<char>& in,
     }
     MPI_Gatherv(out.data(), count, MPI_BYTE, in.data(), ReceiveCounts.data(),
                 ReceiveOffsets.data(), MPI_BYTE, 0, MPI_COMM_WORLD);
+    Exchanging += MPI_Wtime() - start;
 }

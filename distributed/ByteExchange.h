@@ -23,6 +23,11 @@ public:
 
     // Bytes this process has sent to the others so far.
     unsigned long long bytesSent() const { return BytesSent; }
+    // Wall seconds spent in the exchanges so far: the waits for the other
+    // processes (MPI waits by polling, so they count as processor time too).
+    double secondsExchanging() const { return Exchanging; }
+    // Adds `seconds` spent in another collective of the run.
+    void addExchanging(double seconds) { Exchanging += seconds; }
 
 private:
     // Offsets from counts, refusing a total that an int cannot count.
@@ -31,6 +36,7 @@ private:
 
     int Rank, Size;                // this process and the number of processes
     unsigned long long BytesSent = 0; // see bytesSent()
+    double Exchanging = 0.0;          // see secondsExchanging()
     std::vector<int> SendCounts;   // bytes per destination
     std::vector<int> SendOffsets;  // where each destination's bytes start
     std::vector<int> ReceiveCounts, ReceiveOffsets; // the same for the received bytes

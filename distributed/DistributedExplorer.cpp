@@ -31,16 +31,14 @@ constexpr std::size_t RequestHeader = 3 * sizeof(std::uint32_t);
 // A successor marked as the first discovery of a state, before it is numbered.
 constexpr std::uint32_t Discovered = 0xffffffffU;
 
-void put32(std::vector<char>& buffer, std::uint32_t value) {
-    const std::size_t at = buffer.size();
-    buffer.resize(at + sizeof value);
-    std::memcpy(buffer.data() + at, &value, sizeof value);
+// Appends without first filling the room with zeros, as resize would.
+void putBytes(std::vector<char>& buffer, const void* bytes, std::size_t count) {
+    const char* from = static_cast<const char*>(bytes);
+    buffer.insert(buffer.end(), from, from + count);
 }
 
-void putBytes(std::vector<char>& buffer, const void* bytes, std::size_t count) {
-    const std::size_t at = buffer.size();
-    buffer.resize(at + count);
-    std::memcpy(buffer.data() + at, bytes, count);
+void put32(std::vector<char>& buffer, std::uint32_t value) {
+    putBytes(buffer, &value, sizeof value);
 }
 
 std::uint32_t get32(const char* at) {
@@ -67,7 +65,13 @@ struct DistributedExplorer::Sink {
     const Firing& Fire;            // not owned
 
     void reached(const char* state, double rate) {
-        Explorer.addSuccessor(state, rate, Fire.lastFired());
+        auto id = Explorer.ActionIds.find(Fire.lastFired());
+        if (id == Explorer.ActionIds.end()) {
+            std::cerr << "Error: a firing reached state " << Explorer.Source
+                      << " through an action outside the model's tables" << std::endl;
+            std::exit(1);
+        }
+        Explorer.addSuccessor(state, rate, id->second);
     }
 };
 
@@ -85,8 +89,10 @@ int DistributedExplorer::ownerOf(const char* state, std::uint32_t bytes, int siz
         hash = (hash ^ word) * 0xff51afd7ed558ccdULL;
         hash ^= hash >> 32;
     }
-    for (; i < bytes; ++i) {
-        hash = (hash ^ static_cast<unsigned char>(state[i])) * 0xc4ceb9fe1a85ec53ULL;
+    if (i < bytes) {
+        std::uint64_t word = 0;
+        std::memcpy(&word, state + i, bytes - i);
+        hash = (hash ^ word) * 0xc4ceb9fe1a85ec53ULL;
         hash ^= hash >> 29;
     }
     hash ^= hash >> 31;
@@ -153,6 +159,7 @@ bool DistributedExplorer::explore(StateSpaceGen& gen) {
         packRows();
         storeNewStates(gen);
         writeLevel(gen, newStates);
+        ++Levels;
         if (newStates == 0)
             break;
         Low = High + 1;
@@ -183,27 +190,17 @@ void DistributedExplorer::reportStatistics() const {
     // Straight to the standard error: the other processes' streams are captured.
     std::fprintf(stderr,
                  "process %d of %d: %zu states owned, %.3f s processor time, %ld KB peak "
-                 "memory, %llu bytes sent\n",
+                 "memory, %llu bytes sent, %.3f s in exchanges, %u levels\n",
                  Rank, Size, Global.size() - 1, seconds, usage.ru_maxrss,
-                 Exchange.bytesSent());
+                 Exchange.bytesSent(), Exchange.secondsExchanging(), Levels);
 }
 
-void DistributedExplorer::addSuccessor(const char* state, double rate,
-                                       const BaseActionClass* action) {
+void DistributedExplorer::addSuccessor(const char* state, double rate, std::uint32_t action) {
     const int owner = ownerOf(state, StateSize, Size);
-    auto id = ActionIds.find(action);
-    if (id == ActionIds.end()) {
-        std::cerr << "Error: a firing reached state " << Source
-                  << " through an action outside the model's tables" << std::endl;
-        std::exit(1);
-    }
     std::vector<char>& requests = Requests[owner];
-    const std::size_t at = requests.size();
-    requests.resize(at + RequestHeader + StateSize);
-    char* request = requests.data() + at;
-    const std::uint32_t header[3] = {Source, Position, id->second};
-    std::memcpy(request, header, RequestHeader);
-    std::memcpy(request + RequestHeader, state, StateSize);
+    const std::uint32_t header[3] = {Source, Position, action};
+    putBytes(requests, header, RequestHeader);
+    putBytes(requests, state, StateSize);
     Sent[owner].push_back(static_cast<std::uint32_t>(Successors.size()));
     Successors.push_back({rate, 0, static_cast<std::uint32_t>(owner)});
     ++Position;
@@ -244,14 +241,15 @@ void DistributedExplorer::fireLevel(StateSpaceGen& gen) {
                 gen.Resolver.resolve<StableStates>(1.0, sink);
                 fire.load(explored);
             } else if (impulses) {
+                // Without instantaneous actions or phases, the action fired is the one reached by.
                 fire.fireAction(action, explored);
                 if (fire.rate() > 0)
-                    addSuccessor(fire.target(), fire.rate(), fire.lastFired());
+                    addSuccessor(fire.target(), fire.rate(), i);
                 fire.load(explored);
             } else {
                 fire.fireAndRestore(action, fire.target(), explored);
                 if (fire.rate() > 0)
-                    addSuccessor(fire.target(), fire.rate(), action);
+                    addSuccessor(fire.target(), fire.rate(), i);
             }
         }
         if (impulses) {
@@ -301,15 +299,24 @@ void DistributedExplorer::lookUpRequests() {
     Candidates.clear();
     LocalBeforeLevel = static_cast<std::uint32_t>(Global.size() - 1);
     const std::size_t record = RequestHeader + StateSize;
+    // The index entries of the requests a few ahead are asked for while the
+    // present one is looked up, so that the waits for memory overlap.
+    constexpr std::size_t Ahead = 8;
+    HybridHash::Key keys[Ahead];
     for (int from = 0; from < Size; ++from) {
-        std::uint32_t request = 0;
-        for (std::size_t at = IncomingOffsets[from]; at < IncomingOffsets[from + 1];
-             at += record, ++request) {
-            const char* bytes = Incoming.data() + at;
+        const char* first = Incoming.data() + IncomingOffsets[from];
+        const std::size_t count = (IncomingOffsets[from + 1] - IncomingOffsets[from]) / record;
+        for (std::size_t r = 0; r < Ahead && r < count; ++r)
+            keys[r] = Store->Prefetch(first + r * record + RequestHeader);
+        for (std::uint32_t request = 0; request < count; ++request) {
+            const char* bytes = first + request * record;
+            const HybridHash::Key key = keys[request % Ahead];
+            if (request + Ahead < count)
+                keys[request % Ahead] = Store->Prefetch(bytes + Ahead * record + RequestHeader);
             const std::uint32_t source = get32(bytes);
             const std::uint32_t position = get32(bytes + 4);
             const auto next = static_cast<unsigned long>(LocalBeforeLevel) + Candidates.size() + 1;
-            const long local = Store->FindOrInsert(bytes + RequestHeader, next);
+            const long local = Store->FindOrInsert(bytes + RequestHeader, key, next);
             if (local >= 0 && static_cast<std::uint32_t>(local) <= LocalBeforeLevel) {
                 Answers.push_back(Global[local]);
                 IsCandidate.push_back(0);
@@ -354,8 +361,10 @@ std::uint32_t DistributedExplorer::numberNewStates() {
             count += Successors[s].target == Discovered ? 1 : 0;
         NewPerState[Global[Frontier[k]] - Low] = count;
     }
+    const double start = MPI_Wtime();
     MPI_Allreduce(MPI_IN_PLACE, NewPerState.data(), static_cast<int>(width), MPI_UINT32_T,
                   MPI_SUM, MPI_COMM_WORLD);
+    Exchange.addExchanging(MPI_Wtime() - start);
     std::uint64_t total = 0;
     for (std::uint32_t& count : NewPerState) {
         const std::uint32_t here = count;

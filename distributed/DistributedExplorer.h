@@ -73,8 +73,8 @@ private:
     // Fires the actions of the loaded explored state as the exploration with
     // deterministic actions does.
     void fireDeterministic(StateSpaceGen& gen, Sink& sink);
-    // Appends the successor in `state` reached at `rate` by `action`.
-    void addSuccessor(const char* state, double rate, const BaseActionClass* action);
+    // Appends the successor in `state` reached at `rate` by the action of id `action`.
+    void addSuccessor(const char* state, double rate, std::uint32_t action);
     // Looks the received requests up: the known states' numbers, and the
     // candidates with their smallest keys.
     void lookUpRequests();
@@ -137,4 +137,5 @@ private:
     std::vector<double> Values;                 // scratch reward values
     RateAccumulator Row;                        // the row being packed
     bool Finished = false;                      // see finished()
+    std::uint32_t Levels = 0;                   // levels explored
 };

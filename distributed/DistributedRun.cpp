@@ -21,7 +21,9 @@ int launchedProcesses() {
 } // namespace
 
 DistributedRun::DistributedRun(int* argc, char*** argv) {
-    if (launchedProcesses() <= 1)
+    // GEN_DISTRIBUTED_ALWAYS runs the distributed exploration on one process
+    // too (under mpirun -np 1, or alone): its cost without waits, for bench/mpi.sh.
+    if (launchedProcesses() <= 1 && std::getenv("GEN_DISTRIBUTED_ALWAYS") == nullptr)
         return;
     MPI_Init(argc, argv);
     int rank = 0;

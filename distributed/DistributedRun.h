@@ -3,7 +3,8 @@
 // more than one process: MPI is initialised, the output of every process but
 // the first is captured (see OutputCapture), and the generator explores
 // through a DistributedExplorer. Started any other way, or on one process, the
-// executable runs the generator's own exploration and MPI is not touched.
+// executable runs the generator's own exploration and MPI is not touched
+// (unless GEN_DISTRIBUTED_ALWAYS is set, for measurements).
 
 #include <memory>
 

@@ -78,8 +78,10 @@ for n in "${sizes[@]}"; do
             -v w="$wall" '{
                 cpu += $8; if ($12 > peak) peak = $12; sent += $16
             } END {
+                label = "dist1"
+                if (p > 0) label = "P=" p
                 printf "%-4d %-6s %11d %12d %8.1f %9.0f %11.2f %13.0f %11.1f %11.1f\n",
-                    n, p > 0 ? "P=" p : "dist1", s, t, w, s / w, cpu * 1e6 / s, peak / 1024, sent / s, sent / t }'
+                    n, label, s, t, w, s / w, cpu * 1e6 / s, peak / 1024, sent / s, sent / t }'
     done
 done
 rm -rf "$out"

@@ -67,6 +67,16 @@ for bad in 3 4 5 6 7; do
     expect_like_one "loop$bad" 3 "$loop" -P./ -Nrun -B0 "-Oi:Bad:$bad"
 done
 
+# Which process reported each loop: some must be other than the first.
+others=0
+for bad in 3 4 5 6 7; do
+    runs "tagged$bad" "$mpiexec" --oversubscribe --tag-output -np 3 "$loop" -P./ -Nrun -B0 \
+        "-Oi:Bad:$bad"
+    grep -q '^\[[0-9]*,[12]\]<std[a-z]*>:Error:  Maximum number' "$scratch/tagged$bad.out" &&
+        others=$((others + 1))
+done
+[ "$others" -gt 0 ] || fail "no model error was reported by a process other than the first"
+
 # An output folder that does not exist.
 expect_like_one vanished 3 "$build/gen-kanban" -P./gone/ -Nrun -B0
 

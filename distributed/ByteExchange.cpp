@@ -50,8 +50,7 @@ void ByteExchange::allToAll(const std::vector<std::vector<char>>& out, std::vect
         if (!out[d].empty())
             std::memcpy(Packed.data() + SendOffsets[d], out[d].data(), out[d].size());
     const double start = MPI_Wtime();
-    MPI_Alltoall(SendCounts.data(), 1, MPI_INT, ReceiveCounts.data(), 1, MPI_INT,
-                 MPI_COMM_WORLD);
+    MPI_Alltoall(SendCounts.data(), 1, MPI_INT, ReceiveCounts.data(), 1, MPI_INT, MPI_COMM_WORLD);
     layOut(ReceiveCounts, ReceiveOffsets, offsets);
     in.resize(offsets[Size]);
     MPI_Alltoallv(Packed.data(), SendCounts.data(), SendOffsets.data(), MPI_BYTE, in.data(),
@@ -70,7 +69,7 @@ void ByteExchange::toFirst(const std::vector<char>& out, std::vector<char>& in,
         layOut(ReceiveCounts, ReceiveOffsets, offsets);
         in.resize(offsets[Size]);
     }
-    MPI_Gatherv(out.data(), count, MPI_BYTE, in.data(), ReceiveCounts.data(),
-                ReceiveOffsets.data(), MPI_BYTE, 0, MPI_COMM_WORLD);
+    MPI_Gatherv(out.data(), count, MPI_BYTE, in.data(), ReceiveCounts.data(), ReceiveOffsets.data(),
+                MPI_BYTE, 0, MPI_COMM_WORLD);
     Exchanging += MPI_Wtime() - start;
 }

@@ -34,11 +34,11 @@ private:
     void layOut(const std::vector<int>& counts, std::vector<int>& displacements,
                 std::vector<std::size_t>& offsets) const;
 
-    int Rank, Size;                // this process and the number of processes
-    unsigned long long BytesSent = 0; // see bytesSent()
-    double Exchanging = 0.0;          // see secondsExchanging()
-    std::vector<int> SendCounts;   // bytes per destination
-    std::vector<int> SendOffsets;  // where each destination's bytes start
+    int Rank, Size;                                 // this process and the number of processes
+    unsigned long long BytesSent = 0;               // see bytesSent()
+    double Exchanging = 0.0;                        // see secondsExchanging()
+    std::vector<int> SendCounts;                    // bytes per destination
+    std::vector<int> SendOffsets;                   // where each destination's bytes start
     std::vector<int> ReceiveCounts, ReceiveOffsets; // the same for the received bytes
-    std::vector<char> Packed;      // the buffers for every destination, end to end
+    std::vector<char> Packed;                       // the buffers for every destination, end to end
 };

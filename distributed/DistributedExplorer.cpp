@@ -185,14 +185,15 @@ bool DistributedExplorer::explore(StateSpaceGen& gen) {
 void DistributedExplorer::reportStatistics() const {
     rusage usage{};
     getrusage(RUSAGE_SELF, &usage);
-    const double seconds = static_cast<double>(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
-                           static_cast<double>(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
+    const double seconds =
+        static_cast<double>(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
+        static_cast<double>(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
     // Straight to the standard error: the other processes' streams are captured.
     std::fprintf(stderr,
                  "process %d of %d: %zu states owned, %.3f s processor time, %ld KB peak "
                  "memory, %llu bytes sent, %.3f s in exchanges, %u levels\n",
-                 Rank, Size, Global.size() - 1, seconds, usage.ru_maxrss,
-                 Exchange.bytesSent(), Exchange.secondsExchanging(), Levels);
+                 Rank, Size, Global.size() - 1, seconds, usage.ru_maxrss, Exchange.bytesSent(),
+                 Exchange.secondsExchanging(), Levels);
 }
 
 void DistributedExplorer::addSuccessor(const char* state, double rate, std::uint32_t action) {
@@ -331,7 +332,7 @@ void DistributedExplorer::lookUpRequests() {
                 index = static_cast<std::uint32_t>(local) - LocalBeforeLevel - 1;
                 Candidate& seen = Candidates[index];
                 if (source < seen.source || (source == seen.source && position < seen.position))
-                    seen = {source, position, get32(bytes + 8), static_cast<std::uint32_t>(from),
+                    seen = {source,  position, get32(bytes + 8), static_cast<std::uint32_t>(from),
                             request, 0};
             }
             Answers.push_back(index);
@@ -362,8 +363,8 @@ std::uint32_t DistributedExplorer::numberNewStates() {
         NewPerState[Global[Frontier[k]] - Low] = count;
     }
     const double start = MPI_Wtime();
-    MPI_Allreduce(MPI_IN_PLACE, NewPerState.data(), static_cast<int>(width), MPI_UINT32_T,
-                  MPI_SUM, MPI_COMM_WORLD);
+    MPI_Allreduce(MPI_IN_PLACE, NewPerState.data(), static_cast<int>(width), MPI_UINT32_T, MPI_SUM,
+                  MPI_COMM_WORLD);
     Exchange.addExchanging(MPI_Wtime() - start);
     std::uint64_t total = 0;
     for (std::uint32_t& count : NewPerState) {

@@ -97,45 +97,46 @@ private:
     std::vector<std::uint32_t> Frontier; // local numbers of the own states of the level, in order
     std::uint32_t Low = 1, High = 1;     // the level's global numbers
     std::uint32_t LocalBeforeLevel = 0;  // local numbers given before the level's candidates
-    std::unordered_map<const BaseActionClass*, std::uint32_t> ActionIds; // timed, then instantaneous
-    std::vector<const BaseActionClass*> Actions;                         // by id
+    std::unordered_map<const BaseActionClass*, std::uint32_t>
+        ActionIds;                               // timed, then instantaneous
+    std::vector<const BaseActionClass*> Actions; // by id
 
     // The explorer's side of a level.
-    std::vector<Successor> Successors;          // of the own explored states, in order
-    std::vector<std::uint32_t> FirstSuccessor;  // per frontier state, then the end
-    std::vector<std::vector<char>> Requests;    // per owner: source, position, action, vector
+    std::vector<Successor> Successors;            // of the own explored states, in order
+    std::vector<std::uint32_t> FirstSuccessor;    // per frontier state, then the end
+    std::vector<std::vector<char>> Requests;      // per owner: source, position, action, vector
     std::vector<std::vector<std::uint32_t>> Sent; // per owner: the successor of each request
-    std::uint32_t Source = 0;                   // the state being fired
-    std::uint32_t Position = 0;                 // its successors so far
-    std::vector<char> Explored;                 // copy of the state being fired
-    std::vector<double> ImpulseRates;           // with impulse rewards: per frontier state,
-                                                // the rates of each variable's impulses
-    std::uint32_t ImpulseCount = 0;             // impulse rates per state
+    std::uint32_t Source = 0;                     // the state being fired
+    std::uint32_t Position = 0;                   // its successors so far
+    std::vector<char> Explored;                   // copy of the state being fired
+    std::vector<double> ImpulseRates;             // with impulse rewards: per frontier state,
+                                                  // the rates of each variable's impulses
+    std::uint32_t ImpulseCount = 0;               // impulse rates per state
     // An enabling of a deterministic action in an explored state.
     struct Enabling {
-        double delay;          // the action's delay
-        std::uint32_t action;  // its place among the timed actions (its id)
+        double delay;         // the action's delay
+        std::uint32_t action; // its place among the timed actions (its id)
     };
-    bool DeterministicRun = false;              // the exploration with deterministic actions
-    std::vector<Enabling> Enablings;            // of the own explored states, in order
-    std::vector<std::uint32_t> FirstEnabling;   // per frontier state, then the end
-    std::vector<double> Impulses;               // scratch impulse rates, on process 0
+    bool DeterministicRun = false;            // the exploration with deterministic actions
+    std::vector<Enabling> Enablings;          // of the own explored states, in order
+    std::vector<std::uint32_t> FirstEnabling; // per frontier state, then the end
+    std::vector<double> Impulses;             // scratch impulse rates, on process 0
 
     // The owner's side of a level.
-    std::vector<char> Incoming;                 // every process's requests
-    std::vector<std::size_t> IncomingOffsets;   // per process
-    std::vector<std::uint32_t> Answers;         // per request: number, or candidate index
-    std::vector<char> IsCandidate;              // per request: Answers holds a candidate
-    std::vector<Candidate> Candidates;          // the level's unknown states, by local number
+    std::vector<char> Incoming;               // every process's requests
+    std::vector<std::size_t> IncomingOffsets; // per process
+    std::vector<std::uint32_t> Answers;       // per request: number, or candidate index
+    std::vector<char> IsCandidate;            // per request: Answers holds a candidate
+    std::vector<Candidate> Candidates;        // the level's unknown states, by local number
 
-    std::vector<std::vector<char>> Outgoing;    // per process, for any of the exchanges
-    std::vector<char> Received;                 // what an exchange brought
-    std::vector<std::size_t> ReceivedOffsets;   // per process
-    std::vector<std::uint32_t> NewPerState;     // new successors per state of the level
-    std::vector<char> Rows;                     // packed rows: number, count, entries
-    std::vector<char> Records;                  // packed records: number, values
-    std::vector<double> Values;                 // scratch reward values
-    RateAccumulator Row;                        // the row being packed
-    bool Finished = false;                      // see finished()
-    std::uint32_t Levels = 0;                   // levels explored
+    std::vector<std::vector<char>> Outgoing;  // per process, for any of the exchanges
+    std::vector<char> Received;               // what an exchange brought
+    std::vector<std::size_t> ReceivedOffsets; // per process
+    std::vector<std::uint32_t> NewPerState;   // new successors per state of the level
+    std::vector<char> Rows;                   // packed rows: number, count, entries
+    std::vector<char> Records;                // packed records: number, values
+    std::vector<double> Values;               // scratch reward values
+    RateAccumulator Row;                      // the row being packed
+    bool Finished = false;                    // see finished()
+    std::uint32_t Levels = 0;                 // levels explored
 };

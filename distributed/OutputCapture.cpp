@@ -10,11 +10,11 @@ namespace {
 
 // The capture's state, shared with the exit handler.
 struct Captured {
-    std::stringbuf out, err;                       // what std::cout and std::cerr received
-    std::streambuf* realOut = nullptr;             // not owned: std::cout's own buffer
-    std::streambuf* realErr = nullptr;             // not owned: std::cerr's own buffer
-    bool shown = false;                            // keepFromHere was called
-    bool complete = false;                         // finish was called
+    std::stringbuf out, err;           // what std::cout and std::cerr received
+    std::streambuf* realOut = nullptr; // not owned: std::cout's own buffer
+    std::streambuf* realErr = nullptr; // not owned: std::cerr's own buffer
+    bool shown = false;                // keepFromHere was called
+    bool complete = false;             // finish was called
 };
 
 Captured& captured() {

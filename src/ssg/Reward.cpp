@@ -1,9 +1,9 @@
 #include "ssg/Reward.h"
 
 #include "base/Errors.h"
+#include "output/TextBuffer.h"
 #include "pv/PVModel.h"
 #include "pv/PerformanceVariableNode.h"
-#include "output/TextBuffer.h"
 
 #include <cstdlib>
 #include <iostream>

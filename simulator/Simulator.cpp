@@ -19,6 +19,9 @@
 
 namespace {
 
+// Timed firings of the trial of the model's declared dependencies.
+constexpr std::uint64_t ProbeEvents = 2000;
+
 // Gathers one replication's values: instants when the path passes their time,
 // interval rewards as the rate over the overlapping span plus the impulses
 // earned inside the interval.
@@ -26,22 +29,41 @@ struct ReplicationObserver {
     const std::vector<Measure>& measures;
     double* values;
     std::vector<char> done;
+    bool instantsOnly;  // no measure is an interval
+    double nextInstant; // the earliest time point not yet passed
 
-    void span(double from, double to, const double* rates) {
+    ReplicationObserver(const std::vector<Measure>& m, double* v)
+        : measures(m), values(v), done(m.size(), 0), instantsOnly(true), nextInstant(0.0) {
+        for (const Measure& measure : m)
+            instantsOnly = instantsOnly && measure.type == InstantOfTimeType;
+        nextInstant = earliestInstant();
+    }
+    double earliestInstant() const {
+        double earliest = std::numeric_limits<double>::infinity();
+        for (std::size_t m = 0; m < measures.size(); ++m)
+            if (measures[m].type == InstantOfTimeType && done[m] == 0)
+                earliest = std::min(earliest, measures[m].start);
+        return earliest;
+    }
+
+    void span(double from, double to, Trajectory& path) {
+        // Most spans of a path end before its next time point.
+        if (instantsOnly && to <= nextInstant)
+            return;
         for (std::size_t m = 0; m < measures.size(); ++m) {
             const Measure& measure = measures[m];
-            double rate = rates[measure.node];
             if (measure.type == InstantOfTimeType) {
                 if (done[m] == 0 && from <= measure.start && measure.start < to) {
-                    values[m] = rate;
+                    values[m] = path.rates()[measure.node];
                     done[m] = 1;
                 }
                 continue;
             }
             double overlap = std::min(to, measure.stop) - std::max(from, measure.start);
             if (overlap > 0.0)
-                values[m] += rate * overlap;
+                values[m] += path.rates()[measure.node] * overlap;
         }
+        nextInstant = earliestInstant();
     }
     void impulse(double time, int node, double value) {
         for (std::size_t m = 0; m < measures.size(); ++m) {
@@ -68,7 +90,8 @@ struct BatchObserver {
     const std::vector<Measure>& measures;
     std::vector<double> sums;
 
-    void span(double from, double to, const double* rates) {
+    void span(double from, double to, Trajectory& path) {
+        const double* rates = path.rates();
         for (std::size_t m = 0; m < measures.size(); ++m)
             sums[m] += rates[measures[m].node] * (to - from);
     }
@@ -81,7 +104,7 @@ struct BatchObserver {
 
 // Sees nothing: the warm-up.
 struct NoObserver {
-    void span(double, double, const double*) {}
+    void span(double, double, Trajectory&) {}
     void impulse(double, int, double) {}
 };
 
@@ -116,7 +139,7 @@ private:
 void replicate(Trajectory& path, StreamSampler& sampler, const std::vector<Measure>& measures,
                double horizon, std::uint64_t index, double* values) {
     std::fill(values, values + measures.size(), 0.0);
-    ReplicationObserver observer{measures, values, std::vector<char>(measures.size(), 0)};
+    ReplicationObserver observer(measures, values);
     path.start(sampler.stream(index), observer);
     path.runUntil(horizon, std::numeric_limits<std::uint64_t>::max(), observer);
     observer.finish(path.rates());
@@ -433,6 +456,17 @@ SimResult simulate(PVModel* model, const ActionTable& actions, const SimSettings
     path.useBias(true);
     SimResult result;
     std::vector<Measure> all = listMeasures(model);
+    {
+        // A trial of the model's declared dependencies, from a stream of its
+        // own, on paths as the replications run them (or as long as a warm-up).
+        double horizon = 0.0;
+        for (const Measure& m : all)
+            horizon =
+                m.longRun() ? std::numeric_limits<double>::infinity() : std::max(horizon, m.stop);
+        StreamSampler sampler(settings.seed);
+        path.probeDependencies(sampler.stream(std::numeric_limits<std::uint64_t>::max() - 1),
+                               horizon, ProbeEvents);
+    }
     std::vector<Measure> terminating, longRun;
     std::vector<std::size_t> terminatingAt, longRunAt;
     for (std::size_t i = 0; i < all.size(); ++i) {

@@ -5,15 +5,20 @@
 #include "distributions/UserDistributions.h"
 #include "pv/PerformanceVariableNode.h"
 
+#include "state/BaseStateVariableClass.h"
+
 #include <algorithm>
 #include <stdexcept>
+#include <unordered_map>
 
 Trajectory::Trajectory(PVModel* model, const ActionTable& actions)
     : Model(model), Actions(actions), Uniform(nullptr),
-      Initial(static_cast<std::size_t>(model->StateSize())), Completion(actions.numTimed(), Never),
+      Initial(static_cast<std::size_t>(model->StateSize())), Pending(actions.numTimed()),
+      Marked(actions.numTimed(), 0), ExcessOf(actions.numTimed(), 0.0),
       LastRate(actions.numTimed(), 0.0), IsExponential(actions.numTimed(), 0),
-      InGroup(actions.numTimed(), 0), Choice(actions.numInstant() + 1, nullptr),
+      InGroup(actions.numTimed(), 0), Choice(actions.numInstant() + 1, 0),
       Rates(static_cast<std::size_t>(model->NumPVs), 0.0), Bias(actions.numTimed(), 1.0) {
+    MarkedList.reserve(actions.numTimed());
     Model->CurrentState(Initial.data());
     for (std::uint32_t i = 0; i < actions.numTimed(); ++i) {
         BaseActionClass* action = actions.timed()[i];
@@ -24,6 +29,73 @@ Trajectory::Trajectory(PVModel* model, const ActionTable& actions)
     for (int p = 0; p < model->NumPVs; ++p)
         if (model->PVList[p]->NumImpulses > 0)
             ImpulseNodes.push_back(p);
+    buildDependencies();
+}
+
+void Trajectory::buildDependencies() {
+    std::uint32_t numTimed = Actions.numTimed();
+    std::uint32_t numActions = numTimed + Actions.numInstant();
+    std::unordered_map<const BaseActionClass*, std::uint32_t> indexOf;
+    for (std::uint32_t i = 0; i < numActions; ++i)
+        indexOf[i < numTimed ? Actions.timed()[i] : Actions.instant()[i - numTimed]] = i;
+    for (std::uint32_t i = 0; i < numTimed; ++i) {
+        BaseActionClass* action = Actions.timed()[i];
+        if (action->EnablingSVs.getNumItems() == 0 || InGroup[i] ||
+            (!IsExponential[i] && action->Reactivation))
+            Always.push_back(i);
+    }
+    DependStart.push_back(0);
+    CanEnableInstant.assign(numActions, 0);
+    std::vector<char> seen(numTimed, 0);
+    for (std::uint32_t a = 0; a < numActions; ++a) {
+        BaseActionClass* action =
+            a < numTimed ? Actions.timed()[a] : Actions.instant()[a - numTimed];
+        std::size_t first = Depends.size();
+        if (a < numTimed) {
+            Depends.push_back(a);
+            seen[a] = 1;
+        }
+        for (int v = 0; v < action->AffectedSVs.getNumItems(); ++v) {
+            List<BaseActionClass>* readers = action->AffectedSVs.getItem(v)->getEnabledActions();
+            for (int r = 0; readers != nullptr && r < readers->getNumItems(); ++r) {
+                auto found = indexOf.find(readers->getItem(r));
+                if (found == indexOf.end()) {
+                    // A reader the table does not list (a group): nothing can be trusted.
+                    ScanAll = true;
+                    continue;
+                }
+                std::uint32_t b = found->second;
+                if (b >= numTimed) {
+                    CanEnableInstant[a] = 1;
+                } else if (seen[b] == 0) {
+                    seen[b] = 1;
+                    Depends.push_back(b);
+                }
+            }
+        }
+        // An action that declares no changed place may change any.
+        if (action->AffectedSVs.getNumItems() == 0)
+            ScanAll = true;
+        for (std::size_t k = first; k < Depends.size(); ++k)
+            seen[Depends[k]] = 0;
+        std::sort(Depends.begin() + static_cast<std::ptrdiff_t>(first), Depends.end());
+        DependStart.push_back(static_cast<std::uint32_t>(Depends.size()));
+    }
+}
+
+void Trajectory::touch(std::uint32_t index) {
+    if (ScanAll)
+        return;
+    InstantPossible = InstantPossible || CanEnableInstant[index] != 0;
+    // One action's list is sorted: the marked list stays sorted when it was empty.
+    MarkedSorted = MarkedList.empty();
+    for (std::uint32_t k = DependStart[index]; k < DependStart[index + 1]; ++k) {
+        std::uint32_t i = Depends[k];
+        if (Marked[i] == 0) {
+            Marked[i] = 1;
+            MarkedList.push_back(i);
+        }
+    }
 }
 
 Trajectory::~Trajectory() {
@@ -66,6 +138,10 @@ std::string Trajectory::setBias(const std::vector<std::pair<std::string, double>
         Bias[i] = factor;
         Biased = Biased || factor != 1.0;
     }
+    BiasedList.clear();
+    for (std::uint32_t i = 0; i < Bias.size(); ++i)
+        if (Bias[i] != 1.0)
+            BiasedList.push_back(i);
     return "";
 }
 
@@ -92,36 +168,125 @@ double Trajectory::draw(std::uint32_t i) {
     return delay;
 }
 
-void Trajectory::reschedule() {
-    std::uint32_t numTimed = Actions.numTimed();
-    BaseActionClass* const* timed = Actions.timed();
-    bool biasing = Biasing && Biased;
-    Excess = 0.0;
-    for (std::uint32_t i = 0; i < numTimed; ++i) {
-        BaseActionClass* action = timed[i];
-        if (!action->Enabled()) {
-            Completion[i] = Never;
-            continue;
-        }
-        if (IsExponential[i]) {
-            double rate = exponentialRate(i);
-            if (!(rate >= 0.0) || std::isinf(rate))
-                throw SimulationError("activity " + std::string(action->Name) + " has the rate " +
-                                      std::to_string(rate) +
-                                      "; a rate must be finite and not negative");
-            double factor = biasing ? Bias[i] : 1.0;
-            if (rate == 0.0) {
-                Completion[i] = Never;
-            } else if (Completion[i] == Never || rate != LastRate[i]) {
-                Completion[i] = Now + TheDistribution->Exponential(rate * factor);
-            }
-            Excess += rate - rate * factor;
-            LastRate[i] = rate;
-            continue;
-        }
-        if (Completion[i] == Never || (action->Reactivation && action->ReactivationFunction()))
-            Completion[i] = Now + draw(i);
+void Trajectory::revisit(std::uint32_t i, bool biasing) {
+    BaseActionClass* action = Actions.timed()[i];
+    if (!action->Enabled()) {
+        Pending.set(i, Never);
+        ExcessOf[i] = 0.0;
+        return;
     }
+    if (IsExponential[i]) {
+        double rate = exponentialRate(i);
+        if (!(rate >= 0.0) || std::isinf(rate))
+            throw SimulationError("activity " + std::string(action->Name) + " has the rate " +
+                                  std::to_string(rate) +
+                                  "; a rate must be finite and not negative");
+        double factor = biasing ? Bias[i] : 1.0;
+        if (rate == 0.0)
+            Pending.set(i, Never);
+        else if (Pending.at(i) == Never || rate != LastRate[i])
+            Pending.set(i, Now + TheDistribution->Exponential(rate * factor));
+        ExcessOf[i] = rate - rate * factor;
+        LastRate[i] = rate;
+        return;
+    }
+    if (Pending.at(i) == Never || (action->Reactivation && action->ReactivationFunction()))
+        Pending.set(i, Now + draw(i));
+}
+
+void Trajectory::reschedule() {
+    bool biasing = Biasing && Biased;
+    if (ScanAll) {
+        for (std::uint32_t i = 0; i < Actions.numTimed(); ++i)
+            revisit(i, biasing);
+        for (std::uint32_t i : MarkedList)
+            Marked[i] = 0;
+        MarkedList.clear();
+    } else {
+        for (std::uint32_t i : Always)
+            if (Marked[i] == 0) {
+                Marked[i] = 1;
+                MarkedList.push_back(i);
+            }
+        // Index order: the draws are made in the order a full scan makes them.
+        if (!MarkedSorted || !Always.empty())
+            std::sort(MarkedList.begin(), MarkedList.end());
+        for (std::uint32_t i : MarkedList) {
+            Marked[i] = 0;
+            revisit(i, biasing);
+        }
+        MarkedList.clear();
+    }
+    Excess = 0.0;
+    if (biasing)
+        for (std::uint32_t i : BiasedList)
+            Excess += ExcessOf[i];
+}
+
+std::int64_t Trajectory::stale() {
+    std::uint32_t numTimed = Actions.numTimed();
+    for (std::uint32_t i = 0; i < numTimed; ++i) {
+        BaseActionClass* action = Actions.timed()[i];
+        bool pending = Pending.at(i) != Never;
+        if (!action->Enabled()) {
+            if (pending)
+                return i;
+            continue;
+        }
+        if (!IsExponential[i]) {
+            if (!pending)
+                return i;
+            continue;
+        }
+        double rate = exponentialRate(i);
+        if (pending != (rate > 0.0) || (pending && rate != LastRate[i]))
+            return i;
+    }
+    for (std::uint32_t i = 0; i < Actions.numInstant(); ++i)
+        if (Actions.instant()[i]->Enabled())
+            return numTimed + i;
+    return -1;
+}
+
+void Trajectory::audit() {
+    if (ScanAll)
+        return;
+    std::int64_t missed = stale();
+    if (missed < 0)
+        return;
+    if (Auditing) {
+        ProbeFailed = true;
+        ScanAll = true;
+        return;
+    }
+    std::uint32_t numTimed = Actions.numTimed();
+    auto name = [&](std::uint32_t a) {
+        return std::string(a < numTimed ? Actions.timed()[a]->Name
+                                        : Actions.instant()[a - numTimed]->Name);
+    };
+    throw SimulationError("activity " + name(static_cast<std::uint32_t>(missed)) +
+                          " changed its enabling or rate after a firing of " + name(LastFired) +
+                          ", which changes none of the places it declares to read: declare "
+                          "every place its enabling and rate read");
+}
+
+bool Trajectory::probeDependencies(RandomNumberGenerator* generator, double horizon,
+                                   std::uint64_t events) {
+    struct Blind {
+        void span(double, double, Trajectory&) {}
+        void impulse(double, int, double) {}
+    } blind;
+    Auditing = true;
+    ProbeFailed = false;
+    std::uint64_t before = Events;
+    for (int path = 0; path < 1000 && !ProbeFailed && Events - before < events; ++path) {
+        start(generator, blind);
+        audit();
+        runUntil(horizon, events - (Events - before), blind);
+    }
+    Auditing = false;
+    Events = before;
+    return !ProbeFailed;
 }
 
 void Trajectory::updateRates() {
@@ -130,4 +295,5 @@ void Trajectory::updateRates() {
         node->CurrentReward(&Model->NoActionFiredYet);
         Rates[static_cast<std::size_t>(p)] = node->RateReward;
     }
+    RatesValid = true;
 }

@@ -10,7 +10,18 @@
 // marking is constant and the impulses of every firing. Exponential activities
 // may be biased (drawn at a multiple of their rate); the path then carries its
 // likelihood ratio, the true density of its firings over the biased one.
+//
+// After a firing only the activities that the fired ones can affect are looked
+// at again: those whose enabling places (the model's declared arcs) the fired
+// actions change, the fired activity itself, and those that must be asked after
+// every firing (a reactivation function, a group share, no declared enabling
+// place). The pending completions live in an EventList. Model code that reads
+// places it does not declare would make this miss changes: probeDependencies()
+// watches a trial path with a full check after every firing and, on a miss,
+// makes every firing look at every activity; the run itself repeats the full
+// check every AuditInterval firings and stops with an error on a miss.
 
+#include "EventList.h"
 #include "distributions/RandomNumberGenerator.h"
 #include "firing/ActionTable.h"
 #include "pv/PVModel.h"
@@ -49,7 +60,8 @@ public:
     template <class Observer> void start(RandomNumberGenerator* generator, Observer& observer);
     // Runs until the next completion lies beyond `horizon` (the path then
     // stands at the horizon) or `maxEvents` timed firings are made. Observer:
-    // span(from, to, rates) with the considered variables' rate rewards over
+    // span(from, to, path) over which the marking is constant (path.rates()
+    // gives the variables' rate rewards there, evaluated on demand);
     // [from, to); impulse(time, variable, value) after each firing.
     template <class Observer>
     void runUntil(double horizon, std::uint64_t maxEvents, Observer& observer);
@@ -63,48 +75,102 @@ public:
     // The likelihood ratio of the path so far: 1 without biasing.
     double likelihood() const { return std::exp(LogLikelihood); }
 
+    // Runs trial paths from the initial state to `horizon` (or for `events`
+    // firings when it is infinite), checking after every firing that each
+    // activity looked at no further has kept its enabling and rate; returns
+    // false, and looks at every activity after every firing from then on,
+    // when one has not. Draws from `generator` (not owned).
+    bool probeDependencies(RandomNumberGenerator* generator, double horizon, std::uint64_t events);
+    // True when every firing looks at every activity.
+    bool scansAll() const { return ScanAll; }
+    // Makes every firing look at every activity: the plain method, which the
+    // tests compare with the one that follows the declared dependencies.
+    void lookAtEverything() { ScanAll = true; }
+
     double now() const { return Now; }
     std::uint64_t events() const { return Events; }
-    // The rate reward of every variable in the present marking.
-    const double* rates() const { return Rates.data(); }
+    // The rate reward of every variable in the present marking, evaluated at
+    // the first call after a firing.
+    const double* rates() {
+        if (!RatesValid)
+            updateRates();
+        return Rates.data();
+    }
 
 private:
     static constexpr double Never = std::numeric_limits<double>::infinity();
     // Consecutive completions at one instant taken as a model that never lets time pass.
     static constexpr std::uint64_t MaxEventsAtOneTime = 1000000;
 
-    template <class Observer> void fireAction(BaseActionClass* action, Observer& observer);
+    // Full checks of the dependencies made by the run: one in this many firings.
+    static constexpr std::uint64_t AuditInterval = 64;
+
+    template <class Observer> void fireAction(std::uint32_t index, Observer& observer);
     template <class Observer> void resolve(Observer& observer);
+    // Marks the timed activities that a firing of action `index` (timed
+    // first, then instantaneous) can affect, and says whether it can enable an
+    // instantaneous activity.
+    void touch(std::uint32_t index);
+    // Looks again at the marked activities (every one with ScanAll), in index order.
     void reschedule();
+    // Looks again at timed activity i: its enabling, rate and completion.
+    void revisit(std::uint32_t i, bool biasing);
+    // The first timed activity whose enabling or rate differs from what the
+    // event list holds, or -1; an enabled instantaneous activity counts too
+    // (numTimed() + its index).
+    std::int64_t stale();
+    // Throws when stale() finds an activity that the last firing changed unseen.
+    void audit();
+    void buildDependencies();
     void updateRates();
     double draw(std::uint32_t i);
     // The rate of exponential activity i: its rate times its group's share.
     double exponentialRate(std::uint32_t i) const;
 
-    PVModel* Model;                       // not owned
-    const ActionTable& Actions;           // not owned
-    RandomNumberGenerator* Uniform;       // not owned; the present replication's stream
-    std::vector<char> Initial;            // the initial state vector
-    std::vector<double> Completion;       // per timed activity: completion time, or Never
-    std::vector<double> LastRate;         // per exponential activity: the rate drawn at
-    std::vector<char> IsExponential;      // per timed activity
-    std::vector<char> InGroup;            // per timed activity: its group has other members
-    std::vector<BaseActionClass*> Choice; // scratch: the enabled instantaneous actions
-    std::vector<double> Rates;            // per variable: its rate reward now
-    std::vector<int> ImpulseNodes;        // the variables that have impulses
-    std::vector<double> Bias;             // per timed activity: its rate factor (1: unbiased)
-    bool Biasing = false;                 // Bias applies to the present path
-    bool Biased = false;                  // some factor differs from 1
-    double Excess = 0.0;                  // sum over enabled activities of true - biased rate
-    double LogLikelihood = 0.0;           // log of the path's likelihood ratio
-    double Now = 0.0;                     // the present time
-    std::uint64_t Events = 0;             // timed firings since the trajectory was built
-    std::uint64_t SameTime = 0;           // consecutive completions at the present time
+    PVModel* Model;                         // not owned
+    const ActionTable& Actions;             // not owned
+    RandomNumberGenerator* Uniform;         // not owned; the present replication's stream
+    std::vector<char> Initial;              // the initial state vector
+    EventList Pending;                      // per timed activity: completion time, or Never
+    std::vector<std::uint32_t> DependStart; // per action: start of its entries in Depends
+    std::vector<std::uint32_t> Depends;     // timed activities a firing can affect, sorted
+    std::vector<char> CanEnableInstant;     // per action: a firing can enable an instant one
+    std::vector<std::uint32_t> Always;      // timed activities looked at after every firing
+    std::vector<char> Marked;               // per timed activity: to be looked at again
+    std::vector<std::uint32_t> MarkedList;  // the marked activities; capacity numTimed
+    bool MarkedSorted = true;               // MarkedList is in index order
+    bool InstantPossible = false;           // a fired action can have enabled an instant one
+    bool ScanAll = false;                   // every firing looks at every activity
+    bool Auditing = false;                  // every firing is checked in full (probe)
+    bool ProbeFailed = false;               // the probe found an undeclared dependency
+    std::uint32_t LastFired = 0;            // action index of the last firing (for messages)
+    std::vector<std::uint32_t> BiasedList;  // timed activities whose factor differs from 1
+    std::vector<double> ExcessOf;           // per timed activity: its true - biased rate now
+    std::vector<double> LastRate;           // per exponential activity: the rate drawn at
+    std::vector<char> IsExponential;        // per timed activity
+    std::vector<char> InGroup;              // per timed activity: its group has other members
+    std::vector<std::uint32_t> Choice;      // scratch: the enabled instantaneous actions
+    std::vector<double> Rates;              // per variable: its rate reward now
+    bool RatesValid = false;                // Rates holds the present marking's rewards
+    std::vector<int> ImpulseNodes;          // the variables that have impulses
+    std::vector<double> Bias;               // per timed activity: its rate factor (1: unbiased)
+    bool Biasing = false;                   // Bias applies to the present path
+    bool Biased = false;                    // some factor differs from 1
+    double Excess = 0.0;                    // sum over enabled activities of true - biased rate
+    double LogLikelihood = 0.0;             // log of the path's likelihood ratio
+    double Now = 0.0;                       // the present time
+    std::uint64_t Events = 0;               // timed firings since the trajectory was built
+    std::uint64_t SameTime = 0;             // consecutive completions at the present time
 };
 
-template <class Observer> void Trajectory::fireAction(BaseActionClass* action, Observer& observer) {
+template <class Observer> void Trajectory::fireAction(std::uint32_t index, Observer& observer) {
+    std::uint32_t numTimed = Actions.numTimed();
+    BaseActionClass* action =
+        index < numTimed ? Actions.timed()[index] : Actions.instant()[index - numTimed];
     action->Fire();
     Model->LastAction = action;
+    LastFired = index;
+    touch(index);
     for (int p : ImpulseNodes) {
         double value = Model->PVList[p]->FiringImpulse(action);
         if (value != 0.0)
@@ -115,7 +181,7 @@ template <class Observer> void Trajectory::fireAction(BaseActionClass* action, O
 template <class Observer> void Trajectory::resolve(Observer& observer) {
     std::uint32_t numInstant = Actions.numInstant();
     BaseActionClass* const* instant = Actions.instant();
-    for (int depth = 0;; ++depth) {
+    for (int depth = 0; InstantPossible || ScanAll; ++depth) {
         std::size_t numEnabled = 0;
         int maxRank = 0;
         for (std::uint32_t i = 0; i < numInstant; ++i) {
@@ -128,36 +194,40 @@ template <class Observer> void Trajectory::resolve(Observer& observer) {
             } else if (rank < maxRank) {
                 continue;
             }
-            Choice[numEnabled++] = instant[i];
+            Choice[numEnabled++] = i;
         }
+        InstantPossible = false;
         if (numEnabled == 0)
             return;
         if (depth > 23)
-            throw SimulationError(
-                "more than 23 successive zero-time firings (last: " + std::string(Choice[0]->Name) +
-                "): the model loops without "
-                "time passing");
-        BaseActionClass* chosen = Choice[0];
+            throw SimulationError("more than 23 successive zero-time firings (last: " +
+                                  std::string(instant[Choice[0]]->Name) +
+                                  "): the model loops without "
+                                  "time passing");
+        std::uint32_t chosen = Choice[0];
         if (numEnabled > 1) {
             double total = 0.0;
             for (std::size_t i = 0; i < numEnabled; ++i)
-                total += Choice[i]->Weight();
+                total += instant[Choice[i]]->Weight();
             if (!(total > 0.0) || !std::isfinite(total))
-                throw SimulationError("instantaneous activity " + std::string(Choice[0]->Name) +
+                throw SimulationError("instantaneous activity " +
+                                      std::string(instant[Choice[0]]->Name) +
                                       " and others of its rank are enabled with total weight " +
                                       std::to_string(total));
             double target = total * Uniform->rnd();
             double sum = 0.0;
             chosen = Choice[numEnabled - 1];
             for (std::size_t i = 0; i < numEnabled; ++i) {
-                sum += Choice[i]->Weight();
+                sum += instant[Choice[i]]->Weight();
                 if (target < sum) {
                     chosen = Choice[i];
                     break;
                 }
             }
         }
-        fireAction(chosen, observer);
+        fireAction(Actions.numTimed() + chosen, observer);
+        // The next round scans again: one zero-time firing may enable another.
+        InstantPossible = true;
     }
 }
 
@@ -170,37 +240,38 @@ void Trajectory::start(RandomNumberGenerator* generator, Observer& observer) {
     SameTime = 0;
     Excess = 0.0;
     LogLikelihood = 0.0;
-    for (double& c : Completion)
-        c = Never;
+    Pending.clear();
+    std::fill(ExcessOf.begin(), ExcessOf.end(), 0.0);
+    InstantPossible = true;
     resolve(observer);
-    updateRates();
+    // Every activity is looked at in the initial marking.
+    MarkedSorted = false;
+    for (std::uint32_t i = 0; i < Actions.numTimed(); ++i)
+        if (Marked[i] == 0) {
+            Marked[i] = 1;
+            MarkedList.push_back(i);
+        }
+    RatesValid = false;
     reschedule();
 }
 
 template <class Observer>
 void Trajectory::runUntil(double horizon, std::uint64_t maxEvents, Observer& observer) {
-    std::uint32_t numTimed = Actions.numTimed();
     BaseActionClass* const* timed = Actions.timed();
     for (std::uint64_t n = 0; n < maxEvents; ++n) {
-        std::uint32_t next = 0;
-        double when = Never;
-        for (std::uint32_t i = 0; i < numTimed; ++i) {
-            if (Completion[i] < when) {
-                when = Completion[i];
-                next = i;
-            }
-        }
+        std::uint32_t next = Pending.empty() ? 0 : Pending.first();
+        double when = Pending.empty() ? Never : Pending.at(next);
         if (when > horizon || when == Never) {
             // Nothing completes by the horizon; with no horizon and nothing
             // enabled the path has ended.
             if (horizon != Never) {
-                observer.span(Now, horizon, Rates.data());
+                observer.span(Now, horizon, *this);
                 LogLikelihood -= Excess * (horizon - Now);
                 Now = horizon;
             }
             return;
         }
-        observer.span(Now, when, Rates.data());
+        observer.span(Now, when, *this);
         // Survival of the biased activities over the span, and the density
         // ratio of the one that fires: true rate over biased rate.
         LogLikelihood -= Excess * (when - Now);
@@ -212,11 +283,13 @@ void Trajectory::runUntil(double horizon, std::uint64_t maxEvents, Observer& obs
                                   " (last: " + timed[next]->Name +
                                   "): the model loops without time passing");
         Now = when;
-        Completion[next] = Never;
+        Pending.set(next, Never);
         ++Events;
-        fireAction(timed[next], observer);
+        fireAction(next, observer);
         resolve(observer);
-        updateRates();
+        RatesValid = false;
         reschedule();
+        if (Auditing || Events % AuditInterval == 0)
+            audit();
     }
 }

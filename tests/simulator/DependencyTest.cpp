@@ -1,0 +1,176 @@
+// The trajectory looks again only at the activities whose declared enabling
+// places a firing changes. On the two-unit model (duplex.san) these tests check
+// that this gives the very path a look at every activity gives, and what
+// happens when a declaration is missing: the probe notices and falls back to
+// looking at everything, so the long-run values still cover their closed
+// forms (availability 2/2.5, failures per unit time 1.2), and a run without
+// the probe stops with one line naming both activities.
+
+#include "Simulator.h"
+#include "StreamGenerator.h"
+#include "Trajectory.h"
+#include "distributions/UserDistributions.h"
+#include "firing/ActionTable.h"
+#include "pv/PVModel.h"
+#include "state/BaseStateVariableClass.h"
+#include "study/BaseStudyClass.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace {
+
+// The process-wide sampler, drawing from one stream while it exists.
+class OwnSampler {
+public:
+    explicit OwnSampler(std::uint64_t seed) : Sampler(1, 0), Previous(TheDistribution) {
+        delete Sampler.generator;
+        Stream = new StreamGenerator(seed, 0);
+        Sampler.generator = Stream;
+        TheDistribution = &Sampler;
+    }
+    ~OwnSampler() { TheDistribution = Previous; }
+    OwnSampler(const OwnSampler&) = delete;
+    OwnSampler& operator=(const OwnSampler&) = delete;
+    StreamGenerator* stream() { return Stream; }
+
+private:
+    UserDistributions Sampler;
+    StreamGenerator* Stream;
+    UserDistributions* Previous;
+};
+
+constexpr double Never = std::numeric_limits<double>::infinity();
+
+// Records each firing's time and every impulse.
+struct Recorder {
+    std::vector<double> seen;
+    void span(double, double to, Trajectory& path) {
+        seen.push_back(to);
+        seen.push_back(path.rates()[0]);
+    }
+    void impulse(double time, int node, double value) {
+        seen.push_back(time);
+        seen.push_back(node + value);
+    }
+};
+
+class Dependencies : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() {
+        BaseStudyClass* study = GenerateStudy();
+        study->SetGVs(0);
+        Model = study->GetPVModel(false);
+        Actions = std::make_unique<ActionTable>(Model);
+    }
+    static void TearDownTestSuite() {
+        Actions.reset();
+        DestructStudy();
+    }
+    // The timed activity of that name.
+    static BaseActionClass* activity(const char* name) {
+        for (std::uint32_t i = 0; i < Actions->numTimed(); ++i)
+            if (std::strcmp(Actions->timed()[i]->Name, name) == 0)
+                return Actions->timed()[i];
+        return nullptr;
+    }
+    // Hides from the place `working` that `failure` reads it, as a model whose
+    // rate code reads a place it does not declare would.
+    static void hideFailureReader() {
+        BaseActionClass* failure = activity("failure");
+        Working = failure->EnablingSVs.getItem(0);
+        ASSERT_STREQ(Working->getName(), "working");
+        Working->removeEnabledAction(failure);
+    }
+    static void restoreFailureReader() { Working->appendEnabledAction(activity("failure")); }
+
+    static PVModel* Model;
+    static std::unique_ptr<ActionTable> Actions;
+    static BaseStateVariableClass* Working;
+};
+
+PVModel* Dependencies::Model = nullptr;
+std::unique_ptr<ActionTable> Dependencies::Actions;
+BaseStateVariableClass* Dependencies::Working = nullptr;
+
+TEST_F(Dependencies, LookingAtTheAffectedActivitiesGivesThePathOfAFullScan) {
+    std::vector<double> paths[2];
+    for (int full = 0; full < 2; ++full) {
+        Trajectory path(Model, *Actions);
+        ASSERT_FALSE(path.scansAll());
+        if (full == 1)
+            path.lookAtEverything();
+        OwnSampler sampler(7);
+        Recorder recorder;
+        for (int replication = 0; replication < 50; ++replication) {
+            sampler.stream()->srnd(static_cast<unsigned long>(replication));
+            path.start(sampler.stream(), recorder);
+            path.runUntil(3.0, 1000, recorder);
+        }
+        paths[full] = recorder.seen;
+    }
+    ASSERT_GT(paths[0].size(), 400u);
+    EXPECT_EQ(paths[0], paths[1]);
+}
+
+TEST_F(Dependencies, ThePathsOfADeclaredModelPassTheProbe) {
+    Trajectory path(Model, *Actions);
+    OwnSampler sampler(3);
+    EXPECT_TRUE(path.probeDependencies(sampler.stream(), Never, 2000));
+    EXPECT_FALSE(path.scansAll());
+    EXPECT_EQ(path.events(), 0u);
+}
+
+TEST_F(Dependencies, AnUndeclaredReaderIsFoundAndEveryActivityLookedAt) {
+    hideFailureReader();
+    {
+        Trajectory path(Model, *Actions);
+        OwnSampler sampler(3);
+        EXPECT_FALSE(path.probeDependencies(sampler.stream(), 2.0, 2000));
+        EXPECT_TRUE(path.scansAll());
+    }
+    SimSettings settings;
+    settings.seed = 5;
+    settings.level = 0.99;
+    settings.replications = 20;
+    settings.batches = 20;
+    settings.batchEvents = 500;
+    SimResult result = simulate(Model, *Actions, settings);
+    restoreFailureReader();
+    const Estimate& availability = result.estimates[5];
+    const Estimate& failureRate = result.estimates[6];
+    ASSERT_EQ(availability.measure.name, "availability");
+    EXPECT_LE(std::fabs(availability.value - 0.8), availability.halfWidth);
+    EXPECT_LE(std::fabs(failureRate.value - 1.2), failureRate.halfWidth);
+}
+
+TEST_F(Dependencies, AnUnprobedRunStopsAtTheFirstCheckThatFindsAMiss) {
+    hideFailureReader();
+    std::string message;
+    {
+        Trajectory path(Model, *Actions);
+        OwnSampler sampler(11);
+        Recorder recorder;
+        try {
+            for (int replication = 0; replication < 1000; ++replication) {
+                path.start(sampler.stream(), recorder);
+                path.runUntil(5.0, 1000, recorder);
+            }
+        } catch (const SimulationError& e) {
+            message = e.what();
+        }
+    }
+    restoreFailureReader();
+    EXPECT_NE(message.find("activity failure changed its enabling or rate after a firing of "
+                           "repair"),
+              std::string::npos)
+        << message;
+}
+
+} // namespace

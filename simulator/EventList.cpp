@@ -1,6 +1,9 @@
 #include "EventList.h"
 
-EventList::EventList(std::uint32_t size) : Time(size, Never), Slot(size, -1) {
+#include <algorithm>
+
+EventList::EventList(std::uint32_t size)
+    : Time(size, Never), Slot(size, -1), Linear(size <= LinearSize) {
     Heap.reserve(size);
 }
 
@@ -38,7 +41,7 @@ void EventList::siftDown(std::size_t slot) {
     place(slot, i);
 }
 
-void EventList::set(std::uint32_t i, double time) {
+void EventList::setInHeap(std::uint32_t i, double time) {
     std::int64_t slot = Slot[i];
     if (time == Never) {
         Time[i] = Never;
@@ -68,6 +71,10 @@ void EventList::set(std::uint32_t i, double time) {
 }
 
 void EventList::clear() {
+    if (Linear) {
+        std::fill(Time.begin(), Time.end(), Never);
+        return;
+    }
     for (std::uint32_t i : Heap) {
         Time[i] = Never;
         Slot[i] = -1;

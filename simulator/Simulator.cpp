@@ -21,6 +21,8 @@ namespace {
 
 // Timed firings of the trial of the model's declared dependencies.
 constexpr std::uint64_t ProbeEvents = 2000;
+// Timed firings after which a regeneration cycle is taken as never ending.
+constexpr std::uint64_t MaxCycleEvents = 100000000;
 
 // Gathers one replication's values: instants when the path passes their time,
 // interval rewards as the rate over the overlapping span plus the impulses
@@ -332,6 +334,14 @@ void store(const std::vector<Tally>& tallies, const std::vector<std::size_t>& po
 // The method of the replications, as the report names it.
 std::string replicationMethod(const SimSettings& settings) {
     std::string text;
+    if (!settings.balanced.empty()) {
+        char buf[32];
+        std::snprintf(buf, sizeof buf, "%g", settings.balancedShare);
+        text = std::string("importance sampling, balanced failure biasing ") + buf + ":";
+        for (const std::string& name : settings.balanced)
+            text += " " + name;
+        return text;
+    }
     for (const auto& [name, factor] : settings.bias) {
         char buf[32];
         std::snprintf(buf, sizeof buf, "%g", factor);
@@ -410,6 +420,65 @@ std::uint64_t estimateByBatches(Trajectory& path, const std::vector<Measure>& me
     return path.events() - before;
 }
 
+// The long-run measures of a biased run by regeneration cycles, into
+// `estimates` at `positions`. A cycle runs from the initial state to the next
+// return to it. Each measure is the ratio of the reward earned over a cycle to
+// the cycle's length: the reward's mean from biased cycles, each weighted by
+// its likelihood ratio, and the length's mean from as many cycles drawn
+// without bias, on streams of their own; the interval is the delta method's
+// for the ratio of two independent means.
+std::uint64_t estimateByCycles(Trajectory& path, const std::vector<Measure>& measures,
+                               const std::vector<std::size_t>& positions,
+                               const SimSettings& settings, std::vector<Estimate>& estimates,
+                               Tally& ratio) {
+    std::string problem = path.regenerationProblem();
+    if (!problem.empty())
+        throw SimulationError(problem);
+    std::uint64_t before = path.events();
+    StreamSampler sampler(settings.seed);
+    std::vector<Tally> rewards(measures.size());
+    Tally lengths;
+    BatchObserver observer{measures, std::vector<double>(measures.size(), 0.0)};
+    constexpr std::uint64_t FirstStream = std::uint64_t{1} << 62;
+    for (int biased = 1; biased >= 0; --biased) {
+        path.useBias(biased == 1);
+        for (std::uint64_t c = 0; c < settings.replications; ++c) {
+            std::fill(observer.sums.begin(), observer.sums.end(), 0.0);
+            std::uint64_t stream = FirstStream * (biased == 1 ? 1 : 2) + c;
+            path.start(sampler.stream(stream), observer);
+            if (!path.runCycle(MaxCycleEvents, observer))
+                throw SimulationError(
+                    "a regeneration cycle did not come back to the initial state within " +
+                    std::to_string(MaxCycleEvents) +
+                    " timed firings (or the path ended): the biased long-run values need a "
+                    "model that always returns to its initial state");
+            if (biased == 1) {
+                double weight = path.likelihood();
+                for (std::size_t m = 0; m < measures.size(); ++m)
+                    rewards[m].add(observer.sums[m] * weight);
+                ratio.add(weight);
+            } else {
+                lengths.add(path.now());
+            }
+        }
+    }
+    path.useBias(true);
+    double length = lengths.mean();
+    std::uint64_t n = settings.replications;
+    double z = studentQuantile(0.5 + settings.level / 2.0, n - 1);
+    for (std::size_t m = 0; m < measures.size(); ++m) {
+        Estimate& e = estimates[positions[m]];
+        e.value = rewards[m].mean() / length;
+        double variance = (rewards[m].variance() + e.value * e.value * lengths.variance()) /
+                          (static_cast<double>(n) * length * length);
+        e.halfWidth = z * std::sqrt(variance);
+        e.samples = n;
+        e.reached = settings.relWidth <= 0.0 || e.halfWidth == 0.0 ||
+                    e.halfWidth <= settings.relWidth * std::fabs(e.value);
+    }
+    return path.events() - before;
+}
+
 } // namespace
 
 bool SimResult::allReached() const {
@@ -451,6 +520,8 @@ SimResult simulate(PVModel* model, const ActionTable& actions, const SimSettings
     std::string problem = path.problem();
     if (problem.empty())
         problem = path.setBias(settings.bias);
+    if (problem.empty())
+        problem = path.setBalanced(settings.balanced, settings.balancedShare);
     if (!problem.empty())
         throw SimulationError(problem);
     path.useBias(true);
@@ -470,24 +541,33 @@ SimResult simulate(PVModel* model, const ActionTable& actions, const SimSettings
     std::vector<Measure> terminating, longRun;
     std::vector<std::size_t> terminatingAt, longRunAt;
     for (std::size_t i = 0; i < all.size(); ++i) {
-        result.estimates.push_back(
-            {all[i], 0.0, 0.0, 0, true,
-             all[i].longRun() ? "batch means" : replicationMethod(settings)});
+        std::string method = replicationMethod(settings);
+        if (all[i].longRun())
+            method = settings.balanced.empty() ? "batch means" : method + ", regeneration cycles";
+        result.estimates.push_back({all[i], 0.0, 0.0, 0, true, method});
         (all[i].longRun() ? longRun : terminating).push_back(all[i]);
         (all[i].longRun() ? longRunAt : terminatingAt).push_back(i);
     }
-    if (!terminating.empty()) {
-        Tally ratio;
+    // The likelihood ratios of the biased replications and cycles: each has mean 1.
+    Tally ratio;
+    if (!terminating.empty())
         result.events += estimateByReplications(path, terminating, terminatingAt, settings,
                                                 result.estimates, ratio);
-        if (!settings.bias.empty()) {
-            result.weighted = true;
-            result.likelihoodMean = ratio.mean();
-            result.likelihoodHalfWidth = ratio.halfWidth(settings.level);
-        }
-    }
-    if (!longRun.empty())
+    // Balanced biasing keeps every holding time's law, so a cycle's likelihood
+    // ratio is a product of jump probabilities over a finite path; a factor
+    // changes the time spent in the initial state, whose ratio
+    // exp((biased - true rate) t) has an infinite variance once the biased rate
+    // is twice the true one: biasing by factors leaves the long run to batch means.
+    if (!longRun.empty() && !settings.balanced.empty())
+        result.events +=
+            estimateByCycles(path, longRun, longRunAt, settings, result.estimates, ratio);
+    else if (!longRun.empty())
         result.events += estimateByBatches(path, longRun, longRunAt, settings, result.estimates,
                                            result.batchLength);
+    if (settings.biased()) {
+        result.weighted = true;
+        result.likelihoodMean = ratio.mean();
+        result.likelihoodHalfWidth = ratio.halfWidth(settings.level);
+    }
     return result;
 }

@@ -13,8 +13,10 @@
 
 Trajectory::Trajectory(PVModel* model, const ActionTable& actions)
     : Model(model), Actions(actions), Uniform(nullptr),
-      Initial(static_cast<std::size_t>(model->StateSize())), Pending(actions.numTimed()),
-      Marked(actions.numTimed(), 0), ExcessOf(actions.numTimed(), 0.0),
+      Initial(static_cast<std::size_t>(model->StateSize())), StateNow(Initial.size()),
+      Pending(actions.numTimed()), Marked(actions.numTimed(), 0), ExcessOf(actions.numTimed(), 0.0),
+      Factor(actions.numTimed(), 1.0), DrawnRate(actions.numTimed(), 0.0),
+      Failure(actions.numTimed(), 0), RateNow(actions.numTimed(), 0.0),
       LastRate(actions.numTimed(), 0.0), IsExponential(actions.numTimed(), 0),
       InGroup(actions.numTimed(), 0), Choice(actions.numInstant() + 1, 0),
       Rates(static_cast<std::size_t>(model->NumPVs), 0.0), Bias(actions.numTimed(), 1.0) {
@@ -61,7 +63,7 @@ void Trajectory::buildDependencies() {
                 auto found = indexOf.find(readers->getItem(r));
                 if (found == indexOf.end()) {
                     // A reader the table does not list (a group): nothing can be trusted.
-                    ScanAll = true;
+                    Untrusted = true;
                     continue;
                 }
                 std::uint32_t b = found->second;
@@ -75,12 +77,14 @@ void Trajectory::buildDependencies() {
         }
         // An action that declares no changed place may change any.
         if (action->AffectedSVs.getNumItems() == 0)
-            ScanAll = true;
+            Untrusted = true;
         for (std::size_t k = first; k < Depends.size(); ++k)
             seen[Depends[k]] = 0;
         std::sort(Depends.begin() + static_cast<std::ptrdiff_t>(first), Depends.end());
         DependStart.push_back(static_cast<std::uint32_t>(Depends.size()));
     }
+    // On a few activities a look at each costs less than the book-keeping.
+    ScanAll = Untrusted || numTimed <= FewActivities;
 }
 
 void Trajectory::touch(std::uint32_t index) {
@@ -113,6 +117,54 @@ std::string Trajectory::problem() const {
                    " is timed but not exponential and shares a group with other activities; "
                    "the simulator draws such a group's share only for exponential delays";
     }
+    return "";
+}
+
+std::string Trajectory::regenerationProblem() {
+    Model->SetState(Initial.data());
+    for (std::uint32_t i = 0; i < Actions.numInstant(); ++i)
+        if (Actions.instant()[i]->Enabled())
+            return "instantaneous activity " + std::string(Actions.instant()[i]->Name) +
+                   " is enabled in the initial state, which therefore cannot start the "
+                   "regeneration cycles of the biased long-run values";
+    for (std::uint32_t i = 0; i < Actions.numTimed(); ++i)
+        if (!IsExponential[i] && Actions.timed()[i]->Enabled())
+            return "activity " + std::string(Actions.timed()[i]->Name) +
+                   " is enabled in the initial state and not exponential: a return to that "
+                   "state does not forget the past, so the biased long-run values have no "
+                   "regeneration cycles";
+    return "";
+}
+
+std::string Trajectory::setBalanced(const std::vector<std::string>& failures, double share) {
+    std::fill(Failure.begin(), Failure.end(), 0);
+    BalancedShare = 0.0;
+    if (failures.empty())
+        return "";
+    if (Biased)
+        return "--balanced: biasing by factors (--bias) is set too; choose one of the two";
+    if (!(share > 0.0 && share < 1.0))
+        return "--balanced: the failures' share must lie strictly between 0 and 1";
+    for (const std::string& name : failures) {
+        std::uint32_t i = 0;
+        while (i < Actions.numTimed() && name != Actions.timed()[i]->Name)
+            ++i;
+        if (i == Actions.numTimed())
+            return "--balanced " + name + ": the model has no timed activity of that name";
+        if (!IsExponential[i])
+            return "--balanced " + name +
+                   ": the activity is not exponential; only exponential delays can be biased "
+                   "exactly";
+        if (Failure[i] != 0)
+            return "--balanced " + name + ": the activity is named twice";
+        Failure[i] = 1;
+    }
+    BalancedShare = share;
+    Biased = true;
+    BiasedList.clear();
+    for (std::uint32_t i = 0; i < Actions.numTimed(); ++i)
+        if (IsExponential[i])
+            BiasedList.push_back(i);
     return "";
 }
 
@@ -168,35 +220,98 @@ double Trajectory::draw(std::uint32_t i) {
     return delay;
 }
 
-void Trajectory::revisit(std::uint32_t i, bool biasing) {
-    BaseActionClass* action = Actions.timed()[i];
-    if (!action->Enabled()) {
+double Trajectory::checkedRate(std::uint32_t i) const {
+    double rate = exponentialRate(i);
+    if (!(rate >= 0.0) || std::isinf(rate))
+        throw SimulationError("activity " + std::string(Actions.timed()[i]->Name) +
+                              " has the rate " + std::to_string(rate) +
+                              "; a rate must be finite and not negative");
+    return rate;
+}
+
+void Trajectory::schedule(std::uint32_t i, double rate, double factor) {
+    double drawn = rate * factor;
+    if (rate == 0.0)
         Pending.set(i, Never);
-        ExcessOf[i] = 0.0;
-        return;
-    }
-    if (IsExponential[i]) {
-        double rate = exponentialRate(i);
-        if (!(rate >= 0.0) || std::isinf(rate))
-            throw SimulationError("activity " + std::string(action->Name) + " has the rate " +
-                                  std::to_string(rate) +
-                                  "; a rate must be finite and not negative");
-        double factor = biasing ? Bias[i] : 1.0;
-        if (rate == 0.0)
-            Pending.set(i, Never);
-        else if (Pending.at(i) == Never || rate != LastRate[i])
-            Pending.set(i, Now + TheDistribution->Exponential(rate * factor));
-        ExcessOf[i] = rate - rate * factor;
-        LastRate[i] = rate;
-        return;
-    }
+    else if (Pending.at(i) == Never || drawn != DrawnRate[i])
+        Pending.set(i, Now + TheDistribution->Exponential(drawn));
+    ExcessOf[i] = rate - drawn;
+    Factor[i] = factor;
+    DrawnRate[i] = drawn;
+    LastRate[i] = rate;
+}
+
+void Trajectory::scheduleOther(std::uint32_t i) {
+    BaseActionClass* action = Actions.timed()[i];
     if (Pending.at(i) == Never || (action->Reactivation && action->ReactivationFunction()))
         Pending.set(i, Now + draw(i));
 }
 
-void Trajectory::reschedule() {
+void Trajectory::revisit(std::uint32_t i, bool biasing) {
+    if (!Actions.timed()[i]->Enabled()) {
+        Pending.set(i, Never);
+        ExcessOf[i] = 0.0;
+        return;
+    }
+    if (IsExponential[i])
+        schedule(i, checkedRate(i), biasing ? Bias[i] : 1.0);
+    else
+        scheduleOther(i);
+}
+
+void Trajectory::rescheduleBalanced() {
+    std::uint32_t numTimed = Actions.numTimed();
+    double failures = 0.0, others = 0.0;
+    std::uint32_t numFailures = 0;
+    for (std::uint32_t i = 0; i < numTimed; ++i) {
+        if (!Actions.timed()[i]->Enabled()) {
+            RateNow[i] = -1.0;
+            continue;
+        }
+        if (!IsExponential[i]) {
+            RateNow[i] = -2.0;
+            continue;
+        }
+        double rate = checkedRate(i);
+        RateNow[i] = rate;
+        if (rate > 0.0 && Failure[i] != 0) {
+            failures += rate;
+            ++numFailures;
+        } else {
+            others += rate;
+        }
+    }
+    double total = failures + others;
+    for (std::uint32_t i = 0; i < numTimed; ++i) {
+        double rate = RateNow[i];
+        if (rate == -1.0) {
+            Pending.set(i, Never);
+            ExcessOf[i] = 0.0;
+            continue;
+        }
+        if (rate == -2.0) {
+            scheduleOther(i);
+            continue;
+        }
+        double factor = 1.0;
+        if (numFailures > 0 && rate > 0.0) {
+            if (Failure[i] != 0)
+                factor = (others > 0.0 ? BalancedShare : 1.0) * total / (numFailures * rate);
+            else
+                factor = (1.0 - BalancedShare) * total / others;
+        }
+        schedule(i, rate, factor);
+    }
+}
+
+void Trajectory::reschedule(bool all) {
     bool biasing = Biasing && Biased;
-    if (ScanAll) {
+    if (biasing && BalancedShare > 0.0) {
+        rescheduleBalanced();
+        for (std::uint32_t i : MarkedList)
+            Marked[i] = 0;
+        MarkedList.clear();
+    } else if (ScanAll || all) {
         for (std::uint32_t i = 0; i < Actions.numTimed(); ++i)
             revisit(i, biasing);
         for (std::uint32_t i : MarkedList)

@@ -66,11 +66,31 @@ public:
     template <class Observer>
     void runUntil(double horizon, std::uint64_t maxEvents, Observer& observer);
 
+    // Runs until a timed firing, with the zero-time firings after it, brings
+    // the model back into its initial state (true), or until `maxEvents`
+    // timed firings or the end of the path (false). Observer as for runUntil.
+    template <class Observer> bool runCycle(std::uint64_t maxEvents, Observer& observer);
+    // Why returns to the initial state cannot serve as regeneration points,
+    // or empty: they can when no instantaneous activity and no timed activity
+    // other than an exponential one is enabled in the initial state, so that
+    // nothing about the past is remembered there.
+    std::string regenerationProblem();
+
     // Multiplies the rate of each named exponential activity by its factor
     // while biasing is on; returns the fault (an unknown, non-exponential or
     // twice-named activity, a factor that is not positive and finite) or empty.
     std::string setBias(const std::vector<std::pair<std::string, double>>& factors);
-    // Turns the biasing set by setBias on or off; it takes effect at start().
+    // Balanced failure biasing: in every marking where one of the named
+    // exponential activities (the failures) is enabled with a positive rate,
+    // each of them is drawn at an equal part of `share` times the total rate
+    // of the enabled exponential activities, and the others at their part of
+    // the rest in proportion to their rates (the failures take the whole total
+    // where nothing else is enabled); the total, and so the time to the next
+    // exponential completion, keeps its law. Returns the fault (an unknown,
+    // non-exponential or twice-named activity, a share outside (0, 1), biasing
+    // by factors set too) or empty.
+    std::string setBalanced(const std::vector<std::string>& failures, double share);
+    // Turns the biasing set by setBias or setBalanced on or off; it takes effect at start().
     void useBias(bool on) { Biasing = on; }
     // The likelihood ratio of the path so far: 1 without biasing.
     double likelihood() const { return std::exp(LogLikelihood); }
@@ -83,9 +103,10 @@ public:
     bool probeDependencies(RandomNumberGenerator* generator, double horizon, std::uint64_t events);
     // True when every firing looks at every activity.
     bool scansAll() const { return ScanAll; }
-    // Makes every firing look at every activity: the plain method, which the
-    // tests compare with the one that follows the declared dependencies.
-    void lookAtEverything() { ScanAll = true; }
+    // Makes every firing look at every activity (false), or only at those the
+    // declared dependencies name where the model declares them (true), whatever
+    // the model's size; the tests compare the two.
+    void followDependencies(bool on) { ScanAll = !on || Untrusted; }
 
     double now() const { return Now; }
     std::uint64_t events() const { return Events; }
@@ -102,6 +123,8 @@ private:
     // Consecutive completions at one instant taken as a model that never lets time pass.
     static constexpr std::uint64_t MaxEventsAtOneTime = 1000000;
 
+    // Timed activities up to which every firing looks at every activity.
+    static constexpr std::uint32_t FewActivities = 4;
     // Full checks of the dependencies made by the run: one in this many firings.
     static constexpr std::uint64_t AuditInterval = 64;
 
@@ -111,10 +134,21 @@ private:
     // first, then instantaneous) can affect, and says whether it can enable an
     // instantaneous activity.
     void touch(std::uint32_t index);
-    // Looks again at the marked activities (every one with ScanAll), in index order.
-    void reschedule();
+    // Looks again at the marked activities (every one with ScanAll or `all`),
+    // in index order.
+    void reschedule(bool all = false);
     // Looks again at timed activity i: its enabling, rate and completion.
     void revisit(std::uint32_t i, bool biasing);
+    // Looks again at every timed activity under balanced failure biasing.
+    void rescheduleBalanced();
+    // Exponential activity i, enabled with `rate`, drawn at rate * factor: a
+    // new draw when nothing is pending or the drawn rate changes.
+    void schedule(std::uint32_t i, double rate, double factor);
+    // Timed activity i, enabled and not exponential: a draw when nothing is
+    // pending or its reactivation function asks for one.
+    void scheduleOther(std::uint32_t i);
+    // The rate of exponential activity i, refused when negative or not finite.
+    double checkedRate(std::uint32_t i) const;
     // The first timed activity whose enabling or rate differs from what the
     // event list holds, or -1; an enabled instantaneous activity counts too
     // (numTimed() + its index).
@@ -131,6 +165,7 @@ private:
     const ActionTable& Actions;             // not owned
     RandomNumberGenerator* Uniform;         // not owned; the present replication's stream
     std::vector<char> Initial;              // the initial state vector
+    std::vector<char> StateNow;             // scratch: the present state vector
     EventList Pending;                      // per timed activity: completion time, or Never
     std::vector<std::uint32_t> DependStart; // per action: start of its entries in Depends
     std::vector<std::uint32_t> Depends;     // timed activities a firing can affect, sorted
@@ -141,26 +176,32 @@ private:
     bool MarkedSorted = true;               // MarkedList is in index order
     bool InstantPossible = false;           // a fired action can have enabled an instant one
     bool ScanAll = false;                   // every firing looks at every activity
-    bool Auditing = false;                  // every firing is checked in full (probe)
-    bool ProbeFailed = false;               // the probe found an undeclared dependency
-    std::uint32_t LastFired = 0;            // action index of the last firing (for messages)
-    std::vector<std::uint32_t> BiasedList;  // timed activities whose factor differs from 1
-    std::vector<double> ExcessOf;           // per timed activity: its true - biased rate now
-    std::vector<double> LastRate;           // per exponential activity: the rate drawn at
-    std::vector<char> IsExponential;        // per timed activity
-    std::vector<char> InGroup;              // per timed activity: its group has other members
-    std::vector<std::uint32_t> Choice;      // scratch: the enabled instantaneous actions
-    std::vector<double> Rates;              // per variable: its rate reward now
-    bool RatesValid = false;                // Rates holds the present marking's rewards
-    std::vector<int> ImpulseNodes;          // the variables that have impulses
-    std::vector<double> Bias;               // per timed activity: its rate factor (1: unbiased)
-    bool Biasing = false;                   // Bias applies to the present path
-    bool Biased = false;                    // some factor differs from 1
-    double Excess = 0.0;                    // sum over enabled activities of true - biased rate
-    double LogLikelihood = 0.0;             // log of the path's likelihood ratio
-    double Now = 0.0;                       // the present time
-    std::uint64_t Events = 0;               // timed firings since the trajectory was built
-    std::uint64_t SameTime = 0;             // consecutive completions at the present time
+    bool Untrusted = false;      // an action declares no changed place, or a reader is unknown
+    bool Auditing = false;       // every firing is checked in full (probe)
+    bool ProbeFailed = false;    // the probe found an undeclared dependency
+    std::uint32_t LastFired = 0; // action index of the last firing (for messages)
+    std::vector<std::uint32_t> BiasedList; // timed activities whose factor differs from 1
+    std::vector<double> ExcessOf;          // per timed activity: its true - biased rate now
+    std::vector<double> Factor;            // per timed activity: biased over true rate now
+    std::vector<double> DrawnRate;         // per exponential activity: the rate of its draw
+    std::vector<char> Failure;             // per timed activity: named by setBalanced
+    std::vector<double> RateNow;           // scratch of rescheduleBalanced: rate, or < 0
+    double BalancedShare = 0.0;            // the failures' share; 0: no balanced biasing
+    std::vector<double> LastRate;      // per exponential activity: its true rate at the last look
+    std::vector<char> IsExponential;   // per timed activity
+    std::vector<char> InGroup;         // per timed activity: its group has other members
+    std::vector<std::uint32_t> Choice; // scratch: the enabled instantaneous actions
+    std::vector<double> Rates;         // per variable: its rate reward now
+    bool RatesValid = false;           // Rates holds the present marking's rewards
+    std::vector<int> ImpulseNodes;     // the variables that have impulses
+    std::vector<double> Bias;          // per timed activity: its rate factor (1: unbiased)
+    bool Biasing = false;              // Bias applies to the present path
+    bool Biased = false;               // some factor differs from 1
+    double Excess = 0.0;               // sum over enabled activities of true - biased rate
+    double LogLikelihood = 0.0;        // log of the path's likelihood ratio
+    double Now = 0.0;                  // the present time
+    std::uint64_t Events = 0;          // timed firings since the trajectory was built
+    std::uint64_t SameTime = 0;        // consecutive completions at the present time
 };
 
 template <class Observer> void Trajectory::fireAction(std::uint32_t index, Observer& observer) {
@@ -244,23 +285,17 @@ void Trajectory::start(RandomNumberGenerator* generator, Observer& observer) {
     std::fill(ExcessOf.begin(), ExcessOf.end(), 0.0);
     InstantPossible = true;
     resolve(observer);
-    // Every activity is looked at in the initial marking.
-    MarkedSorted = false;
-    for (std::uint32_t i = 0; i < Actions.numTimed(); ++i)
-        if (Marked[i] == 0) {
-            Marked[i] = 1;
-            MarkedList.push_back(i);
-        }
     RatesValid = false;
-    reschedule();
+    // Every activity is looked at in the initial marking.
+    reschedule(true);
 }
 
 template <class Observer>
 void Trajectory::runUntil(double horizon, std::uint64_t maxEvents, Observer& observer) {
     BaseActionClass* const* timed = Actions.timed();
     for (std::uint64_t n = 0; n < maxEvents; ++n) {
-        std::uint32_t next = Pending.empty() ? 0 : Pending.first();
-        double when = Pending.empty() ? Never : Pending.at(next);
+        std::uint32_t next = Pending.first();
+        double when = next == EventList::None ? Never : Pending.at(next);
         if (when > horizon || when == Never) {
             // Nothing completes by the horizon; with no horizon and nothing
             // enabled the path has ended.
@@ -275,8 +310,8 @@ void Trajectory::runUntil(double horizon, std::uint64_t maxEvents, Observer& obs
         // Survival of the biased activities over the span, and the density
         // ratio of the one that fires: true rate over biased rate.
         LogLikelihood -= Excess * (when - Now);
-        if (Bias[next] != 1.0 && Biasing)
-            LogLikelihood -= std::log(Bias[next]);
+        if (Factor[next] != 1.0)
+            LogLikelihood -= std::log(Factor[next]);
         SameTime = when == Now ? SameTime + 1 : 0;
         if (SameTime > MaxEventsAtOneTime)
             throw SimulationError("more than a million completions at time " + std::to_string(Now) +
@@ -292,4 +327,17 @@ void Trajectory::runUntil(double horizon, std::uint64_t maxEvents, Observer& obs
         if (Auditing || Events % AuditInterval == 0)
             audit();
     }
+}
+
+template <class Observer> bool Trajectory::runCycle(std::uint64_t maxEvents, Observer& observer) {
+    for (std::uint64_t n = 0; n < maxEvents; ++n) {
+        std::uint64_t before = Events;
+        runUntil(Never, 1, observer);
+        if (Events == before)
+            return false;
+        Model->CurrentState(StateNow.data());
+        if (StateNow == Initial)
+            return true;
+    }
+    return false;
 }

@@ -49,18 +49,22 @@ TEST(EventList, AgreesWithAFullScanThroughSetsMovesAndCancels) {
 }
 
 TEST(EventList, PopsInTimeOrderWithTiesByIndex) {
-    EventList list(5);
-    list.set(3, 2.0);
-    list.set(1, 2.0);
-    list.set(4, 1.0);
-    list.set(0, 3.0);
-    list.set(2, 2.0);
-    std::vector<std::uint32_t> order;
-    while (!list.empty()) {
-        order.push_back(list.first());
-        list.set(list.first(), EventList::Never);
+    // Both forms: the array searched in full and the heap.
+    for (std::uint32_t size : {5u, EventList::LinearSize + 12}) {
+        EventList list(size);
+        list.set(3, 2.0);
+        list.set(1, 2.0);
+        list.set(4, 1.0);
+        list.set(0, 3.0);
+        list.set(2, 2.0);
+        list.set(2, 2.0);
+        std::vector<std::uint32_t> order;
+        while (!list.empty()) {
+            order.push_back(list.first());
+            list.set(list.first(), EventList::Never);
+        }
+        EXPECT_EQ(order, (std::vector<std::uint32_t>{4, 1, 2, 3, 0})) << "size " << size;
     }
-    EXPECT_EQ(order, (std::vector<std::uint32_t>{4, 1, 2, 3, 0}));
 }
 
 } // namespace

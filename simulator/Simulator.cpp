@@ -19,6 +19,11 @@
 
 namespace {
 
+// Exit statuses of a worker process: a fault it reported on standard error,
+// and a failure it could not report (its pipe broke).
+constexpr int WorkerReported = 1;
+constexpr int WorkerUnreported = 3;
+
 // Timed firings of the trial of the model's declared dependencies.
 constexpr std::uint64_t ProbeEvents = 2000;
 // Timed firings after which a regeneration cycle is taken as never ending.
@@ -224,10 +229,13 @@ std::uint64_t runRound(Trajectory& path, StreamSampler& sampler,
                 std::uint64_t made = path.events() - before;
                 if (!writeAll(fds[1], rows.data(), rows.size() * sizeof(double)) ||
                     !writeAll(fds[1], &made, sizeof made))
-                    status = 1;
+                    status = WorkerUnreported;
             } catch (const SimulationError& e) {
-                std::cerr << "Error: " << e.what() << std::endl;
-                status = 1;
+                // The fault goes to the parent in place of the rows, which
+                // prints one line for the whole round.
+                std::string text = e.what();
+                status =
+                    writeAll(fds[1], text.data(), text.size()) ? WorkerReported : WorkerUnreported;
             }
             ::_exit(status);
         }
@@ -284,15 +292,22 @@ std::uint64_t runRound(Trajectory& path, StreamSampler& sampler,
         std::memcpy(&made, p, sizeof made);
         events += made;
     }
-    for (pid_t child : children) {
-        if (child < 0)
+    // A worker that met a fault of the model sent its message instead of its
+    // rows: the first such worker's fault is the run's, in one line.
+    std::string fault;
+    for (std::uint64_t w = 0; w < workers; ++w) {
+        if (children[w] < 0)
             continue;
         int status = 0;
-        while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {
+        while (::waitpid(children[w], &status, 0) < 0 && errno == EINTR) {
         }
-        if (!WIFEXITED(status) || WEXITSTATUS(status) != 0)
+        if (WIFEXITED(status) && WEXITSTATUS(status) == WorkerReported && fault.empty())
+            fault.assign(received[w].begin(), received[w].end());
+        else if (!WIFEXITED(status) || WEXITSTATUS(status) != 0)
             failed = true;
     }
+    if (!fault.empty())
+        throw SimulationError(fault);
     if (failed) {
         std::cerr << "Error: a worker process of the simulation failed" << std::endl;
         throw WorkerFailure{};

@@ -206,18 +206,93 @@ double Trajectory::exponentialRate(std::uint32_t i) const {
 }
 
 double Trajectory::draw(std::uint32_t i) {
-    BaseActionClass* action = Actions.timed()[i];
-    double delay = 0.0;
-    try {
-        delay = action->SampleDistribution();
-    } catch (const std::domain_error& e) {
-        // A generated activity's parameter out of its range.
-        throw SimulationError(e.what());
-    }
+    double delay = Actions.timed()[i]->SampleDistribution();
     if (!(delay >= 0.0) || std::isinf(delay))
-        throw SimulationError("activity " + std::string(action->Name) + " drew the delay " +
-                              std::to_string(delay) + "; a delay must be finite and not negative");
+        throw SimulationError("activity " + std::string(Actions.timed()[i]->Name) +
+                              " drew the delay " + std::to_string(delay) +
+                              "; a delay must be finite and not negative");
     return delay;
+}
+
+void Trajectory::modelFault(std::uint32_t index, const char* what) const {
+    std::uint32_t numTimed = Actions.numTimed();
+    std::string name =
+        index < numTimed ? Actions.timed()[index]->Name : Actions.instant()[index - numTimed]->Name;
+    std::string text = what;
+    // Generated activities name themselves; other code is named here.
+    std::string prefix = "activity " + name;
+    if (text.rfind(prefix + ":", 0) != 0 && text.rfind(prefix + " ", 0) != 0)
+        text = prefix + ": " + text;
+    // One line: a message that runs over several keeps its first.
+    throw SimulationError(text.substr(0, text.find('\n')));
+}
+
+void Trajectory::rewardFault(int p, const char* what) const {
+    std::string text = std::string("reward variable ") + Model->PVList[p]->Name + ": " + what;
+    throw SimulationError(text.substr(0, text.find('\n')));
+}
+
+std::size_t Trajectory::enabledInstants() {
+    std::uint32_t numInstant = Actions.numInstant();
+    BaseActionClass* const* instant = Actions.instant();
+    std::size_t numEnabled = 0;
+    int maxRank = 0;
+    std::uint32_t i = 0;
+    try {
+        for (; i < numInstant; ++i) {
+            if (!instant[i]->Enabled())
+                continue;
+            int rank = instant[i]->Rank();
+            if (numEnabled == 0 || rank > maxRank) {
+                maxRank = rank;
+                numEnabled = 0;
+            } else if (rank < maxRank) {
+                continue;
+            }
+            Choice[numEnabled++] = i;
+        }
+    } catch (const SimulationError&) {
+        throw;
+    } catch (const std::exception& e) {
+        modelFault(Actions.numTimed() + i, e.what());
+    }
+    return numEnabled;
+}
+
+std::uint32_t Trajectory::chooseInstant(std::size_t numEnabled) {
+    if (numEnabled == 1)
+        return Choice[0];
+    BaseActionClass* const* instant = Actions.instant();
+    std::size_t i = 0;
+    try {
+        double total = 0.0;
+        for (i = 0; i < numEnabled; ++i)
+            total += instant[Choice[i]]->Weight();
+        if (!(total > 0.0) || !std::isfinite(total))
+            throw SimulationError(
+                "instantaneous activity " + std::string(instant[Choice[0]]->Name) +
+                " and others of its rank are enabled with total weight " + std::to_string(total));
+        double target = total * Uniform->rnd();
+        double sum = 0.0;
+        for (i = 0; i < numEnabled; ++i) {
+            sum += instant[Choice[i]]->Weight();
+            if (target < sum)
+                return Choice[i];
+        }
+    } catch (const SimulationError&) {
+        throw;
+    } catch (const std::exception& e) {
+        modelFault(Actions.numTimed() + Choice[i], e.what());
+    }
+    return Choice[numEnabled - 1];
+}
+
+double Trajectory::impulse(int p, BaseActionClass* action) {
+    try {
+        return Model->PVList[p]->FiringImpulse(action);
+    } catch (const std::exception& e) {
+        rewardFault(p, e.what());
+    }
 }
 
 double Trajectory::checkedRate(std::uint32_t i) const {
@@ -248,59 +323,72 @@ void Trajectory::scheduleOther(std::uint32_t i) {
 }
 
 void Trajectory::revisit(std::uint32_t i, bool biasing) {
-    if (!Actions.timed()[i]->Enabled()) {
-        Pending.set(i, Never);
-        ExcessOf[i] = 0.0;
-        return;
+    try {
+        if (!Actions.timed()[i]->Enabled()) {
+            Pending.set(i, Never);
+            ExcessOf[i] = 0.0;
+            return;
+        }
+        if (IsExponential[i])
+            schedule(i, checkedRate(i), biasing ? Bias[i] : 1.0);
+        else
+            scheduleOther(i);
+    } catch (const SimulationError&) {
+        throw;
+    } catch (const std::exception& e) {
+        modelFault(i, e.what());
     }
-    if (IsExponential[i])
-        schedule(i, checkedRate(i), biasing ? Bias[i] : 1.0);
-    else
-        scheduleOther(i);
 }
 
 void Trajectory::rescheduleBalanced() {
-    std::uint32_t numTimed = Actions.numTimed();
-    double failures = 0.0, others = 0.0;
-    std::uint32_t numFailures = 0;
-    for (std::uint32_t i = 0; i < numTimed; ++i) {
-        if (!Actions.timed()[i]->Enabled()) {
-            RateNow[i] = -1.0;
-            continue;
+    std::uint32_t i = 0;
+    try {
+        std::uint32_t numTimed = Actions.numTimed();
+        double failures = 0.0, others = 0.0;
+        std::uint32_t numFailures = 0;
+        for (i = 0; i < numTimed; ++i) {
+            if (!Actions.timed()[i]->Enabled()) {
+                RateNow[i] = -1.0;
+                continue;
+            }
+            if (!IsExponential[i]) {
+                RateNow[i] = -2.0;
+                continue;
+            }
+            double rate = checkedRate(i);
+            RateNow[i] = rate;
+            if (rate > 0.0 && Failure[i] != 0) {
+                failures += rate;
+                ++numFailures;
+            } else {
+                others += rate;
+            }
         }
-        if (!IsExponential[i]) {
-            RateNow[i] = -2.0;
-            continue;
+        double total = failures + others;
+        for (i = 0; i < numTimed; ++i) {
+            double rate = RateNow[i];
+            if (rate == -1.0) {
+                Pending.set(i, Never);
+                ExcessOf[i] = 0.0;
+                continue;
+            }
+            if (rate == -2.0) {
+                scheduleOther(i);
+                continue;
+            }
+            double factor = 1.0;
+            if (numFailures > 0 && rate > 0.0) {
+                if (Failure[i] != 0)
+                    factor = (others > 0.0 ? BalancedShare : 1.0) * total / (numFailures * rate);
+                else
+                    factor = (1.0 - BalancedShare) * total / others;
+            }
+            schedule(i, rate, factor);
         }
-        double rate = checkedRate(i);
-        RateNow[i] = rate;
-        if (rate > 0.0 && Failure[i] != 0) {
-            failures += rate;
-            ++numFailures;
-        } else {
-            others += rate;
-        }
-    }
-    double total = failures + others;
-    for (std::uint32_t i = 0; i < numTimed; ++i) {
-        double rate = RateNow[i];
-        if (rate == -1.0) {
-            Pending.set(i, Never);
-            ExcessOf[i] = 0.0;
-            continue;
-        }
-        if (rate == -2.0) {
-            scheduleOther(i);
-            continue;
-        }
-        double factor = 1.0;
-        if (numFailures > 0 && rate > 0.0) {
-            if (Failure[i] != 0)
-                factor = (others > 0.0 ? BalancedShare : 1.0) * total / (numFailures * rate);
-            else
-                factor = (1.0 - BalancedShare) * total / others;
-        }
-        schedule(i, rate, factor);
+    } catch (const SimulationError&) {
+        throw;
+    } catch (const std::exception& e) {
+        modelFault(i, e.what());
     }
 }
 
@@ -339,28 +427,35 @@ void Trajectory::reschedule(bool all) {
 }
 
 std::int64_t Trajectory::stale() {
-    std::uint32_t numTimed = Actions.numTimed();
-    for (std::uint32_t i = 0; i < numTimed; ++i) {
-        BaseActionClass* action = Actions.timed()[i];
-        bool pending = Pending.at(i) != Never;
-        if (!action->Enabled()) {
-            if (pending)
+    std::uint32_t i = 0;
+    try {
+        std::uint32_t numTimed = Actions.numTimed();
+        for (i = 0; i < numTimed; ++i) {
+            BaseActionClass* action = Actions.timed()[i];
+            bool pending = Pending.at(i) != Never;
+            if (!action->Enabled()) {
+                if (pending)
+                    return i;
+                continue;
+            }
+            if (!IsExponential[i]) {
+                if (!pending)
+                    return i;
+                continue;
+            }
+            double rate = exponentialRate(i);
+            if (pending != (rate > 0.0) || (pending && rate != LastRate[i]))
                 return i;
-            continue;
         }
-        if (!IsExponential[i]) {
-            if (!pending)
+        for (i = numTimed; i < numTimed + Actions.numInstant(); ++i)
+            if (Actions.instant()[i - numTimed]->Enabled())
                 return i;
-            continue;
-        }
-        double rate = exponentialRate(i);
-        if (pending != (rate > 0.0) || (pending && rate != LastRate[i]))
-            return i;
+        return -1;
+    } catch (const SimulationError&) {
+        throw;
+    } catch (const std::exception& e) {
+        modelFault(i, e.what());
     }
-    for (std::uint32_t i = 0; i < Actions.numInstant(); ++i)
-        if (Actions.instant()[i]->Enabled())
-            return numTimed + i;
-    return -1;
 }
 
 void Trajectory::audit() {
@@ -407,7 +502,11 @@ bool Trajectory::probeDependencies(RandomNumberGenerator* generator, double hori
 void Trajectory::updateRates() {
     for (int p = 0; p < Model->NumPVs; ++p) {
         PerformanceVariableNode* node = Model->PVList[p];
-        node->CurrentReward(&Model->NoActionFiredYet);
+        try {
+            node->CurrentReward(&Model->NoActionFiredYet);
+        } catch (const std::exception& e) {
+            rewardFault(p, e.what());
+        }
         Rates[static_cast<std::size_t>(p)] = node->RateReward;
     }
     RatesValid = true;

@@ -158,6 +158,18 @@ private:
     void buildDependencies();
     void updateRates();
     double draw(std::uint32_t i);
+    // Lists the enabled instantaneous activities of the highest rank in Choice;
+    // returns their number.
+    std::size_t enabledInstants();
+    // Picks one of the numEnabled activities in Choice by weight.
+    std::uint32_t chooseInstant(std::size_t numEnabled);
+    // The impulse of variable p on the firing of `action`.
+    double impulse(int p, BaseActionClass* action);
+    // Throws the fault that model code of action `index` (timed first, then
+    // instantaneous) raised, as one line that names the activity.
+    [[noreturn]] void modelFault(std::uint32_t index, const char* what) const;
+    // Throws the fault that the code of reward variable p raised, naming it.
+    [[noreturn]] void rewardFault(int p, const char* what) const;
     // The rate of exponential activity i: its rate times its group's share.
     double exponentialRate(std::uint32_t i) const;
 
@@ -208,65 +220,34 @@ template <class Observer> void Trajectory::fireAction(std::uint32_t index, Obser
     std::uint32_t numTimed = Actions.numTimed();
     BaseActionClass* action =
         index < numTimed ? Actions.timed()[index] : Actions.instant()[index - numTimed];
-    action->Fire();
+    try {
+        action->Fire();
+    } catch (const SimulationError&) {
+        throw;
+    } catch (const std::exception& e) {
+        modelFault(index, e.what());
+    }
     Model->LastAction = action;
     LastFired = index;
     touch(index);
     for (int p : ImpulseNodes) {
-        double value = Model->PVList[p]->FiringImpulse(action);
+        double value = impulse(p, action);
         if (value != 0.0)
             observer.impulse(Now, p, value);
     }
 }
 
 template <class Observer> void Trajectory::resolve(Observer& observer) {
-    std::uint32_t numInstant = Actions.numInstant();
-    BaseActionClass* const* instant = Actions.instant();
     for (int depth = 0; InstantPossible || ScanAll; ++depth) {
-        std::size_t numEnabled = 0;
-        int maxRank = 0;
-        for (std::uint32_t i = 0; i < numInstant; ++i) {
-            if (!instant[i]->Enabled())
-                continue;
-            int rank = instant[i]->Rank();
-            if (numEnabled == 0 || rank > maxRank) {
-                maxRank = rank;
-                numEnabled = 0;
-            } else if (rank < maxRank) {
-                continue;
-            }
-            Choice[numEnabled++] = i;
-        }
+        std::size_t numEnabled = enabledInstants();
         InstantPossible = false;
         if (numEnabled == 0)
             return;
         if (depth > 23)
             throw SimulationError("more than 23 successive zero-time firings (last: " +
-                                  std::string(instant[Choice[0]]->Name) +
-                                  "): the model loops without "
-                                  "time passing");
-        std::uint32_t chosen = Choice[0];
-        if (numEnabled > 1) {
-            double total = 0.0;
-            for (std::size_t i = 0; i < numEnabled; ++i)
-                total += instant[Choice[i]]->Weight();
-            if (!(total > 0.0) || !std::isfinite(total))
-                throw SimulationError("instantaneous activity " +
-                                      std::string(instant[Choice[0]]->Name) +
-                                      " and others of its rank are enabled with total weight " +
-                                      std::to_string(total));
-            double target = total * Uniform->rnd();
-            double sum = 0.0;
-            chosen = Choice[numEnabled - 1];
-            for (std::size_t i = 0; i < numEnabled; ++i) {
-                sum += instant[Choice[i]]->Weight();
-                if (target < sum) {
-                    chosen = Choice[i];
-                    break;
-                }
-            }
-        }
-        fireAction(Actions.numTimed() + chosen, observer);
+                                  std::string(Actions.instant()[Choice[0]]->Name) +
+                                  "): the model loops without time passing");
+        fireAction(Actions.numTimed() + chooseInstant(numEnabled), observer);
         // The next round scans again: one zero-time firing may enable another.
         InstantPossible = true;
     }

@@ -17,20 +17,7 @@ set -euo pipefail
 # shellcheck source=bench/common.sh
 source "$(dirname "$0")/common.sh"
 
-reps=20000
-jobs=2
-build=$root/build-release
-while getopts "r:j:b:h" opt; do
-    case $opt in
-    r) reps=$OPTARG ;;
-    j) jobs=$OPTARG ;;
-    b) build=$OPTARG ;;
-    *) usage 15 ;;
-    esac
-done
-if ! [[ $reps =~ ^[0-9]+$ ]] || [ "$reps" -lt 2 ]; then
-    refuse "bench/bias.sh: the replications must be a whole number of at least 2, not '$reps'"
-fi
+replication_options 20000 15 "$@"
 build_release "$build" "$jobs" -- gen-simbalanced gen-simbalanced-sim gen-solve
 
 out=$(mktemp -d)

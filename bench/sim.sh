@@ -17,20 +17,7 @@ set -euo pipefail
 # shellcheck source=bench/common.sh
 source "$(dirname "$0")/common.sh"
 
-reps=50000
-jobs=2
-build=$root/build-release
-while getopts "r:j:b:h" opt; do
-    case $opt in
-    r) reps=$OPTARG ;;
-    j) jobs=$OPTARG ;;
-    b) build=$OPTARG ;;
-    *) usage 15 ;;
-    esac
-done
-if ! [[ $reps =~ ^[0-9]+$ ]] || [ "$reps" -lt 2 ]; then
-    refuse "bench/sim.sh: the replications must be a whole number of at least 2, not '$reps'"
-fi
+replication_options 50000 15 "$@"
 build_release "$build" "$jobs" -- gen-kanban-sim gen-timer-sim gen-polling-sim kanban-sim-floor
 
 # run <model> <workers> <command ...>: one row; the events are the first number

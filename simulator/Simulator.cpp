@@ -1,6 +1,6 @@
 #include "Simulator.h"
 
-#include "StreamGenerator.h"
+#include "StreamSampler.h"
 #include "Tally.h"
 #include "Trajectory.h"
 #include "distributions/UserDistributions.h"
@@ -57,12 +57,14 @@ struct ReplicationObserver {
         // Most spans of a path end before its next time point.
         if (instantsOnly && to <= nextInstant)
             return;
+        bool passed = false;
         for (std::size_t m = 0; m < measures.size(); ++m) {
             const Measure& measure = measures[m];
             if (measure.type == InstantOfTimeType) {
                 if (done[m] == 0 && from <= measure.start && measure.start < to) {
                     values[m] = path.rates()[measure.node];
                     done[m] = 1;
+                    passed = true;
                 }
                 continue;
             }
@@ -70,7 +72,8 @@ struct ReplicationObserver {
             if (overlap > 0.0)
                 values[m] += path.rates()[measure.node] * overlap;
         }
-        nextInstant = earliestInstant();
+        if (passed)
+            nextInstant = earliestInstant();
     }
     void impulse(double time, int node, double value) {
         for (std::size_t m = 0; m < measures.size(); ++m) {
@@ -113,32 +116,6 @@ struct BatchObserver {
 struct NoObserver {
     void span(double, double, Trajectory&) {}
     void impulse(double, int, double) {}
-};
-
-// The sampler that model code and group selection draw from during the run,
-// fed by one replication's stream; the process-wide one comes back afterwards.
-class StreamSampler {
-public:
-    explicit StreamSampler(std::uint64_t seed) : Sampler(1, 0), Previous(TheDistribution) {
-        delete Sampler.generator;
-        Stream = new StreamGenerator(seed, 0);
-        Sampler.generator = Stream;
-        TheDistribution = &Sampler;
-    }
-    ~StreamSampler() { TheDistribution = Previous; }
-    StreamSampler(const StreamSampler&) = delete;
-    StreamSampler& operator=(const StreamSampler&) = delete;
-
-    // The stream of replication `index`, from its start.
-    RandomNumberGenerator* stream(std::uint64_t index) {
-        Stream->srnd(static_cast<unsigned long>(index));
-        return Stream;
-    }
-
-private:
-    UserDistributions Sampler;   // owns Stream
-    StreamGenerator* Stream;     // not owned
-    UserDistributions* Previous; // not owned: the process-wide sampler
 };
 
 // One replication's values of the terminating measures, followed by its

@@ -6,11 +6,11 @@
 // naming both activities.
 
 #include "Simulator.h"
-#include "StreamGenerator.h"
+#include "StreamSampler.h"
 #include "Trajectory.h"
-#include "distributions/UserDistributions.h"
 #include "firing/ActionTable.h"
 #include "pv/PVModel.h"
+#include "simulator/ModelUnderTest.h"
 #include "state/BaseStateVariableClass.h"
 #include "study/BaseStudyClass.h"
 
@@ -24,26 +24,6 @@
 #include <vector>
 
 namespace {
-
-// The process-wide sampler, drawing from one stream while it exists.
-class OwnSampler {
-public:
-    explicit OwnSampler(std::uint64_t seed) : Sampler(1, 0), Previous(TheDistribution) {
-        delete Sampler.generator;
-        Stream = new StreamGenerator(seed, 0);
-        Sampler.generator = Stream;
-        TheDistribution = &Sampler;
-    }
-    ~OwnSampler() { TheDistribution = Previous; }
-    OwnSampler(const OwnSampler&) = delete;
-    OwnSampler& operator=(const OwnSampler&) = delete;
-    StreamGenerator* stream() { return Stream; }
-
-private:
-    UserDistributions Sampler;
-    StreamGenerator* Stream;
-    UserDistributions* Previous;
-};
 
 constexpr double Never = std::numeric_limits<double>::infinity();
 
@@ -60,18 +40,8 @@ struct Recorder {
     }
 };
 
-class Dependencies : public ::testing::Test {
+class Dependencies : public ModelUnderTest {
 protected:
-    static void SetUpTestSuite() {
-        BaseStudyClass* study = GenerateStudy();
-        study->SetGVs(0);
-        Model = study->GetPVModel(false);
-        Actions = std::make_unique<ActionTable>(Model);
-    }
-    static void TearDownTestSuite() {
-        Actions.reset();
-        DestructStudy();
-    }
     // The timed activity of that name.
     static BaseActionClass* activity(const char* name) {
         for (std::uint32_t i = 0; i < Actions->numTimed(); ++i)
@@ -89,13 +59,9 @@ protected:
     }
     static void restoreFailureReader() { Working->appendEnabledAction(activity("failure")); }
 
-    static PVModel* Model;
-    static std::unique_ptr<ActionTable> Actions;
     static BaseStateVariableClass* Working;
 };
 
-PVModel* Dependencies::Model = nullptr;
-std::unique_ptr<ActionTable> Dependencies::Actions;
 BaseStateVariableClass* Dependencies::Working = nullptr;
 
 TEST_F(Dependencies, LookingAtTheAffectedActivitiesGivesThePathOfAFullScan) {
@@ -104,11 +70,10 @@ TEST_F(Dependencies, LookingAtTheAffectedActivitiesGivesThePathOfAFullScan) {
         Trajectory path(Model, *Actions);
         path.followDependencies(full == 0);
         ASSERT_EQ(path.scansAll(), full == 1);
-        OwnSampler sampler(7);
+        StreamSampler sampler(7);
         Recorder recorder;
         for (int replication = 0; replication < 50; ++replication) {
-            sampler.stream()->srnd(static_cast<unsigned long>(replication));
-            path.start(sampler.stream(), recorder);
+            path.start(sampler.stream(static_cast<std::uint64_t>(replication)), recorder);
             path.runUntil(3.0, 1000, recorder);
         }
         paths[full] = recorder.seen;
@@ -120,8 +85,8 @@ TEST_F(Dependencies, LookingAtTheAffectedActivitiesGivesThePathOfAFullScan) {
 TEST_F(Dependencies, ThePathsOfADeclaredModelPassTheProbe) {
     Trajectory path(Model, *Actions);
     path.followDependencies(true);
-    OwnSampler sampler(3);
-    EXPECT_TRUE(path.probeDependencies(sampler.stream(), Never, 2000));
+    StreamSampler sampler(3);
+    EXPECT_TRUE(path.probeDependencies(sampler.stream(0), Never, 2000));
     EXPECT_FALSE(path.scansAll());
     EXPECT_EQ(path.events(), 0u);
 }
@@ -132,8 +97,8 @@ TEST_F(Dependencies, AnUndeclaredReaderIsFoundAndEveryActivityLookedAt) {
     {
         Trajectory path(Model, *Actions);
         path.followDependencies(true);
-        OwnSampler sampler(3);
-        passed = path.probeDependencies(sampler.stream(), 2.0, 2000);
+        StreamSampler sampler(3);
+        passed = path.probeDependencies(sampler.stream(0), 2.0, 2000);
         scansAll = path.scansAll();
     }
     restoreFailureReader();
@@ -147,11 +112,11 @@ TEST_F(Dependencies, AnUnprobedRunStopsAtTheFirstCheckThatFindsAMiss) {
     {
         Trajectory path(Model, *Actions);
         path.followDependencies(true);
-        OwnSampler sampler(11);
+        StreamSampler sampler(11);
         Recorder recorder;
         try {
             for (int replication = 0; replication < 1000; ++replication) {
-                path.start(sampler.stream(), recorder);
+                path.start(sampler.stream(static_cast<std::uint64_t>(replication)), recorder);
                 path.runUntil(5.0, 1000, recorder);
             }
         } catch (const SimulationError& e) {

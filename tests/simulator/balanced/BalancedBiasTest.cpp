@@ -11,6 +11,7 @@
 #include "Trajectory.h"
 #include "firing/ActionTable.h"
 #include "pv/PVModel.h"
+#include "simulator/ModelUnderTest.h"
 #include "study/BaseStudyClass.h"
 
 #include <gtest/gtest.h>
@@ -42,18 +43,8 @@ bool underValgrind() {
     return preload != nullptr && std::strstr(preload, "vgpreload") != nullptr;
 }
 
-class BalancedBias : public ::testing::Test {
+class BalancedBias : public ModelUnderTest {
 protected:
-    static void SetUpTestSuite() {
-        BaseStudyClass* study = GenerateStudy();
-        study->SetGVs(0);
-        Model = study->GetPVModel(false);
-        Actions = std::make_unique<ActionTable>(Model);
-    }
-    static void TearDownTestSuite() {
-        Actions.reset();
-        DestructStudy();
-    }
     // Runs `settings` for seeds 1 .. seeds and counts the runs whose
     // interval of measure m (0: down at 1, 1: unavailability) holds the exact value.
     static int covered(SimSettings settings, int seeds, std::size_t m) {
@@ -69,12 +60,7 @@ protected:
         }
         return count;
     }
-    static PVModel* Model;
-    static std::unique_ptr<ActionTable> Actions;
 };
-
-PVModel* BalancedBias::Model = nullptr;
-std::unique_ptr<ActionTable> BalancedBias::Actions;
 
 TEST_F(BalancedBias, ExactValuesLieInTheBiasedIntervals) {
     // About lb (1 - 1/e) + (la (1 - 1/e))^2 and lb + la^2.

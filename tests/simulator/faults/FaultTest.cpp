@@ -53,12 +53,17 @@ TEST(ModelFaults, EachThrowingFragmentIsNamedInOneLine) {
 }
 
 TEST(ModelFaults, TheCommandPrintsOneLineWhateverTheWorkers) {
-    for (const char* threads : {"1", "2", "3"}) {
-        RunResult r = run(binary("tests/gen-simfaults-sim") +
-                          " -O i:fault:1 --replications 300 --threads " + threads);
-        EXPECT_EQ(r.status, 1) << threads;
-        EXPECT_EQ(r.err, "Error: activity second: argument out of its domain\n") << threads;
-        EXPECT_EQ(r.out, "") << threads;
+    const std::string expected[] = {"activity second", "reward variable load"};
+    for (int which : {1, 4}) {
+        for (const char* threads : {"1", "2", "3"}) {
+            RunResult r =
+                run(binary("tests/gen-simfaults-sim") + " -O i:fault:" + std::to_string(which) +
+                    " --replications 300 --threads " + threads);
+            EXPECT_EQ(r.status, 1) << which << " " << threads;
+            EXPECT_EQ(r.err, "Error: " + expected[which == 4] + ": argument out of its domain\n")
+                << which << " " << threads;
+            EXPECT_EQ(r.out, "") << threads;
+        }
     }
 }
 

@@ -17,10 +17,12 @@ Trajectory::Trajectory(PVModel* model, const ActionTable& actions)
       Pending(actions.numTimed()), Marked(actions.numTimed(), 0), ExcessOf(actions.numTimed(), 0.0),
       Factor(actions.numTimed(), 1.0), DrawnRate(actions.numTimed(), 0.0),
       Failure(actions.numTimed(), 0), RateNow(actions.numTimed(), 0.0),
-      LastRate(actions.numTimed(), 0.0), IsExponential(actions.numTimed(), 0),
-      InGroup(actions.numTimed(), 0), Choice(actions.numInstant() + 1, 0),
-      Rates(static_cast<std::size_t>(model->NumPVs), 0.0), Bias(actions.numTimed(), 1.0) {
+      WatchSlot(actions.numTimed(), -1), LastRate(actions.numTimed(), 0.0),
+      IsExponential(actions.numTimed(), 0), InGroup(actions.numTimed(), 0),
+      Choice(actions.numInstant() + 1, 0), Rates(static_cast<std::size_t>(model->NumPVs), 0.0),
+      Bias(actions.numTimed(), 1.0) {
     MarkedList.reserve(actions.numTimed());
+    Watched.reserve(actions.numTimed());
     Model->CurrentState(Initial.data());
     for (std::uint32_t i = 0; i < actions.numTimed(); ++i) {
         BaseActionClass* action = actions.timed()[i];
@@ -322,17 +324,56 @@ void Trajectory::scheduleOther(std::uint32_t i) {
         Pending.set(i, Now + draw(i));
 }
 
+void Trajectory::watch(std::uint32_t i) {
+    if (WatchSlot[i] >= 0)
+        return;
+    WatchSlot[i] = static_cast<std::int64_t>(Watched.size());
+    Watched.push_back(i);
+}
+
+void Trajectory::unwatch(std::uint32_t i) {
+    std::int64_t slot = WatchSlot[i];
+    if (slot < 0)
+        return;
+    std::uint32_t last = Watched.back();
+    Watched[static_cast<std::size_t>(slot)] = last;
+    WatchSlot[last] = slot;
+    Watched.pop_back();
+    WatchSlot[i] = -1;
+}
+
+void Trajectory::markChangedRates() {
+    std::size_t k = 0;
+    try {
+        for (; k < Watched.size(); ++k) {
+            std::uint32_t i = Watched[k];
+            if (Marked[i] == 0 && exponentialRate(i) != LastRate[i]) {
+                Marked[i] = 1;
+                MarkedList.push_back(i);
+                MarkedSorted = false;
+            }
+        }
+    } catch (const SimulationError&) {
+        throw;
+    } catch (const std::exception& e) {
+        modelFault(Watched[k], e.what());
+    }
+}
+
 void Trajectory::revisit(std::uint32_t i, bool biasing) {
     try {
         if (!Actions.timed()[i]->Enabled()) {
             Pending.set(i, Never);
             ExcessOf[i] = 0.0;
+            unwatch(i);
             return;
         }
-        if (IsExponential[i])
+        if (IsExponential[i]) {
             schedule(i, checkedRate(i), biasing ? Bias[i] : 1.0);
-        else
+            watch(i);
+        } else {
             scheduleOther(i);
+        }
     } catch (const SimulationError&) {
         throw;
     } catch (const std::exception& e) {
@@ -406,6 +447,7 @@ void Trajectory::reschedule(bool all) {
             Marked[i] = 0;
         MarkedList.clear();
     } else {
+        markChangedRates();
         for (std::uint32_t i : Always)
             if (Marked[i] == 0) {
                 Marked[i] = 1;

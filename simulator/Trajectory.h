@@ -137,6 +137,12 @@ private:
     // Looks again at the marked activities (every one with ScanAll or `all`),
     // in index order.
     void reschedule(bool all = false);
+    // Adds exponential activity i to Watched, or takes it out.
+    void watch(std::uint32_t i);
+    void unwatch(std::uint32_t i);
+    // Marks every watched activity whose rate differs from the one it was
+    // drawn at: a rate may read places that no declaration names.
+    void markChangedRates();
     // Looks again at timed activity i: its enabling, rate and completion.
     void revisit(std::uint32_t i, bool biasing);
     // Looks again at every timed activity under balanced failure biasing.
@@ -198,6 +204,8 @@ private:
     std::vector<double> DrawnRate;         // per exponential activity: the rate of its draw
     std::vector<char> Failure;             // per timed activity: named by setBalanced
     std::vector<double> RateNow;           // scratch of rescheduleBalanced: rate, or < 0
+    std::vector<std::int64_t> WatchSlot;   // per timed activity: its place in Watched, or -1
+    std::vector<std::uint32_t> Watched;    // the enabled exponential activities; capacity numTimed
     double BalancedShare = 0.0;            // the failures' share; 0: no balanced biasing
     std::vector<double> LastRate;      // per exponential activity: its true rate at the last look
     std::vector<char> IsExponential;   // per timed activity
@@ -263,6 +271,9 @@ void Trajectory::start(RandomNumberGenerator* generator, Observer& observer) {
     Excess = 0.0;
     LogLikelihood = 0.0;
     Pending.clear();
+    for (std::uint32_t i : Watched)
+        WatchSlot[i] = -1;
+    Watched.clear();
     std::fill(ExcessOf.begin(), ExcessOf.end(), 0.0);
     InstantPossible = true;
     resolve(observer);

@@ -23,6 +23,8 @@
 #include <string>
 #include <vector>
 
+extern double mu; // the model's repair rate, which the repair activity reads at each firing
+
 namespace {
 
 constexpr double Never = std::numeric_limits<double>::infinity();
@@ -79,6 +81,31 @@ TEST_F(Dependencies, LookingAtTheAffectedActivitiesGivesThePathOfAFullScan) {
         paths[full] = recorder.seen;
     }
     ASSERT_GT(paths[0].size(), 400u);
+    EXPECT_EQ(paths[0], paths[1]);
+}
+
+TEST_F(Dependencies, ARateThatReadsAnUndeclaredPlaceIsAskedAgain) {
+    // Without `working` among the places failure declares, a repair changes
+    // failure's rate (lambda times the units working) unannounced; with fast
+    // repairs both units are never down at once in these paths, so failure
+    // never needs to be enabled again, only its rate followed.
+    hideFailureReader();
+    mu = 1000.0;
+    std::vector<double> paths[2];
+    for (int full = 0; full < 2; ++full) {
+        Trajectory path(Model, *Actions);
+        path.followDependencies(full == 0);
+        StreamSampler sampler(5);
+        Recorder recorder;
+        for (int replication = 0; replication < 20; ++replication) {
+            path.start(sampler.stream(static_cast<std::uint64_t>(replication)), recorder);
+            path.runUntil(2.0, 1000, recorder);
+        }
+        paths[full] = recorder.seen;
+    }
+    mu = 2.0;
+    restoreFailureReader();
+    ASSERT_GT(paths[0].size(), 100u);
     EXPECT_EQ(paths[0], paths[1]);
 }
 

@@ -51,20 +51,20 @@ protected:
                 return Actions->timed()[i];
         return nullptr;
     }
-    // Hides from the place `working` that `failure` reads it, as a model whose
-    // rate code reads a place it does not declare would.
-    static void hideFailureReader() {
-        BaseActionClass* failure = activity("failure");
-        Working = failure->EnablingSVs.getItem(0);
-        ASSERT_STREQ(Working->getName(), "working");
-        Working->removeEnabledAction(failure);
-    }
-    static void restoreFailureReader() { Working->appendEnabledAction(activity("failure")); }
-
-    static BaseStateVariableClass* Working;
+    // While it exists, the place `working` does not list `failure` among the
+    // activities that read it, as a model whose code reads a place it does not
+    // declare; the model is put right again however the test ends.
+    struct HiddenReader {
+        HiddenReader() : Failure(activity("failure")), Working(Failure->EnablingSVs.getItem(0)) {
+            Working->removeEnabledAction(Failure);
+        }
+        ~HiddenReader() { Working->appendEnabledAction(Failure); }
+        HiddenReader(const HiddenReader&) = delete;
+        HiddenReader& operator=(const HiddenReader&) = delete;
+        BaseActionClass* Failure;
+        BaseStateVariableClass* Working;
+    };
 };
-
-BaseStateVariableClass* Dependencies::Working = nullptr;
 
 TEST_F(Dependencies, LookingAtTheAffectedActivitiesGivesThePathOfAFullScan) {
     std::vector<double> paths[2];
@@ -89,22 +89,25 @@ TEST_F(Dependencies, ARateThatReadsAnUndeclaredPlaceIsAskedAgain) {
     // failure's rate (lambda times the units working) unannounced; with fast
     // repairs both units are never down at once in these paths, so failure
     // never needs to be enabled again, only its rate followed.
-    hideFailureReader();
-    mu = 1000.0;
     std::vector<double> paths[2];
+    HiddenReader hidden;
+    mu = 1000.0;
     for (int full = 0; full < 2; ++full) {
         Trajectory path(Model, *Actions);
         path.followDependencies(full == 0);
         StreamSampler sampler(5);
         Recorder recorder;
-        for (int replication = 0; replication < 20; ++replication) {
-            path.start(sampler.stream(static_cast<std::uint64_t>(replication)), recorder);
-            path.runUntil(2.0, 1000, recorder);
+        try {
+            for (int replication = 0; replication < 20; ++replication) {
+                path.start(sampler.stream(static_cast<std::uint64_t>(replication)), recorder);
+                path.runUntil(2.0, 1000, recorder);
+            }
+        } catch (const SimulationError& e) {
+            ADD_FAILURE() << e.what();
         }
         paths[full] = recorder.seen;
     }
     mu = 2.0;
-    restoreFailureReader();
     ASSERT_GT(paths[0].size(), 100u);
     EXPECT_EQ(paths[0], paths[1]);
 }
@@ -119,24 +122,23 @@ TEST_F(Dependencies, ThePathsOfADeclaredModelPassTheProbe) {
 }
 
 TEST_F(Dependencies, AnUndeclaredReaderIsFoundAndEveryActivityLookedAt) {
-    hideFailureReader();
     bool passed = true, scansAll = false;
     {
+        HiddenReader hidden;
         Trajectory path(Model, *Actions);
         path.followDependencies(true);
         StreamSampler sampler(3);
         passed = path.probeDependencies(sampler.stream(0), 2.0, 2000);
         scansAll = path.scansAll();
     }
-    restoreFailureReader();
     EXPECT_FALSE(passed);
     EXPECT_TRUE(scansAll);
 }
 
 TEST_F(Dependencies, AnUnprobedRunStopsAtTheFirstCheckThatFindsAMiss) {
-    hideFailureReader();
     std::string message;
     {
+        HiddenReader hidden;
         Trajectory path(Model, *Actions);
         path.followDependencies(true);
         StreamSampler sampler(11);
@@ -150,7 +152,6 @@ TEST_F(Dependencies, AnUnprobedRunStopsAtTheFirstCheckThatFindsAMiss) {
             message = e.what();
         }
     }
-    restoreFailureReader();
     EXPECT_NE(message.find("activity failure changed its enabling or rate after a firing of "
                            "repair"),
               std::string::npos)

@@ -40,3 +40,28 @@ build_release() {
         "${CXX:-c++}" -O2 -std=c++20 -Wall -Wextra -o "$measure" "$root/bench/measure.cpp"
     fi
 }
+
+# replication_options <replications> <line> [<argument> ...]: reads the options
+# -r replications, -j jobs and -b build of the simulator's benchmarks into reps,
+# jobs and build (defaults <replications>, 2 and build-release/); prints the
+# usage (header lines 2 to <line>) on any other, and refuses fewer than 2
+# replications.
+replication_options() {
+    reps=$1
+    local line=$2
+    shift 2
+    jobs=2
+    build=$root/build-release
+    local opt OPTIND=1
+    while getopts "r:j:b:h" opt; do
+        case $opt in
+        r) reps=$OPTARG ;;
+        j) jobs=$OPTARG ;;
+        b) build=$OPTARG ;;
+        *) usage "$line" ;;
+        esac
+    done
+    if ! [[ $reps =~ ^[0-9]+$ ]] || [ "$reps" -lt 2 ]; then
+        refuse "$(basename "$0"): the replications must be a whole number of at least 2, not '$reps'"
+    fi
+}

@@ -16,10 +16,10 @@ bash scripts/install-deps.sh --fuzz
 CC=clang CXX=clang++ cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
     -DGEN_FUZZ=ON -DGEN_SANITIZE=ON -DGEN_BUILD_TESTS=OFF >/dev/null
 cmake --build "$build" -j "$jobs" --target fuzz_commandline fuzz_override fuzz_solverfiles fuzz_detfiles \
-    fuzz_model fuzz_study
+    fuzz_model fuzz_study fuzz_simcommandline
 
 status=0
-for harness in commandline override solverfiles detfiles model study; do
+for harness in commandline override solverfiles detfiles model study simcommandline; do
     # New inputs go to a scratch corpus; the seeds in the tree stay as they are.
     work="$build/corpus/$harness"
     findings="$build/findings/$harness/"

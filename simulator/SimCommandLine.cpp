@@ -41,7 +41,11 @@ const char* simUsage() {
            "  --format table|csv|json  output format (default table)\n"
            "  --bias <name>=<f>     importance sampling: the replications draw exponential\n"
            "                        activity <name> at f times its rate and weight each value\n"
-           "                        by the path's likelihood ratio (repeatable)\n";
+           "                        by the path's likelihood ratio (repeatable)\n"
+           "  --balanced <a,b,..>=<p>  balanced failure biasing: wherever one of the named\n"
+           "                        exponential activities is enabled, each draws at an\n"
+           "                        equal part of p times the total rate, the others share\n"
+           "                        the rest in proportion to their rates\n";
 }
 
 std::string parseSimCommandLine(int argc, char** argv, SimCommandLine& line) {
@@ -120,6 +124,25 @@ std::string parseSimCommandLine(int argc, char** argv, SimCommandLine& line) {
                 !toDouble(value.substr(equals + 1), x) || !(x > 0.0))
                 return "--bias " + value + ": not <activity>=<positive factor>";
             s.bias.emplace_back(value.substr(0, equals), x);
+        } else if (word == "--balanced") {
+            std::size_t equals = value.rfind('=');
+            if (equals == std::string::npos || equals == 0 ||
+                !toDouble(value.substr(equals + 1), x) || !(x > 0.0 && x < 1.0))
+                return "--balanced " + value +
+                       ": not <activity>,...=<share strictly between 0 and 1>";
+            if (!s.balanced.empty())
+                return "--balanced " + value + ": given twice; name every failure in one option";
+            std::string names = value.substr(0, equals);
+            for (std::size_t from = 0; from <= names.size();) {
+                std::size_t comma = names.find(',', from);
+                if (comma == std::string::npos)
+                    comma = names.size();
+                if (comma == from)
+                    return "--balanced " + value + ": an empty activity name";
+                s.balanced.push_back(names.substr(from, comma - from));
+                from = comma + 1;
+            }
+            s.balancedShare = x;
         } else if (word == "--format") {
             if (value == "table")
                 line.format = SimFormat::Table;

@@ -1,6 +1,6 @@
 #include "Simulator.h"
 
-#include "StreamGenerator.h"
+#include "StreamSampler.h"
 #include "Tally.h"
 #include "Trajectory.h"
 #include "distributions/UserDistributions.h"
@@ -19,6 +19,16 @@
 
 namespace {
 
+// Exit statuses of a worker process: a fault it reported on standard error,
+// and a failure it could not report (its pipe broke).
+constexpr int WorkerReported = 1;
+constexpr int WorkerUnreported = 3;
+
+// Timed firings of the trial of the model's declared dependencies.
+constexpr std::uint64_t ProbeEvents = 2000;
+// Timed firings after which a regeneration cycle is taken as never ending.
+constexpr std::uint64_t MaxCycleEvents = 100000000;
+
 // Gathers one replication's values: instants when the path passes their time,
 // interval rewards as the rate over the overlapping span plus the impulses
 // earned inside the interval.
@@ -26,22 +36,44 @@ struct ReplicationObserver {
     const std::vector<Measure>& measures;
     double* values;
     std::vector<char> done;
+    bool instantsOnly;  // no measure is an interval
+    double nextInstant; // the earliest time point not yet passed
 
-    void span(double from, double to, const double* rates) {
+    ReplicationObserver(const std::vector<Measure>& m, double* v)
+        : measures(m), values(v), done(m.size(), 0), instantsOnly(true), nextInstant(0.0) {
+        for (const Measure& measure : m)
+            instantsOnly = instantsOnly && measure.type == InstantOfTimeType;
+        nextInstant = earliestInstant();
+    }
+    double earliestInstant() const {
+        double earliest = std::numeric_limits<double>::infinity();
+        for (std::size_t m = 0; m < measures.size(); ++m)
+            if (measures[m].type == InstantOfTimeType && done[m] == 0)
+                earliest = std::min(earliest, measures[m].start);
+        return earliest;
+    }
+
+    void span(double from, double to, Trajectory& path) {
+        // Most spans of a path end before its next time point.
+        if (instantsOnly && to <= nextInstant)
+            return;
+        bool passed = false;
         for (std::size_t m = 0; m < measures.size(); ++m) {
             const Measure& measure = measures[m];
-            double rate = rates[measure.node];
             if (measure.type == InstantOfTimeType) {
                 if (done[m] == 0 && from <= measure.start && measure.start < to) {
-                    values[m] = rate;
+                    values[m] = path.rates()[measure.node];
                     done[m] = 1;
+                    passed = true;
                 }
                 continue;
             }
             double overlap = std::min(to, measure.stop) - std::max(from, measure.start);
             if (overlap > 0.0)
-                values[m] += rate * overlap;
+                values[m] += path.rates()[measure.node] * overlap;
         }
+        if (passed)
+            nextInstant = earliestInstant();
     }
     void impulse(double time, int node, double value) {
         for (std::size_t m = 0; m < measures.size(); ++m) {
@@ -68,7 +100,8 @@ struct BatchObserver {
     const std::vector<Measure>& measures;
     std::vector<double> sums;
 
-    void span(double from, double to, const double* rates) {
+    void span(double from, double to, Trajectory& path) {
+        const double* rates = path.rates();
         for (std::size_t m = 0; m < measures.size(); ++m)
             sums[m] += rates[measures[m].node] * (to - from);
     }
@@ -81,34 +114,8 @@ struct BatchObserver {
 
 // Sees nothing: the warm-up.
 struct NoObserver {
-    void span(double, double, const double*) {}
+    void span(double, double, Trajectory&) {}
     void impulse(double, int, double) {}
-};
-
-// The sampler that model code and group selection draw from during the run,
-// fed by one replication's stream; the process-wide one comes back afterwards.
-class StreamSampler {
-public:
-    explicit StreamSampler(std::uint64_t seed) : Sampler(1, 0), Previous(TheDistribution) {
-        delete Sampler.generator;
-        Stream = new StreamGenerator(seed, 0);
-        Sampler.generator = Stream;
-        TheDistribution = &Sampler;
-    }
-    ~StreamSampler() { TheDistribution = Previous; }
-    StreamSampler(const StreamSampler&) = delete;
-    StreamSampler& operator=(const StreamSampler&) = delete;
-
-    // The stream of replication `index`, from its start.
-    RandomNumberGenerator* stream(std::uint64_t index) {
-        Stream->srnd(static_cast<unsigned long>(index));
-        return Stream;
-    }
-
-private:
-    UserDistributions Sampler;   // owns Stream
-    StreamGenerator* Stream;     // not owned
-    UserDistributions* Previous; // not owned: the process-wide sampler
 };
 
 // One replication's values of the terminating measures, followed by its
@@ -116,7 +123,7 @@ private:
 void replicate(Trajectory& path, StreamSampler& sampler, const std::vector<Measure>& measures,
                double horizon, std::uint64_t index, double* values) {
     std::fill(values, values + measures.size(), 0.0);
-    ReplicationObserver observer{measures, values, std::vector<char>(measures.size(), 0)};
+    ReplicationObserver observer(measures, values);
     path.start(sampler.stream(index), observer);
     path.runUntil(horizon, std::numeric_limits<std::uint64_t>::max(), observer);
     observer.finish(path.rates());
@@ -199,10 +206,13 @@ std::uint64_t runRound(Trajectory& path, StreamSampler& sampler,
                 std::uint64_t made = path.events() - before;
                 if (!writeAll(fds[1], rows.data(), rows.size() * sizeof(double)) ||
                     !writeAll(fds[1], &made, sizeof made))
-                    status = 1;
+                    status = WorkerUnreported;
             } catch (const SimulationError& e) {
-                std::cerr << "Error: " << e.what() << std::endl;
-                status = 1;
+                // The fault goes to the parent in place of the rows, which
+                // prints one line for the whole round.
+                std::string text = e.what();
+                status =
+                    writeAll(fds[1], text.data(), text.size()) ? WorkerReported : WorkerUnreported;
             }
             ::_exit(status);
         }
@@ -259,15 +269,22 @@ std::uint64_t runRound(Trajectory& path, StreamSampler& sampler,
         std::memcpy(&made, p, sizeof made);
         events += made;
     }
-    for (pid_t child : children) {
-        if (child < 0)
+    // A worker that met a fault of the model sent its message instead of its
+    // rows: the first such worker's fault is the run's, in one line.
+    std::string fault;
+    for (std::uint64_t w = 0; w < workers; ++w) {
+        if (children[w] < 0)
             continue;
         int status = 0;
-        while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {
+        while (::waitpid(children[w], &status, 0) < 0 && errno == EINTR) {
         }
-        if (!WIFEXITED(status) || WEXITSTATUS(status) != 0)
+        if (WIFEXITED(status) && WEXITSTATUS(status) == WorkerReported && fault.empty())
+            fault.assign(received[w].begin(), received[w].end());
+        else if (!WIFEXITED(status) || WEXITSTATUS(status) != 0)
             failed = true;
     }
+    if (!fault.empty())
+        throw SimulationError(fault);
     if (failed) {
         std::cerr << "Error: a worker process of the simulation failed" << std::endl;
         throw WorkerFailure{};
@@ -309,6 +326,14 @@ void store(const std::vector<Tally>& tallies, const std::vector<std::size_t>& po
 // The method of the replications, as the report names it.
 std::string replicationMethod(const SimSettings& settings) {
     std::string text;
+    if (!settings.balanced.empty()) {
+        char buf[32];
+        std::snprintf(buf, sizeof buf, "%g", settings.balancedShare);
+        text = std::string("importance sampling, balanced failure biasing ") + buf + ":";
+        for (const std::string& name : settings.balanced)
+            text += " " + name;
+        return text;
+    }
     for (const auto& [name, factor] : settings.bias) {
         char buf[32];
         std::snprintf(buf, sizeof buf, "%g", factor);
@@ -387,6 +412,65 @@ std::uint64_t estimateByBatches(Trajectory& path, const std::vector<Measure>& me
     return path.events() - before;
 }
 
+// The long-run measures of a biased run by regeneration cycles, into
+// `estimates` at `positions`. A cycle runs from the initial state to the next
+// return to it. Each measure is the ratio of the reward earned over a cycle to
+// the cycle's length: the reward's mean from biased cycles, each weighted by
+// its likelihood ratio, and the length's mean from as many cycles drawn
+// without bias, on streams of their own; the interval is the delta method's
+// for the ratio of two independent means.
+std::uint64_t estimateByCycles(Trajectory& path, const std::vector<Measure>& measures,
+                               const std::vector<std::size_t>& positions,
+                               const SimSettings& settings, std::vector<Estimate>& estimates,
+                               Tally& ratio) {
+    std::string problem = path.regenerationProblem();
+    if (!problem.empty())
+        throw SimulationError(problem);
+    std::uint64_t before = path.events();
+    StreamSampler sampler(settings.seed);
+    std::vector<Tally> rewards(measures.size());
+    Tally lengths;
+    BatchObserver observer{measures, std::vector<double>(measures.size(), 0.0)};
+    constexpr std::uint64_t FirstStream = std::uint64_t{1} << 62;
+    for (int biased = 1; biased >= 0; --biased) {
+        path.useBias(biased == 1);
+        for (std::uint64_t c = 0; c < settings.replications; ++c) {
+            std::fill(observer.sums.begin(), observer.sums.end(), 0.0);
+            std::uint64_t stream = FirstStream * (biased == 1 ? 1 : 2) + c;
+            path.start(sampler.stream(stream), observer);
+            if (!path.runCycle(MaxCycleEvents, observer))
+                throw SimulationError(
+                    "a regeneration cycle did not come back to the initial state within " +
+                    std::to_string(MaxCycleEvents) +
+                    " timed firings (or the path ended): the biased long-run values need a "
+                    "model that always returns to its initial state");
+            if (biased == 1) {
+                double weight = path.likelihood();
+                for (std::size_t m = 0; m < measures.size(); ++m)
+                    rewards[m].add(observer.sums[m] * weight);
+                ratio.add(weight);
+            } else {
+                lengths.add(path.now());
+            }
+        }
+    }
+    path.useBias(true);
+    double length = lengths.mean();
+    std::uint64_t n = settings.replications;
+    double z = studentQuantile(0.5 + settings.level / 2.0, n - 1);
+    for (std::size_t m = 0; m < measures.size(); ++m) {
+        Estimate& e = estimates[positions[m]];
+        e.value = rewards[m].mean() / length;
+        double variance = (rewards[m].variance() + e.value * e.value * lengths.variance()) /
+                          (static_cast<double>(n) * length * length);
+        e.halfWidth = z * std::sqrt(variance);
+        e.samples = n;
+        e.reached = settings.relWidth <= 0.0 || e.halfWidth == 0.0 ||
+                    e.halfWidth <= settings.relWidth * std::fabs(e.value);
+    }
+    return path.events() - before;
+}
+
 } // namespace
 
 bool SimResult::allReached() const {
@@ -428,32 +512,54 @@ SimResult simulate(PVModel* model, const ActionTable& actions, const SimSettings
     std::string problem = path.problem();
     if (problem.empty())
         problem = path.setBias(settings.bias);
+    if (problem.empty())
+        problem = path.setBalanced(settings.balanced, settings.balancedShare);
     if (!problem.empty())
         throw SimulationError(problem);
     path.useBias(true);
     SimResult result;
     std::vector<Measure> all = listMeasures(model);
+    {
+        // A trial of the model's declared dependencies, from a stream of its
+        // own, on paths as the replications run them (or as long as a warm-up).
+        double horizon = 0.0;
+        for (const Measure& m : all)
+            horizon =
+                m.longRun() ? std::numeric_limits<double>::infinity() : std::max(horizon, m.stop);
+        StreamSampler sampler(settings.seed);
+        path.probeDependencies(sampler.stream(std::numeric_limits<std::uint64_t>::max() - 1),
+                               horizon, ProbeEvents);
+    }
     std::vector<Measure> terminating, longRun;
     std::vector<std::size_t> terminatingAt, longRunAt;
     for (std::size_t i = 0; i < all.size(); ++i) {
-        result.estimates.push_back(
-            {all[i], 0.0, 0.0, 0, true,
-             all[i].longRun() ? "batch means" : replicationMethod(settings)});
+        std::string method = replicationMethod(settings);
+        if (all[i].longRun())
+            method = settings.balanced.empty() ? "batch means" : method + ", regeneration cycles";
+        result.estimates.push_back({all[i], 0.0, 0.0, 0, true, method});
         (all[i].longRun() ? longRun : terminating).push_back(all[i]);
         (all[i].longRun() ? longRunAt : terminatingAt).push_back(i);
     }
-    if (!terminating.empty()) {
-        Tally ratio;
+    // The likelihood ratios of the biased replications and cycles: each has mean 1.
+    Tally ratio;
+    if (!terminating.empty())
         result.events += estimateByReplications(path, terminating, terminatingAt, settings,
                                                 result.estimates, ratio);
-        if (!settings.bias.empty()) {
-            result.weighted = true;
-            result.likelihoodMean = ratio.mean();
-            result.likelihoodHalfWidth = ratio.halfWidth(settings.level);
-        }
-    }
-    if (!longRun.empty())
+    // Balanced biasing keeps every holding time's law, so a cycle's likelihood
+    // ratio is a product of jump probabilities over a finite path; a factor
+    // changes the time spent in the initial state, whose ratio
+    // exp((biased - true rate) t) has an infinite variance once the biased rate
+    // is twice the true one: biasing by factors leaves the long run to batch means.
+    if (!longRun.empty() && !settings.balanced.empty())
+        result.events +=
+            estimateByCycles(path, longRun, longRunAt, settings, result.estimates, ratio);
+    else if (!longRun.empty())
         result.events += estimateByBatches(path, longRun, longRunAt, settings, result.estimates,
                                            result.batchLength);
+    if (settings.biased()) {
+        result.weighted = true;
+        result.likelihoodMean = ratio.mean();
+        result.likelihoodHalfWidth = ratio.halfWidth(settings.level);
+    }
     return result;
 }

@@ -32,6 +32,13 @@ struct SimSettings {
     // factor (importance sampling); each replication's values are weighted by
     // its likelihood ratio. Empty: plain replications.
     std::vector<std::pair<std::string, double>> bias;
+    // Balanced failure biasing of the replications: the failures named here
+    // share `balancedShare` of the exponential total rate equally wherever one
+    // is enabled (see Trajectory::setBalanced). Empty: none.
+    std::vector<std::string> balanced;
+    double balancedShare = 0.5;
+    // True when the replications are biased by factors or balanced.
+    bool biased() const { return !bias.empty() || !balanced.empty(); }
 };
 
 // The estimate of one measure.

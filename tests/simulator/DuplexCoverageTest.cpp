@@ -8,6 +8,7 @@
 #include "Simulator.h"
 #include "firing/ActionTable.h"
 #include "pv/PVModel.h"
+#include "simulator/ModelUnderTest.h"
 #include "study/BaseStudyClass.h"
 
 #include <gtest/gtest.h>
@@ -53,24 +54,7 @@ bool underValgrind() {
     return preload != nullptr && std::strstr(preload, "vgpreload") != nullptr;
 }
 
-class DuplexSimulation : public ::testing::Test {
-protected:
-    static void SetUpTestSuite() {
-        BaseStudyClass* study = GenerateStudy();
-        study->SetGVs(0);
-        Model = study->GetPVModel(false);
-        Actions = std::make_unique<ActionTable>(Model);
-    }
-    static void TearDownTestSuite() {
-        Actions.reset();
-        DestructStudy();
-    }
-    static PVModel* Model;
-    static std::unique_ptr<ActionTable> Actions;
-};
-
-PVModel* DuplexSimulation::Model = nullptr;
-std::unique_ptr<ActionTable> DuplexSimulation::Actions;
+using DuplexSimulation = ModelUnderTest;
 
 TEST_F(DuplexSimulation, ExactValuesLieInThe99PercentIntervalsFor97Of100Seeds) {
     Vec at05 = transient(0.5, false), at2 = transient(2.0, false), over2 = transient(2.0, true);

@@ -2,6 +2,7 @@
 
 #include "methods/EmbeddedChain.h"
 #include "methods/ErlangExpansion.h"
+#include "methods/RegenerativeAbsorption.h"
 
 #include <algorithm>
 #include <cmath>
@@ -84,7 +85,8 @@ std::pair<double, double> valueAt(const std::map<double, Snapshot>& snapshots, s
     return {value, bound};
 }
 
-// Per state, the impulses of variable p that one deterministic firing from it earns.
+} // namespace
+
 std::vector<double> firingImpulses(const RegenerativeModel& m, std::size_t p) {
     std::vector<double> f(m.states(), 0.0);
     if (m.entryImpulse[p].empty())
@@ -96,8 +98,6 @@ std::vector<double> firingImpulses(const RegenerativeModel& m, std::size_t p) {
     return f;
 }
 
-} // namespace
-
 Solution solveRegenerative(const RegenerativeModel& m, const SolveOptions& options,
                            std::uint32_t phases) {
     Solution sol;
@@ -106,10 +106,14 @@ Solution solveRegenerative(const RegenerativeModel& m, const SolveOptions& optio
     sol.transitions = m.exponential.target.size() + m.deterministic.target.size();
     const std::size_t nv = m.variables.size();
 
+    // A variable named in the .abs file is reported until absorption only.
+    auto untilAbsorptionOnly = [&](std::size_t p) {
+        return !m.untilAbsorption.empty() && m.untilAbsorption[p];
+    };
     std::vector<double> instants;
-    for (const Variable& v : m.variables)
-        if (v.type != RewardType::SteadyState)
-            for (const TimePoint& t : v.times) {
+    for (std::size_t p = 0; p < nv; ++p)
+        if (m.variables[p].type != RewardType::SteadyState && !untilAbsorptionOnly(p))
+            for (const TimePoint& t : m.variables[p].times) {
                 instants.push_back(t.start);
                 instants.push_back(t.stop);
             }
@@ -160,6 +164,8 @@ Solution solveRegenerative(const RegenerativeModel& m, const SolveOptions& optio
         return r;
     };
     for (std::size_t p = 0; p < nv; ++p) {
+        if (untilAbsorptionOnly(p))
+            continue;
         const Variable& v = m.variables[p];
         const bool firstEntry = !m.entryImpulse[p].empty();
         auto add = [&](Result& r) {
@@ -219,9 +225,8 @@ Solution solveRegenerative(const RegenerativeModel& m, const SolveOptions& optio
           << limit->errorEstimate;
         sol.limitSummary = s.str();
     }
-    if (options.absorption)
-        sol.absorptionNotice = "values until absorption are not computed for a model with "
-                               "deterministic delays; --absorption is ignored";
+    if (options.absorption || !m.untilAbsorption.empty())
+        appendRegenerativeAbsorption(m, options, sol);
     return sol;
 }
 

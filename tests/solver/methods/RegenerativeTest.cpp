@@ -5,6 +5,7 @@
 // renewal argument for each, and a value at a time point against its closed form.
 
 #include "methods/Regenerative.h"
+#include "RegenerativeTestSupport.h"
 #include "methods/EmbeddedChain.h"
 #include "methods/LimitSolver.h"
 #include "methods/RateMatrix.h"
@@ -19,61 +20,8 @@
 namespace {
 
 using namespace gensolver;
-
-// A process described by its arcs, states numbered from 0.
-struct Process {
-    std::uint32_t states = 0;
-    std::vector<double> delays;
-    std::vector<std::int32_t> group; // per state, kNoDelay when absent
-    struct Arc {
-        std::uint32_t from, to;
-        double value; // a rate, or a branch probability for deterministic arcs
-        bool deterministic;
-    };
-    std::vector<Arc> arcs;
-};
-
-SparseRows rowsOf(const Process& p, bool deterministic) {
-    SparseRows rows;
-    rows.start.assign(1, 0);
-    for (std::uint32_t i = 0; i < p.states; ++i) {
-        for (const Process::Arc& a : p.arcs)
-            if (a.from == i && a.deterministic == deterministic) {
-                rows.target.push_back(a.to);
-                rows.value.push_back(a.value);
-            }
-        rows.start.push_back(rows.target.size());
-    }
-    return rows;
-}
-
-// The model with one variable per reward vector given, of the given type and times.
-RegenerativeModel modelOf(const Process& p, const std::vector<std::vector<double>>& rewards,
-                          RewardType type = RewardType::SteadyState,
-                          std::vector<TimePoint> times = {{0.0, 0.0}}) {
-    RegenerativeModel m;
-    m.stem = "test";
-    m.delays = p.delays;
-    m.group = p.group;
-    m.exponential = rowsOf(p, false);
-    m.deterministic = rowsOf(p, true);
-    m.exitRate.assign(p.states, 0.0);
-    for (const Process::Arc& a : p.arcs)
-        if (!a.deterministic)
-            m.exitRate[a.from] += a.value;
-    for (std::size_t v = 0; v < rewards.size(); ++v) {
-        Variable variable;
-        variable.name = std::string(1, static_cast<char>('a' + v));
-        variable.type = type;
-        variable.times = times;
-        m.variables.push_back(variable);
-        Rewards r;
-        r.rate = rewards[v];
-        m.rewards.push_back(r);
-        m.entryImpulse.emplace_back();
-    }
-    return m;
-}
+using regentest::modelOf;
+using regentest::Process;
 
 double dot(const std::vector<double>& a, const std::vector<double>& b) {
     return std::inner_product(a.begin(), a.end(), b.begin(), 0.0);

@@ -188,4 +188,30 @@ TEST(RegenerativeTransient, ValuesAtTimePointsMatchTheirClosedFormWithinTheEstim
     }
 }
 
+TEST(RegenerativeTransient, LargeTimePointsStopAtTheLimitWithinTheBound) {
+    // 0 holds for exactly d, then 1 returns to 0 at rate mu: in the long run the
+    // process is in 1 a fraction (1/mu) / (d + 1/mu) of the time, for every
+    // Erlang order alike (each keeps the mean d). At t = 1e4 the finest expansion
+    // would take about 1.02 (128/d + mu) t = 6.6e5 steps.
+    constexpr double d = 2.0, mu = 0.9;
+    Process p;
+    p.states = 2;
+    p.delays = {d};
+    p.group = {0, RegenerativeModel::kNoDelay};
+    p.arcs = {{0, 1, 1.0, true}, {1, 0, mu, false}};
+    const std::vector<double> inOne{0.0, 1.0};
+    RegenerativeModel m = modelOf(p, {inOne, inOne}, RewardType::InstantOfTime, {{1e4, 1e4}});
+    m.variables[1].type = RewardType::TimeAveragedInterval;
+    m.variables[1].times = {{5e3, 1e4}};
+    const double exact = (1.0 / mu) / (d + 1.0 / mu);
+    const Solution s = solveRegenerative(m, SolveOptions{});
+    ASSERT_EQ(s.results.size(), 2u);
+    for (const Result& r : s.results) {
+        EXPECT_TRUE(r.steadyState) << r.variable;
+        EXPECT_LE(std::fabs(r.value - exact), r.bound) << r.variable;
+        EXPECT_LT(r.bound, 1e-9) << r.variable;
+        EXPECT_LT(r.iterations, 50000u) << r.variable;
+    }
+}
+
 } // namespace

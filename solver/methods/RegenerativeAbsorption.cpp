@@ -148,17 +148,21 @@ void appendRegenerativeAbsorption(const RegenerativeModel& m, const SolveOptions
         for (const std::int32_t g : m.group)
             if (g != RegenerativeModel::kNoDelay)
                 ++listed[static_cast<std::size_t>(g)];
-        for (std::size_t g = 0; g < listed.size(); ++g) {
-            const std::uint64_t steps =
-                listed[g] * chain.stepsPerRun(static_cast<std::uint32_t>(g));
-            if (steps > options.transient.maxSteps)
-                throw SolveError("values until absorption: the " + std::to_string(listed[g]) +
-                                 " states listed under delay " + number(m.delays[g]) + " need " +
-                                 std::to_string(steps) +
-                                 " uniformization steps to form the embedded chain, more than "
-                                 "the " +
-                                 std::to_string(options.transient.maxSteps) + " allowed");
-        }
+        // Each listed state's row takes its delay's steps over its list: as much
+        // work as (list / states) steps over the whole chain.
+        double work = 0.0;
+        for (std::size_t g = 0; g < listed.size(); ++g)
+            work += static_cast<double>(listed[g]) *
+                    static_cast<double>(chain.stepsPerRun(static_cast<std::uint32_t>(g))) *
+                    static_cast<double>(listed[g]) / static_cast<double>(n);
+        if (work > static_cast<double>(options.transient.maxSteps))
+            throw SolveError("values until absorption: forming the embedded chain of the "
+                             "deterministic delays takes the work of " +
+                             number(work) +
+                             " uniformization steps over the whole chain, more "
+                             "than the " +
+                             std::to_string(options.transient.maxSteps) +
+                             " allowed (raise --max-steps)");
     }
     // Per variable: what it earns per unit time in each state, and per
     // deterministic firing from it.

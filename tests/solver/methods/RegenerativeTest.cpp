@@ -159,16 +159,22 @@ TEST(RegenerativeLimit, RefusesSeveralClosedClasses) {
     EXPECT_THROW(solveRegenerativeLimit(modelOf(p, {{0.0, 1.0, 0.0}}), 1e-12, 1000), SolveError);
 }
 
-TEST(RegenerativeTransient, ValuesAtTimePointsMatchTheirClosedFormWithinTheEstimate) {
-    // 0 holds for exactly d, then 1 returns to 0 at rate mu. For d < t < 2d:
-    // P(in 1 at t) = e^(-mu (t - d)); the time spent in 1 over [0, t] is
-    // (1 - e^(-mu (t - d))) / mu; averaged over [d, t] it is that over t - d.
-    constexpr double d = 2.0, mu = 0.9;
+// 0 holds for exactly d, then 1 returns to 0 at rate mu.
+Process delayThenReturn(double d, double mu) {
     Process p;
     p.states = 2;
     p.delays = {d};
     p.group = {0, RegenerativeModel::kNoDelay};
     p.arcs = {{0, 1, 1.0, true}, {1, 0, mu, false}};
+    return p;
+}
+
+TEST(RegenerativeTransient, ValuesAtTimePointsMatchTheirClosedFormWithinTheEstimate) {
+    // 0 holds for exactly d, then 1 returns to 0 at rate mu. For d < t < 2d:
+    // P(in 1 at t) = e^(-mu (t - d)); the time spent in 1 over [0, t] is
+    // (1 - e^(-mu (t - d))) / mu; averaged over [d, t] it is that over t - d.
+    constexpr double d = 2.0, mu = 0.9;
+    const Process p = delayThenReturn(d, mu);
     const std::vector<double> inOne{0.0, 1.0};
     const double t = 3.1;
     RegenerativeModel m = modelOf(p, {inOne, inOne, inOne}, RewardType::InstantOfTime, {{t, t}});
@@ -194,11 +200,7 @@ TEST(RegenerativeTransient, LargeTimePointsStopAtTheLimitWithinTheBound) {
     // Erlang order alike (each keeps the mean d). At t = 1e4 the finest expansion
     // would take about 1.02 (128/d + mu) t = 6.6e5 steps.
     constexpr double d = 2.0, mu = 0.9;
-    Process p;
-    p.states = 2;
-    p.delays = {d};
-    p.group = {0, RegenerativeModel::kNoDelay};
-    p.arcs = {{0, 1, 1.0, true}, {1, 0, mu, false}};
+    const Process p = delayThenReturn(d, mu);
     const std::vector<double> inOne{0.0, 1.0};
     RegenerativeModel m = modelOf(p, {inOne, inOne}, RewardType::InstantOfTime, {{1e4, 1e4}});
     m.variables[1].type = RewardType::TimeAveragedInterval;

@@ -1,8 +1,11 @@
 // Fuzzes the readers of a run with deterministic activities (.pvtype, .var,
-// .arm with negative entries, .det, .dac) and, when they accept the input, the
-// regenerative solution. The input holds the five files one after the other,
+// .arm with negative entries, .det, .dac, and .abs when its part is not empty)
+// and, when they accept the input, the regenerative solution with the values
+// until absorption. The input holds the six files one after the other,
 // separated by lines "%%". A refusal must be an InputError or a SolveError; an
-// accepted process must give finite values with finite bounds.
+// accepted process must give finite values with bounds that are not negative
+// (finite but for values until absorption, whose bound is infinite when the
+// mean times to absorption cannot be bounded).
 
 #include "methods/Regenerative.h"
 #include "read/InputError.h"
@@ -19,8 +22,8 @@
 
 namespace {
 
-constexpr const char* kExtensions[] = {".pvtype", ".var", ".arm", ".det", ".dac"};
-constexpr int kParts = 5;
+constexpr const char* kExtensions[] = {".pvtype", ".var", ".arm", ".det", ".dac", ".abs"};
+constexpr int kParts = 6;
 std::string scratch;
 
 } // namespace
@@ -45,8 +48,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     for (int p = 0; p < kParts; ++p) {
         const std::size_t at = p + 1 < kParts ? input.find("%%\n", from) : std::string::npos;
         const std::size_t end = at == std::string::npos ? input.size() : at;
-        std::ofstream(scratch + kExtensions[p], std::ios::binary | std::ios::trunc)
-            << input.substr(std::min(from, input.size()), end - std::min(from, end));
+        const std::string part =
+            input.substr(std::min(from, input.size()), end - std::min(from, end));
+        if (p + 1 == kParts && part.empty())
+            std::remove((scratch + kExtensions[p]).c_str());
+        else
+            std::ofstream(scratch + kExtensions[p], std::ios::binary | std::ios::trunc) << part;
         from = at == std::string::npos ? input.size() : at + 3;
     }
     try {
@@ -60,9 +67,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         gensolver::SolveOptions options;
         options.transient.maxSteps = 2000;
         options.limit.maxSweeps = 200;
+        options.absorption = true;
         const gensolver::Solution s = gensolver::solveRegenerative(model, options, 2);
         for (const gensolver::Result& r : s.results)
-            if (!std::isfinite(r.value) || !std::isfinite(r.bound) || r.bound < 0.0)
+            if (!std::isfinite(r.value) || !(r.bound >= 0.0) ||
+                (!r.untilAbsorption && !std::isfinite(r.bound)))
                 std::abort();
     } catch (const gensolver::InputError&) {
     } catch (const gensolver::SolveError&) {

@@ -240,10 +240,12 @@ Absorption solveAbsorption(const RateMatrix& m) {
     for (const double b : mean.residualBound)
         delta = std::max(delta, b);
     std::vector<double> upper(s.states.size());
-    for (std::size_t k = 0; k < upper.size(); ++k)
+    for (std::size_t k = 0; k < upper.size(); ++k) {
         upper[k] = delta < 1.0
                        ? (mean.hi[k] + std::fabs(mean.lo[k])) / (1.0 - delta) * (1.0 + 4.0 * kUnit)
                        : std::numeric_limits<double>::infinity();
+        a.longestMean = std::max(a.longestMean, upper[k]);
+    }
     const Refined x = refine(m, s, lu, true, upper);
     a.refinements = x.steps;
     double residualSum = 0.0;

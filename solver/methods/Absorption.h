@@ -28,6 +28,7 @@ public:
     std::uint32_t refinements = 0; // refinement steps of the solve for x
     double probability = 0.0;      // of being absorbed, from state 1
     double probabilityBound = 0.0; // proven bound on its error
+    double longestMean = 0.0;      // upper bound of the mean time to leave T from any state of T
     std::vector<double> time;      // per chain state, expected time spent there before absorption
     std::vector<double> timeLow;   // per chain state, the low-order part of time (double-double)
 

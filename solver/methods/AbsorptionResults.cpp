@@ -32,11 +32,20 @@ Result row(const std::string& name, RewardType type, double value, double bound,
 void appendAbsorptionResults(const Model& model,
                              const std::vector<const std::vector<double>*>& earning,
                              Solution& solution, bool every) {
-    const Absorption a = solveAbsorption(model.matrix);
-    const std::string method = a.method();
+    AbsorptionMargins none;
+    none.variable.assign(model.variables.size(), 0.0);
+    appendAbsorptionResults(solveAbsorption(model.matrix), model, earning, none, solution, every);
+}
+
+void appendAbsorptionResults(const Absorption& a, const Model& model,
+                             const std::vector<const std::vector<double>*>& earning,
+                             const AbsorptionMargins& margins, Solution& solution, bool every) {
+    const std::string method = a.method() + margins.note;
     // The probability of having been absorbed by time t tends to this as t grows.
     Result probability =
-        row("absorption probability", RewardType::InstantOfTime, a.probability, a.probabilityBound,
+        row("absorption probability", RewardType::InstantOfTime, a.probability,
+            a.probabilityBound +
+                (a.outcome == Absorption::Outcome::NotCertain ? margins.probability : 0.0),
             a.outcome == Absorption::Outcome::NotCertain
                 ? method
                 : "every state reachable from state 1 reaches an absorbing state",
@@ -54,7 +63,8 @@ void appendAbsorptionResults(const Model& model,
     if (a.outcome == Absorption::Outcome::NotCertain) {
         solution.absorptionNotice =
             "absorption from state 1 is not certain: the chain is absorbed with probability " +
-            number("%.15g", a.probability) + " (error <= " + number("%.2e", a.probabilityBound) +
+            number("%.15g", a.probability) +
+            " (error <= " + number("%.2e", solution.results.back().bound) +
             "); otherwise it stays in a closed class without absorbing states, so the mean time "
             "to absorption is infinite and the rewards until absorption are not given";
         return;
@@ -62,8 +72,8 @@ void appendAbsorptionResults(const Model& model,
     std::vector<double> one(model.matrix.states(), 1.0);
     double bound = 0.0;
     const double mean = a.accumulated(one, bound);
-    Result time =
-        row("time to absorption", RewardType::IntervalOfTime, mean, bound, method, a.refinements);
+    Result time = row("time to absorption", RewardType::IntervalOfTime, mean, bound + margins.time,
+                      method, a.refinements);
     time.untilAbsorption = true;
     solution.results.push_back(time);
     every = every || model.untilAbsorption.empty();
@@ -71,8 +81,8 @@ void appendAbsorptionResults(const Model& model,
         if (!every && !model.untilAbsorption[p])
             continue;
         const double value = a.accumulated(*earning[p], bound);
-        Result r = row(model.variables[p].name, RewardType::IntervalOfTime, value, bound, method,
-                       a.refinements);
+        Result r = row(model.variables[p].name, RewardType::IntervalOfTime, value,
+                       bound + margins.variable[p], method, a.refinements);
         r.untilAbsorption = true;
         solution.results.push_back(r);
     }

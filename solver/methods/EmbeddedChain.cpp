@@ -38,6 +38,13 @@ EmbeddedChain::EmbeddedChain(const RegenerativeModel& m, double epsilon)
         // cut off after `right`, per unit of rate.
         const double integral = s.rate > 0.0 ? s.weights.integralTail / s.rate : 0.0;
         stepBound_ = std::max(stepBound_, s.weights.bound + integral * maxExit);
+        // Each P(N > k) kept errs by at most the weights' bound; k runs to `right`.
+        expiryBound_ = std::max(expiryBound_, s.weights.bound);
+        if (s.rate > 0.0)
+            occupancyBound_ = std::max(occupancyBound_,
+                                       (static_cast<double>(s.weights.right + 1) * s.weights.bound +
+                                        s.weights.integralTail) /
+                                           s.rate);
         largest = std::max(largest, s.states.size());
     }
     v_.resize(largest);
@@ -46,16 +53,8 @@ EmbeddedChain::EmbeddedChain(const RegenerativeModel& m, double epsilon)
     z_.resize(largest);
 }
 
-void EmbeddedChain::runSubordinated(const Subordinated& s, std::uint32_t g,
-                                    const std::vector<double>& nu, EmbeddedStep& out) {
+void EmbeddedChain::propagate(const Subordinated& s, std::uint32_t g) {
     const std::size_t n = s.states.size();
-    bool any = false;
-    for (std::size_t l = 0; l < n; ++l) {
-        v_[l] = nu[s.states[l]];
-        any = any || v_[l] != 0.0;
-    }
-    if (!any)
-        return;
     const SparseRows& e = m_.exponential;
     if (s.rate == 0.0) {
         // Nothing leaves the list's states: the clock always expires.
@@ -93,6 +92,20 @@ void EmbeddedChain::runSubordinated(const Subordinated& s, std::uint32_t g,
             ++steps_;
         }
     }
+}
+
+void EmbeddedChain::runSubordinated(const Subordinated& s, std::uint32_t g,
+                                    const std::vector<double>& nu, EmbeddedStep& out) {
+    const std::size_t n = s.states.size();
+    bool any = false;
+    for (std::size_t l = 0; l < n; ++l) {
+        v_[l] = nu[s.states[l]];
+        any = any || v_[l] != 0.0;
+    }
+    if (!any)
+        return;
+    propagate(s, g);
+    const SparseRows& e = m_.exponential;
     const SparseRows& d = m_.deterministic;
     for (std::size_t l = 0; l < n; ++l) {
         const std::uint32_t i = s.states[l];
@@ -104,6 +117,26 @@ void EmbeddedChain::runSubordinated(const Subordinated& s, std::uint32_t g,
             if (m_.group[e.target[a]] != static_cast<std::int32_t>(g))
                 out.next[e.target[a]] += z_[l] * e.value[a];
     }
+}
+
+const std::vector<std::uint32_t>& EmbeddedChain::listOf(std::uint32_t i) const {
+    return subordinated_[static_cast<std::size_t>(m_.group[i])].states;
+}
+
+std::uint64_t EmbeddedChain::stepsPerRun(std::uint32_t g) const {
+    return subordinated_[g].rate > 0.0 ? subordinated_[g].weights.right : 0;
+}
+
+void EmbeddedChain::fromListed(std::uint32_t i, std::vector<double>& expired,
+                               std::vector<double>& occupied) {
+    const auto g = static_cast<std::uint32_t>(m_.group[i]);
+    const Subordinated& s = subordinated_[g];
+    const std::size_t n = s.states.size();
+    std::fill(v_.begin(), v_.begin() + static_cast<std::ptrdiff_t>(n), 0.0);
+    v_[local_[i]] = 1.0;
+    propagate(s, g);
+    expired.assign(y_.begin(), y_.begin() + static_cast<std::ptrdiff_t>(n));
+    occupied.assign(z_.begin(), z_.begin() + static_cast<std::ptrdiff_t>(n));
 }
 
 void EmbeddedChain::apply(const std::vector<double>& nu, EmbeddedStep& out) {

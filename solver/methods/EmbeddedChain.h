@@ -39,6 +39,19 @@ public:
     // Uniformization steps taken over all products.
     std::uint64_t steps() const { return steps_; }
 
+    // The step from a fresh clock in listed state i alone, over the states of its
+    // delay's list (listOf(i), in that order): per state, the probability that the
+    // clock expires there (expired) and the expected time spent there (occupied).
+    // Costs the uniformization steps of one delay over the list only.
+    void fromListed(std::uint32_t i, std::vector<double>& expired, std::vector<double>& occupied);
+    const std::vector<std::uint32_t>& listOf(std::uint32_t i) const;
+    // Bounds, per unit mass, on the 1-norm errors of one step's expiry
+    // probabilities and expected times (the latter in units of time).
+    double expiryBound() const { return expiryBound_; }
+    double occupancyBound() const { return occupancyBound_; }
+    // Uniformization steps one step from any state of group g's list takes.
+    std::uint64_t stepsPerRun(std::uint32_t g) const;
+
 private:
     // The chain subordinated to one delay: its states and uniformization.
     struct Subordinated {
@@ -50,12 +63,17 @@ private:
     };
     void runSubordinated(const Subordinated& s, std::uint32_t g, const std::vector<double>& nu,
                          EmbeddedStep& out);
+    // From the list's distribution in v_, the expiry probabilities into y_ and the
+    // expected times into z_ (v_ and w_ are overwritten).
+    void propagate(const Subordinated& s, std::uint32_t g);
 
     const RegenerativeModel& m_;
     std::vector<Subordinated> subordinated_; // one per delay group
     std::vector<std::uint32_t> local_;       // per state, its index in its delay's list
     std::vector<double> v_, w_, y_, z_;      // scratch of the largest list's size
     double stepBound_ = 0.0;
+    double expiryBound_ = 0.0;
+    double occupancyBound_ = 0.0;
     std::uint64_t steps_ = 0;
 };
 

@@ -1,6 +1,7 @@
 #include "methods/Measures.h"
 
 #include "methods/AbsorptionResults.h"
+#include "methods/CachedLimit.h"
 #include "methods/Extrapolation.h"
 
 #include <algorithm>
@@ -13,22 +14,6 @@
 namespace gensolver {
 
 namespace {
-
-class CachedLimit : public LimitSource {
-public:
-    CachedLimit(const RateMatrix& m, const LimitOptions& options) : m_(m), options_(options) {}
-    const Limit& limit() override {
-        if (!limit_)
-            limit_ = solveLimit(m_, options_);
-        return *limit_;
-    }
-    bool computed() const { return limit_.has_value(); }
-
-private:
-    const RateMatrix& m_;
-    LimitOptions options_;
-    std::optional<Limit> limit_;
-};
 
 double maxAbs(const std::vector<double>& v) {
     double m = 0.0;

@@ -1,7 +1,9 @@
 #include "methods/Regenerative.h"
 
+#include "methods/CachedLimit.h"
 #include "methods/EmbeddedChain.h"
 #include "methods/ErlangExpansion.h"
+#include "methods/RegenerativeAbsorption.h"
 
 #include <algorithm>
 #include <cmath>
@@ -35,18 +37,23 @@ struct Snapshot {
     std::vector<double> earningBound;  // per variable: bound of earningValue
     std::vector<double> integralBound; // per variable: bound of integral
     std::uint64_t steps = 0;
+    bool steady = false; // the expansion settled at its limit before this instant
 };
 
 // Solves the expansion of `phases` phases at every instant.
 std::map<double, Snapshot> solveExpansion(const RegenerativeModel& m, std::uint32_t phases,
                                           const std::vector<double>& instants,
-                                          const TransientOptions& options, double& rate) {
+                                          const SolveOptions& options, double& rate) {
     const ErlangExpansion x = expandDelays(m, phases);
+    // Steady-state detection against the expansion's own limit: once an iterate
+    // lies within d of it, every later one does, so a large time point stops
+    // early with the bound of the Poisson weights so far plus 2d.
+    CachedLimit limits(x.matrix, options.limit);
     const std::size_t nv = m.variables.size();
     std::vector<const std::vector<double>*> integrands;
     for (std::size_t p = 0; p < nv; ++p)
         integrands.push_back(&x.earning[p]);
-    TransientSolver ts(x.matrix, integrands, nullptr, options);
+    TransientSolver ts(x.matrix, integrands, &limits, options.transient);
     rate = ts.rate();
     std::map<double, Snapshot> snapshots;
     for (const double t : instants) {
@@ -61,6 +68,7 @@ std::map<double, Snapshot> solveExpansion(const RegenerativeModel& m, std::uint3
             s.integralBound.push_back(ts.integralBound() * maxAbs(x.earning[p]));
         }
         s.steps = ts.steps();
+        s.steady = ts.steadyStateDetected();
         snapshots.emplace(t, std::move(s));
     }
     return snapshots;
@@ -84,7 +92,8 @@ std::pair<double, double> valueAt(const std::map<double, Snapshot>& snapshots, s
     return {value, bound};
 }
 
-// Per state, the impulses of variable p that one deterministic firing from it earns.
+} // namespace
+
 std::vector<double> firingImpulses(const RegenerativeModel& m, std::size_t p) {
     std::vector<double> f(m.states(), 0.0);
     if (m.entryImpulse[p].empty())
@@ -96,8 +105,6 @@ std::vector<double> firingImpulses(const RegenerativeModel& m, std::size_t p) {
     return f;
 }
 
-} // namespace
-
 Solution solveRegenerative(const RegenerativeModel& m, const SolveOptions& options,
                            std::uint32_t phases) {
     Solution sol;
@@ -106,10 +113,14 @@ Solution solveRegenerative(const RegenerativeModel& m, const SolveOptions& optio
     sol.transitions = m.exponential.target.size() + m.deterministic.target.size();
     const std::size_t nv = m.variables.size();
 
+    // A variable named in the .abs file is reported until absorption only.
+    auto untilAbsorptionOnly = [&](std::size_t p) {
+        return !m.untilAbsorption.empty() && m.untilAbsorption[p];
+    };
     std::vector<double> instants;
-    for (const Variable& v : m.variables)
-        if (v.type != RewardType::SteadyState)
-            for (const TimePoint& t : v.times) {
+    for (std::size_t p = 0; p < nv; ++p)
+        if (m.variables[p].type != RewardType::SteadyState && !untilAbsorptionOnly(p))
+            for (const TimePoint& t : m.variables[p].times) {
                 instants.push_back(t.start);
                 instants.push_back(t.stop);
             }
@@ -118,8 +129,7 @@ Solution solveRegenerative(const RegenerativeModel& m, const SolveOptions& optio
     std::map<double, Snapshot> orders[kOrders];
     if (!instants.empty())
         for (int o = 0; o < kOrders; ++o)
-            orders[o] =
-                solveExpansion(m, phases << o, instants, options.transient, sol.uniformizationRate);
+            orders[o] = solveExpansion(m, phases << o, instants, options, sol.uniformizationRate);
 
     std::optional<RegenerativeLimit> limit;
     auto limitResult = [&](Result& r, std::size_t p, bool earning) {
@@ -160,6 +170,8 @@ Solution solveRegenerative(const RegenerativeModel& m, const SolveOptions& optio
         return r;
     };
     for (std::size_t p = 0; p < nv; ++p) {
+        if (untilAbsorptionOnly(p))
+            continue;
         const Variable& v = m.variables[p];
         const bool firstEntry = !m.entryImpulse[p].empty();
         auto add = [&](Result& r) {
@@ -199,6 +211,9 @@ Solution solveRegenerative(const RegenerativeModel& m, const SolveOptions& optio
             r.boundProven = false;
             r.iterations = orders[kOrders - 1].at(t.stop).steps;
             r.method = expansion;
+            r.steadyState = orders[kOrders - 1].at(t.stop).steady;
+            if (r.steadyState)
+                r.method += ", steady state detected";
             add(r);
         }
         // --steady: the long run of the values at instants and of the averages.
@@ -219,9 +234,8 @@ Solution solveRegenerative(const RegenerativeModel& m, const SolveOptions& optio
           << limit->errorEstimate;
         sol.limitSummary = s.str();
     }
-    if (options.absorption)
-        sol.absorptionNotice = "values until absorption are not computed for a model with "
-                               "deterministic delays; --absorption is ignored";
+    if (options.absorption || !m.untilAbsorption.empty())
+        appendRegenerativeAbsorption(m, options, sol);
     return sol;
 }
 

@@ -15,8 +15,13 @@
 #include "methods/RegenerativeModel.h"
 
 #include <cstdint>
+#include <vector>
 
 namespace gensolver {
+
+// Per state, the impulses of variable p that one deterministic firing from it
+// earns: each branch earns the first-entry impulse of its target.
+std::vector<double> firingImpulses(const RegenerativeModel& m, std::size_t p);
 
 // Throws SolveError when a time point needs more uniformization steps than
 // allowed or the long run ends in more than one closed class.

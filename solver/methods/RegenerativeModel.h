@@ -35,6 +35,9 @@ struct RegenerativeModel {
     // Empty for a variable whose .var impulses are all 0.
     std::vector<std::vector<double>> entryImpulse;
     bool exactImpulses = false; // the exponential impulse rates come from .imp
+    // Per variable: reported until absorption instead of at its time points (the
+    // .abs file names it); empty when there is no .abs file.
+    std::vector<bool> untilAbsorption;
 
     std::vector<double> delays;      // per delay group, in .det order
     std::vector<std::int32_t> group; // per state, its delay group or kNoDelay

@@ -220,6 +220,8 @@ RegenerativeModel readRegenerativeModel(const std::string& stem) {
     readRows(stem + ".arm", m, derived);
     if (::stat((stem + ".dac").c_str(), &info) == 0)
         splitByActivity(stem + ".dac", m);
+    if (::stat((stem + ".abs").c_str(), &info) == 0)
+        m.untilAbsorption = readAbsorptionList(stem + ".abs", m.variables);
     return m;
 }
 

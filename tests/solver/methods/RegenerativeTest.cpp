@@ -5,6 +5,7 @@
 // renewal argument for each, and a value at a time point against its closed form.
 
 #include "methods/Regenerative.h"
+#include "RegenerativeTestSupport.h"
 #include "methods/EmbeddedChain.h"
 #include "methods/LimitSolver.h"
 #include "methods/RateMatrix.h"
@@ -19,61 +20,8 @@
 namespace {
 
 using namespace gensolver;
-
-// A process described by its arcs, states numbered from 0.
-struct Process {
-    std::uint32_t states = 0;
-    std::vector<double> delays;
-    std::vector<std::int32_t> group; // per state, kNoDelay when absent
-    struct Arc {
-        std::uint32_t from, to;
-        double value; // a rate, or a branch probability for deterministic arcs
-        bool deterministic;
-    };
-    std::vector<Arc> arcs;
-};
-
-SparseRows rowsOf(const Process& p, bool deterministic) {
-    SparseRows rows;
-    rows.start.assign(1, 0);
-    for (std::uint32_t i = 0; i < p.states; ++i) {
-        for (const Process::Arc& a : p.arcs)
-            if (a.from == i && a.deterministic == deterministic) {
-                rows.target.push_back(a.to);
-                rows.value.push_back(a.value);
-            }
-        rows.start.push_back(rows.target.size());
-    }
-    return rows;
-}
-
-// The model with one variable per reward vector given, of the given type and times.
-RegenerativeModel modelOf(const Process& p, const std::vector<std::vector<double>>& rewards,
-                          RewardType type = RewardType::SteadyState,
-                          std::vector<TimePoint> times = {{0.0, 0.0}}) {
-    RegenerativeModel m;
-    m.stem = "test";
-    m.delays = p.delays;
-    m.group = p.group;
-    m.exponential = rowsOf(p, false);
-    m.deterministic = rowsOf(p, true);
-    m.exitRate.assign(p.states, 0.0);
-    for (const Process::Arc& a : p.arcs)
-        if (!a.deterministic)
-            m.exitRate[a.from] += a.value;
-    for (std::size_t v = 0; v < rewards.size(); ++v) {
-        Variable variable;
-        variable.name = std::string(1, static_cast<char>('a' + v));
-        variable.type = type;
-        variable.times = times;
-        m.variables.push_back(variable);
-        Rewards r;
-        r.rate = rewards[v];
-        m.rewards.push_back(r);
-        m.entryImpulse.emplace_back();
-    }
-    return m;
-}
+using regentest::modelOf;
+using regentest::Process;
 
 double dot(const std::vector<double>& a, const std::vector<double>& b) {
     return std::inner_product(a.begin(), a.end(), b.begin(), 0.0);
@@ -211,16 +159,22 @@ TEST(RegenerativeLimit, RefusesSeveralClosedClasses) {
     EXPECT_THROW(solveRegenerativeLimit(modelOf(p, {{0.0, 1.0, 0.0}}), 1e-12, 1000), SolveError);
 }
 
-TEST(RegenerativeTransient, ValuesAtTimePointsMatchTheirClosedFormWithinTheEstimate) {
-    // 0 holds for exactly d, then 1 returns to 0 at rate mu. For d < t < 2d:
-    // P(in 1 at t) = e^(-mu (t - d)); the time spent in 1 over [0, t] is
-    // (1 - e^(-mu (t - d))) / mu; averaged over [d, t] it is that over t - d.
-    constexpr double d = 2.0, mu = 0.9;
+// 0 holds for exactly d, then 1 returns to 0 at rate mu.
+Process delayThenReturn(double d, double mu) {
     Process p;
     p.states = 2;
     p.delays = {d};
     p.group = {0, RegenerativeModel::kNoDelay};
     p.arcs = {{0, 1, 1.0, true}, {1, 0, mu, false}};
+    return p;
+}
+
+TEST(RegenerativeTransient, ValuesAtTimePointsMatchTheirClosedFormWithinTheEstimate) {
+    // 0 holds for exactly d, then 1 returns to 0 at rate mu. For d < t < 2d:
+    // P(in 1 at t) = e^(-mu (t - d)); the time spent in 1 over [0, t] is
+    // (1 - e^(-mu (t - d))) / mu; averaged over [d, t] it is that over t - d.
+    constexpr double d = 2.0, mu = 0.9;
+    const Process p = delayThenReturn(d, mu);
     const std::vector<double> inOne{0.0, 1.0};
     const double t = 3.1;
     RegenerativeModel m = modelOf(p, {inOne, inOne, inOne}, RewardType::InstantOfTime, {{t, t}});
@@ -237,6 +191,28 @@ TEST(RegenerativeTransient, ValuesAtTimePointsMatchTheirClosedFormWithinTheEstim
         EXPECT_FALSE(r.boundProven);
         EXPECT_LE(std::fabs(r.value - expected[v]), r.bound) << r.variable;
         EXPECT_LT(r.bound, 0.1) << r.variable;
+    }
+}
+
+TEST(RegenerativeTransient, LargeTimePointsStopAtTheLimitWithinTheBound) {
+    // 0 holds for exactly d, then 1 returns to 0 at rate mu: in the long run the
+    // process is in 1 a fraction (1/mu) / (d + 1/mu) of the time, for every
+    // Erlang order alike (each keeps the mean d). At t = 1e4 the finest expansion
+    // would take about 1.02 (128/d + mu) t = 6.6e5 steps.
+    constexpr double d = 2.0, mu = 0.9;
+    const Process p = delayThenReturn(d, mu);
+    const std::vector<double> inOne{0.0, 1.0};
+    RegenerativeModel m = modelOf(p, {inOne, inOne}, RewardType::InstantOfTime, {{1e4, 1e4}});
+    m.variables[1].type = RewardType::TimeAveragedInterval;
+    m.variables[1].times = {{5e3, 1e4}};
+    const double exact = (1.0 / mu) / (d + 1.0 / mu);
+    const Solution s = solveRegenerative(m, SolveOptions{});
+    ASSERT_EQ(s.results.size(), 2u);
+    for (const Result& r : s.results) {
+        EXPECT_TRUE(r.steadyState) << r.variable;
+        EXPECT_LE(std::fabs(r.value - exact), r.bound) << r.variable;
+        EXPECT_LT(r.bound, 1e-9) << r.variable;
+        EXPECT_LT(r.iterations, 50000u) << r.variable;
     }
 }
 

@@ -141,6 +141,30 @@ TEST(DeterministicSolve, DiskArrayLossWithinAYearMatchesAnIndependentSeries) {
     EXPECT_NEAR(r.value, expected, 1e-7 * expected);
 }
 
+TEST(DeterministicSolve, DiskArrayMeanTimeToDataLossMatchesTheRenewalClosedForm) {
+    // Every rebuild of d hours is survived with e^(-(N-1) l d); each cycle lasts
+    // 1/(N l) whole plus (1 - that)/((N-1) l) degraded on average, so with
+    // p = 1 - e^(-(N-1) l d) the mean time to loss is (1/(N l) + p/((N-1) l)) / p
+    // and the time degraded until then 1/((N-1) l).
+    struct Experiment {
+        double n, rebuild;
+    };
+    const Experiment experiments[] = {{4, 10.0}, {8, 10.0}, {4, 48.0}};
+    const double l = 1e-4;
+    for (int e = 0; e < 3; ++e) {
+        TempDir dir;
+        const auto rows = solveCsv(generate(dir, "gen-diskarray", e), "--absorption");
+        const double n = experiments[e].n;
+        const double p = -std::expm1(-(n - 1.0) * l * experiments[e].rebuild);
+        const double mean = (1.0 / (n * l) + p / ((n - 1.0) * l)) / p;
+        const Row& time = rows.at("time to absorption@absorption");
+        EXPECT_NEAR(time.value, mean, 1e-10 * mean) << e;
+        EXPECT_LE(std::fabs(time.value - mean), time.bound + 1e-13 * mean) << e;
+        EXPECT_NEAR(rows.at("degraded@absorption").value, 1.0 / ((n - 1.0) * l), 1e-6) << e;
+        EXPECT_EQ(rows.at("absorption probability@inf").value, 1.0) << e;
+    }
+}
+
 // A valid run of three states, then one fault per case.
 struct Files {
     std::string pvtype = "Version:1\nNumPV:1\nName:x\nType:3\nNumTimes:1\nStart:0\nStop:0\n";

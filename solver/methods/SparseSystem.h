@@ -19,11 +19,12 @@ namespace gensolver {
 class SparseSystem {
 public:
     // The system of component c, its states in ascending state order. With
-    // closed = true the first of them is the reference; otherwise b gets 1 for
+    // closed = true the reference-th of them is the reference; otherwise b gets 1 for
     // state 0 and the inflow sum x[i] * rate from states outside c (solved
     // before). local must have a slot per state; it is overwritten.
     SparseSystem(const RateMatrix& m, const Components& comps, std::uint32_t c, bool closed,
-                 const std::vector<double>& x, std::vector<std::uint32_t>& local);
+                 const std::vector<double>& x, std::vector<std::uint32_t>& local,
+                 std::uint32_t reference = 0);
     SparseSystem(const SparseSystem&) = delete;
     SparseSystem& operator=(const SparseSystem&) = delete;
 
@@ -42,6 +43,7 @@ public:
     std::vector<double> diagonal;      // exit rates; 1 for the reference
     std::vector<double> b;             // right-hand side
     std::vector<std::uint32_t> member; // state of each row
+    std::uint32_t reference;           // row of the reference (closed classes)
     bool closed;
 };
 

@@ -168,7 +168,8 @@ KrylovSolve krylov(const RateMatrix& m, const Components& comps, std::uint32_t c
                    const LimitOptions& options, std::vector<std::uint32_t>& local,
                    std::vector<double>& x) {
     Parallel& pool = sharedPool();
-    auto built = std::make_unique<SparseSystem>(m, comps, c, closed, x, local);
+    auto built =
+        std::make_unique<SparseSystem>(m, comps, c, closed, x, local, 0, options.multigrid);
     KrylovSolve out;
     std::unique_ptr<Preconditioner> preconditioner;
     if (options.multigrid) {
@@ -184,7 +185,7 @@ KrylovSolve krylov(const RateMatrix& m, const Components& comps, std::uint32_t c
             if (top != 0) {
                 multigrid.reset();
                 built = std::make_unique<SparseSystem>(m, comps, c, closed, x, local,
-                                                       static_cast<std::uint32_t>(top));
+                                                       static_cast<std::uint32_t>(top), true);
                 multigrid =
                     std::make_unique<AggregationMultigrid>(*built, options.multigridCoarsest);
             }

@@ -7,7 +7,8 @@ namespace gensolver {
 
 SparseSystem::SparseSystem(const RateMatrix& m, const Components& comps, std::uint32_t c,
                            bool closed, const std::vector<double>& x,
-                           std::vector<std::uint32_t>& local, std::uint32_t reference)
+                           std::vector<std::uint32_t>& local, std::uint32_t reference,
+                           bool balanced)
     : reference(reference), closed(closed) {
     const std::uint32_t size = comps.size(c);
     member.assign(comps.order.begin() + comps.first[c], comps.order.begin() + comps.first[c + 1]);
@@ -39,8 +40,9 @@ SparseSystem::SparseSystem(const RateMatrix& m, const Components& comps, std::ui
         start[k] = at;
         diagonal[k] = m.exitRate[j];
         if (closed && k == reference) {
-            diagonal[k] = 1.0;
-            b[k] = 1.0;
+            const double scale = balanced && m.exitRate[j] > 0.0 ? m.exitRate[j] : 1.0;
+            diagonal[k] = scale;
+            b[k] = scale;
             continue;
         }
         if (!closed && j == 0)

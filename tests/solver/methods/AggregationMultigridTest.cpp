@@ -191,11 +191,9 @@ TEST(AggregationMultigrid, CyclesConvergeWhereTheSolutionSpansOrdersOfMagnitude)
             << "state " << s;
 }
 
-TEST(AggregationMultigrid, RepairableMultiprocessorMatchesItsProductForm) {
-    // n processors and memories, each failing and repaired on its own, two
-    // switches and a controller: independent parts, so the stationary
-    // distribution is a product of binomials. Availability: at least one
-    // processor, memory and switch, and the controller.
+// The repairable multiprocessor of n processors and memories with every rate
+// times speed, against its product form (see the test below).
+void expectMultiprocessor(double speed) {
     const int n = 12;
     const double lp = 1e-3, mp = 0.05, lm = 5e-4, mm = 0.05, ls = 1e-4, ms = 0.5, lc = 2e-5,
                  mc = 0.25;
@@ -210,18 +208,18 @@ TEST(AggregationMultigrid, RepairableMultiprocessorMatchesItsProductForm) {
                 for (int ctrl = 0; ctrl <= 1; ++ctrl) {
                     const std::uint32_t s = id(p, q, sw, ctrl);
                     if (p > 0)
-                        ts.push_back({s, id(p - 1, q, sw, ctrl), lp * p});
+                        ts.push_back({s, id(p - 1, q, sw, ctrl), speed * lp * p});
                     if (p < n)
-                        ts.push_back({s, id(p + 1, q, sw, ctrl), mp * (n - p)});
+                        ts.push_back({s, id(p + 1, q, sw, ctrl), speed * mp * (n - p)});
                     if (q > 0)
-                        ts.push_back({s, id(p, q - 1, sw, ctrl), lm * q});
+                        ts.push_back({s, id(p, q - 1, sw, ctrl), speed * lm * q});
                     if (q < n)
-                        ts.push_back({s, id(p, q + 1, sw, ctrl), mm * (n - q)});
+                        ts.push_back({s, id(p, q + 1, sw, ctrl), speed * mm * (n - q)});
                     if (sw > 0)
-                        ts.push_back({s, id(p, q, sw - 1, ctrl), ls * sw});
+                        ts.push_back({s, id(p, q, sw - 1, ctrl), speed * ls * sw});
                     if (sw < 2)
-                        ts.push_back({s, id(p, q, sw + 1, ctrl), ms * (2 - sw)});
-                    ts.push_back({s, id(p, q, sw, 1 - ctrl), ctrl ? lc : mc});
+                        ts.push_back({s, id(p, q, sw + 1, ctrl), speed * ms * (2 - sw)});
+                    ts.push_back({s, id(p, q, sw, 1 - ctrl), speed * (ctrl ? lc : mc)});
                 }
     const std::uint32_t states = 6 * (n + 1) * (n + 1);
     const gensolver::Limit limit =
@@ -248,6 +246,19 @@ TEST(AggregationMultigrid, RepairableMultiprocessorMatchesItsProductForm) {
     EXPECT_NEAR(availability, exact, 1e-12);
     EXPECT_NEAR(capacity, exactCapacity, 1e-11);
     EXPECT_LE(std::fabs(availability - exact), limit.errorEstimate + 1e-15);
+}
+
+TEST(AggregationMultigrid, RepairableMultiprocessorMatchesItsProductForm) {
+    // n processors and memories, each failing and repaired on its own, two
+    // switches and a controller: independent parts, so the stationary
+    // distribution is a product of binomials. Availability: at least one
+    // processor, memory and switch, and the controller. Every rate times 100
+    // leaves the distribution as it is, and gives the likely states exit rates
+    // above 1, where the reference's row must be balanced for the coarse levels.
+    for (const double speed : {1.0, 100.0}) {
+        SCOPED_TRACE(speed);
+        expectMultiprocessor(speed);
+    }
 }
 
 TEST(AggregationMultigrid, RandomStiffPeriodicAndNearlyDecomposableChainsMatchTheDenseSolve) {

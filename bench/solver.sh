@@ -2,11 +2,13 @@
 # Benchmark of gen-solve's long-run solve, before and after: one row per model,
 # solver and number of threads.
 #
-#   bench/solver.sh [-b gen-solve] [-P "N ..."] [-K "N ..."] [-j jobs] [-k]
+#   bench/solver.sh [-b gen-solve] [-P "N ..."] [-K "N ..."] [-M "n ..."] [-j jobs] [-k]
 #
-# Builds a Release tree in build-release/ (gen-polling, gen-kanban, gen-solve and
-# the measuring helper bench/measure.cpp), writes the polling model for each N of
-# -P (default "16 18") and the kanban model for each N of -K (default "5"), and
+# Builds a Release tree in build-release/ (gen-polling, gen-kanban, gen-mpscaled,
+# gen-solve and the measuring helper bench/measure.cpp), writes the polling model
+# for each N of -P (default "16 18"), the kanban model for each N of -K (default
+# "5") and the scaled multiprocessor for each n of -M (its experiments: 100, 200,
+# 400 and 795, 61,206 to 3,803,496 states; default "100 200 400"), and
 # solves the long-run value of every variable of each (a .pvtype of type 3 beside
 # the same .arm and .var; the row shows the last variable) with:
 #
@@ -15,6 +17,7 @@
 #   GS        this tree's gen-solve (Gauss-Seidel)
 #   BiCG t1   this tree's gen-solve --bicgstab --threads 1
 #   BiCG t2   this tree's gen-solve --bicgstab --threads 2
+#   MG t1     this tree's gen-solve --multigrid --threads 1
 #
 # Each row: wall and CPU seconds, peak resident memory, the method with its
 # iterations or sweeps, the error bound and the value. The load average is
@@ -27,13 +30,15 @@ source "$(dirname "$0")/common.sh"
 before=""
 polling="16 18"
 kanban="5"
+mpscaled="100 200 400"
 jobs=2
 keep=0
-while getopts "b:P:K:j:kh" opt; do
+while getopts "b:P:K:M:j:kh" opt; do
     case $opt in
     b) before=$OPTARG ;;
     P) polling=$OPTARG ;;
     K) kanban=$OPTARG ;;
+    M) mpscaled=$OPTARG ;;
     j) jobs=$OPTARG ;;
     k) keep=1 ;;
     *) usage 21 ;;
@@ -43,7 +48,7 @@ done
 
 build=$root/build-release
 dir=$build/solver-bench
-build_release "$build" "$jobs" -DGEN_BUILD_TESTS=OFF -- gen-polling gen-kanban gen-solve
+build_release "$build" "$jobs" -DGEN_BUILD_TESTS=OFF -- gen-polling gen-kanban gen-mpscaled gen-solve
 rm -rf "$dir"
 mkdir -p "$dir"
 [ "$keep" -eq 1 ] || trap 'rm -rf "$dir"' EXIT
@@ -83,9 +88,20 @@ model() {
     solve "$label" "$stem" GS "$build/gen-solve"
     solve "$label" "$stem" "BiCG t1" "$build/gen-solve" --bicgstab --threads 1
     solve "$label" "$stem" "BiCG t2" "$build/gen-solve" --bicgstab --threads 2
+    solve "$label" "$stem" "MG t1" "$build/gen-solve" --multigrid --threads 1
     rm -f "$stem".*
 }
 
 for n in $polling; do model "polling$n" gen-polling -B$((n - 2)); done
 for n in $kanban; do model "kanban$n" gen-kanban -B$((n - 1)); done
+for n in $mpscaled; do
+    case $n in
+    100) experiment=0 ;;
+    200) experiment=1 ;;
+    400) experiment=2 ;;
+    795) experiment=3 ;;
+    *) refuse "bench/solver.sh: mpscaled has experiments for n = 100, 200, 400 and 795, not $n" ;;
+    esac
+    model "mpscaled$n" gen-mpscaled -B$experiment
+done
 echo "load after: $(cut -d' ' -f1-3 /proc/loadavg)"

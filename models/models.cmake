@@ -11,3 +11,4 @@ gen_add_model(stiff FILE models/stiff/stiff.san)
 
 # Twins of the hand-written examples while both exist.
 gen_add_model(polling_file FILE models/polling/polling.san)
+gen_add_model(mpscaled FILE models/mpscaled/mpscaled.san)

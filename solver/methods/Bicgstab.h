@@ -1,12 +1,12 @@
 #pragma once
 // The stabilized biconjugate gradient method (BiCGSTAB) with right
-// preconditioning by ILU(0), for a SparseSystem or its transpose: the residual it
-// tracks is that of the system itself. Products, preconditioner and sums run on
-// the thread pool with fixed chunks, so the iterates do not depend on the number
-// of threads (the transposed product runs on one thread).
+// preconditioning (ILU(0) or aggregation multigrid), for a SparseSystem or its transpose: the
+// residual it tracks is that of the system itself. Products, preconditioner and sums run on the
+// thread pool with fixed chunks, so the iterates do not depend on the number of threads (the
+// transposed product runs on one thread).
 
-#include "methods/IluPreconditioner.h"
 #include "methods/Parallel.h"
+#include "methods/Preconditioner.h"
 #include "methods/SparseSystem.h"
 
 #include <cstdint>
@@ -19,8 +19,8 @@ namespace gensolver {
 // is empty), r = rhs - B x, or with absolute once max_i |r_i| <= relativeTarget;
 // checked on the residual recomputed from x.
 struct KrylovProblem {
-    const SparseSystem* system = nullptr;              // not owned
-    const IluPreconditioner* preconditioner = nullptr; // not owned
+    const SparseSystem* system = nullptr;           // not owned
+    const Preconditioner* preconditioner = nullptr; // not owned
     bool transposed = false;
     const std::vector<double>* rhs = nullptr;    // not owned
     const std::vector<double>* weight = nullptr; // not owned, may be empty

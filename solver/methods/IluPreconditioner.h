@@ -5,6 +5,7 @@
 // system's size only, never on the number of threads, so results do not either.
 
 #include "methods/Parallel.h"
+#include "methods/Preconditioner.h"
 #include "methods/SparseSystem.h"
 
 #include <cstdint>
@@ -12,7 +13,7 @@
 
 namespace gensolver {
 
-class IluPreconditioner {
+class IluPreconditioner : public Preconditioner {
 public:
     // Rows per block at least; the blocks are at most kMaxBlocks.
     static constexpr std::uint32_t kMinBlock = 1u << 16;
@@ -28,10 +29,10 @@ public:
     std::uint32_t blocks() const { return static_cast<std::uint32_t>(blockStart_.size() - 1); }
 
     // z = (L U)^-1 v.
-    void apply(Parallel& pool, const std::vector<double>& v, std::vector<double>& z) const;
+    void apply(Parallel& pool, const std::vector<double>& v, std::vector<double>& z) const override;
     // z = ((L U)^T)^-1 v: the preconditioner of the transposed system.
     void applyTransposed(Parallel& pool, const std::vector<double>& v,
-                         std::vector<double>& z) const;
+                         std::vector<double>& z) const override;
 
 private:
     const SparseSystem& system_;            // not owned: outlives this

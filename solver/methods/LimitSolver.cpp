@@ -1,5 +1,6 @@
 #include "methods/LimitSolver.h"
 
+#include "methods/AggregationMultigrid.h"
 #include "methods/Bicgstab.h"
 #include "methods/Components.h"
 #include "methods/IluPreconditioner.h"
@@ -9,6 +10,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <memory>
 
 namespace gensolver {
 
@@ -153,7 +155,8 @@ struct KrylovSolve {
     bool converged = false; // bound <= tolerance
 };
 
-// BiCGSTAB+ILU(0) on the component's SparseSystem B y = b. The error bound rests
+// BiCGSTAB, preconditioned by ILU(0) or by aggregation multigrid, on the
+// component's SparseSystem B y = b. The error bound rests
 // on w = B^-T 1 (for a closed class the expected times to reach the reference
 // state, for a transient component those to leave it), solved first to
 // delta = max |1 - B^T w| <= 1/2: B^-1 >= 0, so |y - y*| <= B^-1 |r| and
@@ -165,16 +168,44 @@ KrylovSolve krylov(const RateMatrix& m, const Components& comps, std::uint32_t c
                    const LimitOptions& options, std::vector<std::uint32_t>& local,
                    std::vector<double>& x) {
     Parallel& pool = sharedPool();
-    const SparseSystem system(m, comps, c, closed, x, local);
-    const std::uint32_t n = system.size();
+    auto built =
+        std::make_unique<SparseSystem>(m, comps, c, closed, x, local, 0, options.multigrid);
     KrylovSolve out;
-    const IluPreconditioner ilu(pool, system);
-    if (!ilu.ok())
-        return out;
+    std::unique_ptr<Preconditioner> preconditioner;
+    if (options.multigrid) {
+        auto multigrid = std::make_unique<AggregationMultigrid>(*built, options.multigridCoarsest);
+        if (closed && multigrid->ok()) {
+            // The reference is best a likely state: the expected times to reach it
+            // (w below) weigh the residual in the bound, and a rarely visited
+            // reference makes them, and the range of y, huge. One cycle from the
+            // first state as the reference tells where the likely states are.
+            std::vector<double> guess(built->size());
+            multigrid->apply(pool, built->b, guess);
+            const auto top = std::max_element(guess.begin(), guess.end()) - guess.begin();
+            if (top != 0) {
+                multigrid.reset();
+                built = std::make_unique<SparseSystem>(m, comps, c, closed, x, local,
+                                                       static_cast<std::uint32_t>(top), true);
+                multigrid =
+                    std::make_unique<AggregationMultigrid>(*built, options.multigridCoarsest);
+            }
+        }
+        if (!multigrid->ok())
+            return out;
+        preconditioner = std::move(multigrid);
+    } else {
+        auto ilu = std::make_unique<IluPreconditioner>(pool, *built);
+        if (!ilu->ok())
+            return out;
+        preconditioner = std::move(ilu);
+    }
+    const SparseSystem& system = *built;
+    const std::uint32_t n = system.size();
+    const Preconditioner& pre = *preconditioner;
     const std::vector<double> ones(n, 1.0), none;
     std::vector<double> w(n);
-    ilu.applyTransposed(pool, ones, w);
-    KrylovProblem times{&system, &ilu, true, &ones, &none, 0.5, true, options.maxSweeps};
+    pre.applyTransposed(pool, ones, w);
+    KrylovProblem times{&system, &pre, true, &ones, &none, 0.5, true, options.maxSweeps};
     const KrylovResult timed = bicgstab(pool, times, w);
     out.iterations += timed.iterations;
     if (!timed.converged)
@@ -191,10 +222,10 @@ KrylovSolve krylov(const RateMatrix& m, const Components& comps, std::uint32_t c
 
     // The start: the preconditioner applied to b, a cheap approximation.
     std::vector<double> y(n);
-    ilu.apply(pool, system.b, y);
+    pre.apply(pool, system.b, y);
     const double share = closed ? 0.5 : 1.0;
     KrylovProblem problem{
-        &system, &ilu, false, &system.b, &w, share * options.tolerance, false, options.maxSweeps};
+        &system, &pre, false, &system.b, &w, share * options.tolerance, false, options.maxSweeps};
     const KrylovResult solved = bicgstab(pool, problem, y);
     out.iterations += solved.iterations;
     // Tiny negative values that the iteration leaves are cut off, and the bound is
@@ -242,7 +273,8 @@ std::string Limit::method() const {
         return "direct elimination";
     std::string text;
     if (krylov)
-        text = "BiCGSTAB+ILU(0), " + std::to_string(krylovIterations) + " iterations";
+        text = std::string(multigrid ? "BiCGSTAB+aggregation multigrid, " : "BiCGSTAB+ILU(0), ") +
+               std::to_string(krylovIterations) + " iterations";
     if (iterative)
         text += std::string(krylov ? ", then " : "") + "Gauss-Seidel, " + std::to_string(sweeps) +
                 " sweeps";
@@ -286,6 +318,7 @@ Limit solveLimit(const RateMatrix& m, const LimitOptions& options) {
         if (size >= options.krylovFrom) {
             const KrylovSolve k = krylov(m, comps, c, closed, options, local, x);
             limit.krylov = true;
+            limit.multigrid = options.multigrid;
             limit.krylovIterations += k.iterations;
             if (k.converged) {
                 limit.errorEstimate = std::max(limit.errorEstimate, k.bound);

@@ -19,6 +19,9 @@ struct LimitOptions {
     // where it fails), smaller ones by Gauss-Seidel; by default none, as
     // Gauss-Seidel is the faster on the models measured (bench/README.md).
     std::uint32_t krylovFrom = 0xFFFFFFFFu;
+    // BiCGSTAB is preconditioned by aggregation multigrid instead of ILU(0).
+    bool multigrid = false;
+    std::uint32_t multigridCoarsest = 600; // its levels of at most this size are solved densely
 };
 
 // How the limit was reached; printed with every value that uses it.
@@ -31,6 +34,7 @@ struct Limit {
     std::uint64_t krylovIterations = 0; // BiCGSTAB iterations over all solves
     bool iterative = false;             // some part was solved by Gauss-Seidel
     bool krylov = false;                // some part was solved by BiCGSTAB
+    bool multigrid = false;             // ... preconditioned by aggregation multigrid
     bool converged = true;              // every iterative solve met the tolerance
     double residual = 0.0; // largest relative residual |pi Q| / |pi diag(Q)| of a class
     // Estimated 1-norm error of the distribution: the largest over the solves of
@@ -38,7 +42,9 @@ struct Limit {
     // Gauss-Seidel one (rounding for direct ones), plus how far the class
     // probabilities miss a sum of 1.
     double errorEstimate = 0.0;
-    std::string method() const; // e.g. "BiCGSTAB+ILU(0), 23 iterations"
+    // e.g. "BiCGSTAB+ILU(0), 23 iterations" or "BiCGSTAB+aggregation multigrid, 9
+    // iterations"
+    std::string method() const;
 };
 
 Limit solveLimit(const RateMatrix& m, const LimitOptions& options);

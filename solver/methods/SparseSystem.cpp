@@ -7,8 +7,9 @@ namespace gensolver {
 
 SparseSystem::SparseSystem(const RateMatrix& m, const Components& comps, std::uint32_t c,
                            bool closed, const std::vector<double>& x,
-                           std::vector<std::uint32_t>& local)
-    : closed(closed) {
+                           std::vector<std::uint32_t>& local, std::uint32_t reference,
+                           bool balanced)
+    : reference(reference), closed(closed) {
     const std::uint32_t size = comps.size(c);
     member.assign(comps.order.begin() + comps.first[c], comps.order.begin() + comps.first[c + 1]);
     bool sorted = true;
@@ -24,7 +25,7 @@ SparseSystem::SparseSystem(const RateMatrix& m, const Components& comps, std::ui
     std::uint64_t entries = 0;
     for (std::uint32_t k = 0; k < size; ++k) {
         const std::uint32_t j = member[k];
-        if (closed && k == 0)
+        if (closed && k == reference)
             continue;
         for (std::uint64_t e = m.start[j]; e < m.start[std::size_t{j} + 1]; ++e)
             if (comps.component[m.source[e]] == c)
@@ -38,9 +39,10 @@ SparseSystem::SparseSystem(const RateMatrix& m, const Components& comps, std::ui
         const std::uint32_t j = member[k];
         start[k] = at;
         diagonal[k] = m.exitRate[j];
-        if (closed && k == 0) {
-            diagonal[k] = 1.0;
-            b[k] = 1.0;
+        if (closed && k == reference) {
+            const double scale = balanced && m.exitRate[j] > 0.0 ? m.exitRate[j] : 1.0;
+            diagonal[k] = scale;
+            b[k] = scale;
             continue;
         }
         if (!closed && j == 0)

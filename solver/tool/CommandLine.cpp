@@ -31,6 +31,7 @@ const char* usage() {
            "  --dense-limit N          solve classes of up to N states directly (default 1000)\n"
            "  --bicgstab               solve components of 5000 states or more by BiCGSTAB with\n"
            "                           ILU(0) (default: Gauss-Seidel)\n"
+           "  --multigrid              the same, preconditioned by aggregation multigrid\n"
            "  --threads N              threads for the long-run solve (default: one per core)\n"
            "  -h, --help               this text\n"
            "Exit status: 0 success, 1 error (one line on standard error), 2 results printed\n"
@@ -124,6 +125,9 @@ CommandLine parseCommandLine(const std::vector<std::string>& args) {
             cl.solve.limit.denseLimit = static_cast<std::uint32_t>(n);
         } else if (a == "--bicgstab") {
             cl.solve.limit.krylovFrom = 5000;
+        } else if (a == "--multigrid") {
+            cl.solve.limit.krylovFrom = 5000;
+            cl.solve.limit.multigrid = true;
         } else if (is("--threads")) {
             const std::uint64_t n = count("--threads");
             if (n > 1024)

@@ -12,11 +12,11 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <random>
 
 namespace {
 
 using gensolver::Transition;
+using solvertest::randomIrreducible;
 using solvertest::Dense;
 
 // Dense generator of n states from transitions numbered from 0.
@@ -66,20 +66,6 @@ void expectLimit(std::uint32_t n, const std::vector<Transition>& ts,
     EXPECT_LE(limit.errorEstimate, 2e-12);
     // The bound is that of the iteration; the oracle's own rounding is far below.
     EXPECT_LE(static_cast<double>(distance), limit.errorEstimate + 1e-14) << limit.method();
-}
-
-// Random irreducible chain: a ring plus random arcs, rates log-uniform over
-// [10^lo, 10^hi].
-std::vector<Transition> randomIrreducible(std::uint32_t n, unsigned seed, double lo, double hi) {
-    std::mt19937 gen(seed);
-    std::uniform_real_distribution<double> exponent(lo, hi);
-    std::uniform_int_distribution<std::uint32_t> pick(0, n - 1);
-    std::vector<Transition> ts;
-    for (std::uint32_t i = 0; i < n; ++i)
-        ts.push_back({i, (i + 1) % n, std::pow(10.0, exponent(gen))});
-    for (std::uint32_t k = 0; k < 3 * n; ++k)
-        ts.push_back({pick(gen), pick(gen), std::pow(10.0, exponent(gen))});
-    return ts;
 }
 
 std::vector<long double> wholeChainStationary(std::uint32_t n, const std::vector<Transition>& ts) {

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstdio>
 #include <fstream>
+#include <random>
 #include <stdexcept>
 #include <utility>
 
@@ -27,6 +28,19 @@ Dense multiply(const Dense& a, const Dense& b) {
 }
 
 } // namespace
+
+std::vector<gensolver::Transition> randomIrreducible(std::uint32_t n, unsigned seed, double lo,
+                                                     double hi) {
+    std::mt19937 gen(seed);
+    std::uniform_real_distribution<double> exponent(lo, hi);
+    std::uniform_int_distribution<std::uint32_t> pick(0, n - 1);
+    std::vector<gensolver::Transition> ts;
+    for (std::uint32_t i = 0; i < n; ++i)
+        ts.push_back({i, (i + 1) % n, std::pow(10.0, exponent(gen))});
+    for (std::uint32_t k = 0; k < 3 * n; ++k)
+        ts.push_back({pick(gen), pick(gen), std::pow(10.0, exponent(gen))});
+    return ts;
+}
 
 void writeChain(const std::string& stem, const Chain& chain) {
     std::ofstream arm(stem + ".arm", std::ios::binary);

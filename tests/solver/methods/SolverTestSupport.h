@@ -30,6 +30,11 @@ struct Chain {
     std::vector<Variable> variables;
 };
 
+// Random irreducible chain of n states numbered from 0: a ring plus 3n random
+// arcs, rates log-uniform over [10^lo, 10^hi].
+std::vector<gensolver::Transition> randomIrreducible(std::uint32_t n, unsigned seed, double lo,
+                                                     double hi);
+
 // Writes <stem>.arm, .var and .pvtype as gen would (rates with 17 significant
 // digits so that nothing is lost on the way).
 void writeChain(const std::string& stem, const Chain& chain);

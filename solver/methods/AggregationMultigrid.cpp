@@ -1,0 +1,317 @@
+#include "methods/AggregationMultigrid.h"
+
+#include <cmath>
+#include <limits>
+
+namespace gensolver {
+
+namespace {
+
+constexpr std::uint32_t kNone = std::numeric_limits<std::uint32_t>::max();
+
+} // namespace
+
+AggregationMultigrid::AggregationMultigrid(const SparseSystem& system, std::uint32_t coarsest) {
+    Level finest;
+    finest.size = system.size();
+    finest.start = system.start.data();
+    finest.column = system.column.data();
+    finest.rate = system.rate.data();
+    finest.diagonal = system.diagonal.data();
+    levels_.push_back(std::move(finest));
+    // The reference row of a closed class (the identity) stays alone on every level.
+    std::uint32_t reference = system.closed ? system.reference : kNone;
+    while (levels_.back().size > coarsest) {
+        // Two rounds of pairing make aggregates of up to four: coarsening by
+        // about four keeps a W-cycle at about twice the work of its finest level.
+        std::vector<std::uint32_t> first, second;
+        std::vector<double> firstWeight, secondWeight;
+        const std::uint32_t keep = reference;
+        Level half = pair(levels_.back(), keep, first, firstWeight);
+        Level quarter = pair(half, keep == kNone ? kNone : first[keep], second, secondWeight);
+        if (quarter.size * 4ull > levels_.back().size * 3ull)
+            break; // the pairing stalls: solve this level densely after all
+        for (std::uint32_t i = 0; i < first.size(); ++i) {
+            firstWeight[i] *= secondWeight[first[i]];
+            first[i] = second[first[i]];
+        }
+        if (keep != kNone)
+            reference = first[keep];
+        levels_.back().aggregate = std::move(first);
+        levels_.back().weight = std::move(firstWeight);
+        levels_.push_back(std::move(quarter));
+    }
+    for (Level& level : levels_) {
+        level.x.resize(level.size);
+        level.b.resize(level.size);
+        level.r.resize(level.size);
+    }
+    factorCoarsest();
+}
+
+AggregationMultigrid::Level AggregationMultigrid::pair(const Level& fine, std::uint32_t keep,
+                                                       std::vector<std::uint32_t>& map,
+                                                       std::vector<double>& weight) {
+    map.assign(fine.size, kNone);
+    weight.assign(fine.size, 1.0);
+    std::uint32_t count = 0;
+    if (keep != kNone)
+        map[keep] = kNone - 1; // numbered below, in its turn
+    for (std::uint32_t i = 0; i < fine.size; ++i) {
+        if (map[i] != kNone && i != keep)
+            continue;
+        map[i] = count++;
+        if (i == keep)
+            continue;
+        // The free neighbour that sends i the largest rate.
+        std::uint32_t best = kNone;
+        double in = 0.0;
+        for (std::uint64_t e = fine.start[i]; e < fine.start[i + 1]; ++e) {
+            const std::uint32_t j = fine.column[e];
+            if (j != i && map[j] == kNone && fine.rate[e] > in) {
+                in = fine.rate[e];
+                best = j;
+            }
+        }
+        if (best == kNone)
+            continue;
+        map[best] = map[i];
+        // The pair's shares of its total are those of the two-state chain
+        // between them, whose balance i * out = best * in gives them; exact
+        // for a reversible chain, and what makes the interpolation follow a
+        // solution that differs by orders of magnitude between neighbours.
+        double out = 0.0;
+        for (std::uint64_t e = fine.start[best]; e < fine.start[best + 1]; ++e)
+            if (fine.column[e] == i)
+                out += fine.rate[e];
+        if (out > 0.0) {
+            weight[i] = in / (in + out);
+            weight[best] = out / (in + out);
+        } else {
+            weight[i] = weight[best] = 0.5;
+        }
+    }
+    return galerkin(fine, map, weight, count);
+}
+
+AggregationMultigrid::Level AggregationMultigrid::galerkin(const Level& fine,
+                                                           const std::vector<std::uint32_t>& map,
+                                                           const std::vector<double>& weight,
+                                                           std::uint32_t count) {
+    // The members of each group, group by group.
+    std::vector<std::uint32_t> first(std::size_t{count} + 1, 0), members(fine.size);
+    for (std::uint32_t i = 0; i < fine.size; ++i)
+        ++first[map[i] + 1];
+    for (std::uint32_t g = 0; g < count; ++g)
+        first[g + 1] += first[g];
+    {
+        std::vector<std::uint32_t> at(first.begin(), first.end() - 1);
+        for (std::uint32_t i = 0; i < fine.size; ++i)
+            members[at[map[i]]++] = i;
+    }
+    Level coarse;
+    coarse.size = count;
+    coarse.ownStart.assign(std::size_t{count} + 1, 0);
+    coarse.ownDiagonal.resize(count);
+    // Per coarse column, its entry in the current row (+1), 0 for none.
+    std::vector<std::uint64_t> where(count, 0);
+    for (std::uint32_t g = 0; g < count; ++g) {
+        coarse.ownStart[g] = coarse.ownColumn.size();
+        // The diagonal is the members' diagonals less the rates among them: summed
+        // in long double, as nearly closed aggregates cancel most of it.
+        long double diagonal = 0.0L;
+        double offDiagonal = 0.0;
+        for (std::uint32_t k = first[g]; k < first[g + 1]; ++k) {
+            const std::uint32_t i = members[k];
+            diagonal += static_cast<long double>(fine.diagonal[i]) * weight[i];
+            for (std::uint64_t e = fine.start[i]; e < fine.start[i + 1]; ++e) {
+                const std::uint32_t j = fine.column[e];
+                const std::uint32_t h = map[j];
+                const double r = fine.rate[e] * weight[j];
+                if (h == g) {
+                    diagonal -= r;
+                } else if (where[h] == 0) {
+                    coarse.ownColumn.push_back(h);
+                    coarse.ownRate.push_back(r);
+                    where[h] = coarse.ownColumn.size();
+                    offDiagonal += r;
+                } else {
+                    coarse.ownRate[where[h] - 1] += r;
+                    offDiagonal += r;
+                }
+            }
+        }
+        for (std::uint64_t e = coarse.ownStart[g]; e < coarse.ownColumn.size(); ++e)
+            where[coarse.ownColumn[e]] = 0;
+        // Rounding can leave a closed aggregate without a positive diagonal; the
+        // row's off-diagonal sum keeps the level usable (it only preconditions).
+        const double d = static_cast<double>(diagonal);
+        coarse.ownDiagonal[g] = d > 0.0 ? d : (offDiagonal > 0.0 ? offDiagonal : 1.0);
+    }
+    coarse.ownStart[count] = coarse.ownColumn.size();
+    coarse.start = coarse.ownStart.data();
+    coarse.column = coarse.ownColumn.data();
+    coarse.rate = coarse.ownRate.data();
+    coarse.diagonal = coarse.ownDiagonal.data();
+    return coarse;
+}
+
+void AggregationMultigrid::factorCoarsest() {
+    const Level& c = levels_.back();
+    const std::uint32_t n = c.size;
+    lu_.assign(std::size_t{n} * n, 0.0);
+    auto a = [&](std::uint32_t i, std::uint32_t j) -> double& {
+        return lu_[std::size_t{i} * n + j];
+    };
+    for (std::uint32_t i = 0; i < n; ++i) {
+        a(i, i) += c.diagonal[i];
+        for (std::uint64_t e = c.start[i]; e < c.start[i + 1]; ++e)
+            a(i, c.column[e]) -= c.rate[e];
+    }
+    // Without pivoting: an M-matrix keeps positive pivots.
+    for (std::uint32_t k = 0; k < n; ++k) {
+        const double pivot = a(k, k);
+        if (!(pivot > 0.0) || !std::isfinite(pivot)) {
+            ok_ = false;
+            return;
+        }
+        for (std::uint32_t i = k + 1; i < n; ++i) {
+            const double l = a(i, k) / pivot;
+            a(i, k) = l;
+            if (l != 0.0)
+                for (std::uint32_t j = k + 1; j < n; ++j)
+                    a(i, j) -= l * a(k, j);
+        }
+    }
+}
+
+void AggregationMultigrid::solveCoarsest(bool transposed) const {
+    const Level& c = levels_.back();
+    const std::uint32_t n = c.size;
+    auto a = [&](std::uint32_t i, std::uint32_t j) { return lu_[std::size_t{i} * n + j]; };
+    std::vector<double>& x = c.x;
+    x = c.b;
+    if (!transposed) {
+        // L y = b (unit diagonal), then U x = y.
+        for (std::uint32_t i = 0; i < n; ++i)
+            for (std::uint32_t j = 0; j < i; ++j)
+                x[i] -= a(i, j) * x[j];
+        for (std::uint32_t i = n; i-- > 0;) {
+            for (std::uint32_t j = i + 1; j < n; ++j)
+                x[i] -= a(i, j) * x[j];
+            x[i] /= a(i, i);
+        }
+    } else {
+        // U^T y = b, then L^T x = y.
+        for (std::uint32_t i = 0; i < n; ++i) {
+            for (std::uint32_t j = 0; j < i; ++j)
+                x[i] -= a(j, i) * x[j];
+            x[i] /= a(i, i);
+        }
+        for (std::uint32_t i = n; i-- > 0;)
+            for (std::uint32_t j = i + 1; j < n; ++j)
+                x[i] -= a(j, i) * x[j];
+    }
+}
+
+void AggregationMultigrid::smooth(const Level& level, bool transposed, bool forward,
+                                  bool zero) const {
+    const std::uint32_t n = level.size;
+    std::vector<double>& x = level.x;
+    const std::vector<double>& b = level.b;
+    if (zero)
+        std::fill(x.begin(), x.end(), 0.0);
+    if (!transposed) {
+        // Row by row: x_i = (b_i + sum_j rate_ij x_j) / d_i.
+        for (std::uint32_t step = 0; step < n; ++step) {
+            const std::uint32_t i = forward ? step : n - 1 - step;
+            double s = b[i];
+            for (std::uint64_t e = level.start[i]; e < level.start[i + 1]; ++e)
+                s += level.rate[e] * x[level.column[e]];
+            x[i] = s / level.diagonal[i];
+        }
+        return;
+    }
+    // The transposed system by columns: s gathers b and the terms of the unknowns
+    // not yet updated in this sweep, and each updated unknown then adds its terms
+    // to those still ahead.
+    std::vector<double>& s = level.r;
+    s = b;
+    if (!zero)
+        for (std::uint32_t j = 0; j < n; ++j)
+            for (std::uint64_t e = level.start[j]; e < level.start[j + 1]; ++e) {
+                const std::uint32_t i = level.column[e];
+                if (forward ? i < j : i > j)
+                    s[i] += level.rate[e] * x[j];
+            }
+    for (std::uint32_t step = 0; step < n; ++step) {
+        const std::uint32_t j = forward ? step : n - 1 - step;
+        x[j] = s[j] / level.diagonal[j];
+        for (std::uint64_t e = level.start[j]; e < level.start[j + 1]; ++e) {
+            const std::uint32_t i = level.column[e];
+            if (forward ? i > j : i < j)
+                s[i] += level.rate[e] * x[j];
+        }
+    }
+}
+
+void AggregationMultigrid::residual(const Level& level, bool transposed) const {
+    const std::uint32_t n = level.size;
+    const std::vector<double>& x = level.x;
+    std::vector<double>& r = level.r;
+    if (!transposed) {
+        for (std::uint32_t i = 0; i < n; ++i) {
+            double s = level.b[i] - level.diagonal[i] * x[i];
+            for (std::uint64_t e = level.start[i]; e < level.start[i + 1]; ++e)
+                s += level.rate[e] * x[level.column[e]];
+            r[i] = s;
+        }
+        return;
+    }
+    for (std::uint32_t i = 0; i < n; ++i)
+        r[i] = level.b[i] - level.diagonal[i] * x[i];
+    for (std::uint32_t j = 0; j < n; ++j)
+        for (std::uint64_t e = level.start[j]; e < level.start[j + 1]; ++e)
+            r[level.column[e]] += level.rate[e] * x[j];
+}
+
+void AggregationMultigrid::cycle(std::uint32_t l, bool transposed, bool zero) const {
+    if (l + 1 == levels_.size()) {
+        solveCoarsest(transposed);
+        return;
+    }
+    const Level& fine = levels_[l];
+    const Level& coarse = levels_[l + 1];
+    for (std::uint32_t k = 0; k < kSweeps; ++k)
+        smooth(fine, transposed, true, zero && k == 0);
+    residual(fine, transposed);
+    // Restriction sums over each aggregate, interpolation gives each member its
+    // share; the transposed cycle swaps the two.
+    std::fill(coarse.b.begin(), coarse.b.end(), 0.0);
+    for (std::uint32_t i = 0; i < fine.size; ++i)
+        coarse.b[fine.aggregate[i]] += transposed ? fine.weight[i] * fine.r[i] : fine.r[i];
+    cycle(l + 1, transposed, true);
+    if (l + 2 < levels_.size()) // the coarsest level's solve is exact already
+        cycle(l + 1, transposed, false);
+    for (std::uint32_t i = 0; i < fine.size; ++i)
+        fine.x[i] +=
+            transposed ? coarse.x[fine.aggregate[i]] : fine.weight[i] * coarse.x[fine.aggregate[i]];
+    for (std::uint32_t k = 0; k < kSweeps; ++k)
+        smooth(fine, transposed, false, false);
+}
+
+void AggregationMultigrid::apply(Parallel&, const std::vector<double>& v,
+                                 std::vector<double>& z) const {
+    levels_[0].b = v;
+    cycle(0, false, true);
+    z = levels_[0].x;
+}
+
+void AggregationMultigrid::applyTransposed(Parallel&, const std::vector<double>& v,
+                                           std::vector<double>& z) const {
+    levels_[0].b = v;
+    cycle(0, true, true);
+    z = levels_[0].x;
+}
+
+} // namespace gensolver

@@ -96,11 +96,12 @@ for n in $polling; do model "polling$n" gen-polling -B$((n - 2)); done
 for n in $kanban; do model "kanban$n" gen-kanban -B$((n - 1)); done
 for n in $mpscaled; do
     case $n in
-    100) experiment=0 ;;
-    200) experiment=1 ;;
-    400) experiment=2 ;;
-    795) experiment=3 ;;
-    *) refuse "bench/solver.sh: mpscaled has experiments for n = 100, 200, 400 and 795, not $n" ;;
+    10) experiment=0 ;;
+    100) experiment=1 ;;
+    200) experiment=2 ;;
+    400) experiment=3 ;;
+    795) experiment=4 ;;
+    *) refuse "bench/solver.sh: mpscaled has experiments for n = 10, 100, 200, 400 and 795, not $n" ;;
     esac
     model "mpscaled$n" gen-mpscaled -B$experiment
 done

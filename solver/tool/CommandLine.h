@@ -17,6 +17,7 @@ struct CommandLine {
     PlotOptions plotOptions; // how the plot is drawn
     SolveOptions solve;
     unsigned threads = 0; // worker threads of the solver, 0 for one per core
+    bool binaryRows = false; // rows and rewards from the binary parts, not .arm and .var
     bool help = false;
 };
 

@@ -25,9 +25,15 @@ int main(int argc, char** argv) {
             return 0;
         }
         setSharedThreads(cl.threads);
+        if (cl.binaryRows && hasDeterministicDelays(cl.stem))
+            throw InputError(cl.stem + ".det", "the model has deterministic activities, whose "
+                                               "rows only the text files hold; gen-solve "
+                                               "without --binary-rows reads them");
         const Solution solution = hasDeterministicDelays(cl.stem)
                                       ? solveRegenerative(readRegenerativeModel(cl.stem), cl.solve)
-                                      : solve(readModel(cl.stem), cl.solve);
+                                      : solve(cl.binaryRows ? readModelFromParts(cl.stem)
+                                                            : readModel(cl.stem),
+                                              cl.solve);
         if (!solution.absorptionNotice.empty())
             std::cerr << "gen-solve: " << solution.absorptionNotice << '\n';
         writeReport(std::cout, solution, cl.format, cl.solve.transient.epsilon);

@@ -64,6 +64,7 @@ int main(int argc, char** argv) {
                                                      hash_value, db_host, db_entity, traceFileName);
     std::cout << "SSG: SetTraceLevel: " << TempTraceLevel << '\n';
     generator->TraceLevel = TempTraceLevel;
+    generator->writeBinaryRows(BinaryRows);
     generator->InitializeTrace();
     generator->GenStateSpace();
     (void)fileType; // accepted for command lines written for the tool; nothing reads it

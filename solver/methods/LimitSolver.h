@@ -31,6 +31,8 @@ struct Limit {
     std::uint64_t krylovIterations = 0; // BiCGSTAB iterations over all solves
     bool iterative = false;             // some part was solved by Gauss-Seidel
     bool krylov = false;                // some part was solved by BiCGSTAB
+    bool power = false;                 // the power iteration of the uniformized chain
+                                        // (sweeps counts its steps; no class figures)
     bool converged = true;              // every iterative solve met the tolerance
     double residual = 0.0; // largest relative residual |pi Q| / |pi diag(Q)| of a class
     // Estimated 1-norm error of the distribution: the largest over the solves of

@@ -7,8 +7,10 @@
 #include "methods/Parallel.h"
 #include "methods/PoissonWeights.h"
 #include "methods/RateMatrix.h"
+#include "methods/UniformizedSteps.h"
 
 #include <cstdint>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -95,6 +97,11 @@ public:
     // they outlive the solver). limits may be null (no steady-state detection).
     TransientSolver(const RateMatrix& m, std::vector<const std::vector<double>*> integrands,
                     LimitSource* limits, const TransientOptions& options);
+    // The same over the given steps (owned), which may hold part of the chain:
+    // the distribution and the integrands are then the process's slices.
+    TransientSolver(std::unique_ptr<UniformizedSteps> steps,
+                    std::vector<const std::vector<double>*> integrands, LimitSource* limits,
+                    const TransientOptions& options);
     TransientSolver(const TransientSolver&) = delete;
     TransientSolver& operator=(const TransientSolver&) = delete;
 
@@ -118,20 +125,14 @@ private:
     // usable, a negative value.
     double distanceToLimit(std::uint64_t k, std::uint64_t remaining);
 
-    const RateMatrix& m_;
+    std::unique_ptr<UniformizedSteps> owned_; // the steps, owned
+    UniformizedSteps& chain_;              // *owned_
     std::vector<const std::vector<double>*> integrands_;
     LimitSource* limits_;
     const Limit* limit_ = nullptr;
     TransientOptions options_;
-    double q_ = 0.0;               // uniformization rate
-    double roundingPerStep_ = 0.0; // bound on the 1-norm rounding error of one step
-    std::vector<double> stay_;     // per state, 1 - exit rate / q
-    // Per transition, the index of its rate divided by q in scaledRate_; both empty
-    // when the chain has more distinct rates than an index holds.
-    std::vector<std::uint16_t> rateIndex_;
-    std::vector<double> scaledRate_;
+    double q_ = 0.0; // uniformization rate
     double total_ = 1.0; // sum of v_'s entries, divided out by the next step
-    Parallel* pool_;     // not owned: the solver's shared pool
     std::vector<double> v_, y_;
     std::uint64_t steps_ = 0;
     bool steady_ = false;

@@ -13,51 +13,48 @@ Limit powerLimit(UniformizedSteps& steps, const LimitOptions& options) {
     Limit limit;
     limit.power = true;
     limit.converged = false;
+    limit.errorEstimate = 2.0;
     double total = 1.0;
-    double previous = 0.0;
-    // The contraction is estimated from the ratio of successive changes, smoothed
-    // over a window: a single ratio can dip below the true rate.
-    double worstRatio = 0.0;
-    const std::uint64_t window = 16;
-    std::uint64_t windowStart = 0;
+    // The rate of contraction is the geometric mean of the ratios of successive
+    // changes over the last `window` steps: single ratios are noisy, more so once
+    // the changes near the rounding of a step.
+    constexpr std::uint64_t window = 64;
+    std::vector<double> changes(window, 0.0);
     for (std::uint64_t k = 1; k <= options.maxSweeps; ++k) {
         total = steps.step(x.data(), total > 0.0 ? 1.0 / total : 1.0, y.data(), 0.0, nullptr);
         const double change = steps.distance(x.data(), y.data());
         x.swap(y);
         limit.sweeps = k;
-        if (previous > 0.0 && change > 0.0) {
-            const double ratio = change / previous;
-            if (k - windowStart > window) {
-                windowStart = k;
-                worstRatio = 0.0;
-            }
-            worstRatio = std::max(worstRatio, ratio);
-        }
-        previous = change;
         if (change == 0.0) {
             limit.converged = true;
             limit.errorEstimate = 0.0;
             break;
         }
-        if (k > 2 * window && worstRatio < 1.0) {
-            const double estimate = change * worstRatio / (1.0 - worstRatio);
-            limit.errorEstimate = estimate;
-            if (estimate <= options.tolerance) {
-                limit.converged = true;
-                break;
-            }
-        } else {
-            limit.errorEstimate = 1.0;
+        double& old = changes[k % window];
+        const double before = old;
+        old = change;
+        if (k <= window || !(before > 0.0))
+            continue;
+        const double rate = std::pow(change / before, 1.0 / static_cast<double>(window));
+        if (!(rate < 1.0))
+            continue;
+        // The distance to the limit is at most the sum of the changes still to
+        // come, change rate / (1 - rate); rounding adds at most roundingPerStep a
+        // step, which the contraction damps to roundingPerStep / (1 - rate).
+        const double remaining = change * rate / (1.0 - rate);
+        const double rounding = steps.roundingPerStep() / (1.0 - rate);
+        limit.errorEstimate = remaining + rounding;
+        // Done when within the tolerance, or when the changes are down to the
+        // rounding of a step, where more steps gain nothing.
+        if (limit.errorEstimate <= options.tolerance || remaining <= rounding) {
+            limit.converged = true;
+            break;
         }
     }
     // The last iterate's total drifts from 1 by the rounding of the steps.
     const double f = total > 0.0 ? 1.0 / total : 1.0;
     for (double& v : x)
         v *= f;
-    // Rounding adds at most roundingPerStep per step, and the contraction damps
-    // what earlier steps added: together at most roundingPerStep / (1 - rate).
-    if (worstRatio < 1.0)
-        limit.errorEstimate += steps.roundingPerStep() / (1.0 - worstRatio);
     limit.distribution = std::move(x);
     return limit;
 }

@@ -13,7 +13,9 @@ namespace gensolver {
 
 // Stops when the estimated 1-norm distance to the limit, the last step's change
 // divided by one minus the observed rate of contraction, is at most
-// options.tolerance; errorEstimate is that estimate plus the rounding of the steps.
+// options.tolerance (or the changes are down to the rounding of a step, which
+// bounds what the method can reach); errorEstimate is that estimate plus the
+// rounding of the steps, damped by the contraction.
 Limit powerLimit(UniformizedSteps& steps, const LimitOptions& options);
 
 } // namespace gensolver

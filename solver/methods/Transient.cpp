@@ -13,6 +13,10 @@ double uniformizationRate(const RateMatrix& m) {
     double maxExit = 0.0;
     for (const double e : m.exitRate)
         maxExit = std::max(maxExit, e);
+    return uniformizationRate(maxExit);
+}
+
+double uniformizationRate(double maxExit) {
     // A rate a little above the largest exit rate keeps every state's stay
     // probability positive, so the uniformized chain is aperiodic and its powers
     // settle (needed for steady-state detection).
@@ -151,13 +155,19 @@ double LocalSteps::distance(const double* a, const double* b) {
 TransientSolver::TransientSolver(const RateMatrix& m,
                                  std::vector<const std::vector<double>*> integrands,
                                  LimitSource* limits, const TransientOptions& options)
-    : TransientSolver(std::make_unique<LocalSteps>(m), std::move(integrands), limits, options) {}
+    : owned_(std::make_unique<LocalSteps>(m)), chain_(*owned_),
+      integrands_(std::move(integrands)), limits_(limits), options_(options) {
+    start();
+}
 
-TransientSolver::TransientSolver(std::unique_ptr<UniformizedSteps> steps,
+TransientSolver::TransientSolver(UniformizedSteps& steps,
                                  std::vector<const std::vector<double>*> integrands,
                                  LimitSource* limits, const TransientOptions& options)
-    : owned_(std::move(steps)), chain_(*owned_), integrands_(std::move(integrands)),
-      limits_(limits), options_(options) {
+    : chain_(steps), integrands_(std::move(integrands)), limits_(limits), options_(options) {
+    start();
+}
+
+void TransientSolver::start() {
     integrals_.assign(integrands_.size(), 0.0);
     q_ = chain_.rate();
     x_.assign(chain_.size(), 0.0);

@@ -87,6 +87,8 @@ protected:
 
 // The uniformization rate of a matrix: a little above its largest exit rate.
 double uniformizationRate(const RateMatrix& m);
+// The same for a chain whose largest exit rate is maxExit.
+double uniformizationRate(double maxExit);
 
 // Whether options (Auto: by the rule on q t) pick extrapolation for time points up to lastTime.
 bool chooseExtrapolation(const RateMatrix& m, double lastTime, const TransientOptions& options);
@@ -97,9 +99,10 @@ public:
     // they outlive the solver). limits may be null (no steady-state detection).
     TransientSolver(const RateMatrix& m, std::vector<const std::vector<double>*> integrands,
                     LimitSource* limits, const TransientOptions& options);
-    // The same over the given steps (owned), which may hold part of the chain:
-    // the distribution and the integrands are then the process's slices.
-    TransientSolver(std::unique_ptr<UniformizedSteps> steps,
+    // The same over `steps` (not owned: they outlive the solver), which may hold
+    // part of the chain: the distribution and the integrands are then the
+    // process's slices.
+    TransientSolver(UniformizedSteps& steps,
                     std::vector<const std::vector<double>*> integrands, LimitSource* limits,
                     const TransientOptions& options);
     TransientSolver(const TransientSolver&) = delete;
@@ -117,6 +120,8 @@ public:
     std::string describe() const override;
 
 private:
+    // The solution at time 0: the chain in state 1.
+    void start();
     // v_ = v_ P, and acc += w v_ (the new v_) when acc is not null.
     void step(double w, double* acc);
     double dot(const std::vector<double>& a, std::size_t r) const;
@@ -125,8 +130,8 @@ private:
     // usable, a negative value.
     double distanceToLimit(std::uint64_t k, std::uint64_t remaining);
 
-    std::unique_ptr<UniformizedSteps> owned_; // the steps, owned
-    UniformizedSteps& chain_;              // *owned_
+    std::unique_ptr<UniformizedSteps> owned_; // the steps when built from a matrix, else null
+    UniformizedSteps& chain_;                 // the steps taken (owned_ or not owned)
     std::vector<const std::vector<double>*> integrands_;
     LimitSource* limits_;
     const Limit* limit_ = nullptr;

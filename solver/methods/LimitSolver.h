@@ -40,6 +40,8 @@ struct Limit {
     // Gauss-Seidel one (rounding for direct ones), plus how far the class
     // probabilities miss a sum of 1.
     double errorEstimate = 0.0;
+    std::string fallback;       // how a distributed solve came to this limit, when not
+                                // by its own method; printed in the summary
     std::string method() const; // e.g. "BiCGSTAB+ILU(0), 23 iterations"
 };
 

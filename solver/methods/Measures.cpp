@@ -256,6 +256,8 @@ Solution solve(const Model& model, const SolveOptions& options, ChainBackend& ch
           << " closed class(es) reached, " << l.components << " strongly connected component(s); "
           << l.method() << ", tolerance " << limitOptions.tolerance << "; relative residual "
           << l.residual << ", estimated error " << l.errorEstimate;
+        if (!l.fallback.empty())
+            s << " (" << l.fallback << ")";
         sol.limitSummary = s.str();
     }
     if (options.absorption || !model.untilAbsorption.empty())

@@ -12,6 +12,8 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
+#include <climits>
 #include <cmath>
 #include <memory>
 
@@ -27,8 +29,10 @@ bool exists(const std::string& path) {
 // The chain's share held by this process, as the measures see it.
 class DistributedBackend : public ChainBackend {
 public:
-    DistributedBackend(MPI_Comm comm, std::uint32_t states, DistributedSteps& steps)
-        : comm_(comm), states_(states), steps_(steps) {}
+    // transitions: those out of this process's range, kept for the limit's fallback.
+    DistributedBackend(MPI_Comm comm, std::uint32_t states, DistributedSteps& steps,
+                       std::vector<Transition> transitions)
+        : comm_(comm), states_(states), steps_(steps), transitions_(std::move(transitions)) {}
     std::uint32_t states() const override { return states_; }
     std::uint64_t transitions() const override { return steps_.transitions(); }
     std::unique_ptr<TransientMethod> transient(std::vector<const std::vector<double>*> integrands,
@@ -38,7 +42,14 @@ public:
         rate = steps_.rate();
         return std::make_unique<TransientSolver>(steps_, std::move(integrands), limits, options);
     }
-    Limit limit(const LimitOptions& options) override { return powerLimit(steps_, options); }
+    // The power iteration; where it does not converge, the chain is gathered on
+    // process 0, which solves it by its components, as one process would.
+    Limit limit(const LimitOptions& options) override {
+        Limit power = powerLimit(steps_, options);
+        if (power.converged)
+            return power;
+        return gatheredLimit(options, std::move(power));
+    }
     double sum(double local) override {
         double total = 0.0;
         MPI_Allreduce(&local, &total, 1, MPI_DOUBLE, MPI_SUM, comm_);
@@ -51,10 +62,72 @@ public:
     }
 
 private:
+    Limit gatheredLimit(const LimitOptions& options, Limit power);
+
     MPI_Comm comm_;
     std::uint32_t states_;
     DistributedSteps& steps_;
+    std::vector<Transition> transitions_; // out of this process's range
 };
+
+Limit DistributedBackend::gatheredLimit(const LimitOptions& options, Limit power) {
+    const std::uint64_t powerSteps = power.sweeps;
+    int rank = 0, processes = 1;
+    MPI_Comm_rank(comm_, &rank);
+    MPI_Comm_size(comm_, &processes);
+    const std::uint64_t bytes = 16 * steps_.transitions();
+    if (bytes > static_cast<std::uint64_t>(INT_MAX)) {
+        // Too large for one gather: the power iteration's result stands, unconverged.
+        power.fallback = "the chain is too large to gather on one process";
+        return power;
+    }
+    static_assert(sizeof(Transition) == 16, "transitions travel as 16 bytes");
+    const int mine = static_cast<int>(16 * transitions_.size());
+    std::vector<int> counts(static_cast<std::size_t>(processes)), offsets(counts.size(), 0);
+    MPI_Gather(&mine, 1, MPI_INT, counts.data(), 1, MPI_INT, 0, comm_);
+    for (std::size_t r = 1; r < counts.size(); ++r)
+        offsets[r] = offsets[r - 1] + counts[r - 1];
+    std::vector<Transition> all(rank == 0 ? steps_.transitions() : 0);
+    MPI_Gatherv(transitions_.data(), mine, MPI_BYTE, all.data(), counts.data(), offsets.data(),
+                MPI_BYTE, 0, comm_);
+    Limit l;
+    std::vector<double> whole;
+    if (rank == 0) {
+        l = solveLimit(buildRateMatrix(states_, all), options);
+        whole = std::move(l.distribution);
+    }
+    // The figures of process 0's solve, then each process's slice of the distribution.
+    double reals[2] = {l.residual, l.errorEstimate};
+    std::uint64_t whole_numbers[7] = {l.classesReached, l.classes,        l.components,
+                                      l.sweeps,         l.krylovIterations, l.iterative,
+                                      l.krylov};
+    int converged = l.converged ? 1 : 0;
+    MPI_Bcast(reals, 2, MPI_DOUBLE, 0, comm_);
+    MPI_Bcast(whole_numbers, 7, MPI_UINT64_T, 0, comm_);
+    MPI_Bcast(&converged, 1, MPI_INT, 0, comm_);
+    l.residual = reals[0];
+    l.errorEstimate = reals[1];
+    l.classesReached = static_cast<std::uint32_t>(whole_numbers[0]);
+    l.classes = static_cast<std::uint32_t>(whole_numbers[1]);
+    l.components = static_cast<std::uint32_t>(whole_numbers[2]);
+    l.sweeps = whole_numbers[3];
+    l.krylovIterations = whole_numbers[4];
+    l.iterative = whole_numbers[5] != 0;
+    l.krylov = whole_numbers[6] != 0;
+    l.converged = converged != 0;
+    const std::vector<std::uint32_t> bounds = stateRanges(states_, processes);
+    std::vector<int> sizes(static_cast<std::size_t>(processes)), starts(sizes.size());
+    for (std::size_t r = 0; r < sizes.size(); ++r) {
+        starts[r] = static_cast<int>(bounds[r]);
+        sizes[r] = static_cast<int>(bounds[r + 1] - bounds[r]);
+    }
+    l.distribution.assign(steps_.size(), 0.0);
+    MPI_Scatterv(whole.data(), sizes.data(), starts.data(), MPI_DOUBLE, l.distribution.data(),
+                 static_cast<int>(steps_.size()), MPI_DOUBLE, 0, comm_);
+    l.fallback = "the power iteration did not converge in " + std::to_string(powerSteps) +
+                 " steps; solved on process 0 alone";
+    return l;
+}
 
 // The transitions out of [first, last) and, per variable with first-entry
 // impulses, the rate at which the range's states earn them.
@@ -98,8 +171,9 @@ std::string distributedRefusal(const std::string& stem, const SolveOptions& opti
     return "";
 }
 
-Solution solveDistributed(MPI_Comm comm, const std::string& stem, bool binaryRows,
-                          const SolveOptions& options, DistributedFigures* figures) {
+std::optional<Solution> solveDistributed(MPI_Comm comm, const std::string& stem, bool binaryRows,
+                                         const SolveOptions& options, std::string& alone,
+                                         DistributedFigures* figures) {
     int rank = 0, processes = 1;
     MPI_Comm_rank(comm, &rank);
     MPI_Comm_size(comm, &processes);
@@ -178,13 +252,26 @@ Solution solveDistributed(MPI_Comm comm, const std::string& stem, bool binaryRow
                 throw InputError(stem, "the impulses earned add up beyond the range of a double");
     }
     DistributedSteps steps(comm, states, rows.first, rows.last, rows.transitions);
-    std::vector<Transition>().swap(rows.transitions);
     if (figures != nullptr) {
         figures->firstState = rows.first;
         figures->lastState = rows.last;
         figures->bytesSentPerStep = steps.bytesSentPerStep();
     }
-    DistributedBackend backend(comm, states, steps);
+    // The one-process rule of TransientChoice::Auto: a small chain with many
+    // steps to its last time point is extrapolated, which is not distributed.
+    double lastTime = 0.0;
+    for (const Variable& v : model.variables)
+        if (v.type != RewardType::SteadyState)
+            for (const TimePoint& t : v.times)
+                lastTime = std::max(lastTime, t.stop);
+    const TransientOptions& t = options.transient;
+    if (t.method == TransientChoice::Auto && states <= t.extrapolateStates &&
+        steps.rate() * lastTime > t.extrapolateAbove) {
+        alone = "the chain is small (" + std::to_string(states) +
+                " states) and stiff, which the one-process solver extrapolates";
+        return std::nullopt;
+    }
+    DistributedBackend backend(comm, states, steps, std::move(rows.transitions));
     return solve(model, options, backend);
 }
 

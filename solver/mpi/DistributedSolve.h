@@ -10,6 +10,7 @@
 #include <mpi.h>
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 namespace gensolver {
@@ -25,8 +26,12 @@ struct DistributedFigures {
 std::string distributedRefusal(const std::string& stem, const SolveOptions& options);
 
 // Reads and solves collectively over comm. Throws InputError or SolveError with
-// the same message on every process where the input is the same for all.
-Solution solveDistributed(MPI_Comm comm, const std::string& stem, bool binaryRows,
-                          const SolveOptions& options, DistributedFigures* figures = nullptr);
+// the same message on every process where the input is the same for all. Returns
+// no solution, and the reason in `alone`, for a chain that the one-process
+// solver would extrapolate (a small stiff chain, where uniformization would take
+// far more steps): process 0 then solves it alone.
+std::optional<Solution> solveDistributed(MPI_Comm comm, const std::string& stem, bool binaryRows,
+                                         const SolveOptions& options, std::string& alone,
+                                         DistributedFigures* figures = nullptr);
 
 } // namespace gensolver

@@ -2,6 +2,7 @@
 
 #include "mpi/DistributedSolve.h"
 #include "read/InputError.h"
+#include "read/ModelReader.h"
 #include "tool/CommandLine.h"
 #include "tool/Output.h"
 
@@ -65,8 +66,14 @@ int runDistributed(int argc, char** argv) {
         return 0;
     }
     std::optional<Solution> solution;
+    std::string alone;
     try {
-        solution = solveDistributed(MPI_COMM_WORLD, cl->stem, cl->binaryRows, cl->solve);
+        solution = solveDistributed(MPI_COMM_WORLD, cl->stem, cl->binaryRows, cl->solve, alone);
+        if (!solution && rank == 0) {
+            std::cerr << "gen-solve: solved on process 0 alone: " << alone << '\n';
+            solution = cl->binaryRows ? solve(readModelFromParts(cl->stem), cl->solve)
+                                      : solve(readModel(cl->stem), cl->solve);
+        }
     } catch (const std::bad_alloc&) {
         fault = "not enough memory for this process's share of the chain";
     } catch (const std::exception& e) {

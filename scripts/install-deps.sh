@@ -2,7 +2,8 @@
 # Installs with apt-get what building and testing gen need and a fresh Debian 12
 # machine may lack: cmake, g++, make and GoogleTest; with --fuzz also clang and its
 # libFuzzer runtime (for scripts/fuzz.sh), with --valgrind also valgrind (for
-# scripts/valgrind.sh). Does nothing when all are there.
+# scripts/valgrind.sh); Open MPI for gen-solve's distributed solve. Does nothing
+# when all are there.
 set -euo pipefail
 
 need=()
@@ -10,6 +11,10 @@ command -v cmake >/dev/null 2>&1 || need+=(cmake)
 command -v g++ >/dev/null 2>&1 || need+=(g++)
 command -v make >/dev/null 2>&1 || need+=(make)
 [ -f /usr/include/gtest/gtest.h ] || need+=(libgtest-dev)
+# Open MPI: gen-solve's distributed solve (optional; the build works without it).
+command -v mpirun >/dev/null 2>&1 || need+=(openmpi-bin)
+[ -f /usr/lib/x86_64-linux-gnu/openmpi/include/mpi.h ] || [ -f /usr/include/mpi.h ] ||
+    need+=(libopenmpi-dev)
 for option in "$@"; do
     case $option in
     --fuzz)

@@ -51,6 +51,10 @@ Limit powerLimit(UniformizedSteps& steps, const LimitOptions& options) {
             break;
         }
     }
+    // Cut short, the observed contraction says little: only the trivial bound
+    // on the distance of two distributions stands.
+    if (!limit.converged)
+        limit.errorEstimate = 2.0;
     // The last iterate's total drifts from 1 by the rounding of the steps.
     const double f = total > 0.0 ? 1.0 / total : 1.0;
     for (double& v : x)

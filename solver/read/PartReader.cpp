@@ -39,7 +39,8 @@ PartReader::PartReader(std::string path) : path_(std::move(path)) {
     size_ = static_cast<std::uint64_t>(end);
     std::rewind(file_);
     if (size_ < kHeaderBytes)
-        throw InputError(path_, "the file is shorter than the header of a row part (truncated)");
+        throw InputError(path_, "the file is shorter than the header of a row part: the run that writes it did "
+                                    "not finish, or the file is truncated");
     unsigned char h[kHeaderBytes];
     read(h, kHeaderBytes);
     if (std::memcmp(h, kMagic, 8) != 0)

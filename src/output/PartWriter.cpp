@@ -73,8 +73,10 @@ void PartWriter::open(const std::string& stem, std::uint32_t part, std::uint32_t
     std::memcpy(header + 8, words, sizeof words);
     std::memcpy(header + 24, &runId, 8);
     // Bytes 32..47: the state count, the completion mark and a reserved word,
-    // all 0 until finish().
+    // all 0 until finish(). Written at once: an unfinished part has a header
+    // that says so.
     put(header, HeaderBytes);
+    flushBuffer();
 }
 
 void PartWriter::put(const void* bytes, std::size_t count) {

@@ -8,6 +8,7 @@
 
 #include <mpi.h>
 
+#include <cstdint>
 #include <cstdlib>
 #include <iostream>
 #include <new>
@@ -28,6 +29,20 @@ bool anyFailed(const std::string& message, int rank) {
     if (lowest == rank)
         std::cerr << "gen-solve: " << message << '\n';
     return lowest != 1 << 30;
+}
+
+// With GEN_SOLVE_FIGURES set (the benchmark sets it), process 0 prints on
+// standard error what the processes exchange per step.
+void reportFigures(const DistributedFigures& figures, int rank) {
+    if (std::getenv("GEN_SOLVE_FIGURES") == nullptr)
+        return;
+    std::uint64_t bytes[2] = {figures.bytesSentPerStep, figures.bytesSentPerStep};
+    std::uint64_t total = 0, most = 0;
+    MPI_Reduce(&bytes[0], &total, 1, MPI_UINT64_T, MPI_SUM, 0, MPI_COMM_WORLD);
+    MPI_Reduce(&bytes[1], &most, 1, MPI_UINT64_T, MPI_MAX, 0, MPI_COMM_WORLD);
+    if (rank == 0)
+        std::cerr << "gen-solve: figures: bytes sent per step " << total << " in all, at most "
+                  << most << " by one process\n";
 }
 
 } // namespace
@@ -68,7 +83,10 @@ int runDistributed(int argc, char** argv) {
     std::optional<Solution> solution;
     std::string alone;
     try {
-        solution = solveDistributed(MPI_COMM_WORLD, cl->stem, cl->binaryRows, cl->solve, alone);
+        DistributedFigures figures;
+        solution = solveDistributed(MPI_COMM_WORLD, cl->stem, cl->binaryRows, cl->solve, alone,
+                                    &figures);
+        reportFigures(figures, rank);
         if (!solution && rank == 0) {
             std::cerr << "gen-solve: solved on process 0 alone: " << alone << '\n';
             solution = cl->binaryRows ? solve(readModelFromParts(cl->stem), cl->solve)

@@ -77,6 +77,8 @@ void PartWriter::open(const std::string& stem, std::uint32_t part, std::uint32_t
     // that says so.
     put(header, HeaderBytes);
     flushBuffer();
+    if (std::fflush(File) != 0)
+        fail("write");
 }
 
 void PartWriter::put(const void* bytes, std::size_t count) {

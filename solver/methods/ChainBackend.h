@@ -40,9 +40,8 @@ public:
     std::uint32_t states() const override { return m_.states(); }
     std::uint64_t transitions() const override { return m_.transitions(); }
     std::unique_ptr<TransientMethod> transient(std::vector<const std::vector<double>*> integrands,
-                                               LimitSource* limits,
-                                               const TransientOptions& options, double lastTime,
-                                               double& rate) override;
+                                               LimitSource* limits, const TransientOptions& options,
+                                               double lastTime, double& rate) override;
     Limit limit(const LimitOptions& options) override { return solveLimit(m_, options); }
     double sum(double local) override { return local; }
     double max(double local) override { return local; }

@@ -245,9 +245,9 @@ Solution solve(const Model& model, const SolveOptions& options, ChainBackend& ch
     if (limits.computed() && limits.limit().power) {
         const Limit& l = limits.limit();
         std::ostringstream s;
-        s << "limit from state 1: power iteration of the uniformized chain over "
-          << chain.states() << " states, tolerance " << limitOptions.tolerance
-          << "; estimated error " << l.errorEstimate;
+        s << "limit from state 1: power iteration of the uniformized chain over " << chain.states()
+          << " states, tolerance " << limitOptions.tolerance << "; estimated error "
+          << l.errorEstimate;
         sol.limitSummary = s.str();
     } else if (limits.computed()) {
         const Limit& l = limits.limit();

@@ -44,7 +44,7 @@ struct Solution {
     std::vector<Result> results;
     bool firstEntryImpulses = false; // some values earn the first-entry impulses of .var
                                      // (there is no .imp file)
-    std::string absorptionNotice; // why values until absorption are missing, empty if none are
+    std::string absorptionNotice;    // why values until absorption are missing, empty if none are
     bool allConverged() const;
 };
 

@@ -155,8 +155,8 @@ double LocalSteps::distance(const double* a, const double* b) {
 TransientSolver::TransientSolver(const RateMatrix& m,
                                  std::vector<const std::vector<double>*> integrands,
                                  LimitSource* limits, const TransientOptions& options)
-    : owned_(std::make_unique<LocalSteps>(m)), chain_(*owned_),
-      integrands_(std::move(integrands)), limits_(limits), options_(options) {
+    : owned_(std::make_unique<LocalSteps>(m)), chain_(*owned_), integrands_(std::move(integrands)),
+      limits_(limits), options_(options) {
     start();
 }
 

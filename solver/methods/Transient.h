@@ -102,9 +102,8 @@ public:
     // The same over `steps` (not owned: they outlive the solver), which may hold
     // part of the chain: the distribution and the integrands are then the
     // process's slices.
-    TransientSolver(UniformizedSteps& steps,
-                    std::vector<const std::vector<double>*> integrands, LimitSource* limits,
-                    const TransientOptions& options);
+    TransientSolver(UniformizedSteps& steps, std::vector<const std::vector<double>*> integrands,
+                    LimitSource* limits, const TransientOptions& options);
     TransientSolver(const TransientSolver&) = delete;
     TransientSolver& operator=(const TransientSolver&) = delete;
 
@@ -136,7 +135,7 @@ private:
     LimitSource* limits_;
     const Limit* limit_ = nullptr;
     TransientOptions options_;
-    double q_ = 0.0; // uniformization rate
+    double q_ = 0.0;     // uniformization rate
     double total_ = 1.0; // sum of v_'s entries, divided out by the next step
     std::vector<double> v_, y_;
     std::uint64_t steps_ = 0;

@@ -36,9 +36,8 @@ public:
     std::uint32_t states() const override { return states_; }
     std::uint64_t transitions() const override { return steps_.transitions(); }
     std::unique_ptr<TransientMethod> transient(std::vector<const std::vector<double>*> integrands,
-                                               LimitSource* limits,
-                                               const TransientOptions& options, double,
-                                               double& rate) override {
+                                               LimitSource* limits, const TransientOptions& options,
+                                               double, double& rate) override {
         rate = steps_.rate();
         return std::make_unique<TransientSolver>(steps_, std::move(integrands), limits, options);
     }
@@ -98,9 +97,8 @@ Limit DistributedBackend::gatheredLimit(const LimitOptions& options, Limit power
     }
     // The figures of process 0's solve, then each process's slice of the distribution.
     double reals[2] = {l.residual, l.errorEstimate};
-    std::uint64_t whole_numbers[7] = {l.classesReached, l.classes,        l.components,
-                                      l.sweeps,         l.krylovIterations, l.iterative,
-                                      l.krylov};
+    std::uint64_t whole_numbers[7] = {l.classesReached,   l.classes,   l.components, l.sweeps,
+                                      l.krylovIterations, l.iterative, l.krylov};
     int converged = l.converged ? 1 : 0;
     MPI_Bcast(reals, 2, MPI_DOUBLE, 0, comm_);
     MPI_Bcast(whole_numbers, 7, MPI_UINT64_T, 0, comm_);
@@ -187,9 +185,8 @@ std::optional<Solution> solveDistributed(MPI_Comm comm, const std::string& stem,
         parts = openParts(stem);
         const PartHeader& h = parts[0]->header();
         if (h.variables != model.variables.size())
-            throw InputError(parts[0]->path(), "its records hold " +
-                                                   std::to_string(h.variables) + " variables, " +
-                                                   stem + ".pvtype names " +
+            throw InputError(parts[0]->path(), "its records hold " + std::to_string(h.variables) +
+                                                   " variables, " + stem + ".pvtype names " +
                                                    std::to_string(model.variables.size()));
         states = static_cast<std::uint32_t>(h.states);
         model.rewards = readPartRecords(parts, 0, states);
@@ -232,11 +229,12 @@ std::optional<Solution> solveDistributed(MPI_Comm comm, const std::string& stem,
                 throw InputError(parts[0]->path(), "no part holds the row of state " +
                                                        std::to_string(rows.first + k + 1));
     } else {
-        walkArm(stem + ".arm", states,
-                [](void* context, std::uint32_t from, std::uint32_t to, double rate) {
-                    static_cast<LocalRows*>(context)->add(from, to, rate);
-                },
-                &rows);
+        walkArm(
+            stem + ".arm", states,
+            [](void* context, std::uint32_t from, std::uint32_t to, double rate) {
+                static_cast<LocalRows*>(context)->add(from, to, rate);
+            },
+            &rows);
     }
     // The process's slices of the rewards; the impulse rates derived from the
     // first-entry impulses replace those.

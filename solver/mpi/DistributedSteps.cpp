@@ -11,9 +11,9 @@ namespace gensolver {
 std::vector<std::uint32_t> stateRanges(std::uint32_t states, int processes) {
     std::vector<std::uint32_t> bounds(static_cast<std::size_t>(processes) + 1);
     for (int r = 0; r <= processes; ++r)
-        bounds[static_cast<std::size_t>(r)] = static_cast<std::uint32_t>(
-            std::uint64_t{states} * static_cast<std::uint64_t>(r) /
-            static_cast<std::uint64_t>(processes));
+        bounds[static_cast<std::size_t>(r)] =
+            static_cast<std::uint32_t>(std::uint64_t{states} * static_cast<std::uint64_t>(r) /
+                                       static_cast<std::uint64_t>(processes));
     return bounds;
 }
 
@@ -76,8 +76,8 @@ DistributedSteps::DistributedSteps(MPI_Comm comm, std::uint32_t states, std::uin
             slotStart_.push_back(e);
             slotTarget.push_back(remote[e].to);
             slotTerms.push_back(0);
-            const auto owner = std::upper_bound(bounds.begin(), bounds.end(), remote[e].to) -
-                               bounds.begin() - 1;
+            const auto owner =
+                std::upper_bound(bounds.begin(), bounds.end(), remote[e].to) - bounds.begin() - 1;
             ++sendCounts_[static_cast<std::size_t>(owner)];
         }
         ++slotTerms.back();
@@ -99,8 +99,7 @@ DistributedSteps::DistributedSteps(MPI_Comm comm, std::uint32_t states, std::uin
     recvTarget_.resize(received);
     std::vector<std::uint32_t> recvTerms(received);
     MPI_Alltoallv(slotTarget.data(), sendCounts_.data(), sendOffsets_.data(), MPI_UINT32_T,
-                  recvTarget_.data(), recvCounts_.data(), recvOffsets_.data(), MPI_UINT32_T,
-                  comm);
+                  recvTarget_.data(), recvCounts_.data(), recvOffsets_.data(), MPI_UINT32_T, comm);
     MPI_Alltoallv(slotTerms.data(), sendCounts_.data(), sendOffsets_.data(), MPI_UINT32_T,
                   recvTerms.data(), recvCounts_.data(), recvOffsets_.data(), MPI_UINT32_T, comm);
     for (std::size_t s = 0; s < received; ++s) {

@@ -84,8 +84,8 @@ int runDistributed(int argc, char** argv) {
     std::string alone;
     try {
         DistributedFigures figures;
-        solution = solveDistributed(MPI_COMM_WORLD, cl->stem, cl->binaryRows, cl->solve, alone,
-                                    &figures);
+        solution =
+            solveDistributed(MPI_COMM_WORLD, cl->stem, cl->binaryRows, cl->solve, alone, &figures);
         reportFigures(figures, rank);
         if (!solution && rank == 0) {
             std::cerr << "gen-solve: solved on process 0 alone: " << alone << '\n';

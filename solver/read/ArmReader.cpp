@@ -121,8 +121,9 @@ void walkArm(const std::string& path, std::uint32_t states, ArmEntry entry, void
     LineReader in(path);
     if (readHeader(in) != states)
         in.fail("the state count changed while the file was read");
-    walkRows<true>(in, states, [entry, context](std::uint32_t from, std::uint32_t to,
-                                                double rate) { entry(context, from, to, rate); });
+    walkRows<true>(in, states, [entry, context](std::uint32_t from, std::uint32_t to, double rate) {
+        entry(context, from, to, rate);
+    });
 }
 
 } // namespace gensolver

@@ -82,8 +82,8 @@ std::vector<Rewards> readPartRecords(std::vector<std::unique_ptr<PartReader>>& p
     }
     for (std::uint32_t k = 0; k < n; ++k)
         if (seen[k] == 0)
-            throw InputError(parts[0]->path(), "no part holds the record of state " +
-                                                   std::to_string(first + k + 1));
+            throw InputError(parts[0]->path(),
+                             "no part holds the record of state " + std::to_string(first + k + 1));
     for (Rewards& r : rewards)
         if (!r.hasImpulses)
             std::vector<double>().swap(r.impulse);
@@ -108,33 +108,30 @@ Model readModelFromParts(const std::string& stem) {
         model.exactImpulses = true;
     }
     std::vector<std::uint8_t> rowSeen(states, 0);
-    model.matrix = rowsToMatrix(parts[0]->path(), states, model.rewards,
-                                [&](bool fill, auto&& entry) {
-                                    PartEntry e;
-                                    for (auto& part : parts) {
-                                        part->rewind();
-                                        while (part->next(e)) {
-                                            if (!e.isRow)
-                                                continue;
-                                            if (!fill) {
-                                                if (rowSeen[e.state - 1] != 0)
-                                                    part->fail("a second row of state " +
-                                                               std::to_string(e.state));
-                                                rowSeen[e.state - 1] = 1;
-                                            }
-                                            for (std::uint32_t k = 0; k < e.count; ++k)
-                                                entry(e.state - 1, e.targets[k] - 1,
-                                                      e.values[k]);
-                                        }
-                                    }
-                                    if (fill)
-                                        return;
-                                    for (std::uint32_t s = 0; s < states; ++s)
-                                        if (rowSeen[s] == 0)
-                                            throw InputError(parts[0]->path(),
-                                                             "no part holds the row of state " +
-                                                                 std::to_string(s + 1));
-                                });
+    model.matrix =
+        rowsToMatrix(parts[0]->path(), states, model.rewards, [&](bool fill, auto&& entry) {
+            PartEntry e;
+            for (auto& part : parts) {
+                part->rewind();
+                while (part->next(e)) {
+                    if (!e.isRow)
+                        continue;
+                    if (!fill) {
+                        if (rowSeen[e.state - 1] != 0)
+                            part->fail("a second row of state " + std::to_string(e.state));
+                        rowSeen[e.state - 1] = 1;
+                    }
+                    for (std::uint32_t k = 0; k < e.count; ++k)
+                        entry(e.state - 1, e.targets[k] - 1, e.values[k]);
+                }
+            }
+            if (fill)
+                return;
+            for (std::uint32_t s = 0; s < states; ++s)
+                if (rowSeen[s] == 0)
+                    throw InputError(parts[0]->path(),
+                                     "no part holds the row of state " + std::to_string(s + 1));
+        });
     if (exists(stem + ".abs"))
         model.untilAbsorption = readAbsorptionList(stem + ".abs", model.variables);
     return model;

@@ -1,7 +1,7 @@
 #pragma once
 // Reads the files that one generator run wrote for a stem (<path><name>): .pvtype,
-// .var, .arm and, when there are, .imp and .abs. A .det file beside them means deterministic activities,
-// which need another kind of solver: that is refused.
+// .var, .arm and, when there are, .imp and .abs. A .det file beside them means deterministic
+// activities, which need another kind of solver: that is refused.
 
 #include "methods/Model.h"
 #include "read/PartReader.h"

@@ -39,8 +39,9 @@ PartReader::PartReader(std::string path) : path_(std::move(path)) {
     size_ = static_cast<std::uint64_t>(end);
     std::rewind(file_);
     if (size_ < kHeaderBytes)
-        throw InputError(path_, "the file is shorter than the header of a row part: the run that writes it did "
-                                    "not finish, or the file is truncated");
+        throw InputError(
+            path_, "the file is shorter than the header of a row part: the run that writes it did "
+                   "not finish, or the file is truncated");
     unsigned char h[kHeaderBytes];
     read(h, kHeaderBytes);
     if (std::memcmp(h, kMagic, 8) != 0)
@@ -133,7 +134,8 @@ bool PartReader::next(PartEntry& entry) {
         read(values_.data(), values_.size() * 8);
         for (const double v : values_)
             if (!std::isfinite(v))
-                fail("the record of state " + std::to_string(state) + " holds a value that is "
+                fail("the record of state " + std::to_string(state) +
+                     " holds a value that is "
                      "not finite");
         entry.isRow = false;
         entry.count = 0;
@@ -185,8 +187,8 @@ std::vector<std::unique_ptr<PartReader>> openParts(const std::string& stem) {
     parts.push_back(std::make_unique<PartReader>(partName(stem, 0)));
     const PartHeader& first = parts[0]->header();
     if (first.part != 0)
-        throw InputError(parts[0]->path(), "the header names part " +
-                                               std::to_string(first.part) + ", not part 0");
+        throw InputError(parts[0]->path(),
+                         "the header names part " + std::to_string(first.part) + ", not part 0");
     for (std::uint32_t k = 1; k < first.parts; ++k) {
         parts.push_back(std::make_unique<PartReader>(partName(stem, k)));
         const PartHeader& h = parts.back()->header();

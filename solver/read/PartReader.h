@@ -63,11 +63,11 @@ private:
     std::uint64_t offset_ = 0;  // offset of the next unread byte
     std::uint64_t entryAt_ = 0; // offset of the entry being read
     PartHeader header_;
-    std::uint64_t rows_ = 0, records_ = 0;        // read so far
-    std::uint32_t lastRow_ = 0, lastRecord_ = 0;  // their last states
-    std::vector<std::uint32_t> targets_;          // the row being handed out
-    std::vector<double> values_;                  // its rates, or the record's values
-    std::vector<unsigned char> raw_;              // the row's packed bytes
+    std::uint64_t rows_ = 0, records_ = 0;       // read so far
+    std::uint32_t lastRow_ = 0, lastRecord_ = 0; // their last states
+    std::vector<std::uint32_t> targets_;         // the row being handed out
+    std::vector<double> values_;                 // its rates, or the record's values
+    std::vector<unsigned char> raw_;             // the row's packed bytes
 };
 
 // Opens every part of the run written under `stem`: part 0 names their count,

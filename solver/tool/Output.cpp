@@ -18,8 +18,8 @@ int printSolution(const CommandLine& cl, const Solution& solution) {
     if (!cl.plot.empty()) {
         std::ofstream svg(cl.plot, std::ios::binary | std::ios::trunc);
         if (!svg)
-            throw std::runtime_error(cl.plot + ": cannot open for writing: " +
-                                     std::strerror(errno));
+            throw std::runtime_error(cl.plot +
+                                     ": cannot open for writing: " + std::strerror(errno));
         writePlot(svg, solution, cl.plotOptions);
         svg.close();
         if (!svg)

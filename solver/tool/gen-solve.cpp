@@ -35,11 +35,10 @@ int main(int argc, char** argv) {
             throw InputError(cl.stem + ".det", "the model has deterministic activities, whose "
                                                "rows only the text files hold; gen-solve "
                                                "without --binary-rows reads them");
-        const Solution solution = hasDeterministicDelays(cl.stem)
-                                      ? solveRegenerative(readRegenerativeModel(cl.stem), cl.solve)
-                                      : solve(cl.binaryRows ? readModelFromParts(cl.stem)
-                                                            : readModel(cl.stem),
-                                              cl.solve);
+        const Solution solution =
+            hasDeterministicDelays(cl.stem)
+                ? solveRegenerative(readRegenerativeModel(cl.stem), cl.solve)
+                : solve(cl.binaryRows ? readModelFromParts(cl.stem) : readModel(cl.stem), cl.solve);
         return printSolution(cl, solution);
     } catch (const std::invalid_argument& e) {
         std::cerr << "gen-solve: " << e.what() << " (gen-solve --help for the usage)\n";

@@ -37,8 +37,8 @@ std::string PartWriter::partName(const std::string& stem, std::uint32_t part) {
 
 std::uint64_t PartWriter::newRunId() {
     std::random_device device;
-    const auto now = static_cast<std::uint64_t>(
-        std::chrono::system_clock::now().time_since_epoch().count());
+    const auto now =
+        static_cast<std::uint64_t>(std::chrono::system_clock::now().time_since_epoch().count());
     const std::uint64_t id = (std::uint64_t{device()} << 32) ^ device() ^ now ^
                              (static_cast<std::uint64_t>(::getpid()) << 17);
     return id != 0 ? id : 1;

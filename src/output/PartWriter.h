@@ -59,13 +59,13 @@ private:
     void flushBuffer();
     [[noreturn]] void fail(const char* what);
 
-    std::string Name;              // the part's file name
-    std::FILE* File = nullptr;     // owned; open between open() and finish()
+    std::string Name;                  // the part's file name
+    std::FILE* File = nullptr;         // owned; open between open() and finish()
     std::vector<unsigned char> Buffer; // bytes not yet handed to File
-    std::uint32_t Variables = 0;   // reward variables per record
-    std::uint64_t Rows = 0;        // rows written
-    std::uint64_t Records = 0;     // records written
-    std::uint32_t LastRow = 0;     // state of the last row, 0 before the first
-    std::uint32_t LastRecord = 0;  // state of the last record, 0 before the first
-    std::vector<double> Scratch;   // the record's values, rounded
+    std::uint32_t Variables = 0;       // reward variables per record
+    std::uint64_t Rows = 0;            // rows written
+    std::uint64_t Records = 0;         // records written
+    std::uint32_t LastRow = 0;         // state of the last row, 0 before the first
+    std::uint32_t LastRecord = 0;      // state of the last record, 0 before the first
+    std::vector<double> Scratch;       // the record's values, rounded
 };

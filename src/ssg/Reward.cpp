@@ -1,10 +1,10 @@
 #include "ssg/Reward.h"
 
 #include "base/Errors.h"
-#include "pv/PVModel.h"
-#include "pv/PerformanceVariableNode.h"
 #include "output/PartWriter.h"
 #include "output/TextBuffer.h"
+#include "pv/PVModel.h"
+#include "pv/PerformanceVariableNode.h"
 
 #include <cstdlib>
 #include <iostream>

@@ -37,7 +37,9 @@ TEST(PowerLimitTest, ReachesTheClosedFormsWithinItsEstimate) {
         {"two absorbing", 3, {{0, 1, 1.0}, {0, 2, 3.0}}, {0.0, 0.25, 0.75}},
         // 1 -> 2 at 2, 1 -> 4 at 1 (absorbing); 2 <-> 3 at 1 and 4: the pair is
         // reached with 2/3 and shares it 4/5, 1/5.
-        {"closed pair", 4, {{0, 1, 2.0}, {0, 3, 1.0}, {1, 2, 1.0}, {2, 1, 4.0}},
+        {"closed pair",
+         4,
+         {{0, 1, 2.0}, {0, 3, 1.0}, {1, 2, 1.0}, {2, 1, 4.0}},
          {0.0, 8.0 / 15.0, 2.0 / 15.0, 1.0 / 3.0}},
     };
     for (const Case& c : cases) {

@@ -35,8 +35,7 @@ TEST(BinaryRowsTest, GivesTheSameSolutionAsTheTextFiles) {
         ASSERT_EQ(b.status, 0) << model << b.err;
         EXPECT_FALSE(fileExists(dir.path() + "b.arm")) << model;
         EXPECT_TRUE(fileExists(dir.path() + "b.rows.0")) << model;
-        EXPECT_EQ(solved("--binary-rows", dir.path() + "b"), solved("", dir.path() + "t"))
-            << model;
+        EXPECT_EQ(solved("--binary-rows", dir.path() + "b"), solved("", dir.path() + "t")) << model;
     }
 }
 

@@ -3,6 +3,7 @@
 #include <bit>
 #include <cerrno>
 #include <chrono>
+#include <cmath>
 #include <cstdlib>
 #include <cstring>
 #include <random>
@@ -94,6 +95,17 @@ void PartWriter::flushBuffer() {
     Buffer.clear();
 }
 
+double PartWriter::roundedRate(double rate) {
+    std::uint64_t bits = 0;
+    std::memcpy(&bits, &rate, 8);
+    const std::size_t slot = static_cast<std::size_t>((bits * 0x9E3779B97F4A7C15ull) >> 56);
+    if (CacheIn[slot] != rate || (rate == 0.0 && std::signbit(rate))) {
+        CacheIn[slot] = rate;
+        CacheOut[slot] = asText(rate, "%.10e");
+    }
+    return CacheOut[slot];
+}
+
 void PartWriter::row(std::uint32_t state, const std::uint32_t* targets, const double* rates,
                      std::uint32_t n) {
     if (state <= LastRow)
@@ -106,7 +118,7 @@ void PartWriter::row(std::uint32_t state, const std::uint32_t* targets, const do
     put(&state, 4);
     put(&n, 4);
     for (std::uint32_t k = 0; k < n; ++k) {
-        const double rate = asText(rates[k], "%.10e");
+        const double rate = roundedRate(rates[k]);
         put(&targets[k], 4);
         put(&rate, 8);
     }

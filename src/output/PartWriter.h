@@ -55,6 +55,9 @@ public:
     bool isOpen() const { return File != nullptr; }
 
 private:
+    // The rate as the text form's digits denote it, through a small cache: a
+    // model has few distinct rates, and the rounding (format, parse) is slow.
+    double roundedRate(double rate);
     void put(const void* bytes, std::size_t count);
     void flushBuffer();
     [[noreturn]] void fail(const char* what);
@@ -68,4 +71,7 @@ private:
     std::uint32_t LastRow = 0;         // state of the last row, 0 before the first
     std::uint32_t LastRecord = 0;      // state of the last record, 0 before the first
     std::vector<double> Scratch;       // the record's values, rounded
+    static constexpr std::size_t CacheSize = 256;
+    double CacheIn[CacheSize] = {};  // rates rounded lately, by a hash of their bits
+    double CacheOut[CacheSize] = {}; // their rounded values (0 rounds to 0: empty slots hold)
 };

@@ -202,6 +202,17 @@ std::vector<std::unique_ptr<PartReader>> openParts(const std::string& stem) {
                                        std::to_string(h.parts) + ", " + std::to_string(h.states) +
                                        " states) does not fit " + parts[0]->path());
     }
+    // Every state has a row (9 bytes at least) and a record (5 bytes and 16 per
+    // variable) in some part: a count that the files cannot hold is refused before
+    // anything is allocated for it.
+    std::uint64_t bytes = 0;
+    for (const auto& part : parts)
+        bytes += part->bytes();
+    const std::uint64_t least = 14 + 16 * std::uint64_t{first.variables};
+    if (first.states > bytes / least)
+        throw InputError(parts[0]->path(), "the state count " + std::to_string(first.states) +
+                                               " is more than the parts' " + std::to_string(bytes) +
+                                               " bytes can hold (truncated or not a row part)");
     return parts;
 }
 

@@ -46,6 +46,8 @@ public:
 
     const PartHeader& header() const { return header_; }
     const std::string& path() const { return path_; }
+    // Bytes of the file.
+    std::uint64_t bytes() const { return size_; }
     // The next entry; false once the trailer is reached (whose counts are checked).
     bool next(PartEntry& entry);
     // Starts again at the first entry.

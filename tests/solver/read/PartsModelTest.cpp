@@ -146,6 +146,15 @@ TEST(PartsModelTest, RefusesBrokenSetsNamingThePart) {
     }
     expectFault(stem, part0, "no part holds the row of state 2");
 
+    // A count that the bytes cannot back up fails before anything is allocated for it.
+    {
+        std::remove(part1.c_str());
+        PartWriter w;
+        w.open(stem, 0, 1, 1, kRun);
+        w.finish(4000000000u);
+    }
+    expectFault(stem, part0, "more than");
+
     // Not a part at all.
     std::ofstream(part0, std::ios::binary | std::ios::trunc) << std::string(80, 'x');
     expectFault(stem, part0, "not a binary row part");

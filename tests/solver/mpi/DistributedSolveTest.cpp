@@ -12,6 +12,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <fstream>
 #include <map>
 #include <sstream>
 #include <string>
@@ -156,6 +157,18 @@ TEST(DistributedSolveTest, SaysOnceWhatItRefusesOrSolvesOnProcessZero) {
     EXPECT_EQ(count(stiff.err, "solved on process 0 alone"), 1) << stiff.err;
     const auto one = run(binary("gen-solve") + " --format csv " + dir.path() + "s");
     EXPECT_EQ(stiff.out, one.out);
+
+    // Its long-run value: the power iteration cannot converge on rates 1e-7 to 1e4
+    // within 2000 steps, so the chain is gathered on process 0 and solved there.
+    const std::string steady = " --format csv --max-sweeps 2000 " + dir.path() + "s";
+    std::ofstream(dir.path() + "s.pvtype", std::ios::trunc)
+        << "Version:1\nNumPV:1\nName:reliability\nType:3\nNumTimes:1\nStart:0\nStop:0\n";
+    const auto gathered = run(mpirun(2) + binary("gen-solve") + steady);
+    EXPECT_EQ(gathered.status, 0) << gathered.err;
+    EXPECT_EQ(count(gathered.out, "did not converge in 2000 steps; solved on process 0 alone"), 1)
+        << gathered.out;
+    expectAgree(parse(run(binary("gen-solve") + steady).out), parse(gathered.out),
+                "shipped, gathered limit");
 }
 
 } // namespace

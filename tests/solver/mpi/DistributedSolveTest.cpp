@@ -165,8 +165,11 @@ TEST(DistributedSolveTest, SaysOnceWhatItRefusesOrSolvesOnProcessZero) {
         << "Version:1\nNumPV:1\nName:reliability\nType:3\nNumTimes:1\nStart:0\nStop:0\n";
     const auto gathered = run(mpirun(2) + binary("gen-solve") + steady);
     EXPECT_EQ(gathered.status, 0) << gathered.err;
-    EXPECT_EQ(count(gathered.out, "did not converge in 2000 steps; solved on process 0 alone"), 1)
-        << gathered.out;
+    // The table's limit line says how the limit was reached (CSV has no such line).
+    const auto table =
+        run(mpirun(2) + binary("gen-solve") + " --max-sweeps 2000 " + dir.path() + "s");
+    EXPECT_EQ(count(table.out, "did not converge in 2000 steps; solved on process 0 alone"), 1)
+        << table.out;
     expectAgree(parse(run(binary("gen-solve") + steady).out), parse(gathered.out),
                 "shipped, gathered limit");
 }

@@ -104,6 +104,9 @@ int DistributedExplorer::ownerOf(const char* state, std::uint32_t bytes, int siz
 void DistributedExplorer::refuseUnsupported(StateSpaceGen& gen) const {
     if (gen.TraceLevel > 0 || gen.TraceFileName != nullptr)
         refuse(Rank, "the trace (-l, -t)");
+    // Each process would need its own part of the binary row form.
+    if (gen.BinaryRows)
+        refuse(Rank, "--binary-rows");
     // An Erlang action's phase lives in the action, outside the state vector:
     // its successors depend on the order in which one process explores.
     if (gen.Table.numPhase() > 0)

@@ -1,7 +1,10 @@
 // Fuzzes the solver's three readers (.pvtype, .var, .arm) and, when they accept
 // the input, the solution itself. The input holds the three files one after the
 // other, separated by lines "%%": pvtype, var, arm. They are written to a scratch
-// folder and read as gen-solve reads them. A refusal must be an InputError (or a
+// folder and read as gen-solve reads them. Built with GEN_FUZZ_ROW_PARTS (the
+// harness fuzz_rowparts), the input is instead a .pvtype, "%%", and the bytes of
+// the one part of a binary row form (.rows.0), read as gen-solve --binary-rows
+// reads them. A refusal must be an InputError (or a
 // SolveError for a time point out of reach); an accepted chain must give finite
 // values with finite bounds.
 
@@ -22,6 +25,20 @@ namespace {
 
 std::string scratch;
 
+#ifdef GEN_FUZZ_ROW_PARTS
+constexpr int kFiles = 2;
+const char* const kExtensions[kFiles] = {".pvtype", ".rows.0"};
+gensolver::Model read() {
+    return gensolver::readModelFromParts(scratch);
+}
+#else
+constexpr int kFiles = 3;
+const char* const kExtensions[kFiles] = {".pvtype", ".var", ".arm"};
+gensolver::Model read() {
+    return gensolver::readModel(scratch);
+}
+#endif
+
 void write(const std::string& path, const std::string& text) {
     std::ofstream(path, std::ios::binary | std::ios::trunc) << text;
 }
@@ -39,7 +56,7 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
         std::abort();
     scratch = std::string(made) + "/m";
     std::atexit([] {
-        for (const char* ext : {".pvtype", ".var", ".arm"})
+        for (const char* ext : kExtensions)
             std::remove((scratch + ext).c_str());
         ::rmdir(scratch.substr(0, scratch.size() - 2).c_str());
     });
@@ -48,10 +65,10 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::string input(reinterpret_cast<const char*>(data), size);
-    std::string parts[3];
+    std::string parts[kFiles];
     std::size_t from = 0;
-    for (int p = 0; p < 3; ++p) {
-        const std::size_t at = p < 2 ? input.find("%%\n", from) : std::string::npos;
+    for (int p = 0; p < kFiles; ++p) {
+        const std::size_t at = p < kFiles - 1 ? input.find("%%\n", from) : std::string::npos;
         parts[p] = input.substr(from, at == std::string::npos ? std::string::npos : at - from);
         if (at == std::string::npos) {
             from = input.size();
@@ -59,11 +76,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             from = at + 3;
         }
     }
-    write(scratch + ".pvtype", parts[0]);
-    write(scratch + ".var", parts[1]);
-    write(scratch + ".arm", parts[2]);
+    for (int p = 0; p < kFiles; ++p)
+        write(scratch + kExtensions[p], parts[p]);
     try {
-        const gensolver::Model model = gensolver::readModel(scratch);
+        const gensolver::Model model = read();
         gensolver::SolveOptions options;
         options.transient.maxSteps = 2000;
         options.limit.maxSweeps = 200;

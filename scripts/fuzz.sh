@@ -16,10 +16,10 @@ bash scripts/install-deps.sh --fuzz
 CC=clang CXX=clang++ cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
     -DGEN_FUZZ=ON -DGEN_SANITIZE=ON -DGEN_BUILD_TESTS=OFF >/dev/null
 cmake --build "$build" -j "$jobs" --target fuzz_commandline fuzz_override fuzz_solverfiles fuzz_detfiles \
-    fuzz_model fuzz_study fuzz_simcommandline
+    fuzz_rowparts fuzz_model fuzz_study fuzz_simcommandline
 
 status=0
-for harness in commandline override solverfiles detfiles model study simcommandline; do
+for harness in commandline override solverfiles detfiles rowparts model study simcommandline; do
     # New inputs go to a scratch corpus; the seeds in the tree stay as they are.
     work="$build/corpus/$harness"
     findings="$build/findings/$harness/"
@@ -28,6 +28,7 @@ for harness in commandline override solverfiles detfiles model study simcommandl
     max_len=512
     [ "$harness" = model ] && max_len=4096
     [ "$harness" = detfiles ] && max_len=1024
+    [ "$harness" = rowparts ] && max_len=1024
     echo "== fuzzing $harness for ${seconds}s"
     if ! "$build/fuzz/fuzz_$harness" "$work" "fuzz/corpus/$harness" \
         -dict="fuzz/$harness.dict" -max_total_time="$seconds" -timeout=10 \

@@ -2,8 +2,8 @@
 # Installs with apt-get what building and testing gen need and a fresh Debian 12
 # machine may lack: cmake, g++, make and GoogleTest; with --fuzz also clang and its
 # libFuzzer runtime (for scripts/fuzz.sh), with --valgrind also valgrind (for
-# scripts/valgrind.sh), with --mpi also Open MPI (for the exploration over
-# several processes, see docs/distributed.md). Does nothing when all are there.
+# scripts/valgrind.sh), with --mpi also Open MPI (for the exploration and
+# the solve over several processes, see docs/distributed.md). Does nothing when all are there.
 set -euo pipefail
 
 need=()

@@ -47,6 +47,8 @@ check() {
 
 for test in "$build"/tests/test_*; do
     [ -x "$test" ] || continue
+    # The tests that start mpirun run natively (mpirun under memcheck is not wanted).
+    case $(basename "$test") in test_solver_mpi) continue ;; esac
     check "$(basename "$test")" "$test" --gtest_death_test_style=threadsafe
 done
 

@@ -269,6 +269,9 @@ double classResidual(const RateMatrix& m, const Components& comps, std::uint32_t
 } // namespace
 
 std::string Limit::method() const {
+    if (power)
+        return "power iteration, " + std::to_string(sweeps) + " steps" +
+               (converged ? "" : ", NOT CONVERGED");
     if (!iterative && !krylov)
         return "direct elimination";
     std::string text;

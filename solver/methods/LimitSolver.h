@@ -35,6 +35,8 @@ struct Limit {
     bool iterative = false;             // some part was solved by Gauss-Seidel
     bool krylov = false;                // some part was solved by BiCGSTAB
     bool multigrid = false;             // ... preconditioned by aggregation multigrid
+    bool power = false;                 // the power iteration of the uniformized chain
+                                        // (sweeps counts its steps; no class figures)
     bool converged = true;              // every iterative solve met the tolerance
     double residual = 0.0; // largest relative residual |pi Q| / |pi diag(Q)| of a class
     // Estimated 1-norm error of the distribution: the largest over the solves of
@@ -42,6 +44,8 @@ struct Limit {
     // Gauss-Seidel one (rounding for direct ones), plus how far the class
     // probabilities miss a sum of 1.
     double errorEstimate = 0.0;
+    std::string fallback; // how a distributed solve came to this limit, when not
+                          // by its own method; printed in the summary
     // e.g. "BiCGSTAB+ILU(0), 23 iterations" or "BiCGSTAB+aggregation multigrid, 9
     // iterations"
     std::string method() const;

@@ -1,7 +1,7 @@
 #include "methods/Measures.h"
 
 #include "methods/AbsorptionResults.h"
-#include "methods/CachedLimit.h"
+#include "methods/ChainBackend.h"
 #include "methods/Extrapolation.h"
 
 #include <algorithm>
@@ -15,14 +15,32 @@ namespace gensolver {
 
 namespace {
 
-double maxAbs(const std::vector<double>& v) {
+// The chain's limit, solved through the backend on first request and kept.
+class BackendLimit : public LimitSource {
+public:
+    BackendLimit(ChainBackend& chain, const LimitOptions& options)
+        : chain_(chain), options_(options) {}
+    const Limit& limit() override {
+        if (!limit_)
+            limit_ = chain_.limit(options_);
+        return *limit_;
+    }
+    bool computed() const { return limit_.has_value(); }
+
+private:
+    ChainBackend& chain_;
+    LimitOptions options_;
+    std::optional<Limit> limit_;
+};
+
+double localMaxAbs(const std::vector<double>& v) {
     double m = 0.0;
     for (const double x : v)
         m = std::max(m, std::fabs(x));
     return m;
 }
 
-double dot(const std::vector<double>& a, const std::vector<double>& b) {
+double localDot(const std::vector<double>& a, const std::vector<double>& b) {
     double s = 0.0;
     for (std::size_t j = 0; j < a.size(); ++j)
         s += a[j] * b[j];
@@ -35,12 +53,32 @@ bool Solution::allConverged() const {
     return std::all_of(results.begin(), results.end(), [](const Result& r) { return r.converged; });
 }
 
+std::unique_ptr<TransientMethod>
+LocalBackend::transient(std::vector<const std::vector<double>*> integrands, LimitSource* limits,
+                        const TransientOptions& options, double lastTime, double& rate) {
+    if (chooseExtrapolation(m_, lastTime, options)) {
+        rate = 0.0;
+        return std::make_unique<ExtrapolationSolver>(m_, integrands, options);
+    }
+    auto u = std::make_unique<TransientSolver>(m_, std::move(integrands), limits, options);
+    rate = u->rate();
+    return u;
+}
+
 Solution solve(const Model& model, const SolveOptions& options) {
-    const RateMatrix& m = model.matrix;
+    LocalBackend local(model.matrix);
+    return solve(model, options, local);
+}
+
+Solution solve(const Model& model, const SolveOptions& options, ChainBackend& chain) {
     Solution sol;
     sol.stem = model.stem;
-    sol.states = m.states();
-    sol.transitions = m.transitions();
+    sol.states = chain.states();
+    sol.transitions = chain.transitions();
+    auto dot = [&chain](const std::vector<double>& a, const std::vector<double>& b) {
+        return chain.sum(localDot(a, b));
+    };
+    auto maxAbs = [&chain](const std::vector<double>& v) { return chain.max(localMaxAbs(v)); };
     const std::size_t nv = model.variables.size();
 
     // What accumulated measures integrate: the rate reward plus the rate at which
@@ -101,16 +139,10 @@ Solution solve(const Model& model, const SolveOptions& options) {
     // well below the detection threshold (a sixteenth of the transient bound).
     LimitOptions limitOptions = options.limit;
     limitOptions.tolerance = std::min(limitOptions.tolerance, options.transient.epsilon / 16.0);
-    CachedLimit limits(m, limitOptions);
+    BackendLimit limits(chain, limitOptions);
     if (!instants.empty()) {
-        std::unique_ptr<TransientMethod> method;
-        if (chooseExtrapolation(m, instants.back(), options.transient)) {
-            method = std::make_unique<ExtrapolationSolver>(m, integrands, options.transient);
-        } else {
-            auto u = std::make_unique<TransientSolver>(m, integrands, &limits, options.transient);
-            sol.uniformizationRate = u->rate();
-            method = std::move(u);
-        }
+        std::unique_ptr<TransientMethod> method = chain.transient(
+            integrands, &limits, options.transient, instants.back(), sol.uniformizationRate);
         TransientMethod& ts = *method;
         for (const double t : instants) {
             ts.advanceTo(t);
@@ -211,13 +243,22 @@ Solution solve(const Model& model, const SolveOptions& options) {
             add(r);
         }
     }
-    if (limits.computed()) {
+    if (limits.computed() && limits.limit().power) {
+        const Limit& l = limits.limit();
+        std::ostringstream s;
+        s << "limit from state 1: power iteration of the uniformized chain over " << chain.states()
+          << " states, tolerance " << limitOptions.tolerance << "; estimated error "
+          << l.errorEstimate;
+        sol.limitSummary = s.str();
+    } else if (limits.computed()) {
         const Limit& l = limits.limit();
         std::ostringstream s;
         s << "limit from state 1: " << l.classesReached << " of " << l.classes
           << " closed class(es) reached, " << l.components << " strongly connected component(s); "
           << l.method() << ", tolerance " << limitOptions.tolerance << "; relative residual "
           << l.residual << ", estimated error " << l.errorEstimate;
+        if (!l.fallback.empty())
+            s << " (" << l.fallback << ")";
         sol.limitSummary = s.str();
     }
     if (options.absorption || !model.untilAbsorption.empty())

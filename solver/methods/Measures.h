@@ -44,11 +44,19 @@ struct Solution {
     std::vector<Result> results;
     bool firstEntryImpulses = false; // some values earn the first-entry impulses of .var
                                      // (there is no .imp file)
-    std::string absorptionNotice; // why values until absorption are missing, empty if none are
+    std::string absorptionNotice;    // why values until absorption are missing, empty if none are
     bool allConverged() const;
 };
 
+class ChainBackend;
+
 // Throws SolveError when a time point needs more steps than allowed.
 Solution solve(const Model& model, const SolveOptions& options);
+
+// The same over `backend`, which holds model's chain (model.matrix is then not
+// read) and whose vectors are slices of the states when it is distributed:
+// model's rewards are then the same slices. Values until absorption need the
+// whole chain (LocalBackend).
+Solution solve(const Model& model, const SolveOptions& options, ChainBackend& backend);
 
 } // namespace gensolver

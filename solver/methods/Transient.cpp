@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <memory>
 #include <sstream>
 #include <unordered_map>
 
@@ -12,6 +13,10 @@ double uniformizationRate(const RateMatrix& m) {
     double maxExit = 0.0;
     for (const double e : m.exitRate)
         maxExit = std::max(maxExit, e);
+    return uniformizationRate(maxExit);
+}
+
+double uniformizationRate(double maxExit) {
     // A rate a little above the largest exit rate keeps every state's stay
     // probability positive, so the uniformized chain is aperiodic and its powers
     // settle (needed for steady-state detection).
@@ -42,12 +47,7 @@ std::string TransientSolver::describe() const {
     return text;
 }
 
-TransientSolver::TransientSolver(const RateMatrix& m,
-                                 std::vector<const std::vector<double>*> integrands,
-                                 LimitSource* limits, const TransientOptions& options)
-    : m_(m), integrands_(std::move(integrands)), limits_(limits), options_(options),
-      pool_(&sharedPool()) {
-    integrals_.assign(integrands_.size(), 0.0);
+LocalSteps::LocalSteps(const RateMatrix& m) : m_(m), pool_(&sharedPool()) {
     const std::uint32_t n = m.states();
     q_ = uniformizationRate(m);
     // Rounding in one step: each y[j] sums in-degree + 1 products of entries that
@@ -89,8 +89,6 @@ TransientSolver::TransientSolver(const RateMatrix& m,
         rateIndex_ = {};
         scaledRate_ = {};
     }
-    x_.assign(n, 0.0);
-    x_[0] = 1.0;
 }
 
 namespace {
@@ -118,45 +116,78 @@ double gather(std::uint64_t begin, std::uint64_t end, const std::uint64_t* start
 
 } // namespace
 
-void TransientSolver::step(double w, double* acc) {
+double LocalSteps::step(const double* v, double f, double* y, double w, double* acc) {
     const std::uint64_t* start = m_.start.data();
     const std::uint32_t* source = m_.source.data();
-    const double* v = v_.data();
     const double* stay = stay_.data();
-    double* y = y_.data();
-    // The exact iterate keeps a total of 1; rounding lets it drift by an ulp or so
-    // per step, in the same direction step after step. Each step divides by the
-    // total of the vector it starts from, which removes the drift without a pass
-    // of its own.
-    const double f = total_ > 0.0 ? 1.0 / total_ : 1.0;
     const double invq = 1.0 / q_;
     if (!scaledRate_.empty()) {
         const std::uint16_t* index = rateIndex_.data();
         const double* table = scaledRate_.data();
         auto scaled = [index, table](std::uint64_t e) { return table[index[e]]; };
-        total_ = pool_->sum(m_.states(), [&](std::uint64_t b, std::uint64_t e) {
-            return gather(b, e, start, source, scaled, stay, v, f, y, w, acc);
-        });
-    } else {
-        const double* rate = m_.rate.data();
-        auto scaled = [rate, invq](std::uint64_t e) { return rate[e] * invq; };
-        total_ = pool_->sum(m_.states(), [&](std::uint64_t b, std::uint64_t e) {
+        return pool_->sum(m_.states(), [&](std::uint64_t b, std::uint64_t e) {
             return gather(b, e, start, source, scaled, stay, v, f, y, w, acc);
         });
     }
+    const double* rate = m_.rate.data();
+    auto scaled = [rate, invq](std::uint64_t e) { return rate[e] * invq; };
+    return pool_->sum(m_.states(), [&](std::uint64_t b, std::uint64_t e) {
+        return gather(b, e, start, source, scaled, stay, v, f, y, w, acc);
+    });
+}
+
+double LocalSteps::dot(const double* a, const double* b) {
+    return pool_->sum(stay_.size(), [&](std::uint64_t begin, std::uint64_t end) {
+        double s = 0.0;
+        for (std::uint64_t j = begin; j < end; ++j)
+            s += a[j] * b[j];
+        return s;
+    });
+}
+
+double LocalSteps::distance(const double* a, const double* b) {
+    double d = 0.0;
+    for (std::size_t j = 0; j < stay_.size(); ++j)
+        d += std::fabs(a[j] - b[j]);
+    return d;
+}
+
+TransientSolver::TransientSolver(const RateMatrix& m,
+                                 std::vector<const std::vector<double>*> integrands,
+                                 LimitSource* limits, const TransientOptions& options)
+    : owned_(std::make_unique<LocalSteps>(m)), chain_(*owned_), integrands_(std::move(integrands)),
+      limits_(limits), options_(options) {
+    start();
+}
+
+TransientSolver::TransientSolver(UniformizedSteps& steps,
+                                 std::vector<const std::vector<double>*> integrands,
+                                 LimitSource* limits, const TransientOptions& options)
+    : chain_(steps), integrands_(std::move(integrands)), limits_(limits), options_(options) {
+    start();
+}
+
+void TransientSolver::start() {
+    integrals_.assign(integrands_.size(), 0.0);
+    q_ = chain_.rate();
+    x_.assign(chain_.size(), 0.0);
+    if (chain_.firstState() >= 0)
+        x_[static_cast<std::size_t>(chain_.firstState())] = 1.0;
+}
+
+void TransientSolver::step(double w, double* acc) {
+    // The exact iterate keeps a total of 1; rounding lets it drift by an ulp or so
+    // per step, in the same direction step after step. Each step divides by the
+    // total of the vector it starts from, which removes the drift without a pass
+    // of its own.
+    const double f = total_ > 0.0 ? 1.0 / total_ : 1.0;
+    total_ = chain_.step(v_.data(), f, y_.data(), w, acc);
     v_.swap(y_);
     ++steps_;
 }
 
 double TransientSolver::dot(const std::vector<double>& a, std::size_t r) const {
-    const double* w = integrands_[r]->data();
-    const double* x = a.data();
-    return pool_->sum(a.size(), [&](std::uint64_t b, std::uint64_t e) {
-        double s = 0.0;
-        for (std::uint64_t j = b; j < e; ++j)
-            s += x[j] * w[j];
-        return s;
-    });
+    return chain_.dot(a.data(), integrands_[r]->data());
 }
 
 double TransientSolver::distanceToLimit(std::uint64_t k, std::uint64_t remaining) {
@@ -171,10 +202,7 @@ double TransientSolver::distanceToLimit(std::uint64_t k, std::uint64_t remaining
     }
     if (!limit_->converged)
         return -1.0;
-    const std::vector<double>& pi = limit_->distribution;
-    double d = 0.0;
-    for (std::size_t j = 0; j < pi.size(); ++j)
-        d += std::fabs(v_[j] - pi[j]);
+    const double d = chain_.distance(v_.data(), limit_->distribution.data());
     // Detected once the iterate agrees with the computed limit to a sixteenth of the
     // bound asked; the distance to the true limit adds the limit's own error.
     return d <= options_.epsilon / 16.0 ? d + limit_->errorEstimate : -1.0;
@@ -248,7 +276,8 @@ void TransientSolver::advanceTo(double t) {
             const double next = pw.at(k + 1);
             step(next, next != 0.0 ? acc.data() : nullptr);
         }
-        const double rounding = static_cast<double>(steps_ - stepsBefore) * roundingPerStep_;
+        const double rounding =
+            static_cast<double>(steps_ - stepsBefore) * chain_.roundingPerStep();
         distBound_ += pw.bound + rounding;
         intBound_ += delta * (startBound + rounding) +
                      (static_cast<double>(pw.right) * pw.bound + pw.integralTail) / q_;
@@ -266,7 +295,7 @@ void TransientSolver::advanceTo(double t) {
                     const double early = poissonLowerTailBound(lambda, k);
                     for (std::size_t r = 0; r < nr; ++r)
                         integrals_[r] += (lambda - kk) * dot(v_, r) / q_;
-                    const double rounding = kk * roundingPerStep_;
+                    const double rounding = kk * chain_.roundingPerStep();
                     distBound_ += 2.0 * early + 2.0 * d + rounding;
                     intBound_ += delta * (startBound + rounding) +
                                  (2.0 * kk * early + 2.0 * d * lambda) / q_;

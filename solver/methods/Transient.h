@@ -7,8 +7,10 @@
 #include "methods/Parallel.h"
 #include "methods/PoissonWeights.h"
 #include "methods/RateMatrix.h"
+#include "methods/UniformizedSteps.h"
 
 #include <cstdint>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -85,6 +87,8 @@ protected:
 
 // The uniformization rate of a matrix: a little above its largest exit rate.
 double uniformizationRate(const RateMatrix& m);
+// The same for a chain whose largest exit rate is maxExit.
+double uniformizationRate(double maxExit);
 
 // Whether options (Auto: by the rule on q t) pick extrapolation for time points up to lastTime.
 bool chooseExtrapolation(const RateMatrix& m, double lastTime, const TransientOptions& options);
@@ -94,6 +98,11 @@ public:
     // integrands: reward vectors whose integral over time is wanted (not owned:
     // they outlive the solver). limits may be null (no steady-state detection).
     TransientSolver(const RateMatrix& m, std::vector<const std::vector<double>*> integrands,
+                    LimitSource* limits, const TransientOptions& options);
+    // The same over `steps` (not owned: they outlive the solver), which may hold
+    // part of the chain: the distribution and the integrands are then the
+    // process's slices.
+    TransientSolver(UniformizedSteps& steps, std::vector<const std::vector<double>*> integrands,
                     LimitSource* limits, const TransientOptions& options);
     TransientSolver(const TransientSolver&) = delete;
     TransientSolver& operator=(const TransientSolver&) = delete;
@@ -110,6 +119,8 @@ public:
     std::string describe() const override;
 
 private:
+    // The solution at time 0: the chain in state 1.
+    void start();
     // v_ = v_ P, and acc += w v_ (the new v_) when acc is not null.
     void step(double w, double* acc);
     double dot(const std::vector<double>& a, std::size_t r) const;
@@ -118,20 +129,14 @@ private:
     // usable, a negative value.
     double distanceToLimit(std::uint64_t k, std::uint64_t remaining);
 
-    const RateMatrix& m_;
+    std::unique_ptr<UniformizedSteps> owned_; // the steps when built from a matrix, else null
+    UniformizedSteps& chain_;                 // the steps taken (owned_ or not owned)
     std::vector<const std::vector<double>*> integrands_;
     LimitSource* limits_;
     const Limit* limit_ = nullptr;
     TransientOptions options_;
-    double q_ = 0.0;               // uniformization rate
-    double roundingPerStep_ = 0.0; // bound on the 1-norm rounding error of one step
-    std::vector<double> stay_;     // per state, 1 - exit rate / q
-    // Per transition, the index of its rate divided by q in scaledRate_; both empty
-    // when the chain has more distinct rates than an index holds.
-    std::vector<std::uint16_t> rateIndex_;
-    std::vector<double> scaledRate_;
+    double q_ = 0.0;     // uniformization rate
     double total_ = 1.0; // sum of v_'s entries, divided out by the next step
-    Parallel* pool_;     // not owned: the solver's shared pool
     std::vector<double> v_, y_;
     std::uint64_t steps_ = 0;
     bool steady_ = false;

@@ -2,6 +2,7 @@
 
 #include "read/InputError.h"
 #include "read/LineReader.h"
+#include "read/RowsToMatrix.h"
 
 #include <cmath>
 
@@ -105,63 +106,24 @@ RateMatrix readArm(const std::string& path, std::uint32_t states, std::vector<Re
     LineReader in(path);
     if (readHeader(in) != states)
         in.fail("the state count changed while the file was read");
-
-    RateMatrix m;
-    m.start.assign(std::size_t{states} + 1, 0);
-    // Pass 1: transitions into each state, counted at start[j + 1].
-    walkRows<false>(in, states, [&](std::uint32_t from, std::uint32_t to, double) {
-        if (from != to)
-            ++m.start[std::size_t{to} + 1];
-    });
-    // start[j + 1] becomes the first entry of state j; pass 2 advances it as a
-    // cursor, leaving it at the end of state j, which is the start of state j + 1.
-    std::uint64_t total = 0;
-    for (std::uint32_t j = 0; j < states; ++j) {
-        const std::uint64_t c = m.start[std::size_t{j} + 1];
-        m.start[std::size_t{j} + 1] = total;
-        total += c;
-    }
-    m.source.resize(total);
-    m.rate.resize(total);
-    m.exitRate.assign(states, 0.0);
-
-    std::vector<Rewards*> impulsive;
-    for (Rewards& r : rewards)
-        if (r.hasImpulses) {
-            r.impulseRate.assign(states, 0.0);
-            impulsive.push_back(&r);
-        }
-
-    in.rewind();
-    readHeader(in);
-    walkRows<true>(in, states, [&](std::uint32_t from, std::uint32_t to, double rate) {
-        for (Rewards* r : impulsive)
-            r->impulseRate[from] += rate * r->impulse[to];
-        if (from == to)
+    return rowsToMatrix(path, states, rewards, [&](bool fill, auto&& entry) {
+        if (!fill) {
+            walkRows<false>(in, states, entry);
             return;
-        std::uint64_t& at = m.start[std::size_t{to} + 1];
-        if (at >= total)
-            in.fail("the file changed while it was read");
-        m.source[at] = from;
-        m.rate[at] = rate;
-        ++at;
-        m.exitRate[from] += rate;
+        }
+        in.rewind();
+        readHeader(in);
+        walkRows<true>(in, states, entry);
     });
-    if (m.start[states] != total)
-        throw InputError(path, "the file changed while it was read");
-    // Finite rates can still add up beyond the range of a double.
-    for (std::uint32_t i = 0; i < states; ++i) {
-        bool finite = std::isfinite(m.exitRate[i]);
-        for (const Rewards* r : impulsive)
-            finite = finite && std::isfinite(r->impulseRate[i]);
-        if (!finite)
-            throw InputError(path, "the rates out of state " + std::to_string(i + 1) +
-                                       " (or the impulses they earn) add up beyond the range "
-                                       "of a double");
-    }
-    for (Rewards* r : impulsive)
-        std::vector<double>().swap(r->impulse);
-    return m;
+}
+
+void walkArm(const std::string& path, std::uint32_t states, ArmEntry entry, void* context) {
+    LineReader in(path);
+    if (readHeader(in) != states)
+        in.fail("the state count changed while the file was read");
+    walkRows<true>(in, states, [entry, context](std::uint32_t from, std::uint32_t to, double rate) {
+        entry(context, from, to, rate);
+    });
 }
 
 } // namespace gensolver

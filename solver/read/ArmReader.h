@@ -22,4 +22,9 @@ std::uint32_t readArmStateCount(const std::string& path);
 // is negative or not finite, a file that ends early or goes on after the last row.
 RateMatrix readArm(const std::string& path, std::uint32_t states, std::vector<Rewards>& rewards);
 
+// Walks every row of the file, checked as readArm checks it, calling
+// entry(context, from, to, rate) for each transition (states numbered from 0).
+using ArmEntry = void (*)(void* context, std::uint32_t from, std::uint32_t to, double rate);
+void walkArm(const std::string& path, std::uint32_t states, ArmEntry entry, void* context);
+
 } // namespace gensolver

@@ -4,19 +4,33 @@
 #include "read/ImpReader.h"
 #include "read/InputError.h"
 #include "read/PvTypeReader.h"
+#include "read/RowsToMatrix.h"
 #include "read/VarReader.h"
 
 #include <sys/stat.h>
 
 namespace gensolver {
 
-Model readModel(const std::string& stem) {
+namespace {
+
+bool exists(const std::string& path) {
     struct stat info {};
-    if (::stat((stem + ".det").c_str(), &info) == 0)
+    return ::stat(path.c_str(), &info) == 0;
+}
+
+void refuseDeterministic(const std::string& stem) {
+    if (exists(stem + ".det"))
         throw InputError(stem + ".det",
                          "the model has deterministic activities (this file lists where they "
                          "are enabled); its chain is not a Markov chain and needs a different "
                          "kind of solver");
+}
+
+} // namespace
+
+Model readModel(const std::string& stem) {
+    struct stat info {};
+    refuseDeterministic(stem);
     Model model;
     model.stem = stem;
     model.variables = readPvType(stem + ".pvtype");
@@ -30,6 +44,95 @@ Model readModel(const std::string& stem) {
     }
     model.matrix = readArm(stem + ".arm", states, model.rewards);
     if (::stat((stem + ".abs").c_str(), &info) == 0)
+        model.untilAbsorption = readAbsorptionList(stem + ".abs", model.variables);
+    return model;
+}
+
+} // namespace gensolver
+
+namespace gensolver {
+
+std::vector<Rewards> readPartRecords(std::vector<std::unique_ptr<PartReader>>& parts,
+                                     std::uint32_t first, std::uint32_t last) {
+    const std::uint32_t variables = parts[0]->header().variables;
+    const std::uint32_t n = last - first;
+    std::vector<Rewards> rewards(variables);
+    for (Rewards& r : rewards) {
+        r.rate.assign(n, 0.0);
+        r.impulse.assign(n, 0.0);
+    }
+    std::vector<std::uint8_t> seen(n, 0);
+    PartEntry e;
+    for (auto& part : parts) {
+        part->rewind();
+        while (part->next(e)) {
+            if (e.isRow || e.state - 1 < first || e.state - 1 >= last)
+                continue;
+            const std::uint32_t k = e.state - 1 - first;
+            if (seen[k] != 0)
+                part->fail("a second record of state " + std::to_string(e.state));
+            seen[k] = 1;
+            for (std::uint32_t p = 0; p < variables; ++p) {
+                rewards[p].impulse[k] = e.values[2 * p];
+                rewards[p].rate[k] = e.values[2 * p + 1];
+                if (e.values[2 * p] != 0.0)
+                    rewards[p].hasImpulses = true;
+            }
+        }
+    }
+    for (std::uint32_t k = 0; k < n; ++k)
+        if (seen[k] == 0)
+            throw InputError(parts[0]->path(),
+                             "no part holds the record of state " + std::to_string(first + k + 1));
+    for (Rewards& r : rewards)
+        if (!r.hasImpulses)
+            std::vector<double>().swap(r.impulse);
+    return rewards;
+}
+
+Model readModelFromParts(const std::string& stem) {
+    refuseDeterministic(stem);
+    Model model;
+    model.stem = stem;
+    model.variables = readPvType(stem + ".pvtype");
+    auto parts = openParts(stem);
+    const PartHeader& h = parts[0]->header();
+    if (h.variables != model.variables.size())
+        throw InputError(parts[0]->path(), "its records hold " + std::to_string(h.variables) +
+                                               " variables, " + stem + ".pvtype names " +
+                                               std::to_string(model.variables.size()));
+    const auto states = static_cast<std::uint32_t>(h.states);
+    model.rewards = readPartRecords(parts, 0, states);
+    if (exists(stem + ".imp")) {
+        readImp(stem + ".imp", model.variables, states, model.rewards);
+        model.exactImpulses = true;
+    }
+    std::vector<std::uint8_t> rowSeen(states, 0);
+    model.matrix =
+        rowsToMatrix(parts[0]->path(), states, model.rewards, [&](bool fill, auto&& entry) {
+            PartEntry e;
+            for (auto& part : parts) {
+                part->rewind();
+                while (part->next(e)) {
+                    if (!e.isRow)
+                        continue;
+                    if (!fill) {
+                        if (rowSeen[e.state - 1] != 0)
+                            part->fail("a second row of state " + std::to_string(e.state));
+                        rowSeen[e.state - 1] = 1;
+                    }
+                    for (std::uint32_t k = 0; k < e.count; ++k)
+                        entry(e.state - 1, e.targets[k] - 1, e.values[k]);
+                }
+            }
+            if (fill)
+                return;
+            for (std::uint32_t s = 0; s < states; ++s)
+                if (rowSeen[s] == 0)
+                    throw InputError(parts[0]->path(),
+                                     "no part holds the row of state " + std::to_string(s + 1));
+        });
+    if (exists(stem + ".abs"))
         model.untilAbsorption = readAbsorptionList(stem + ".abs", model.variables);
     return model;
 }

@@ -32,6 +32,8 @@ const char* usage() {
            "  --bicgstab               solve components of 5000 states or more by BiCGSTAB with\n"
            "                           ILU(0) (default: Gauss-Seidel)\n"
            "  --multigrid              the same, preconditioned by aggregation multigrid\n"
+           "  --binary-rows            read the rows and rewards from the binary parts\n"
+           "                           <stem>.rows.0, ... (gen --binary-rows) for .arm and .var\n"
            "  --threads N              threads for the long-run solve (default: one per core)\n"
            "  -h, --help               this text\n"
            "Exit status: 0 success, 1 error (one line on standard error), 2 results printed\n"
@@ -123,6 +125,8 @@ CommandLine parseCommandLine(const std::vector<std::string>& args) {
             if (n > 20000)
                 throw std::invalid_argument("option --dense-limit is at most 20000");
             cl.solve.limit.denseLimit = static_cast<std::uint32_t>(n);
+        } else if (a == "--binary-rows") {
+            cl.binaryRows = true;
         } else if (a == "--bicgstab") {
             cl.solve.limit.krylovFrom = 5000;
         } else if (a == "--multigrid") {

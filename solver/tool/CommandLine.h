@@ -16,7 +16,8 @@ struct CommandLine {
     std::string plot;        // SVG file to write, empty for none
     PlotOptions plotOptions; // how the plot is drawn
     SolveOptions solve;
-    unsigned threads = 0; // worker threads of the solver, 0 for one per core
+    unsigned threads = 0;    // worker threads of the solver, 0 for one per core
+    bool binaryRows = false; // rows and rewards from the binary parts, not .arm and .var
     bool help = false;
 };
 

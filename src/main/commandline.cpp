@@ -17,6 +17,7 @@ char* OverrideString = nullptr;
 char* db_host = nullptr;
 char* db_entity = nullptr;
 int TempTraceLevel = 0;
+bool BinaryRows = false;
 
 namespace {
 
@@ -75,6 +76,7 @@ void resetCommandLineSettings() {
     db_host = nullptr;
     db_entity = nullptr;
     TempTraceLevel = 0;
+    BinaryRows = false;
 }
 
 void commandline(int argc, char** argv, int& fileType, char*& traceFileName) {
@@ -87,6 +89,10 @@ void commandline(int argc, char** argv, int& fileType, char*& traceFileName) {
         const char* word = argv[i];
         if (word[0] != '-')
             continue;
+        if (std::strcmp(word, "--binary-rows") == 0) {
+            BinaryRows = true;
+            continue;
+        }
         const char letter = word[1];
         // The word that an unknown-argument line names: the option word, or the
         // value word that the separate form consumed.

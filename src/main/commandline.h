@@ -11,6 +11,7 @@ extern char* OverrideString; // -O: global-variable override string, owned (mall
 extern char* db_host;        // -s: database server host, owned (array new)
 extern char* db_entity;      // -e: database entity, owned (array new)
 extern int TempTraceLevel;   // -l: trace level 0 to 4, default 0
+extern bool BinaryRows;      // --binary-rows: rows and records in the binary part form
 
 // Parses argv into the settings (reset to their defaults first), printing the
 // echo lines on standard output. With fewer than three arguments after the program

@@ -72,6 +72,7 @@ int main(int argc, char** argv) {
                                                      hash_value, db_host, db_entity, traceFileName);
     std::cout << "SSG: SetTraceLevel: " << TempTraceLevel << '\n';
     generator->TraceLevel = TempTraceLevel;
+    generator->writeBinaryRows(BinaryRows);
     generator->InitializeTrace();
 #ifdef GEN_DISTRIBUTED
     distributed.attach(*generator);

@@ -73,6 +73,10 @@ void RunFiles::markUnfinished(const std::string& name) {
     unfinishedResults.push_back(name);
 }
 
+void RunFiles::keepResults() {
+    unfinishedResults.clear();
+}
+
 void RunFiles::writeFailed(const std::string& fileName) {
     std::cerr << "Error: Could not write file " << fileName << std::endl;
     std::exit(1);

@@ -63,6 +63,9 @@ public:
     // Flushes and closes the .det file; a failure ends the run.
     void closeDet();
 
+    // Keeps every result file of the run: the last step of a run that writes
+    // no .arm (its rows are in the binary form).
+    static void keepResults();
     // Registers a result file that the exit handler removes unless the run
     // completes. Call once the file is open, so that a name that was never
     // the run's (a folder, a file it could not open) is never removed.

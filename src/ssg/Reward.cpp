@@ -1,6 +1,7 @@
 #include "ssg/Reward.h"
 
 #include "base/Errors.h"
+#include "output/PartWriter.h"
 #include "output/TextBuffer.h"
 #include "pv/PVModel.h"
 #include "pv/PerformanceVariableNode.h"
@@ -75,6 +76,14 @@ void Reward::Write(unsigned long stateNumber, const double* values) {
     } else {
         Out->binaryInt32(static_cast<std::int32_t>(stateNumber));
         Out->binaryDoubles(values, count);
+    }
+    if (Part != nullptr) {
+        try {
+            Part->record(static_cast<std::uint32_t>(stateNumber), values);
+        } catch (const std::exception& error) {
+            std::cerr << "Error: " << error.what() << std::endl;
+            std::exit(1);
+        }
     }
 }
 

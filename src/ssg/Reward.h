@@ -7,6 +7,7 @@
 #include <fstream>
 #include <memory>
 
+class PartWriter;
 class PVModel;
 class TextBuffer;
 
@@ -41,6 +42,9 @@ public:
     // Writes what is buffered and closes the file; a failed write or close ends
     // the run with a message (status 1).
     void close();
+    // Also hands every record to `part` (not owned; null for none), which
+    // must outlive the writes.
+    void alsoTo(PartWriter* part) { Part = part; }
 
 private:
     PVModel* Model;                   // not owned
@@ -49,4 +53,5 @@ private:
     const char* FileName;             // not owned; for the message of a failed write
     std::unique_ptr<TextBuffer> Out;  // owned; buffers the records of rewfile
     std::unique_ptr<double[]> Values; // owned; NumValues() values of the record being written
+    PartWriter* Part = nullptr;       // not owned; receives the records too when set
 };

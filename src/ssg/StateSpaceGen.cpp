@@ -6,6 +6,7 @@
 #include "base/CopyBytes.h"
 #include "base/NewArray.h"
 #include "output/ImpulseFile.h"
+#include "output/PartWriter.h"
 #include "output/TextBuffer.h"
 #include "pv/PVModel.h"
 #include "ssg/ExplorationHook.h"
@@ -42,6 +43,12 @@ constexpr int DeterministicHeaderBlanks = 8;
 // The refusals of a model that cannot be explored, each ending the run (status 1).
 [[noreturn]] void refuse(const char* message) {
     std::cout << message << std::endl;
+    std::exit(1);
+}
+
+// A failed write of the binary part ends the run as a failed text write does.
+[[noreturn]] void partFailed(const std::exception& error) {
+    std::cerr << "Error: " << error.what() << std::endl;
     std::exit(1);
 }
 
@@ -227,9 +234,24 @@ StateSpaceGen::Exploration StateSpaceGen::chooseExploration() {
 
 void StateSpaceGen::beginExploration(const char* armName, const char* varName,
                                      const char* openMessage, int blanks) {
-    Rows = &Files.openArm(armName, openMessage);
+    if (BinaryRows) {
+        // A text .arm of an earlier run would not describe this run's states.
+        std::remove(armName);
+        Parts = std::make_unique<PartWriter>();
+        try {
+            const std::string& arm = Files.armName(); // <stem>.arm
+            Parts->open(arm.substr(0, arm.size() - 4), 0, 1,
+                        static_cast<std::uint32_t>(Model->NumPVs), PartWriter::newRunId());
+        } catch (const std::exception& error) {
+            partFailed(error);
+        }
+        RunFiles::markUnfinished(Parts->fileName());
+    } else {
+        Rows = &Files.openArm(armName, openMessage);
+    }
     std::cout.setf(std::ios::scientific, std::ios::floatfield);
     RewardOut = std::make_unique<Reward>(Model, OutputFormat, varName, true);
+    RewardOut->alsoTo(Parts.get());
     RunFiles::markUnfinished(varName);
     if (Fire.talliesImpulses()) {
         ImpulseOut = std::make_unique<ImpulseFile>(Files.impName());
@@ -241,12 +263,32 @@ void StateSpaceGen::beginExploration(const char* armName, const char* varName,
     }
     Model->FireAction(Fire.target(), &Model->NoActionFiredYet);
     RewardOut->Calculate(NumStates);
-    Files.writeArmPlaceholder(OutputFormat, blanks);
+    if (!Parts)
+        Files.writeArmPlaceholder(OutputFormat, blanks);
     ExploredStates = 0;
 }
 
+void StateSpaceGen::writePartRow() {
+    RateMap.sort();
+    const std::uint32_t n = RateMap.size();
+    PartTargets.resize(n);
+    PartRates.resize(n);
+    for (std::uint32_t k = 0; k < n; ++k) {
+        PartTargets[k] = RateMap.target(k);
+        PartRates[k] = RateMap.rate(k);
+    }
+    try {
+        Parts->row(CurrentStateNumber, PartTargets.data(), PartRates.data(), n);
+    } catch (const std::exception& error) {
+        partFailed(error);
+    }
+}
+
 void StateSpaceGen::writeRow() {
-    Rows->rateRow(RateMap.entries(), RateMap.size());
+    if (Parts)
+        writePartRow();
+    else
+        Rows->rateRow(RateMap.entries(), RateMap.size());
     RateMap.clear();
     if (ImpulseOut) {
         ImpulseTally& tally = Fire.impulses();
@@ -259,8 +301,9 @@ void StateSpaceGen::finishExploration() {
     StateTable->ReleaseIndex();
     // Every other file is complete before the .arm header gets its count: a
     // failed write anywhere leaves the header's blank placeholder in place.
+    if (Rows != nullptr)
+        Files.flushArm();
     Rows = nullptr;
-    Files.flushArm();
     RewardOut->close();
     RewardOut.reset();
     if (ImpulseOut) {
@@ -296,7 +339,18 @@ void StateSpaceGen::GenStateSpaceNormal(const char* armName, const char* varName
         }
     }
     finishExploration();
-    Files.completeArm(OutputFormat, ExploredStates);
+    if (Parts) {
+        // The part's completion mark is the run's last write.
+        try {
+            Parts->finish(ExploredStates);
+        } catch (const std::exception& error) {
+            partFailed(error);
+        }
+        Parts.reset();
+        RunFiles::keepResults();
+    } else {
+        Files.completeArm(OutputFormat, ExploredStates);
+    }
 }
 
 std::uint32_t StateSpaceGen::firstToExplore() {
@@ -318,7 +372,8 @@ std::uint32_t StateSpaceGen::nextToExplore() {
 }
 
 void StateSpaceGen::endRow(bool reloadForReport) {
-    Rows->line(CurrentStateNumber);
+    if (Rows != nullptr)
+        Rows->line(CurrentStateNumber);
     if (CurrentStateNumber % 1000 == 0)
         std::cout << "_$" << CurrentStateNumber << "$" << std::endl;
     if (AbsorbFlag == 1 && RateMap.empty()) {
@@ -431,6 +486,12 @@ void StateSpaceGen::newState(const char* state, double rate, const double* rewar
 
 void StateSpaceGen::GenStateSpaceDeterministic(const char* armName, const char* varName,
                                                const char* detName) {
+    if (BinaryRows) {
+        std::cerr << "Error: --binary-rows: the model has deterministic activities, whose rows "
+                     "only the text .arm file holds; run without the option"
+                  << std::endl;
+        std::exit(1);
+    }
     beginDeterministic(armName, varName, detName);
     for (std::uint32_t number = firstToExplore(); number != 0; number = nextToExplore()) {
         if (traces(1))

@@ -27,6 +27,7 @@
 class BaseActionClass;
 class ExplorationHook;
 class ImpulseFile;
+class PartWriter;
 class PVModel;
 class Queue;
 class ResultsDB;
@@ -63,6 +64,9 @@ public:
     // Hands the exploration to `hook` (not owned; it outlives the run); null
     // keeps the generator's own.
     void setExplorationHook(ExplorationHook* hook) { Hook = hook; }
+    // With `on`, the rows and reward records go to the binary row form (one
+    // part, see PartWriter) in place of the text .arm; call before GenStateSpace.
+    void writeBinaryRows(bool on) { BinaryRows = on; }
     // Records a load factor; the store keeps the one it was built with.
     void setHashValue(double value) { HashValue = value; }
 
@@ -135,6 +139,8 @@ private:
     void writeRow();
     // Releases the store's index, writes out the rows and closes .var (and .imp).
     void finishExploration();
+    // The explored state's row, sorted, into the binary part.
+    void writePartRow();
     // Copies the explored state and loads the model with it.
     void loadExplored(const char* state);
 
@@ -171,6 +177,10 @@ private:
     // Per enabling of a deterministic action, the state and the action's name (not
     // owned: the action's), in exploration order; written to the .dac file.
     std::vector<std::pair<std::uint32_t, const char*>> DetActivities;
+    bool BinaryRows = false;                      // rows go to the binary part, not .arm
+    std::unique_ptr<PartWriter> Parts;            // owned during a binary-rows exploration
+    std::vector<std::uint32_t> PartTargets;       // the row being written to Parts
+    std::vector<double> PartRates;                // its rates
     short AbsorbFlag;                             // 1: report absorbing states
     short OutputFormat = 1;                       // output file type; 1 (text)
     char* TraceFileName;                          // owned (free); null for standard output

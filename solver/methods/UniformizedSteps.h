@@ -1,0 +1,66 @@
+#pragma once
+// The steps of the uniformized chain, P = I + Q / q, that uniformization and the
+// power iteration take, over the states this process holds: all of them for a
+// one-process solve (LocalSteps), a contiguous range of them for a distributed
+// one. Vectors hold the process's states only; sums and norms are over the whole
+// chain, so the methods built on these steps compute the same whatever holds the
+// states.
+
+#include "methods/Parallel.h"
+#include "methods/RateMatrix.h"
+
+#include <cstdint>
+#include <vector>
+
+namespace gensolver {
+
+class UniformizedSteps {
+public:
+    virtual ~UniformizedSteps() = default;
+    // Entries of this process's vectors.
+    virtual std::size_t size() const = 0;
+    // The local index of state 0 (where every solution starts), or -1 when
+    // another process holds it.
+    virtual std::int64_t firstState() const = 0;
+    // The uniformization rate q (the same on every process).
+    virtual double rate() const = 0;
+    // Bound on the 1-norm rounding error of one step relative to the iterate's norm.
+    virtual double roundingPerStep() const = 0;
+    // y = f (v P), with acc += w y when acc is not null; returns the sum of y over
+    // the whole chain.
+    virtual double step(const double* v, double f, double* y, double w, double* acc) = 0;
+    // The sum over the whole chain of a[j] b[j].
+    virtual double dot(const double* a, const double* b) = 0;
+    // The 1-norm of a - b over the whole chain.
+    virtual double distance(const double* a, const double* b) = 0;
+};
+
+// The steps of a whole chain held by this process, over the solver's thread pool.
+class LocalSteps : public UniformizedSteps {
+public:
+    // m is not owned: it outlives the steps.
+    explicit LocalSteps(const RateMatrix& m);
+    LocalSteps(const LocalSteps&) = delete;
+    LocalSteps& operator=(const LocalSteps&) = delete;
+
+    std::size_t size() const override { return stay_.size(); }
+    std::int64_t firstState() const override { return 0; }
+    double rate() const override { return q_; }
+    double roundingPerStep() const override { return roundingPerStep_; }
+    double step(const double* v, double f, double* y, double w, double* acc) override;
+    double dot(const double* a, const double* b) override;
+    double distance(const double* a, const double* b) override;
+
+private:
+    const RateMatrix& m_;
+    double q_ = 0.0;
+    double roundingPerStep_ = 0.0;
+    std::vector<double> stay_; // per state, 1 - exit rate / q
+    // Per transition, the index of its rate divided by q in scaledRate_; both empty
+    // when the chain has more distinct rates than an index holds.
+    std::vector<std::uint16_t> rateIndex_;
+    std::vector<double> scaledRate_;
+    Parallel* pool_; // not owned: the solver's shared pool
+};
+
+} // namespace gensolver

@@ -1,0 +1,276 @@
+#include "mpi/DistributedSolve.h"
+
+#include "methods/ChainBackend.h"
+#include "methods/PowerLimit.h"
+#include "mpi/DistributedSteps.h"
+#include "read/ArmReader.h"
+#include "read/ImpReader.h"
+#include "read/InputError.h"
+#include "read/ModelReader.h"
+#include "read/PvTypeReader.h"
+#include "read/VarReader.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <climits>
+#include <cmath>
+#include <memory>
+
+namespace gensolver {
+
+namespace {
+
+bool exists(const std::string& path) {
+    struct stat info {};
+    return ::stat(path.c_str(), &info) == 0;
+}
+
+// The chain's share held by this process, as the measures see it.
+class DistributedBackend : public ChainBackend {
+public:
+    // transitions: those out of this process's range, kept for the limit's fallback.
+    DistributedBackend(MPI_Comm comm, std::uint32_t states, DistributedSteps& steps,
+                       std::vector<Transition> transitions)
+        : comm_(comm), states_(states), steps_(steps), transitions_(std::move(transitions)) {}
+    std::uint32_t states() const override { return states_; }
+    std::uint64_t transitions() const override { return steps_.transitions(); }
+    std::unique_ptr<TransientMethod> transient(std::vector<const std::vector<double>*> integrands,
+                                               LimitSource* limits, const TransientOptions& options,
+                                               double, double& rate) override {
+        rate = steps_.rate();
+        return std::make_unique<TransientSolver>(steps_, std::move(integrands), limits, options);
+    }
+    // The power iteration; where it does not converge, the chain is gathered on
+    // process 0, which solves it by its components, as one process would.
+    Limit limit(const LimitOptions& options) override {
+        Limit power = powerLimit(steps_, options);
+        if (power.converged)
+            return power;
+        return gatheredLimit(options, std::move(power));
+    }
+    double sum(double local) override {
+        double total = 0.0;
+        MPI_Allreduce(&local, &total, 1, MPI_DOUBLE, MPI_SUM, comm_);
+        return total;
+    }
+    double max(double local) override {
+        double m = 0.0;
+        MPI_Allreduce(&local, &m, 1, MPI_DOUBLE, MPI_MAX, comm_);
+        return m;
+    }
+
+private:
+    Limit gatheredLimit(const LimitOptions& options, Limit power);
+
+    MPI_Comm comm_;
+    std::uint32_t states_;
+    DistributedSteps& steps_;
+    std::vector<Transition> transitions_; // out of this process's range
+};
+
+Limit DistributedBackend::gatheredLimit(const LimitOptions& options, Limit power) {
+    const std::uint64_t powerSteps = power.sweeps;
+    int rank = 0, processes = 1;
+    MPI_Comm_rank(comm_, &rank);
+    MPI_Comm_size(comm_, &processes);
+    const std::uint64_t bytes = 16 * steps_.transitions();
+    if (bytes > static_cast<std::uint64_t>(INT_MAX)) {
+        // Too large for one gather: the power iteration's result stands, unconverged.
+        power.fallback = "the chain is too large to gather on one process";
+        return power;
+    }
+    static_assert(sizeof(Transition) == 16, "transitions travel as 16 bytes");
+    const int mine = static_cast<int>(16 * transitions_.size());
+    std::vector<int> counts(static_cast<std::size_t>(processes)), offsets(counts.size(), 0);
+    MPI_Gather(&mine, 1, MPI_INT, counts.data(), 1, MPI_INT, 0, comm_);
+    for (std::size_t r = 1; r < counts.size(); ++r)
+        offsets[r] = offsets[r - 1] + counts[r - 1];
+    std::vector<Transition> all(rank == 0 ? steps_.transitions() : 0);
+    MPI_Gatherv(transitions_.data(), mine, MPI_BYTE, all.data(), counts.data(), offsets.data(),
+                MPI_BYTE, 0, comm_);
+    Limit l;
+    std::vector<double> whole;
+    if (rank == 0) {
+        l = solveLimit(buildRateMatrix(states_, all), options);
+        whole = std::move(l.distribution);
+    }
+    // The figures of process 0's solve, then each process's slice of the distribution.
+    double reals[2] = {l.residual, l.errorEstimate};
+    std::uint64_t whole_numbers[7] = {l.classesReached,   l.classes,   l.components, l.sweeps,
+                                      l.krylovIterations, l.iterative, l.krylov};
+    int converged = l.converged ? 1 : 0;
+    MPI_Bcast(reals, 2, MPI_DOUBLE, 0, comm_);
+    MPI_Bcast(whole_numbers, 7, MPI_UINT64_T, 0, comm_);
+    MPI_Bcast(&converged, 1, MPI_INT, 0, comm_);
+    l.residual = reals[0];
+    l.errorEstimate = reals[1];
+    l.classesReached = static_cast<std::uint32_t>(whole_numbers[0]);
+    l.classes = static_cast<std::uint32_t>(whole_numbers[1]);
+    l.components = static_cast<std::uint32_t>(whole_numbers[2]);
+    l.sweeps = whole_numbers[3];
+    l.krylovIterations = whole_numbers[4];
+    l.iterative = whole_numbers[5] != 0;
+    l.krylov = whole_numbers[6] != 0;
+    l.converged = converged != 0;
+    const std::vector<std::uint32_t> bounds = stateRanges(states_, processes);
+    std::vector<int> sizes(static_cast<std::size_t>(processes)), starts(sizes.size());
+    for (std::size_t r = 0; r < sizes.size(); ++r) {
+        starts[r] = static_cast<int>(bounds[r]);
+        sizes[r] = static_cast<int>(bounds[r + 1] - bounds[r]);
+    }
+    l.distribution.assign(steps_.size(), 0.0);
+    MPI_Scatterv(whole.data(), sizes.data(), starts.data(), MPI_DOUBLE, l.distribution.data(),
+                 static_cast<int>(steps_.size()), MPI_DOUBLE, 0, comm_);
+    l.fallback = "the power iteration did not converge in " + std::to_string(powerSteps) +
+                 " steps; solved on process 0 alone";
+    return l;
+}
+
+// The transitions out of [first, last) and, per variable with first-entry
+// impulses, the rate at which the range's states earn them.
+struct LocalRows {
+    std::uint32_t first = 0, last = 0;
+    std::vector<Transition> transitions;
+    const std::vector<Rewards>* rewards = nullptr;
+    std::vector<std::vector<double>> impulseRate; // per variable, empty without impulses
+
+    void add(std::uint32_t from, std::uint32_t to, double rate) {
+        if (from < first || from >= last)
+            return;
+        for (std::size_t p = 0; p < impulseRate.size(); ++p)
+            if (!impulseRate[p].empty())
+                impulseRate[p][from - first] += rate * (*rewards)[p].impulse[to];
+        if (from != to)
+            transitions.push_back({from, to, rate});
+    }
+};
+
+// Keeps the entries [first, last) of v.
+void slice(std::vector<double>& v, std::uint32_t first, std::uint32_t last) {
+    if (v.empty())
+        return;
+    v.erase(v.begin() + last, v.end());
+    v.erase(v.begin(), v.begin() + first);
+}
+
+} // namespace
+
+std::string distributedRefusal(const std::string& stem, const SolveOptions& options) {
+    if (exists(stem + ".det"))
+        return stem + ".det: the model has deterministic activities; their solver runs on one "
+                      "process (run gen-solve without mpirun)";
+    if (options.absorption || exists(stem + ".abs"))
+        return "values until absorption are solved on one process only (run gen-solve without "
+               "mpirun)";
+    if (options.transient.method == TransientChoice::Extrapolation)
+        return "--transient extrapolation runs on one process only (run gen-solve without "
+               "mpirun, or use uniformization)";
+    return "";
+}
+
+std::optional<Solution> solveDistributed(MPI_Comm comm, const std::string& stem, bool binaryRows,
+                                         const SolveOptions& options, std::string& alone,
+                                         DistributedFigures* figures) {
+    int rank = 0, processes = 1;
+    MPI_Comm_rank(comm, &rank);
+    MPI_Comm_size(comm, &processes);
+    Model model;
+    model.stem = stem;
+    model.variables = readPvType(stem + ".pvtype");
+
+    std::vector<std::unique_ptr<PartReader>> parts;
+    std::uint32_t states = 0;
+    if (binaryRows) {
+        parts = openParts(stem);
+        const PartHeader& h = parts[0]->header();
+        if (h.variables != model.variables.size())
+            throw InputError(parts[0]->path(), "its records hold " + std::to_string(h.variables) +
+                                                   " variables, " + stem + ".pvtype names " +
+                                                   std::to_string(model.variables.size()));
+        states = static_cast<std::uint32_t>(h.states);
+        model.rewards = readPartRecords(parts, 0, states);
+    } else {
+        states = readArmStateCount(stem + ".arm");
+        model.rewards = readVar(stem + ".var", model.variables, states);
+    }
+    if (exists(stem + ".imp")) {
+        readImp(stem + ".imp", model.variables, states, model.rewards);
+        model.exactImpulses = true;
+    }
+    const std::vector<std::uint32_t> bounds = stateRanges(states, processes);
+    LocalRows rows;
+    rows.first = bounds[static_cast<std::size_t>(rank)];
+    rows.last = bounds[static_cast<std::size_t>(rank) + 1];
+    rows.rewards = &model.rewards;
+    rows.impulseRate.resize(model.rewards.size());
+    for (std::size_t p = 0; p < model.rewards.size(); ++p)
+        if (model.rewards[p].hasImpulses)
+            rows.impulseRate[p].assign(rows.last - rows.first, 0.0);
+
+    if (binaryRows) {
+        std::vector<std::uint8_t> seen(rows.last - rows.first, 0);
+        PartEntry e;
+        for (auto& part : parts) {
+            part->rewind();
+            while (part->next(e)) {
+                if (!e.isRow || e.state - 1 < rows.first || e.state - 1 >= rows.last)
+                    continue;
+                std::uint8_t& s = seen[e.state - 1 - rows.first];
+                if (s != 0)
+                    part->fail("a second row of state " + std::to_string(e.state));
+                s = 1;
+                for (std::uint32_t k = 0; k < e.count; ++k)
+                    rows.add(e.state - 1, e.targets[k] - 1, e.values[k]);
+            }
+        }
+        for (std::uint32_t k = 0; k < seen.size(); ++k)
+            if (seen[k] == 0)
+                throw InputError(parts[0]->path(), "no part holds the row of state " +
+                                                       std::to_string(rows.first + k + 1));
+    } else {
+        walkArm(
+            stem + ".arm", states,
+            [](void* context, std::uint32_t from, std::uint32_t to, double rate) {
+                static_cast<LocalRows*>(context)->add(from, to, rate);
+            },
+            &rows);
+    }
+    // The process's slices of the rewards; the impulse rates derived from the
+    // first-entry impulses replace those.
+    for (std::size_t p = 0; p < model.rewards.size(); ++p) {
+        Rewards& r = model.rewards[p];
+        slice(r.rate, rows.first, rows.last);
+        slice(r.impulseRate, rows.first, rows.last);
+        if (r.hasImpulses)
+            r.impulseRate = std::move(rows.impulseRate[p]);
+        std::vector<double>().swap(r.impulse);
+        for (const double x : r.impulseRate)
+            if (!std::isfinite(x))
+                throw InputError(stem, "the impulses earned add up beyond the range of a double");
+    }
+    DistributedSteps steps(comm, states, rows.first, rows.last, rows.transitions);
+    if (figures != nullptr) {
+        figures->firstState = rows.first;
+        figures->lastState = rows.last;
+        figures->bytesSentPerStep = steps.bytesSentPerStep();
+    }
+    // The one-process rule of TransientChoice::Auto: a small chain with many
+    // steps to its last time point is extrapolated, which is not distributed.
+    double lastTime = 0.0;
+    for (const Variable& v : model.variables)
+        if (v.type != RewardType::SteadyState)
+            for (const TimePoint& t : v.times)
+                lastTime = std::max(lastTime, t.stop);
+    const TransientOptions& t = options.transient;
+    if (t.method == TransientChoice::Auto && states <= t.extrapolateStates &&
+        steps.rate() * lastTime > t.extrapolateAbove) {
+        alone = "the chain is small (" + std::to_string(states) +
+                " states) and stiff, which the one-process solver extrapolates";
+        return std::nullopt;
+    }
+    DistributedBackend backend(comm, states, steps, std::move(rows.transitions));
+    return solve(model, options, backend);
+}
+
+} // namespace gensolver

@@ -1,0 +1,77 @@
+#pragma once
+// Builds a RateMatrix in place from rate rows that can be walked twice (the
+// text .arm file or the parts of the binary form): the first walk counts the
+// transitions into each state, the second fills the arrays, so the matrix never
+// holds more than its final size. Impulse rates are derived on the way for the
+// variables whose first-entry impulses are known.
+
+#include "methods/Model.h"
+#include "read/InputError.h"
+
+#include <cmath>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace gensolver {
+
+// walk(fill, entry) calls entry(from, to, rate) for every transition, numbered
+// from 0 (with fill false the rate may be 0). `path` names the input in messages.
+template <class Walk>
+RateMatrix rowsToMatrix(const std::string& path, std::uint32_t states,
+                        std::vector<Rewards>& rewards, Walk&& walk) {
+    RateMatrix m;
+    m.start.assign(std::size_t{states} + 1, 0);
+    walk(false, [&](std::uint32_t from, std::uint32_t to, double) {
+        if (from != to)
+            ++m.start[std::size_t{to} + 1];
+    });
+    // start[j + 1] becomes the first entry of state j; the fill advances it as a
+    // cursor, leaving it at the end of state j, which is the start of state j + 1.
+    std::uint64_t total = 0;
+    for (std::uint32_t j = 0; j < states; ++j) {
+        const std::uint64_t c = m.start[std::size_t{j} + 1];
+        m.start[std::size_t{j} + 1] = total;
+        total += c;
+    }
+    m.source.resize(total);
+    m.rate.resize(total);
+    m.exitRate.assign(states, 0.0);
+
+    std::vector<Rewards*> impulsive;
+    for (Rewards& r : rewards)
+        if (r.hasImpulses) {
+            r.impulseRate.assign(states, 0.0);
+            impulsive.push_back(&r);
+        }
+    walk(true, [&](std::uint32_t from, std::uint32_t to, double rate) {
+        for (Rewards* r : impulsive)
+            r->impulseRate[from] += rate * r->impulse[to];
+        if (from == to)
+            return;
+        std::uint64_t& at = m.start[std::size_t{to} + 1];
+        if (at >= total)
+            throw InputError(path, "the file changed while it was read");
+        m.source[at] = from;
+        m.rate[at] = rate;
+        ++at;
+        m.exitRate[from] += rate;
+    });
+    if (m.start[states] != total)
+        throw InputError(path, "the file changed while it was read");
+    // Finite rates can still add up beyond the range of a double.
+    for (std::uint32_t i = 0; i < states; ++i) {
+        bool finite = std::isfinite(m.exitRate[i]);
+        for (const Rewards* r : impulsive)
+            finite = finite && std::isfinite(r->impulseRate[i]);
+        if (!finite)
+            throw InputError(path, "the rates out of state " + std::to_string(i + 1) +
+                                       " (or the impulses they earn) add up beyond the range "
+                                       "of a double");
+    }
+    for (Rewards* r : impulsive)
+        std::vector<double>().swap(r->impulse);
+    return m;
+}
+
+} // namespace gensolver

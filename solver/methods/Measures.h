@@ -44,6 +44,8 @@ struct Solution {
     std::vector<Result> results;
     bool firstEntryImpulses = false; // some values earn the first-entry impulses of .var
                                      // (there is no .imp file)
+    bool approximateFiringImpulses = false; // some values take deterministic firings to earn
+                                            // first-entry impulses (there is no .dip file)
     std::string absorptionNotice; // why values until absorption are missing, empty if none are
     bool allConverged() const;
 };

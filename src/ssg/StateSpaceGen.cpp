@@ -6,6 +6,7 @@
 #include "base/CopyBytes.h"
 #include "base/NewArray.h"
 #include "output/ImpulseFile.h"
+#include "output/NumberFormat.h"
 #include "output/TextBuffer.h"
 #include "pv/PVModel.h"
 #include "ssg/Queue.h"
@@ -59,12 +60,12 @@ std::uint32_t checkedStateSize(PVModel* model) {
     return size;
 }
 
-// The .dac file beside a .det file: its name with the extension .dac.
-std::string deterministicActivitiesName(const std::string& detName) {
+// The file beside a .det file with the extension `extension` (".dac", ".dip").
+std::string besideDet(const std::string& detName, const char* extension) {
     const std::size_t n = detName.size();
     if (n >= 4 && detName.compare(n - 4, 4, ".det") == 0)
-        return detName.substr(0, n - 4) + ".dac";
-    return detName + ".dac";
+        return detName.substr(0, n - 4) + extension;
+    return detName + extension;
 }
 
 // Processor time of the process so far (user + system), in seconds.
@@ -416,8 +417,11 @@ void StateSpaceGen::newState(const char* state, double rate, const double* rewar
 
 void StateSpaceGen::GenStateSpaceDeterministic(const char* armName, const char* varName,
                                                const char* detName) {
-    const std::string dacName = deterministicActivitiesName(detName);
-    std::remove(dacName.c_str()); // an earlier run's file would not describe this run
+    const std::string dacName = besideDet(detName, ".dac");
+    const std::string dipName = besideDet(detName, ".dip");
+    // An earlier run's files would not describe this run.
+    std::remove(dacName.c_str());
+    std::remove(dipName.c_str());
     std::ofstream& detFile = Files.openDet(detName);
     detFile.setf(std::ios::scientific, std::ios::floatfield);
     detFile.precision(10);
@@ -443,6 +447,8 @@ void StateSpaceGen::GenStateSpaceDeterministic(const char* armName, const char* 
     DetList.writeEnablingStates(detFile, type);
     Files.closeDet();
     writeDeterministicActivities(dacName);
+    if (Fire.talliesImpulses())
+        writeDeterministicImpulses(dipName);
     Files.completeArm(OutputFormat, ExploredStates);
 }
 
@@ -454,6 +460,28 @@ void StateSpaceGen::writeDeterministicActivities(const std::string& dacName) con
     for (const auto& [state, name] : DetActivities)
         file << state << '\n' << name << '\n';
     RunFiles::closeResult(file, dacName);
+}
+
+void StateSpaceGen::writeDeterministicImpulses(const std::string& dipName) const {
+    std::ofstream file(dipName, std::ios::out | std::ios::trunc | std::ios::binary);
+    if (!file)
+        RunFiles::writeFailed(dipName);
+    RunFiles::markUnfinished(dipName);
+    for (int p = 0; p < Model->NumPVs; ++p) {
+        if (Model->PVList[p]->Name == nullptr)
+            RunFiles::writeFailed(dipName); // no valid header
+        file << Model->PVList[p]->Name << '\n';
+    }
+    const std::size_t count = static_cast<std::size_t>(Model->NumPVs);
+    char text[64];
+    for (std::size_t r = 0; r < DetActivities.size(); ++r) {
+        file << DetActivities[r].first << '\n';
+        for (std::size_t p = 0; p < count; ++p) {
+            char* end = numberformat::formatScientific10(text, DetImpulses[r * count + p]);
+            file.write(text, end - text) << '\n';
+        }
+    }
+    RunFiles::closeResult(file, dipName);
 }
 
 void StateSpaceGen::FindNextDeterministic(char* state) {
@@ -489,6 +517,11 @@ void StateSpaceGen::FindNextDeterministic(char* state) {
         Fire.fire(action);
         changed = true;
         FireInstantDet(1.0);
+        if (action->DistributionType == Deterministic && Fire.talliesImpulses()) {
+            ImpulseTally& earned = Fire.deterministicImpulses();
+            DetImpulses.insert(DetImpulses.end(), earned.sums(), earned.sums() + earned.count());
+            earned.clear();
+        }
     }
 }
 

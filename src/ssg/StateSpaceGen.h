@@ -71,6 +71,8 @@ public:
     void GenStateSpaceDeterministic(const char* armName, const char* varName, const char* detName);
     // Writes DetActivities to the .dac file beside `detName`, the .det file.
     void writeDeterministicActivities(const std::string& detName) const;
+    // Writes DetImpulses to `dipName`, the .dip file beside the .det file.
+    void writeDeterministicImpulses(const std::string& dipName) const;
     void FindNextDeterministic(char* state);
     void FireInstantDet(double probability);
 
@@ -144,6 +146,11 @@ private:
     // Per enabling of a deterministic action, the state and the action's name (not
     // owned: the action's), in exploration order; written to the .dac file.
     std::vector<std::pair<std::uint32_t, const char*>> DetActivities;
+    // Per enabling of a deterministic action (as DetActivities), per variable:
+    // the impulse its firing and the zero-time path after it earn, weighted by
+    // the action's share and the path's probability. Only for a model with
+    // impulse rewards; written to the .dip file.
+    std::vector<double> DetImpulses;
     short AbsorbFlag;                             // 1: report absorbing states
     short OutputFormat = 1;                       // output file type; 1 (text)
     char* TraceFileName;                          // owned (free); null for standard output

@@ -48,8 +48,8 @@ void RecordReader::end() {
     while (In.next(Line))
         if (!trim(Line).empty())
             In.fail("more records than the " + std::to_string(States) +
-                    (std::string(Source) == ".arm" ? " states" : " records") + " of the " +
-                    Source + " file: " + quote(Line));
+                    (std::string(Source) == ".arm" ? " states" : " records") + " of the " + Source +
+                    " file: " + quote(Line));
 }
 
 } // namespace gensolver

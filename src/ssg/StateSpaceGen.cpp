@@ -39,6 +39,9 @@ constexpr unsigned long MaxStoreBlocks = 128;
 constexpr int NormalHeaderBlanks = 63;
 constexpr int DeterministicHeaderBlanks = 8;
 
+// Bytes of .dip text formatted before each write.
+constexpr std::size_t DipBlockBytes = 1 << 20;
+
 // The refusals of a model that cannot be explored, each ending the run (status 1).
 [[noreturn]] void refuse(const char* message) {
     std::cout << message << std::endl;
@@ -472,15 +475,25 @@ void StateSpaceGen::writeDeterministicImpulses(const std::string& dipName) const
             RunFiles::writeFailed(dipName); // no valid header
         file << Model->PVList[p]->Name << '\n';
     }
+    // The records are formatted into a buffer written in large blocks: one
+    // enabling per explored state is common, so the file is as long as .imp.
     const std::size_t count = static_cast<std::size_t>(Model->NumPVs);
-    char text[64];
+    std::string text;
+    text.reserve(DipBlockBytes + 64 * (count + 1));
+    char number[64];
     for (std::size_t r = 0; r < DetActivities.size(); ++r) {
-        file << DetActivities[r].first << '\n';
+        char* end = numberformat::formatInteger(number, DetActivities[r].first);
+        text.append(number, end).push_back('\n');
         for (std::size_t p = 0; p < count; ++p) {
-            char* end = numberformat::formatScientific10(text, DetImpulses[r * count + p]);
-            file.write(text, end - text) << '\n';
+            end = numberformat::formatScientific10(number, DetImpulses[r * count + p]);
+            text.append(number, end).push_back('\n');
+        }
+        if (text.size() >= DipBlockBytes) {
+            file.write(text.data(), static_cast<std::streamsize>(text.size()));
+            text.clear();
         }
     }
+    file.write(text.data(), static_cast<std::streamsize>(text.size()));
     RunFiles::closeResult(file, dipName);
 }
 

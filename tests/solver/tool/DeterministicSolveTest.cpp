@@ -257,6 +257,14 @@ TEST(DeterministicSolve, CycleImpulsesGeneratorWritesEachDeterministicFiringsExp
                                        "0.0000000000e+00\n0.0000000000e+00\n0.0000000000e+00\n");
 }
 
+TEST(DeterministicSolve, ModelWithoutImpulsesWritesNoDipAndRemovesAStaleOne) {
+    TempDir dir;
+    std::ofstream(dir.path() + "run.dip") << "left by an earlier run\n";
+    generate(dir, "gen-diskarray", 0);
+    std::ifstream stale(dir.path() + "run.dip");
+    EXPECT_FALSE(stale.good());
+}
+
 TEST(DeterministicSolve, CycleImpulsesSolvedValuesMatchClosedForms) {
     TempDir dir;
     const std::string stem = generate(dir, "tests/gen-imp_cycle", 0);

@@ -250,11 +250,12 @@ TEST(DeterministicSolve, CycleImpulsesGeneratorWritesEachDeterministicFiringsExp
     // State 2 (down) enables the repair; its firing and the refit earn 5 + 2.
     EXPECT_EQ(testsupport::readFile(stem + ".dac"), "2\nrepair\n");
     EXPECT_EQ(testsupport::readFile(stem + ".dip"), "fails\ncost\ncostRate\n2\n0.0000000000e+00\n"
-                                       "7.0000000000e+00\n7.0000000000e+00\n");
+                                                    "7.0000000000e+00\n7.0000000000e+00\n");
     // A deterministic firing earns at no rate: the .imp rates are the failure's.
-    EXPECT_EQ(testsupport::readFile(stem + ".imp"), "fails\ncost\ncostRate\n1\n1.0000000000e+00\n"
-                                       "0.0000000000e+00\n0.0000000000e+00\n2\n"
-                                       "0.0000000000e+00\n0.0000000000e+00\n0.0000000000e+00\n");
+    EXPECT_EQ(testsupport::readFile(stem + ".imp"),
+              "fails\ncost\ncostRate\n1\n1.0000000000e+00\n"
+              "0.0000000000e+00\n0.0000000000e+00\n2\n"
+              "0.0000000000e+00\n0.0000000000e+00\n0.0000000000e+00\n");
 }
 
 TEST(DeterministicSolve, ModelWithoutImpulsesWritesNoDipAndRemovesAStaleOne) {

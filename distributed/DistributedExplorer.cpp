@@ -225,6 +225,7 @@ void DistributedExplorer::fireLevel(StateSpaceGen& gen) {
     const bool impulses = fire.talliesImpulses();
     ImpulseRates.clear();
     Enablings.clear();
+    EnablingImpulses.clear();
     FirstEnabling.clear();
     Sink sink{*this, fire};
     char* explored = Explored.data();
@@ -294,6 +295,12 @@ void DistributedExplorer::fireDeterministic(StateSpaceGen& gen, Sink& sink) {
         fire.fire(action);
         changed = true;
         gen.Resolver.resolve<DeterministicStates>(1.0, sink);
+        if (action->DistributionType == Deterministic && fire.talliesImpulses()) {
+            ImpulseTally& earned = fire.deterministicImpulses();
+            EnablingImpulses.insert(EnablingImpulses.end(), earned.sums(),
+                                    earned.sums() + earned.count());
+            earned.clear();
+        }
     }
 }
 
@@ -443,6 +450,9 @@ void DistributedExplorer::packRows() {
             for (std::uint32_t e = FirstEnabling[k]; e < FirstEnabling[k + 1]; ++e) {
                 putBytes(Rows, &Enablings[e].delay, sizeof(double));
                 put32(Rows, Enablings[e].action);
+                if (!EnablingImpulses.empty())
+                    putBytes(Rows, EnablingImpulses.data() + std::size_t{e} * ImpulseCount,
+                             ImpulseCount * sizeof(double));
             }
         }
     }
@@ -524,6 +534,13 @@ void DistributedExplorer::writeLevel(StateSpaceGen& gen, std::uint32_t newStates
                     std::memcpy(&delay, at, sizeof delay);
                     gen.DetList.insertEnablingState(static_cast<int>(number), delay);
                     gen.DetActivities.emplace_back(number, Actions[get32(at + 8)]->Name);
+                    if (gen.ImpulseOut) {
+                        const std::size_t from = gen.DetImpulses.size();
+                        gen.DetImpulses.resize(from + ImpulseCount);
+                        std::memcpy(gen.DetImpulses.data() + from, at + 12,
+                                    ImpulseCount * sizeof(double));
+                        at += ImpulseCount * sizeof(double);
+                    }
                 }
             }
             cursor[from] = static_cast<std::size_t>(at - Received.data());

@@ -119,6 +119,9 @@ private:
     };
     bool DeterministicRun = false;            // the exploration with deterministic actions
     std::vector<Enabling> Enablings;          // of the own explored states, in order
+    // With impulse rewards, per enabling (as Enablings), per variable: the impulse
+    // its firing and the zero-time path after it earn (the .dip file's values).
+    std::vector<double> EnablingImpulses;
     std::vector<std::uint32_t> FirstEnabling; // per frontier state, then the end
     std::vector<double> Impulses;             // scratch impulse rates, on process 0
 

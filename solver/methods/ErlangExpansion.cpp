@@ -8,15 +8,11 @@ namespace gensolver {
 
 namespace {
 
-// The impulses that one deterministic firing from state i earns for variable p:
-// each branch earns the first-entry impulse of its target.
+// The impulses that one deterministic firing from state i earns for variable p.
 double firingImpulse(const RegenerativeModel& m, std::size_t p, std::uint32_t i) {
-    if (m.entryImpulse[p].empty())
+    if (p >= m.firingImpulse.size() || m.firingImpulse[p].empty())
         return 0.0;
-    double s = 0.0;
-    for (std::uint64_t a = m.deterministic.start[i]; a < m.deterministic.start[i + 1]; ++a)
-        s += m.deterministic.value[a] * m.entryImpulse[p][m.deterministic.target[a]];
-    return s;
+    return m.firingImpulse[p][i];
 }
 
 } // namespace

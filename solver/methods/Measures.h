@@ -42,9 +42,11 @@ struct Solution {
     double uniformizationRate = 0.0; // 0 when no transient measure was asked for
     std::string limitSummary;        // empty when the limit was not needed
     std::vector<Result> results;
-    bool firstEntryImpulses = false; // some values earn the first-entry impulses of .var
-                                     // (there is no .imp file)
-    std::string absorptionNotice;    // why values until absorption are missing, empty if none are
+    bool firstEntryImpulses = false;        // some values earn the first-entry impulses of .var
+                                            // (there is no .imp file)
+    bool approximateFiringImpulses = false; // some values take deterministic firings to earn
+                                            // first-entry impulses (there is no .dip file)
+    std::string absorptionNotice; // why values until absorption are missing, empty if none are
     bool allConverged() const;
 };
 

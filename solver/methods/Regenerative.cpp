@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <map>
 #include <numeric>
 #include <optional>
@@ -95,14 +96,32 @@ std::pair<double, double> valueAt(const std::map<double, Snapshot>& snapshots, s
 } // namespace
 
 std::vector<double> firingImpulses(const RegenerativeModel& m, std::size_t p) {
-    std::vector<double> f(m.states(), 0.0);
-    if (m.entryImpulse[p].empty())
-        return f;
-    const SparseRows& d = m.deterministic;
-    for (std::uint32_t i = 0; i < m.states(); ++i)
-        for (std::uint64_t a = d.start[i]; a < d.start[i + 1]; ++a)
-            f[i] += d.value[a] * m.entryImpulse[p][d.target[a]];
-    return f;
+    if (p < m.firingImpulse.size() && !m.firingImpulse[p].empty())
+        return m.firingImpulse[p];
+    return std::vector<double>(m.states(), 0.0);
+}
+
+bool approximateFiringImpulses(const RegenerativeModel& m, std::size_t p) {
+    // With the .imp file the model has impulse rewards, and any variable may
+    // earn some on deterministic firings only: neither .var nor .imp tells.
+    const bool mayEarn = m.exactImpulses ||
+                         (p < m.entryImpulse.size() && !m.entryImpulse[p].empty()) ||
+                         !m.rewards[p].impulseRate.empty();
+    return mayEarn && !m.exactFiringImpulses;
+}
+
+void markImpulses(const RegenerativeModel& m, std::size_t p, Result& r, Solution& sol) {
+    if (r.type == RewardType::InstantOfTime && !r.untilAbsorption)
+        return;
+    if (approximateFiringImpulses(m, p)) {
+        r.method += ", approximate, no bound: deterministic firings earn first-entry impulses";
+        r.bound = std::numeric_limits<double>::infinity();
+        r.boundProven = false;
+        sol.approximateFiringImpulses = true;
+    } else if (!m.exactImpulses && p < m.entryImpulse.size() && !m.entryImpulse[p].empty()) {
+        r.method += ", first-entry impulses";
+        sol.firstEntryImpulses = true;
+    }
 }
 
 Solution solveRegenerative(const RegenerativeModel& m, const SolveOptions& options,
@@ -173,13 +192,8 @@ Solution solveRegenerative(const RegenerativeModel& m, const SolveOptions& optio
         if (untilAbsorptionOnly(p))
             continue;
         const Variable& v = m.variables[p];
-        const bool firstEntry = !m.entryImpulse[p].empty();
         auto add = [&](Result& r) {
-            if (firstEntry && r.type != RewardType::InstantOfTime) {
-                r.method += m.exactImpulses ? ", deterministic firings earn first-entry impulses"
-                                            : ", first-entry impulses";
-                sol.firstEntryImpulses = sol.firstEntryImpulses || !m.exactImpulses;
-            }
+            markImpulses(m, p, r, sol);
             sol.results.push_back(r);
         };
         for (const TimePoint& t : v.times) {

@@ -20,8 +20,20 @@
 namespace gensolver {
 
 // Per state, the impulses of variable p that one deterministic firing from it
-// earns: each branch earns the first-entry impulse of its target.
+// earns (RegenerativeModel::firingImpulse), 0 for a variable that earns none.
 std::vector<double> firingImpulses(const RegenerativeModel& m, std::size_t p);
+
+// Variable p may earn impulses (the run has an .imp file, or .var impulses of
+// p) and there is no .dip file, so that deterministic firings are taken to earn
+// the first-entry impulses of their targets: its values that count impulses
+// are approximate and carry no bound.
+bool approximateFiringImpulses(const RegenerativeModel& m, std::size_t p);
+
+// Marks `r`, a value of variable p, as approximate without a bound when
+// approximateFiringImpulses(m, p), or as earning first-entry impulses when
+// there is no .imp file, and notes either in `sol`. Values at an instant count
+// no impulses and are left as they are.
+void markImpulses(const RegenerativeModel& m, std::size_t p, Result& r, Solution& sol);
 
 // Throws SolveError when a time point needs more uniformization steps than
 // allowed or the long run ends in more than one closed class.

@@ -259,12 +259,8 @@ void appendRegenerativeAbsorption(const RegenerativeModel& m, const SolveOptions
     for (std::size_t k = first; k < solution.results.size(); ++k) {
         Result& r = solution.results[k];
         for (std::size_t p = 0; p < nv; ++p)
-            if (r.untilAbsorption && r.variable == m.variables[p].name &&
-                !m.entryImpulse[p].empty()) {
-                r.method += m.exactImpulses ? ", deterministic firings earn first-entry impulses"
-                                            : ", first-entry impulses";
-                solution.firstEntryImpulses = solution.firstEntryImpulses || !m.exactImpulses;
-            }
+            if (r.untilAbsorption && r.variable == m.variables[p].name)
+                markImpulses(m, p, r, solution);
     }
 }
 

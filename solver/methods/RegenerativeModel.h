@@ -31,10 +31,15 @@ struct RegenerativeModel {
     // firings (impulseRate, empty when 0 everywhere).
     std::vector<Rewards> rewards;
     // Per variable, per state: the impulse of the firing that first reached the
-    // state (.var); a deterministic firing into the state is taken to earn it.
-    // Empty for a variable whose .var impulses are all 0.
+    // state (.var). Empty for a variable whose .var impulses are all 0.
     std::vector<std::vector<double>> entryImpulse;
     bool exactImpulses = false; // the exponential impulse rates come from .imp
+    // Per variable, per state: the expected impulse that the deterministic
+    // firing from the state earns (0 in a state not listed). From the .dip
+    // file when there is one; otherwise each branch is taken to earn the
+    // first-entry impulse of its target. Empty for a variable that earns none.
+    std::vector<std::vector<double>> firingImpulse;
+    bool exactFiringImpulses = false; // firingImpulse comes from .dip
     // Per variable: reported until absorption instead of at its time points (the
     // .abs file names it); empty when there is no .abs file.
     std::vector<bool> untilAbsorption;

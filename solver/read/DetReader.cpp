@@ -46,7 +46,8 @@ std::vector<DelayGroup> readDet(const std::string& path, std::uint32_t states) {
     return groups;
 }
 
-std::vector<std::string> readDac(const std::string& path, std::uint32_t states) {
+std::vector<std::string> readDac(const std::string& path, std::uint32_t states,
+                                 std::vector<std::uint32_t>* order) {
     LineReader in(path, 1 << 16);
     std::vector<std::string> activity(states);
     std::string_view line;
@@ -66,6 +67,8 @@ std::vector<std::string> readDac(const std::string& path, std::uint32_t states) 
                     " and " + std::string(trim(line)) +
                     " enabled; this solver handles one at a time");
         name = trim(line);
+        if (order != nullptr)
+            order->push_back(static_cast<std::uint32_t>(state));
     }
     return activity;
 }

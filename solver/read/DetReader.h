@@ -21,6 +21,8 @@ std::vector<DelayGroup> readDet(const std::string& path, std::uint32_t states);
 // Per state (index state - 1), the name of the deterministic activity enabled in
 // it, empty for none. A state named twice has two deterministic activities
 // enabled, which is refused; throws InputError naming the file and line.
-std::vector<std::string> readDac(const std::string& path, std::uint32_t states);
+// `order`, when given, receives the states in the order of the file's records.
+std::vector<std::string> readDac(const std::string& path, std::uint32_t states,
+                                 std::vector<std::uint32_t>* order = nullptr);
 
 } // namespace gensolver

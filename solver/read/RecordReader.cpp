@@ -5,8 +5,8 @@
 namespace gensolver {
 
 RecordReader::RecordReader(const std::string& path, const std::vector<Variable>& variables,
-                           std::uint32_t states)
-    : In(path), States(states) {
+                           std::uint32_t states, const char* source)
+    : In(path), States(states), Source(source) {
     for (const Variable& v : variables) {
         if (!In.next(Line))
             In.fail("the file ends in the header where variable \"" + v.name +
@@ -17,11 +17,11 @@ RecordReader::RecordReader(const std::string& path, const std::vector<Variable>&
     }
 }
 
-void RecordReader::beginRecord(std::uint32_t state) {
+void RecordReader::beginRecord(std::uint32_t record, std::uint32_t state) {
     if (!In.next(Line))
-        In.fail("the file ends after " + std::to_string(state - 1) + " of " +
-                std::to_string(States) +
-                " records (truncated, or the .arm file is not from the same run)");
+        In.fail("the file ends after " + std::to_string(record - 1) + " of " +
+                std::to_string(States) + " records (truncated, or the " + Source +
+                " file is not from the same run)");
     std::uint64_t number = 0;
     if (!parseUnsigned(Line, number))
         In.fail("expected the state number " + std::to_string(state) + ", found " + quote(Line));
@@ -48,7 +48,8 @@ void RecordReader::end() {
     while (In.next(Line))
         if (!trim(Line).empty())
             In.fail("more records than the " + std::to_string(States) +
-                    " states of the .arm file: " + quote(Line));
+                    (std::string(Source) == ".arm" ? " states" : " records") + " of the " + Source +
+                    " file: " + quote(Line));
 }
 
 } // namespace gensolver

@@ -2,6 +2,7 @@
 
 #include "read/ArmReader.h"
 #include "read/DetReader.h"
+#include "read/DipReader.h"
 #include "read/ImpReader.h"
 #include "read/InputError.h"
 #include "read/LineReader.h"
@@ -53,9 +54,11 @@ std::vector<std::int32_t> groupsOfStates(const std::string& path,
 
 // With the .dac file, each delay group is split by activity, so that a clock is
 // kept only across firings between states of the same activity. Every listed
-// state must have its activity, and only those.
-void splitByActivity(const std::string& path, RegenerativeModel& m) {
-    const std::vector<std::string> activity = readDac(path, m.states());
+// state must have its activity, and only those. Returns the .dac file's states
+// in its order.
+std::vector<std::uint32_t> splitByActivity(const std::string& path, RegenerativeModel& m) {
+    std::vector<std::uint32_t> order;
+    const std::vector<std::string> activity = readDac(path, m.states(), &order);
     std::map<std::pair<std::int32_t, std::string>, std::int32_t> split;
     std::vector<double> delays;
     for (std::uint32_t i = 0; i < m.states(); ++i) {
@@ -74,6 +77,23 @@ void splitByActivity(const std::string& path, RegenerativeModel& m) {
         m.group[i] = at->second;
     }
     m.delays = delays;
+    return order;
+}
+
+// Without the .dip file: per variable, per listed state, the branches'
+// probabilities times the first-entry impulses of their targets.
+void firstEntryFiringImpulses(RegenerativeModel& m) {
+    const SparseRows& d = m.deterministic;
+    m.firingImpulse.assign(m.rewards.size(), {});
+    for (std::size_t p = 0; p < m.rewards.size(); ++p) {
+        if (m.entryImpulse[p].empty())
+            continue;
+        std::vector<double>& f = m.firingImpulse[p];
+        f.assign(m.states(), 0.0);
+        for (std::uint32_t i = 0; i < m.states(); ++i)
+            for (std::uint64_t a = d.start[i]; a < d.start[i + 1]; ++a)
+                f[i] += d.value[a] * m.entryImpulse[p][d.target[a]];
+    }
 }
 
 // One .arm entry of the row being read.
@@ -218,8 +238,20 @@ RegenerativeModel readRegenerativeModel(const std::string& stem) {
         m.delays.push_back(g.delay);
     m.group = groupsOfStates(detPath, groups, states);
     readRows(stem + ".arm", m, derived);
-    if (::stat((stem + ".dac").c_str(), &info) == 0)
-        splitByActivity(stem + ".dac", m);
+    std::vector<std::uint32_t> enablings;
+    const bool hasDac = ::stat((stem + ".dac").c_str(), &info) == 0;
+    if (hasDac)
+        enablings = splitByActivity(stem + ".dac", m);
+    const std::string dipPath = stem + ".dip";
+    if (::stat(dipPath.c_str(), &info) == 0) {
+        if (!hasDac)
+            throw InputError(dipPath, "there is no " + stem +
+                                          ".dac file beside it to say whose firings it lists");
+        m.firingImpulse = readDip(dipPath, m.variables, enablings, states);
+        m.exactFiringImpulses = true;
+    } else {
+        firstEntryFiringImpulses(m);
+    }
     if (::stat((stem + ".abs").c_str(), &info) == 0)
         m.untilAbsorption = readAbsorptionList(stem + ".abs", m.variables);
     return m;

@@ -1,6 +1,6 @@
 #pragma once
 // Reads the files of a run with deterministic activities (.pvtype, .var, .imp,
-// .dac and .abs when present, .det and .arm) and checks that the process is one the
+// .dac, .dip and .abs when present, .det and .arm) and checks that the process is one the
 // regenerative solver handles: each state listed under at most one delay, once;
 // negative .arm entries only in listed states; in each listed state the negative
 // entries, the deterministic firing's branch probabilities, adding up to 1.

@@ -26,6 +26,10 @@ void writeTable(std::ostream& out, const Solution& s, double epsilon) {
         out << "NOTE: no " << s.stem << ".imp file: the values marked first-entry impulses "
             << "earn, on every transition into a state, the impulse of the firing that first "
                "reached it (.var)\n";
+    if (s.approximateFiringImpulses)
+        out << "NOTE: no " << s.stem << ".dip file: the values marked approximate take each "
+            << "deterministic firing to earn the first-entry impulse (.var) of the state it "
+               "reaches, which another firing may have reached first; they carry no bound\n";
     if (!s.allConverged())
         out << "WARNING: an iterative solve did not reach its tolerance; the values marked "
                "NOT CONVERGED are not reliable\n";

@@ -5,7 +5,7 @@
 
 Firing::Firing(PVModel* model, const ActionTable& actions, std::uint32_t stateSize)
     : Model(model), Actions(actions), Buffer(newArray<char>(stateSize)), Target(Buffer.get()),
-      Tally(model) {
+      Tally(model), DeterministicTally(model) {
     MapUsable = Model->GetStateMap(CellMap) && CellMap.agreesWith(Model, stateSize);
     // Rewards are computed for new states only, from the state and the action
     // that reached it. Erlang phases are not part of the state vector and

@@ -115,6 +115,10 @@ public:
     // The impulse rates of the state being explored, summed since the
     // caller last cleared them.
     ImpulseTally& impulses() { return Tally; }
+    // The impulses that deterministic firings (negative rate) and the zero-time
+    // paths after them earn, each weighted by the firing's share times the
+    // path's probability, summed since the caller last cleared them.
+    ImpulseTally& deterministicImpulses() { return DeterministicTally; }
     const ActionTable& actions() const { return Actions; }
 
 private:
@@ -127,11 +131,14 @@ private:
         if ((AfterFire & EagerRewards) != 0)
             computeRewards(action);
         if ((AfterFire & TallyImpulses) != 0) {
-            // A deterministic firing (negative rate) or a path of probability 0
-            // earns at no rate.
+            // A deterministic firing (negative rate: minus its share) earns
+            // its impulses once, not at a rate; a path of probability 0 earns
+            // nothing.
             double weight = Rate * probability;
             if (weight > 0)
                 Tally.add(action, weight);
+            else if (weight < 0)
+                DeterministicTally.add(action, -weight);
         }
     }
 
@@ -148,6 +155,7 @@ private:
     unsigned char AfterFire = 0;          // what fire() does beyond the firing: EagerRewards
                                           // (models with phase actions), TallyImpulses
     ImpulseTally Tally;                   // the explored state's impulse rates
+    ImpulseTally DeterministicTally;      // impulses of the deterministic firing made last
     double Rate = 0.0;                    // rate of the timed action fired last
     BaseActionClass* LastFired = nullptr; // not owned; the action that led to Target
     TraceFileContainer* Trace = nullptr;  // not owned; null: no trace

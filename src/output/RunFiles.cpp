@@ -59,6 +59,7 @@ RunFiles::RunFiles(const char* path, const char* name) {
     ImpName = stem + ".imp";
     AbsName = stem + ".abs";
     DacName = stem + ".dac";
+    DipName = stem + ".dip";
 }
 
 void RunFiles::removeStaleImpulses() const {
@@ -97,7 +98,7 @@ void RunFiles::refuseTraceFile(const char* traceFileName) const {
     if (!existed)
         std::ofstream(traceFileName, std::ios::app).close();
     for (const std::string* result :
-         {&ArmName, &VarName, &PvTypeName, &DetName, &ImpName, &AbsName, &DacName}) {
+         {&ArmName, &VarName, &PvTypeName, &DetName, &ImpName, &AbsName, &DacName, &DipName}) {
         if (sameFile(traceFileName, *result)) {
             if (!existed) // the file created above, wherever a symbolic link put it
                 std::filesystem::remove(std::filesystem::canonical(traceFileName, error), error);

@@ -4,7 +4,9 @@
 // rates, only for a model with impulse rewards) and .abs (the variables to
 // report until absorption, only for a model that names some) and .dac (the
 // deterministic activity enabled in each state, only for a model with
-// deterministic activities). It opens the .arm file
+// deterministic activities) and .dip (the impulses of each deterministic
+// firing, only for a model with deterministic activities and impulse
+// rewards). It opens the .arm file
 // with a placeholder header and writes the state count over it as the very
 // last step, so that an .arm whose placeholder is still blank is unfinished.
 // The .var, .det and .imp files of a run that ends before that (every fatal error
@@ -76,8 +78,8 @@ public:
     static void closeResult(std::ofstream& file, const std::string& name);
 
 private:
-    std::string ArmName, VarName, PvTypeName, DetName, ImpName, AbsName,
-        DacName;                        // the result files
+    std::string ArmName, VarName, PvTypeName, DetName, ImpName, AbsName, DacName,
+        DipName;                        // the result files
     std::string ArmOpen, DetOpen;       // the .arm and .det files opened, for messages
     std::ofstream ArmFile;              // the .arm file while it is open
     std::unique_ptr<TextBuffer> ArmOut; // owned; buffers ArmFile until flushArm

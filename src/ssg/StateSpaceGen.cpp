@@ -7,6 +7,7 @@
 #include "base/NewArray.h"
 #include "output/ImpulseFile.h"
 #include "output/PartWriter.h"
+#include "output/NumberFormat.h"
 #include "output/TextBuffer.h"
 #include "pv/PVModel.h"
 #include "ssg/ExplorationHook.h"
@@ -40,6 +41,9 @@ constexpr unsigned long MaxStoreBlocks = 128;
 constexpr int NormalHeaderBlanks = 63;
 constexpr int DeterministicHeaderBlanks = 8;
 
+// Bytes of .dip text formatted before each write.
+constexpr std::size_t DipBlockBytes = 1 << 20;
+
 // The refusals of a model that cannot be explored, each ending the run (status 1).
 [[noreturn]] void refuse(const char* message) {
     std::cout << message << std::endl;
@@ -67,12 +71,12 @@ std::uint32_t checkedStateSize(PVModel* model) {
     return size;
 }
 
-// The .dac file beside a .det file: its name with the extension .dac.
-std::string deterministicActivitiesName(const std::string& detName) {
+// The file beside a .det file with the extension `extension` (".dac", ".dip").
+std::string besideDet(const std::string& detName, const char* extension) {
     const std::size_t n = detName.size();
     if (n >= 4 && detName.compare(n - 4, 4, ".det") == 0)
-        return detName.substr(0, n - 4) + ".dac";
-    return detName + ".dac";
+        return detName.substr(0, n - 4) + extension;
+    return detName + extension;
 }
 
 // Processor time of the process so far (user + system), in seconds.
@@ -509,8 +513,9 @@ void StateSpaceGen::GenStateSpaceDeterministic(const char* armName, const char* 
 
 void StateSpaceGen::beginDeterministic(const char* armName, const char* varName,
                                        const char* detName) {
-    // An earlier run's .dac file would not describe this run.
-    std::remove(deterministicActivitiesName(detName).c_str());
+    // An earlier run's .dac and .dip files would not describe this run.
+    std::remove(besideDet(detName, ".dac").c_str());
+    std::remove(besideDet(detName, ".dip").c_str());
     DetFile = &Files.openDet(detName);
     DetFile->setf(std::ios::scientific, std::ios::floatfield);
     DetFile->precision(10);
@@ -529,7 +534,9 @@ void StateSpaceGen::finishDeterministic(const char* detName) {
     DetList.writeEnablingStates(*DetFile, type);
     Files.closeDet();
     DetFile = nullptr;
-    writeDeterministicActivities(deterministicActivitiesName(detName));
+    writeDeterministicActivities(besideDet(detName, ".dac"));
+    if (Fire.talliesImpulses())
+        writeDeterministicImpulses(besideDet(detName, ".dip"));
     Files.completeArm(OutputFormat, ExploredStates);
 }
 
@@ -541,6 +548,38 @@ void StateSpaceGen::writeDeterministicActivities(const std::string& dacName) con
     for (const auto& [state, name] : DetActivities)
         file << state << '\n' << name << '\n';
     RunFiles::closeResult(file, dacName);
+}
+
+void StateSpaceGen::writeDeterministicImpulses(const std::string& dipName) const {
+    std::ofstream file(dipName, std::ios::out | std::ios::trunc | std::ios::binary);
+    if (!file)
+        RunFiles::writeFailed(dipName);
+    RunFiles::markUnfinished(dipName);
+    for (int p = 0; p < Model->NumPVs; ++p) {
+        if (Model->PVList[p]->Name == nullptr)
+            RunFiles::writeFailed(dipName); // no valid header
+        file << Model->PVList[p]->Name << '\n';
+    }
+    // The records are formatted into a buffer written in large blocks: one
+    // enabling per explored state is common, so the file is as long as .imp.
+    const std::size_t count = static_cast<std::size_t>(Model->NumPVs);
+    std::string text;
+    text.reserve(DipBlockBytes + 64 * (count + 1));
+    char number[64];
+    for (std::size_t r = 0; r < DetActivities.size(); ++r) {
+        char* end = numberformat::formatInteger(number, DetActivities[r].first);
+        text.append(number, end).push_back('\n');
+        for (std::size_t p = 0; p < count; ++p) {
+            end = numberformat::formatScientific10(number, DetImpulses[r * count + p]);
+            text.append(number, end).push_back('\n');
+        }
+        if (text.size() >= DipBlockBytes) {
+            file.write(text.data(), static_cast<std::streamsize>(text.size()));
+            text.clear();
+        }
+    }
+    file.write(text.data(), static_cast<std::streamsize>(text.size()));
+    RunFiles::closeResult(file, dipName);
 }
 
 void StateSpaceGen::FindNextDeterministic(char* state) {
@@ -573,6 +612,11 @@ void StateSpaceGen::FindNextDeterministic(char* state) {
         Fire.fire(action);
         changed = true;
         FireInstantDet(1.0);
+        if (action->DistributionType == Deterministic && Fire.talliesImpulses()) {
+            ImpulseTally& earned = Fire.deterministicImpulses();
+            DetImpulses.insert(DetImpulses.end(), earned.sums(), earned.sums() + earned.count());
+            earned.clear();
+        }
     }
 }
 

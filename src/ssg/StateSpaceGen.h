@@ -86,6 +86,8 @@ public:
     void GenStateSpaceDeterministic(const char* armName, const char* varName, const char* detName);
     // Writes DetActivities to the .dac file beside `detName`, the .det file.
     void writeDeterministicActivities(const std::string& detName) const;
+    // Writes DetImpulses to `dipName`, the .dip file beside the .det file.
+    void writeDeterministicImpulses(const std::string& dipName) const;
     void FindNextDeterministic(char* state);
     void FireInstantDet(double probability);
     // The delay of the deterministic `action`; ends the run (status 1) when it
@@ -181,6 +183,11 @@ private:
     std::unique_ptr<PartWriter> Parts;            // owned during a binary-rows exploration
     std::vector<std::uint32_t> PartTargets;       // the row being written to Parts
     std::vector<double> PartRates;                // its rates
+    // Per enabling of a deterministic action (as DetActivities), per variable:
+    // the impulse its firing and the zero-time path after it earn, weighted by
+    // the action's share and the path's probability. Only for a model with
+    // impulse rewards; written to the .dip file.
+    std::vector<double> DetImpulses;
     short AbsorbFlag;                             // 1: report absorbing states
     short OutputFormat = 1;                       // output file type; 1 (text)
     char* TraceFileName;                          // owned (free); null for standard output

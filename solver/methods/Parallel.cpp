@@ -1,5 +1,6 @@
 #include "methods/Parallel.h"
 
+#include <atomic>
 #include <memory>
 
 namespace gensolver {
@@ -13,8 +14,10 @@ unsigned resolveThreads(unsigned threads) {
     return cores > 0 ? cores : 1;
 }
 
-unsigned sharedThreads = 0;
-std::unique_ptr<Parallel> shared;
+// A pool runs one job at a time, so every thread that solves (gen-study solves
+// experiments on several) has a pool of its own.
+std::atomic<unsigned> sharedThreads{0};
+thread_local std::unique_ptr<Parallel> shared;
 
 } // namespace
 

@@ -87,12 +87,14 @@ private:
     std::vector<double> partials_; // per chunk, for sum()
 };
 
-// The pool the solver's methods share, started on first use with the number of
-// threads last given to setSharedThreads (default: one per core).
+// The pool the solver's methods share on the calling thread, started on the
+// thread's first use with the number of threads last given to setSharedThreads
+// (default: one per core). Solves on different threads use different pools.
 Parallel& sharedPool();
 
-// Sets the number of threads of the shared pool (0: one per core); restarts it
-// when it already runs with another number. Not to be called while it works.
+// Sets the number of threads of the pools started from here on (0: one per
+// core); restarts the calling thread's pool when it already runs with another
+// number. Not to be called while that pool works.
 void setSharedThreads(unsigned threads);
 
 } // namespace gensolver

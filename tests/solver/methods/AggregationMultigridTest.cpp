@@ -20,23 +20,16 @@
 namespace {
 
 using gensolver::Transition;
-using solvertest::randomIrreducible;
 using solvertest::Dense;
+using solvertest::randomIrreducible;
 
 // Stationary distribution of a whole irreducible chain by a dense long-double
 // solve: pi Q = 0 with the last equation replaced by the normalisation.
 std::vector<long double> denseStationary(std::uint32_t n, const std::vector<Transition>& ts) {
-    Dense a(n, std::vector<long double>(n, 0.0L));
-    for (const Transition& t : ts)
-        if (t.from != t.to) {
-            a[t.from][t.to] += t.rate;
-            a[t.from][t.from] -= t.rate;
-        }
+    std::vector<std::uint32_t> all(n);
     for (std::uint32_t i = 0; i < n; ++i)
-        a[i][n - 1] = 1.0L;
-    std::vector<long double> b(n, 0.0L);
-    b[n - 1] = 1.0L;
-    return solvertest::solveLeft(a, b);
+        all[i] = i;
+    return solvertest::classStationary(solvertest::denseGenerator(n, ts), all);
 }
 
 // Every component of at least 2 states by BiCGSTAB with aggregation multigrid,

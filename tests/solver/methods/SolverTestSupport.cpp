@@ -162,4 +162,28 @@ std::vector<long double> impulseRate(const Chain& chain, const std::vector<doubl
     return rho;
 }
 
+// Dense generator of n states from transitions numbered from 0.
+Dense denseGenerator(std::uint32_t n, const std::vector<gensolver::Transition>& ts) {
+    Dense q(n, std::vector<long double>(n, 0.0L));
+    for (const gensolver::Transition& t : ts)
+        if (t.from != t.to) {
+            q[t.from][t.to] += t.rate;
+            q[t.from][t.from] -= t.rate;
+        }
+    return q;
+}
+
+// Stationary distribution of the closed class `states` (indices into q), by
+// replacing one equation of pi Q = 0 with the normalisation.
+std::vector<long double> classStationary(const Dense& q, const std::vector<std::uint32_t>& states) {
+    const std::size_t m = states.size();
+    Dense a(m, std::vector<long double>(m));
+    for (std::size_t i = 0; i < m; ++i)
+        for (std::size_t j = 0; j < m; ++j)
+            a[i][j] = j + 1 == m ? 1.0L : q[states[i]][states[j]];
+    std::vector<long double> b(m, 0.0L);
+    b[m - 1] = 1.0L;
+    return solveLeft(a, b);
+}
+
 } // namespace solvertest

@@ -51,6 +51,11 @@ std::vector<long double> solveLeft(const Dense& a, const std::vector<long double
 // True when long double carries more precision than double. It does on x86-64,
 // but not under Valgrind, which computes long double in double precision: the
 // oracles above then lose digits, and the tests widen their tolerances.
+// Dense generator of n states from transitions numbered from 0.
+Dense denseGenerator(std::uint32_t n, const std::vector<gensolver::Transition>& ts);
+// Stationary distribution of the closed class `states` (indices into q), by
+// replacing one equation of pi Q = 0 with the normalisation.
+std::vector<long double> classStationary(const Dense& q, const std::vector<std::uint32_t>& states);
 bool extendedPrecision();
 
 // Per state i: sum over arcs i -> j (self-loops included) of rate * impulse[j].

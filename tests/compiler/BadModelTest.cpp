@@ -42,17 +42,13 @@ std::vector<std::string> errorsOf(const std::string& source, std::string* report
 
 const BadModel badModels[] = {
     // Syntax, with recovery at the next statement or clause.
-    {"no model statement",
-     "place a\n",
-     {"1:1: the file must start with 'model <name>', found 'place'"}},
+    {"no model statement", "place a\n", {"1:1: the file must start with 'model <name>', found 'place'"}},
     {"empty file", "", {"1:1: the file has no 'model' statement (model <name>)"}},
     {"model name missing", "model\nplace a\n", {"2:1: expected the model's name, found 'place'"}},
-    {"unknown statement",
-     "model m\nplaces a\nplace b = 1 2\n",
+    {"unknown statement", "model m\nplaces a\nplace b = 1 2\n",
      {"2:1: expected a statement (model, global, study, struct, place, an activity kind, group, "
       "reward, code, condition, define or stop), found 'places'"}},
-    {"stray text after a statement",
-     "model m extra\nglobal int N N2\nplace a\n",
+    {"stray text after a statement", "model m extra\nglobal int N N2\nplace a\n",
      {"1:9: unexpected 'extra' after the statement",
       "2:12: the model has global variables but no study to give them values",
       "2:14: unexpected 'N2' after the statement"}},
@@ -65,19 +61,16 @@ const BadModel badModels[] = {
     {"block left open before the next statement",
      "model m\nplace a\nexponential e {\n    rate 1\nplace b\n",
      {"5:1: expected '}' to close the activity 'e', found 'place'"}},
-    {"block left open at the end",
-     "model m\nexponential e {\n    rate 1\n",
+    {"block left open at the end", "model m\nexponential e {\n    rate 1\n",
      {"4:1: the file ends inside the activity 'e': expected '}'"}},
-    {"bracket never closed",
-     "model m\nexponential e { rate (1 +\n",
+    {"bracket never closed", "model m\nexponential e { rate (1 +\n",
      {"2:22: a bracket of this expression is never closed",
       "3:1: the file ends inside the activity 'e': expected '}'"}},
     {"unterminated string and comment",
      "model m\nglobal int N\nstudy { experiments (N) {\n\"x: 1\n}}\n/* open",
      {"3:9: the table has no rows", "4:1: unterminated string", "6:1: unterminated comment"}},
     {"stray byte", "model m\n\x01place a\n", {"2:1: unexpected byte 1"}},
-    {"expression missing",
-     "model m\nexponential e {\n    rate\n}\n",
+    {"expression missing", "model m\nexponential e {\n    rate\n}\n",
      {"3:9: expected an expression after 'rate'"}},
 
     // Names.
@@ -85,12 +78,10 @@ const BadModel badModels[] = {
      "model m\nglobal int N\nstudy { N = 1 }\nplace N\nexponential m { rate 1 }\n",
      {"4:7: duplicate name 'N' (first declared at 2:12 as a global variable)",
       "5:13: duplicate name 'm' (first declared at 1:7 as the model)"}},
-    {"unknown place in an arc",
-     "model m\nplace busy\nexponential e {\n    rate 1\n    input bsy\n}\n",
+    {"unknown place in an arc", "model m\nplace busy\nexponential e {\n    rate 1\n    input bsy\n}\n",
      {"5:11: unknown place 'bsy'"}},
     {"arc on something that is not a place",
-     "model m\nglobal int N\nstudy { N = 1 }\nexponential e { rate 1 }\nexponential f {\n    rate "
-     "1\n"
+     "model m\nglobal int N\nstudy { N = 1 }\nexponential e { rate 1 }\nexponential f {\n    rate 1\n"
      "    output N, e\n}\n",
      {"7:12: 'N' is a global variable, not a place", "7:15: 'e' is an activity, not a place"}},
     {"reserved and keyword names",
@@ -107,8 +98,7 @@ const BadModel badModels[] = {
      "model m\nplace a = b + 1\nplace b\nexponential f[i in 0 .. a] { rate 1 }\n",
      {"2:11: place 'b' is not in scope here: an initial marking may use global variables only",
       "4:25: place 'a' is not in scope here: a family's range may use global variables only"}},
-    {"groups",
-     "model m\nexponential a { rate 1 }\ngroup g { a, zz, a }\ngroup h { a }\ngroup e { }\n",
+    {"groups", "model m\nexponential a { rate 1 }\ngroup g { a, zz, a }\ngroup h { a }\ngroup e { }\n",
      {"3:14: unknown activity 'zz' in group 'g'", "3:18: activity 'a' is already in group 'g'",
       "4:11: activity 'a' is already in group 'g'", "5:7: group 'e' has no member"}},
 
@@ -199,8 +189,7 @@ const BadModel badModels[] = {
       "7:18: the hyperexponential activity 'b' needs probabilities that sum to 1, found a sum "
       "of 0.75",
       "13:17: hypoexponential activity 'c' has no phaserate"}},
-    {"arcs and arrays",
-     "model m\nplace s[2]\nplace p\nexponential a {\n    rate 1\n    input s, p[0]\n}\n",
+    {"arcs and arrays", "model m\nplace s[2]\nplace p\nexponential a {\n    rate 1\n    input s, p[0]\n}\n",
      {"6:11: 's' is an array: name an element, as in s[i]", "6:14: 'p' is not an array"}},
 
     // Types and sizes.
@@ -208,8 +197,7 @@ const BadModel badModels[] = {
      "model m\nglobal double alpha\nglobal int N\nstudy { alpha = 1\nN = 2 }\nplace a[alpha]\n"
      "place b[2.5]\nplace c[M]\nplace d[0]\nplace e[N]\n",
      {"6:9: array size of 'a' is not an integer: 'alpha' is a double",
-      "7:9: array size of 'b' is not an integer: 2.5",
-      "8:9: unknown global variable 'M' as the size of 'c'",
+      "7:9: array size of 'b' is not an integer: 2.5", "8:9: unknown global variable 'M' as the size of 'c'",
       "9:9: array size of 'd' must lie in 1..32767"}},
     {"study values of the wrong type",
      "model m\nglobal short S\nglobal int I\nglobal bool B\nglobal char C\nglobal double D\n"
@@ -226,13 +214,10 @@ const BadModel badModels[] = {
       "6:5: 'N' has 4 values but the study has 3 experiments (as 'K' at 5:5 says)",
       "7:5: 'K' is given values twice (first at 5:5)", "8:5: unknown global variable 'gamma'",
       "9:21: the step of a range must not be 0"}},
-    {"table rows",
-     "model m\nglobal int N\nstudy {\n    experiments (N) {\n        1, 2\n        \"x\": 3\n    "
-     "}\n}\n",
+    {"table rows", "model m\nglobal int N\nstudy {\n    experiments (N) {\n        1, 2\n        \"x\": 3\n    }\n}\n",
      {"5:9: this row has 2 values for 1 global variables"}},
     {"structures",
-     "model m\nstruct s {\n    short a\n    short a\n    long b\n    double fields\n}\nplace p : s "
-     "= 1\n"
+     "model m\nstruct s {\n    short a\n    short a\n    long b\n    double fields\n}\nplace p : s = 1\n"
      "place q : t\nstruct e { }\n",
      {"4:11: duplicate field 'a' in structure 's'",
       "5:5: a field of a structure cannot be a long (use int or double)",
@@ -242,18 +227,15 @@ const BadModel badModels[] = {
 
     // Erlang activities count their phases in hidden places, one per activity or group.
     {"erlang family outside a group",
-     "model m\nplace q[2]\nerlang serve[i in 0 .. 1] {\n    rate 1\n    phases 2\n    input "
-     "q[i]\n}\n",
+     "model m\nplace q[2]\nerlang serve[i in 0 .. 1] {\n    rate 1\n    phases 2\n    input q[i]\n}\n",
      {"3:8: the erlang family 'serve' needs one phase counter per member: put it in a group, "
       "whose members share one, or declare one erlang activity per member"}},
-    {"names of the phase counters and their reset",
-     "model m\nplace go_Phase\nplace ResetErlangPhases\n",
+    {"names of the phase counters and their reset", "model m\nplace go_Phase\nplace ResetErlangPhases\n",
      {"2:7: 'go_Phase' is reserved: names ending in '_Phase' are used by the generated classes",
       "3:7: 'ResetErlangPhases' is reserved: the generated classes use it"}},
 
     // Correct files whose model the generator would refuse to explore.
-    {"no state, and an unstable initial state",
-     "model m\ninstantaneous go {\n    do ;\n}\n",
+    {"no state, and an unstable initial state", "model m\ninstantaneous go {\n    do ;\n}\n",
      {"1:7: model 'm' has no place: the generator cannot explore a model without state",
       "2:15: instantaneous activity 'go' is enabled in every state (no input arc, no 'when'): "
       "the initial state would not be stable, and the generator refuses it"}},
@@ -282,8 +264,7 @@ const BadModel badModels[] = {
       "6:8: interval reward 'q' has no interval (over <start> .. <stop>)",
       "6:29: unknown activity 'nothere'", "7:8: reward 'z' has neither a rate nor an impulse",
       "7:15: the range of time points is empty or too long",
-      "9:10: the interval 5 .. 1 ends before it starts",
-      "11:13: a second impulse on 'a' in reward 'w'"}},
+      "9:10: the interval 5 .. 1 ends before it starts", "11:13: a second impulse on 'a' in reward 'w'"}},
     {"rewards until absorption",
      "model m\nplace p\nreward r until { rate 1 }\nreward s until absorption {\n    at 3\n"
      "    over 0 .. 1\n    rate p\n}\n",

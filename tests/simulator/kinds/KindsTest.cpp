@@ -15,9 +15,7 @@
 
 #include "Simulator.h"
 #include "Trajectory.h"
-#include "firing/ActionTable.h"
-#include "pv/PVModel.h"
-#include "study/BaseStudyClass.h"
+#include "simulator/ModelUnderTest.h"
 
 #include <gtest/gtest.h>
 
@@ -28,19 +26,9 @@ extern double split; // the first hyperexponential probability, read at each dra
 
 namespace {
 
-// A run of the model's first experiment; the study and the action table are
-// built at the first call.
-SimResult simulateKinds(const SimSettings& settings) {
-    static PVModel* const model = [] {
-        BaseStudyClass* study = GenerateStudy();
-        study->SetGVs(0);
-        return study->GetPVModel(false);
-    }();
-    static const ActionTable actions(model);
-    return simulate(model, actions, settings);
-}
+using Kinds = ModelUnderTest;
 
-TEST(Kinds, EachDelaysMeanLiesInThe99PercentInterval) {
+TEST_F(Kinds, EachDelaysMeanLiesInThe99PercentInterval) {
     const double pi = std::acos(-1.0);
     const double exact[] = {3.0,
                             std::exp(0.25) * 10.0 * std::sqrt(pi) / 2.0 * std::erfc(0.5),
@@ -52,7 +40,7 @@ TEST(Kinds, EachDelaysMeanLiesInThe99PercentInterval) {
     settings.level = 0.99;
     settings.replications = 6000;
     settings.seed = 11;
-    SimResult result = simulateKinds(settings);
+    SimResult result = simulate(Model, *Actions, settings);
     ASSERT_EQ(result.estimates.size(), 6u);
     for (int m = 0; m < 6; ++m) {
         const Estimate& e = result.estimates[static_cast<std::size_t>(m)];
@@ -63,10 +51,7 @@ TEST(Kinds, EachDelaysMeanLiesInThe99PercentInterval) {
     }
 }
 
-TEST(Kinds, AProbabilityOutOfRangeAtRunTimeIsRefusedNamingTheActivity) {
-    SimSettings few;
-    few.replications = 2;
-    simulateKinds(few);
+TEST_F(Kinds, AProbabilityOutOfRangeAtRunTimeIsRefusedNamingTheActivity) {
     // 1.5 and not-a-number fail the probability's own range; 0.5 passes it but
     // makes the probabilities sum to 1.2.
     const char* const reasons[] = {"hyperexponential probability", "hyperexponential probability",
@@ -77,7 +62,7 @@ TEST(Kinds, AProbabilityOutOfRangeAtRunTimeIsRefusedNamingTheActivity) {
         SimSettings settings;
         settings.replications = 10;
         try {
-            simulateKinds(settings);
+            simulate(Model, *Actions, settings);
             ADD_FAILURE() << "probability " << bad[k] << " accepted";
         } catch (const SimulationError& e) {
             const std::string text = e.what();

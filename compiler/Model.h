@@ -88,9 +88,10 @@ struct CheckedActivity {
     // group's; -1 for the other kinds.
     int phasePlace = -1;
     // Sampled: the kind's entry in SampledKinds.h, its parameters in the table's
-    // order, and where the activity is declared (for the compiler's warning).
+    // order (group after group for a repeated kind), and where the activity is
+    // declared (for the compiler's warning).
     int sampled = -1;
-    CheckedFragment parameters[3];
+    std::vector<CheckedFragment> parameters;
     SourceLocation at;
 };
 

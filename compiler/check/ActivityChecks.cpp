@@ -4,8 +4,10 @@
 #include "SampledKinds.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdlib>
 #include <set>
+#include <sstream>
 
 namespace {
 
@@ -54,9 +56,14 @@ void ModelChecker::checkActivity(const ActivityDecl& a) {
         checkFamily(a, c);
     std::set<std::string> seen;
     ClausePlaces places;
+    // A repeated kind's parameter words come once per group.
+    auto repeats = [&](const std::string& w) {
+        return a.kind == ActivityKind::Sampled && sampledKind(a.sampled).repeated &&
+               sampledParameterOf(sampledKind(a.sampled), w) >= 0;
+    };
     for (const ClauseDecl& cl : a.clauses) {
         const std::string& w = cl.word.text;
-        if (!seen.insert(w).second) {
+        if (!repeats(w) && !seen.insert(w).second) {
             diag.error(cl.word.at, "a second '" + w + "' clause in activity '" + c.name + "'");
             continue;
         }
@@ -99,10 +106,8 @@ bool ModelChecker::clauseAllowed(const ActivityDecl& a, const ClauseDecl& cl) {
     const std::string& w = cl.word.text;
     if (a.kind == ActivityKind::Sampled) {
         const SampledKind& k = sampledKind(a.sampled);
-        bool parameter = false;
-        for (int p = 0; p < k.count; ++p)
-            parameter = parameter || w == k.parameters[p].word;
-        if (parameter || w == "weight" || w == "when" || w == "do" || w == "input" || w == "output")
+        if (sampledParameterOf(k, w) >= 0 || w == "weight" || w == "when" || w == "do" ||
+            w == "input" || w == "output")
             return true;
         diag.error(cl.word.at, "'" + w + "' is not allowed in a " + k.word + " activity");
         return false;
@@ -194,30 +199,50 @@ void ModelChecker::checkValueClause(const ClauseDecl& cl, CheckedActivity& c,
         checkParameter(cl, f, c);
 }
 
-// A parameter of a sampled activity; a literal out of its range is an error.
+// A parameter of a sampled activity; a literal out of its range is an error. A
+// repeated kind's clause fills the first group that lacks its word.
 void ModelChecker::checkParameter(const ClauseDecl& cl, const CheckedFragment& f,
                                   CheckedActivity& c) {
     const SampledKind& k = sampledKind(c.sampled);
-    for (int p = 0; p < k.count; ++p) {
-        const SampledParameter& param = k.parameters[p];
-        if (cl.word.text != param.word)
-            continue;
-        c.parameters[p] = f;
-        double v = 0.0;
-        if (!literalValue(f, v))
-            return;
-        if (param.range == ParameterRange::Positive && !(v > 0.0))
-            diag.error(cl.fragment.at, std::string("the ") + k.word + " " + param.word +
-                                           " must be positive, found " + shown(cl.fragment));
-        if (param.range == ParameterRange::NotNegative && !(v >= 0.0))
-            diag.error(cl.fragment.at, std::string("the ") + k.word + " " + param.word +
-                                           " must not be negative, found " + shown(cl.fragment));
-    }
+    const int slot = sampledParameterOf(k, cl.word.text);
+    if (slot < 0)
+        return;
+    const auto size = k.parameters.size();
+    std::size_t at = static_cast<std::size_t>(slot);
+    if (k.repeated)
+        while (at < c.parameters.size() && !c.parameters[at].code.empty())
+            at += size;
+    if (c.parameters.size() <= at)
+        c.parameters.resize((at / size + 1) * size);
+    c.parameters[at] = f;
+    const SampledParameter& param = k.parameters[static_cast<std::size_t>(slot)];
+    double v = 0.0;
+    if (literalValue(f, v) && !inRange(param.range, v))
+        diag.error(cl.fragment.at, std::string("the ") + k.word + " " + param.word + " " +
+                                       rangeRule(param.range) + ", found " + shown(cl.fragment));
 }
 
-// Literal bounds of a uniform or triangular activity that contradict each other.
+// Literal parameters that contradict each other: the bounds of a uniform or
+// triangular activity, the probabilities of a hyperexponential one.
 void ModelChecker::checkParameterOrder(const ActivityDecl& a, const CheckedActivity& c) {
     const std::string word = sampledKind(c.sampled).word;
+    if (word == "hyperexponential") {
+        // Only literals in range: one out of range has its own error.
+        double sum = 0.0;
+        for (std::size_t p = 1; p < c.parameters.size(); p += 2) {
+            double v = 0.0;
+            if (!literalValue(c.parameters[p], v) || !inRange(ParameterRange::Fraction, v))
+                return;
+            sum += v;
+        }
+        std::ostringstream found;
+        found << sum;
+        if (!(std::fabs(sum - 1.0) <= 1e-9))
+            diag.error(a.name.at, "the hyperexponential activity '" + c.name +
+                                      "' needs probabilities that sum to 1, found a sum of " +
+                                      found.str());
+        return;
+    }
     if (word != "uniform" && word != "triangular")
         return;
     double low = 0.0, high = 0.0, mode = 0.0;
@@ -239,12 +264,17 @@ void ModelChecker::checkParameterOrder(const ActivityDecl& a, const CheckedActiv
 void ModelChecker::missingClauses(const ActivityDecl& a, const CheckedActivity& c) {
     if (a.kind == ActivityKind::Sampled) {
         const SampledKind& k = sampledKind(a.sampled);
+        const auto size = k.parameters.size();
+        const std::size_t groups = std::max<std::size_t>(1, c.parameters.size() / size);
         bool complete = true;
-        for (int p = 0; p < k.count; ++p)
-            if (c.parameters[p].code.empty()) {
+        for (std::size_t p = 0; p < groups * size; ++p)
+            if (p >= c.parameters.size() || c.parameters[p].code.empty()) {
                 complete = false;
-                diag.error(a.name.at, std::string(k.word) + " activity '" + c.name + "' has no " +
-                                          k.parameters[p].word);
+                std::string which = k.parameters[p % size].word;
+                if (k.repeated && !c.parameters.empty())
+                    which += " for its phase " + std::to_string(p / size + 1);
+                diag.error(a.name.at,
+                           std::string(k.word) + " activity '" + c.name + "' has no " + which);
             }
         if (complete)
             checkParameterOrder(a, c);

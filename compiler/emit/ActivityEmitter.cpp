@@ -288,10 +288,12 @@ void emitActivityClass(const EmitContext& c, Writer& w, const CheckedActivity& a
         w << "        double Delay(); // the delay, which the base class reads\n";
     if (a.kind == ActivityKind::Sampled) {
         const SampledKind& k = sampledKind(a.sampled);
+        const auto size = static_cast<int>(k.parameters.size());
+        w << "        int ParameterCount() override;\n";
         w << "        void Parameters(double* values) override;\n";
-        for (int p = 0; p < k.count; ++p)
-            w << "        double " << k.parameters[p].method << "(); // the " << k.word << " "
-              << k.parameters[p].word << "\n";
+        for (int p = 0; p < static_cast<int>(a.parameters.size()); ++p)
+            w << "        double " << parameterMethod(k, p % size, p / size) << "(); // the "
+              << k.word << " " << k.parameters[static_cast<std::size_t>(p % size)].word << "\n";
     }
     w << "        BaseActionClass* Fire() override;\n";
     w << "        // Binds the marking pointers and registers them with their places.\n";
@@ -318,13 +320,16 @@ void emitActivityMethods(const EmitContext& c, Writer& w, const CheckedActivity&
         emitValueMethod(c, w, a, "double " + q + "Delay()", a.delay, "double");
     if (a.kind == ActivityKind::Sampled) {
         const SampledKind& k = sampledKind(a.sampled);
+        const auto size = static_cast<int>(k.parameters.size());
+        const auto count = static_cast<int>(a.parameters.size());
+        w << "int " << q << "ParameterCount() {\n    return " << count << ";\n}\n\n";
         w << "void " << q << "Parameters(double* values) {\n";
-        for (int p = 0; p < k.count; ++p)
-            w << "    values[" << p << "] = " << k.parameters[p].method << "();\n";
+        for (int p = 0; p < count; ++p)
+            w << "    values[" << p << "] = " << parameterMethod(k, p % size, p / size) << "();\n";
         w << "}\n\n";
-        for (int p = 0; p < k.count; ++p)
-            emitValueMethod(c, w, a, "double " + q + k.parameters[p].method + "()", a.parameters[p],
-                            "double");
+        for (int p = 0; p < count; ++p)
+            emitValueMethod(c, w, a, "double " + q + parameterMethod(k, p % size, p / size) + "()",
+                            a.parameters[static_cast<std::size_t>(p)], "double");
     }
     emitFire(c, w, a, q);
     emitLinkVariables(c, w, a, q);

@@ -72,15 +72,14 @@ void Parser::parseActivity(ModelFile& m, ActivityKind kind, int sampled) {
         for (const char* c : clauses)
             known = known || (tok.kind == TokenKind::Name && tok.text == c);
         if (sampled >= 0) {
-            const SampledKind& k = sampledKind(sampled);
-            for (int p = 0; p < k.count; ++p)
-                known = known || (tok.kind == TokenKind::Name && tok.text == k.parameters[p].word);
+            known = known || (tok.kind == TokenKind::Name &&
+                              sampledParameterOf(sampledKind(sampled), tok.text) >= 0);
         }
         if (!known && sampled >= 0) {
             const SampledKind& k = sampledKind(sampled);
             std::string words;
-            for (int p = 0; p < k.count; ++p)
-                words += std::string(k.parameters[p].word) + ", ";
+            for (const SampledParameter& p : k.parameters)
+                words += std::string(p.word) + ", ";
             report("expected a clause (" + words + "weight, when, do, input or output), found " +
                    describe(tok));
             skipToNextLine();

@@ -62,8 +62,9 @@ SampledActivity::SampledActivity() = default;
 SampledActivity::~SampledActivity() = default;
 
 double* SampledActivity::ReturnDistributionParameters() {
-    Parameters(DistributionParameters);
-    return DistributionParameters;
+    DistributionParameters.resize(static_cast<std::size_t>(ParameterCount()));
+    Parameters(DistributionParameters.data());
+    return DistributionParameters.data();
 }
 
 double SampledActivity::SampleDistribution() {
@@ -77,6 +78,18 @@ double SampledActivity::SampleDistribution() {
         if (!std::isfinite(p[k]))
             badParameter(Name, what, p[k], "finite");
     };
+    // In (0, 1] when `zero` is false, in [0, 1] when it is true.
+    auto probability = [&](int k, const char* what, bool zero) {
+        if (!((zero ? p[k] >= 0.0 : p[k] > 0.0) && p[k] <= 1.0))
+            badParameter(Name, what, p[k], zero ? "in [0, 1]" : "in (0, 1]");
+    };
+    // A whole number of at least `least`.
+    auto count = [&](int k, const char* what, double least) {
+        if (!(p[k] >= least && std::isfinite(p[k]) && p[k] == std::floor(p[k])))
+            badParameter(Name, what, p[k],
+                         least > 0.0 ? "a whole number, 1 or above" : "a whole number, 0 or above");
+    };
+    const int n = static_cast<int>(DistributionParameters.size());
     switch (DistributionType) {
     case Uniform:
         finite(0, "uniform low");
@@ -120,6 +133,41 @@ double SampledActivity::SampleDistribution() {
         positive(0, "pareto minimum");
         positive(1, "pareto shape");
         return TheDistribution->Pareto(p[0], p[1]);
+    case Geometric:
+        probability(0, "geometric probability", false);
+        return TheDistribution->Geometric(p[0]);
+    case ConditionalWeibull:
+        positive(0, "conditionalweibull shape");
+        positive(1, "conditionalweibull scale");
+        finite(2, "conditionalweibull age");
+        if (!(p[2] >= 0.0))
+            badParameter(Name, "conditionalweibull age", p[2], "not negative");
+        return TheDistribution->ConditionalWeibull(p[0], p[1], p[2]);
+    case Binomial:
+        count(0, "binomial trials", 0.0);
+        probability(1, "binomial probability", true);
+        return TheDistribution->Binomial(p[0], p[1]);
+    case NegativeBinomial:
+        count(0, "negativebinomial successes", 1.0);
+        probability(1, "negativebinomial probability", false);
+        return TheDistribution->NegativeBinomial(p[0], p[1]);
+    case HyperExponential: {
+        // Pairs of a phase's rate and its probability; the probabilities must
+        // sum to 1, as the sampler would otherwise scale them silently.
+        double sum = 0.0;
+        for (int k = 0; k < n; k += 2) {
+            positive(k, "hyperexponential phaserate");
+            probability(k + 1, "hyperexponential probability", true);
+            sum += p[k + 1];
+        }
+        if (!(std::fabs(sum - 1.0) <= 1e-9))
+            badParameter(Name, "sum of the hyperexponential probabilities", sum, "1");
+        return TheDistribution->HyperExponential(n / 2, p);
+    }
+    case HypoExponential:
+        for (int k = 0; k < n; ++k)
+            positive(k, "hypoexponential phaserate");
+        return TheDistribution->HypoExponential(n, p);
     default:
         break;
     }

@@ -6,6 +6,8 @@
 #include "actions/Activity.h"
 #include "distributions/UserDistributions.h"
 
+#include <vector>
+
 // GeneratedActivity: an activity of weight 1 and rank 1 unless the generated
 // class says otherwise; the base of every generated activity, instantaneous ones
 // directly.
@@ -74,7 +76,8 @@ public:
 
 // SampledActivity: a generated timed activity whose delay follows the framework's
 // distribution DistributionType (uniform, weibull, lognormal, gamma, beta, normal,
-// triangular or pareto) with the parameters the generated class gives. A draw
+// triangular, pareto, geometric, conditional weibull, binomial, negative binomial,
+// hyper- or hypoexponential) with the parameters the generated class gives. A draw
 // with a parameter out of its range throws std::domain_error naming the activity.
 class SampledActivity : public GeneratedActivity {
 public:
@@ -85,8 +88,10 @@ public:
 
     double SampleDistribution() override;            // a draw with the current parameters
     double* ReturnDistributionParameters() override; // the parameters, in the sampler's order
+    // The number of parameters, fixed per activity.
+    virtual int ParameterCount() = 0;
     // Writes the parameters in the order the framework's sampler takes them.
     virtual void Parameters(double* values) = 0;
 
-    double DistributionParameters[3] = {0.0, 0.0, 0.0}; // owned: those of the latest call
+    std::vector<double> DistributionParameters; // owned: those of the latest call
 };

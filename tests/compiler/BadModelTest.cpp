@@ -162,6 +162,33 @@ const BadModel badModels[] = {
       "6:11: lognormal activity 'b' has no logvariance",
       "7:5: expected a clause (logmean, logvariance, weight, when, do, input or output), found "
       "'sigma'"}},
+    {"discrete and phase-type parameters out of range",
+     "model m\ngeometric a {\n    probability 0\n}\nbinomial b {\n    trials 2.5\n"
+     "    probability 1.5\n}\nnegativebinomial c {\n    successes 0\n    probability 1\n}\n"
+     "conditionalweibull d {\n    shape 1\n    scale 2\n    age -1\n}\n"
+     "hyperexponential e {\n    probability 0.5\n    phaserate 0\n    probability -0.5\n"
+     "    phaserate 1\n}\nhypoexponential f {\n    phaserate 1\n    phaserate -3\n}\n",
+     {"3:17: the geometric probability must lie in (0, 1], found 0",
+      "6:12: the binomial trials must be a whole number, 0 or above, found 2.5",
+      "7:17: the binomial probability must lie in [0, 1], found 1.5",
+      "10:15: the negativebinomial successes must be a whole number, 1 or above, found 0",
+      "16:9: the conditionalweibull age must not be negative, found -1",
+      "20:15: the hyperexponential phaserate must be positive, found 0",
+      "21:17: the hyperexponential probability must lie in [0, 1], found -0.5",
+      "26:15: the hypoexponential phaserate must be positive, found -3"}},
+    // Each branch of a hyperexponential needs its probability and its rate, and
+    // literal probabilities must sum to 1; a probability written as an
+    // expression is left to the run-time check.
+    {"phase-type lists incomplete or inconsistent",
+     "model m\nhyperexponential a {\n    probability 0.5\n    phaserate 1\n"
+     "    phaserate 2\n}\nhyperexponential b {\n    probability 0.5\n    phaserate 1\n"
+     "    probability 0.25\n    phaserate 2\n}\nhypoexponential c {\n    when true\n}\n"
+     "hyperexponential d {\n    probability 0.5 * 1\n    phaserate 1\n"
+     "    probability 0.25\n    phaserate 2\n}\n",
+     {"2:18: hyperexponential activity 'a' has no probability for its phase 2",
+      "7:18: the hyperexponential activity 'b' needs probabilities that sum to 1, found a sum "
+      "of 0.75",
+      "13:17: hypoexponential activity 'c' has no phaserate"}},
     {"arcs and arrays", "model m\nplace s[2]\nplace p\nexponential a {\n    rate 1\n    input s, p[0]\n}\n",
      {"6:11: 's' is an array: name an element, as in s[i]", "6:14: 'p' is not an array"}},
 

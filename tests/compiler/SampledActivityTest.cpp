@@ -55,6 +55,51 @@ TEST(SampledActivityTest, EveryKindCompilesWithAWarningAtItsDeclaration) {
     }
 }
 
+// The discrete and phase-type kinds, a list kind with one and with three
+// phases: each writes one member per parameter, numbered per phase for a list.
+TEST(SampledActivityTest, DiscreteAndPhaseTypeKindsCompileWithAMemberPerParameter) {
+    const std::string source = "model life\n"
+                               "global double k\n"
+                               "study {\n    k = 0.5\n}\n"
+                               "place up = 1\n"
+                               "geometric a {\n    probability k\n}\n"
+                               "conditionalweibull b {\n    shape 2\n    scale 3\n    age k\n}\n"
+                               "binomial c {\n    trials 4\n    probability 0\n}\n"
+                               "negativebinomial d {\n    successes 1\n    probability 1\n}\n"
+                               "hyperexponential e {\n    probability k\n    phaserate 1\n"
+                               "    phaserate 2\n    probability 1 - k\n}\n"
+                               "hypoexponential f {\n    phaserate 1\n    phaserate k\n"
+                               "    phaserate 3\n}\n"
+                               "hypoexponential g {\n    phaserate 4\n}\n"
+                               "reward r instant {\n    at 1\n    rate up\n}\n";
+    std::ostringstream out;
+    CompileResult r = compileSource(source, "life.san", out);
+    ASSERT_TRUE(r.ok) << out.str();
+    std::string code;
+    for (const auto& f : r.files)
+        code += f.second;
+    const char* const kinds[] = {"geometric",        "conditionalweibull", "binomial",
+                                 "negativebinomial", "hyperexponential",   "hypoexponential",
+                                 "hypoexponential"};
+    std::istringstream in(out.str());
+    int warnings = 0;
+    for (std::string line; std::getline(in, line); ++warnings)
+        EXPECT_NE(line.find(std::string("' is ") + kinds[warnings]), std::string::npos) << line;
+    EXPECT_EQ(warnings, 7);
+    for (const char* member :
+         {"ProbabilityParameter()", "AgeParameter()", "TrialsParameter()", "SuccessesParameter()",
+          "ProbabilityParameter2()", "PhaseRateParameter2()", "PhaseRateParameter3()",
+          // the sampler's layout: each phase's rate, then its probability
+          "values[2] = PhaseRateParameter2();\n    values[3] = ProbabilityParameter2();",
+          "values[2] = PhaseRateParameter3();"})
+        EXPECT_NE(code.find(member), std::string::npos) << member;
+    // f has three phases, g one; e two pairs: four numbers.
+    EXPECT_NE(code.find("ParameterCount() {\n    return 3;"), std::string::npos);
+    EXPECT_NE(code.find("ParameterCount() {\n    return 1;"), std::string::npos);
+    EXPECT_NE(code.find("ParameterCount() {\n    return 4;"), std::string::npos);
+    EXPECT_EQ(code.find("PhaseRateParameter4()"), std::string::npos);
+}
+
 TEST(SampledActivityTest, ModelsWithoutThemCompileSilently) {
     EXPECT_TRUE(reportOf("model quiet\nplace p = 1\nexponential a {\n    rate 1\n    input p\n}\n"
                          "reward r instant {\n    at 1\n    rate p\n}\n")

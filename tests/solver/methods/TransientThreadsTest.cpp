@@ -10,6 +10,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <random>
 
@@ -115,8 +116,9 @@ TEST(TransientLayouts, EveryWayOfReadingTheRatesMatchesTheClosedFormOnAnyThreads
                 EXPECT_LE(std::fabs(x[1] - p1), s.distributionBound());
                 EXPECT_NEAR(s.integral(0), integral, 1e-11);
                 EXPECT_LE(std::fabs(s.integral(0) - integral), s.integralBound());
-                for (std::uint32_t j = 2; j < m.states(); ++j)
-                    ASSERT_EQ(x[j], 0.0) << "state " << j << " is never reached";
+                // The states of the ring are never reached.
+                EXPECT_EQ(std::count(x.begin() + 2, x.end(), 0.0),
+                          static_cast<std::ptrdiff_t>(m.states()) - 2);
             }
             if (!previous.empty()) {
                 EXPECT_EQ(previous, s.distribution()) << "one thread and two differ";

@@ -24,7 +24,7 @@ thread_local std::unique_ptr<Parallel> shared;
 Parallel::Parallel(unsigned threads) : threads_(resolveThreads(threads)) {
     workers_.reserve(threads_ - 1);
     for (unsigned t = 1; t < threads_; ++t)
-        workers_.emplace_back([this, t] { work(t); });
+        workers_.emplace_back([this] { work(); });
 }
 
 Parallel::~Parallel() {
@@ -37,16 +37,17 @@ Parallel::~Parallel() {
         w.join();
 }
 
-void Parallel::runShare(unsigned thread) {
-    const std::uint64_t begin = parts_ * thread / threads_;
-    const std::uint64_t end = parts_ * (thread + 1) / threads_;
+void Parallel::runShare() {
     try {
-        for (std::uint64_t p = begin; p < end; ++p)
+        for (std::uint64_t p = next_.fetch_add(1, std::memory_order_relaxed); p < parts_;
+             p = next_.fetch_add(1, std::memory_order_relaxed))
             call_(context_, p);
     } catch (...) {
         std::lock_guard<std::mutex> lock(mutex_);
         if (!error_)
             error_ = std::current_exception();
+        // The parts left are not run: the job fails as a whole.
+        next_.store(parts_, std::memory_order_relaxed);
     }
 }
 
@@ -63,12 +64,13 @@ void Parallel::run(std::uint64_t parts, Call call, void* context) {
         call_ = call;
         context_ = context;
         parts_ = parts;
+        next_.store(0, std::memory_order_relaxed);
         error_ = nullptr;
         pending_ = threads_ - 1;
         ++generation_;
     }
     wake_.notify_all();
-    runShare(0);
+    runShare();
     std::unique_lock<std::mutex> lock(mutex_);
     finished_.wait(lock, [this] { return pending_ == 0; });
     if (error_) {
@@ -78,7 +80,7 @@ void Parallel::run(std::uint64_t parts, Call call, void* context) {
     }
 }
 
-void Parallel::work(unsigned thread) {
+void Parallel::work() {
     std::uint64_t seen = 0;
     for (;;) {
         {
@@ -88,7 +90,7 @@ void Parallel::work(unsigned thread) {
                 return;
             seen = generation_;
         }
-        runShare(thread);
+        runShare();
         bool last = false;
         {
             std::lock_guard<std::mutex> lock(mutex_);

@@ -4,6 +4,7 @@
 // number of threads, and every sum adds one partial per chunk, then the partials in
 // chunk order: results are the same whatever the number of threads and timing.
 
+#include <atomic>
 #include <condition_variable>
 #include <cstdint>
 #include <exception>
@@ -32,10 +33,10 @@ public:
     // Number of chunks that [0, n) is cut into.
     static std::uint64_t chunks(std::uint64_t n) { return (n + kChunk - 1) / kChunk; }
 
-    // Calls task(part) once for every part in [0, parts); thread t takes the
-    // contiguous parts [t parts / T, (t + 1) parts / T). Returns when all are
-    // done; rethrows the first exception a task threw. Not reentrant: a task must
-    // not use the same pool.
+    // Calls task(part) once for every part in [0, parts); each thread claims the
+    // next part not yet taken, so a thread the system holds back leaves its
+    // parts to the others. Returns when all are done; rethrows the first
+    // exception a task threw. Not reentrant: a task must not use the same pool.
     template <class Task> void forParts(std::uint64_t parts, Task&& task) {
         run(
             parts, [](void* context, std::uint64_t part) { (*static_cast<Task*>(context))(part); },
@@ -68,8 +69,8 @@ public:
 private:
     using Call = void (*)(void*, std::uint64_t);
     void run(std::uint64_t parts, Call call, void* context);
-    void work(unsigned thread);
-    void runShare(unsigned thread);
+    void work();
+    void runShare();
 
     unsigned threads_;
     std::vector<std::thread> workers_; // owned; joined by the destructor
@@ -83,6 +84,7 @@ private:
     Call call_ = nullptr;
     void* context_ = nullptr;
     std::uint64_t parts_ = 0;
+    std::atomic<std::uint64_t> next_{0}; // the next part of the job to claim
     std::exception_ptr error_;
     std::vector<double> partials_; // per chunk, for sum()
 };

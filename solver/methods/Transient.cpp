@@ -1,6 +1,7 @@
 #include "methods/Transient.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <limits>
 #include <memory>
@@ -60,11 +61,12 @@ LocalSteps::LocalSteps(const RateMatrix& m) : m_(m), pool_(&sharedPool()) {
     stay_.resize(n);
     for (std::uint32_t j = 0; j < n; ++j)
         stay_[j] = 1.0 - m.exitRate[j] / q_;
-    // Models have few distinct rates: with at most 65536 of them a step reads a
-    // 2-byte index per transition instead of an 8-byte rate, which is most of
-    // the memory traffic that bounds its speed.
+    // Models have few distinct rates: with at most 65536 of them a step reads an
+    // index per transition instead of an 8-byte rate, and where the index fits
+    // beside the source in one 32-bit word, 4 bytes per transition in all. The
+    // matrix's traffic is what bounds a step's speed.
     std::unordered_map<double, std::uint16_t> distinct;
-    rateIndex_.resize(m.rate.size());
+    std::vector<std::uint16_t> index(m.rate.size());
     bool compact = true;
     double previous = std::numeric_limits<double>::quiet_NaN();
     std::uint16_t previousIndex = 0;
@@ -83,11 +85,21 @@ LocalSteps::LocalSteps(const RateMatrix& m) : m_(m), pool_(&sharedPool()) {
             }
             previous = r;
         }
-        rateIndex_[e] = previousIndex;
+        index[e] = previousIndex;
     }
     if (!compact) {
-        rateIndex_ = {};
         scaledRate_ = {};
+    } else {
+        indexBits_ =
+            static_cast<unsigned>(std::bit_width(std::max<std::size_t>(scaledRate_.size(), 2) - 1));
+        const auto sourceBits = static_cast<unsigned>(std::bit_width(std::max(n, 2u) - 1));
+        if (indexBits_ + sourceBits <= 32) {
+            packed_.resize(index.size());
+            for (std::size_t e = 0; e < index.size(); ++e)
+                packed_[e] = m.source[e] << indexBits_ | index[e];
+        } else {
+            rateIndex_ = std::move(index);
+        }
     }
 }
 
@@ -95,16 +107,16 @@ namespace {
 
 // Gathers one step over the states [begin, end): y[j] = f (v[j] stay[j] + sum over
 // the transitions into j of v[source] p), p the transition's rate divided by q,
-// given by `scaled(e)`; with acc, also acc[j] += w y[j]. Returns the sum of y.
-template <class Scaled>
-double gather(std::uint64_t begin, std::uint64_t end, const std::uint64_t* start,
-              const std::uint32_t* source, Scaled scaled, const double* stay, const double* v,
-              double f, double* y, double w, double* acc) {
+// `term(e, v)` giving v[source] p for transition e; with acc, also acc[j] += w y[j].
+// Returns the sum of y.
+template <class Term>
+double gather(std::uint64_t begin, std::uint64_t end, const std::uint64_t* start, Term term,
+              const double* stay, const double* v, double f, double* y, double w, double* acc) {
     double total = 0.0;
     for (std::uint64_t j = begin; j < end; ++j) {
         double s = 0.0;
         for (std::uint64_t e = start[j], last = start[j + 1]; e < last; ++e)
-            s += v[source[e]] * scaled(e);
+            s += term(e, v);
         const double yj = (v[j] * stay[j] + s) * f;
         y[j] = yj;
         total += yj;
@@ -116,24 +128,42 @@ double gather(std::uint64_t begin, std::uint64_t end, const std::uint64_t* start
 
 } // namespace
 
-double LocalSteps::step(const double* v, double f, double* y, double w, double* acc) {
+template <class Term>
+double LocalSteps::sweep(Term term, const double* v, double f, double* y, double w, double* acc) {
     const std::uint64_t* start = m_.start.data();
-    const std::uint32_t* source = m_.source.data();
     const double* stay = stay_.data();
-    const double invq = 1.0 / q_;
-    if (!scaledRate_.empty()) {
+    return pool_->sum(m_.states(), [&](std::uint64_t b, std::uint64_t e) {
+        return gather(b, e, start, term, stay, v, f, y, w, acc);
+    });
+}
+
+double LocalSteps::step(const double* v, double f, double* y, double w, double* acc) {
+    const double* table = scaledRate_.data();
+    if (!packed_.empty()) {
+        const std::uint32_t* packed = packed_.data();
+        const unsigned shift = indexBits_;
+        const std::uint32_t mask = (std::uint32_t{1} << shift) - 1;
+        return sweep(
+            [packed, table, shift, mask](std::uint64_t e, const double* x) {
+                const std::uint32_t p = packed[e];
+                return x[p >> shift] * table[p & mask];
+            },
+            v, f, y, w, acc);
+    }
+    const std::uint32_t* source = m_.source.data();
+    if (!rateIndex_.empty()) {
         const std::uint16_t* index = rateIndex_.data();
-        const double* table = scaledRate_.data();
-        auto scaled = [index, table](std::uint64_t e) { return table[index[e]]; };
-        return pool_->sum(m_.states(), [&](std::uint64_t b, std::uint64_t e) {
-            return gather(b, e, start, source, scaled, stay, v, f, y, w, acc);
-        });
+        return sweep(
+            [source, index, table](std::uint64_t e, const double* x) {
+                return x[source[e]] * table[index[e]];
+            },
+            v, f, y, w, acc);
     }
     const double* rate = m_.rate.data();
-    auto scaled = [rate, invq](std::uint64_t e) { return rate[e] * invq; };
-    return pool_->sum(m_.states(), [&](std::uint64_t b, std::uint64_t e) {
-        return gather(b, e, start, source, scaled, stay, v, f, y, w, acc);
-    });
+    const double invq = 1.0 / q_;
+    return sweep([source, rate, invq](std::uint64_t e,
+                                      const double* x) { return x[source[e]] * (rate[e] * invq); },
+                 v, f, y, w, acc);
 }
 
 double LocalSteps::dot(const double* a, const double* b) {
@@ -225,10 +255,13 @@ void TransientSolver::advanceTo(double t) {
     const double lambda = q_ * delta;
     const double startBound = distBound_;
     const std::uint64_t stepsBefore = steps_;
-    v_ = x_;
-    y_.assign(x_.size(), 0.0);
+    // The iterates start from the distribution; its storage is reused for the
+    // weighted sum, which becomes the next distribution.
+    v_.swap(x_);
+    y_.assign(v_.size(), 0.0);
     total_ = 1.0;
-    std::vector<double> acc(x_.size(), 0.0);
+    std::vector<double> acc(std::move(x_));
+    acc.assign(v_.size(), 0.0);
 
     if (lambda + 10.0 * std::sqrt(lambda) + 50.0 <= static_cast<double>(options_.maxSteps)) {
         const PoissonWeights pw = poissonWeights(lambda, options_.epsilon);
@@ -317,7 +350,7 @@ void TransientSolver::advanceTo(double t) {
                 << options_.maxSteps << " steps (raise --max-steps)";
             throw SolveError(msg.str());
         }
-        x_ = v_;
+        x_.swap(v_);
     }
     now_ = t;
 }

@@ -50,16 +50,32 @@ public:
     double step(const double* v, double f, double* y, double w, double* acc) override;
     double dot(const double* a, const double* b) override;
     double distance(const double* a, const double* b) override;
+    // Bytes a step reads per transition for its source and rate: 4 when both fit
+    // one word, 6 through a 2-byte rate index, 12 through the 8-byte rates.
+    unsigned bytesPerTransition() const {
+        return !packed_.empty() ? 4 : !rateIndex_.empty() ? 6 : 12;
+    }
 
 private:
+    // One step over the pool's chunks, term(e, v) giving transition e's v[source] p.
+    template <class Term>
+    double sweep(Term term, const double* v, double f, double* y, double w, double* acc);
+
     const RateMatrix& m_;
     double q_ = 0.0;
     double roundingPerStep_ = 0.0;
     std::vector<double> stay_; // per state, 1 - exit rate / q
-    // Per transition, the index of its rate divided by q in scaledRate_; both empty
-    // when the chain has more distinct rates than an index holds.
-    std::vector<std::uint16_t> rateIndex_;
+    // The distinct rates divided by q, which the transitions index; empty when the
+    // chain has more distinct rates than a 2-byte index holds (then every step
+    // reads the matrix's 8-byte rates).
     std::vector<double> scaledRate_;
+    // Per transition, its source shifted left by indexBits_ with its rate's index
+    // in the low bits: one 4-byte word per transition. Empty when the source and
+    // the index do not fit in 32 bits together.
+    std::vector<std::uint32_t> packed_;
+    unsigned indexBits_ = 0;
+    // Per transition, the index of its rate in scaledRate_ when packed_ is empty.
+    std::vector<std::uint16_t> rateIndex_;
     Parallel* pool_; // not owned: the solver's shared pool
 };
 

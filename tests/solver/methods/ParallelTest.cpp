@@ -1,13 +1,17 @@
 // The thread pool: every row visited once, sums that do not depend on the number
-// of threads, and a task's exception reaching the caller.
+// of threads, a thread held back leaving its work to the others, and a task's
+// exception reaching the caller.
 
 #include "methods/Parallel.h"
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <chrono>
 #include <cmath>
 #include <cstdint>
 #include <stdexcept>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -58,7 +62,7 @@ TEST(ParallelTest, SumsAreBitIdenticalForAnyNumberOfThreadsAndRepeatable) {
     }
 }
 
-TEST(ParallelTest, PartsAreSharedInContiguousRangesAndErrorsReachTheCaller) {
+TEST(ParallelTest, EveryPartRunsOnceAndErrorsReachTheCaller) {
     Parallel pool(3);
     std::vector<std::uint64_t> seen(10, 99);
     pool.forParts(10, [&](std::uint64_t part) { seen[part] = part; });
@@ -74,6 +78,26 @@ TEST(ParallelTest, PartsAreSharedInContiguousRangesAndErrorsReachTheCaller) {
     int done = 0;
     pool.forParts(1, [&](std::uint64_t) { ++done; });
     EXPECT_EQ(done, 1);
+}
+
+TEST(ParallelTest, AThreadHeldBackLeavesTheOtherPartsToTheOthers) {
+    // The thread running part 0 waits until the nine other parts are done. Shares
+    // fixed per thread would leave some of them behind part 0 and the wait would
+    // time out; claimed one at a time, the other thread runs them all.
+    Parallel pool(2);
+    constexpr int parts = 10;
+    std::atomic<int> done{0};
+    bool othersDone = false;
+    pool.forParts(parts, [&](std::uint64_t part) {
+        if (part == 0) {
+            for (int i = 0; i < 5000 && done.load() < parts - 1; ++i)
+                std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            othersDone = done.load() == parts - 1;
+        }
+        ++done;
+    });
+    EXPECT_TRUE(othersDone);
+    EXPECT_EQ(done.load(), parts);
 }
 
 TEST(ParallelTest, TheSharedPoolTakesTheNumberOfThreadsSet) {

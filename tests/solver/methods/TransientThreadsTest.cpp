@@ -1,13 +1,17 @@
 // Uniformization in the shared pool: the chunks and the order of the partial
 // sums do not depend on the number of threads, so one thread and two give the
 // same values to the last bit, on a chain with few distinct rates (read through
-// 2-byte indexes) and on one with more than an index holds.
+// rate indexes) and on one with more than an index holds; and each of the three
+// ways a step reads the rates (source and index in one word, a 2-byte index
+// beside the source, the full rates) against a closed form.
 
 #include "methods/Parallel.h"
 #include "methods/Transient.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cmath>
 #include <random>
 
 namespace {
@@ -64,6 +68,62 @@ TEST(TransientThreads, OneThreadAndTwoGiveTheSameValuesBitForBit) {
         for (const double x : one.distribution)
             total += x;
         EXPECT_NEAR(total, 1.0, 1e-12);
+    }
+    gensolver::setSharedThreads(0);
+}
+
+// 66,000 states: a pair 0 <-> 1 (rates 2 and 3) that the chain starts in and
+// never leaves, and a ring over the other states that it never reaches, its
+// rates drawn from `distinct` values. The ring sets how a step reads the rates
+// (the number of distinct rates and of states decide it) without changing the
+// pair's closed form.
+RateMatrix pairBesideRing(unsigned distinct) {
+    const std::uint32_t n = 66000;
+    std::vector<gensolver::Transition> arcs{{0, 1, 2.0}, {1, 0, 3.0}};
+    for (std::uint32_t i = 2; i < n; ++i) {
+        const double rate =
+            0.5 + 2.0 * static_cast<double>(i % distinct) / static_cast<double>(distinct);
+        arcs.push_back({i, i + 1 < n ? i + 1 : 2, rate});
+        if (i % 7 == 0)
+            arcs.push_back({i, 1, 0.25}); // into the pair, from states of probability 0
+    }
+    return gensolver::buildRateMatrix(n, arcs);
+}
+
+TEST(TransientLayouts, EveryWayOfReadingTheRatesMatchesTheClosedFormOnAnyThreads) {
+    const struct {
+        unsigned distinct;
+        unsigned bytes;
+    } cases[] = {{3, 4}, {40000, 6}, {66000, 12}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(std::to_string(c.distinct) + " distinct rates");
+        const RateMatrix m = pairBesideRing(c.distinct);
+        EXPECT_EQ(gensolver::LocalSteps(m).bytesPerTransition(), c.bytes);
+        std::vector<double> inState1(m.states(), 0.0);
+        inState1[1] = 1.0;
+        std::vector<double> previous;
+        for (const unsigned threads : {1u, 2u}) {
+            gensolver::setSharedThreads(threads);
+            gensolver::TransientSolver s(m, {&inState1}, nullptr, {});
+            const double t = 1.0;
+            s.advanceTo(t);
+            // P(X(t) = 1) and its integral for the pair with rates 2 and 3.
+            const double p1 = 0.4 * (1.0 - std::exp(-5.0 * t));
+            const double integral = 0.4 * (t - (1.0 - std::exp(-5.0 * t)) / 5.0);
+            const std::vector<double>& x = s.distribution();
+            EXPECT_NEAR(x[1], p1, 1e-13);
+            EXPECT_NEAR(x[0], 1.0 - p1, 1e-13);
+            EXPECT_LE(std::fabs(x[1] - p1), s.distributionBound());
+            EXPECT_NEAR(s.integral(0), integral, 1e-11);
+            EXPECT_LE(std::fabs(s.integral(0) - integral), s.integralBound());
+            // The states of the ring are never reached.
+            EXPECT_EQ(std::count(x.begin() + 2, x.end(), 0.0),
+                      static_cast<std::ptrdiff_t>(m.states()) - 2);
+            if (!previous.empty()) {
+                EXPECT_EQ(previous, s.distribution()) << "one thread and two differ";
+            }
+            previous = s.distribution();
+        }
     }
     gensolver::setSharedThreads(0);
 }

@@ -11,6 +11,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <stdexcept>
 #include <string>
 
 namespace gensolver {
@@ -19,14 +20,23 @@ namespace gensolver {
 struct DistributedFigures {
     std::uint32_t firstState = 0, lastState = 0; // the range held, [first, last)
     std::uint64_t bytesSentPerStep = 0;          // to the other processes
+    std::uint64_t bytesSentPerProduct = 0;       // by BiCGSTAB's products, 0 when it did not run
+};
+
+// Thrown by the processes that met no fault themselves when another process did,
+// at the end of a phase: that process reports its fault, these say nothing.
+class PeerFault : public std::runtime_error {
+public:
+    PeerFault() : std::runtime_error("another process met a fault") {}
 };
 
 // The inputs and options that a distributed solve refuses (a .det file, values
 // until absorption, a forced extrapolation), as one line; empty when it solves them.
 std::string distributedRefusal(const std::string& stem, const SolveOptions& options);
 
-// Reads and solves collectively over comm. Throws InputError or SolveError with
-// the same message on every process where the input is the same for all. Returns
+// Reads and solves collectively over comm. A fault met by some processes only
+// (a file that one process cannot read, a bad part) ends the phase on every
+// process: those throw their InputError, the others a PeerFault. Returns
 // no solution, and the reason in `alone`, for a chain that the one-process
 // solver would extrapolate (a small stiff chain, where uniformization would take
 // far more steps): process 0 then solves it alone.

@@ -21,6 +21,7 @@
 #include <cmath>
 #include <exception>
 #include <memory>
+#include <new>
 
 namespace gensolver {
 
@@ -32,15 +33,22 @@ bool exists(const std::string& path) {
 }
 
 // Ends a phase that each process went through on its own: where any process
-// met a fault, every process throws, that process its fault and the others a
-// PeerFault, so that none waits for the others in a later exchange.
+// met a fault, every process throws a SharedFault (with the fault's message
+// where it was met), so that none waits for the others in a later exchange.
 void agree(MPI_Comm comm, const std::exception_ptr& fault) {
     int mine = fault ? 1 : 0, any = 0;
     MPI_Allreduce(&mine, &any, 1, MPI_INT, MPI_MAX, comm);
-    if (fault)
-        std::rethrow_exception(fault);
+    if (fault) {
+        try {
+            std::rethrow_exception(fault);
+        } catch (const std::bad_alloc&) {
+            throw SharedFault("not enough memory for this process's share of the chain");
+        } catch (const std::exception& e) {
+            throw SharedFault(e.what());
+        }
+    }
     if (any != 0)
-        throw PeerFault();
+        throw SharedFault("");
 }
 
 // The chain's share held by this process, as the measures see it.

@@ -23,11 +23,11 @@ struct DistributedFigures {
     std::uint64_t bytesSentPerProduct = 0;       // by BiCGSTAB's products, 0 when it did not run
 };
 
-// Thrown by the processes that met no fault themselves when another process did,
-// at the end of a phase: that process reports its fault, these say nothing.
-class PeerFault : public std::runtime_error {
+// A fault that every process agreed on at the end of a phase it went through on
+// its own: what() is the message on the processes that met it, empty on the others.
+class SharedFault : public std::runtime_error {
 public:
-    PeerFault() : std::runtime_error("another process met a fault") {}
+    explicit SharedFault(const std::string& message) : std::runtime_error(message) {}
 };
 
 // The inputs and options that a distributed solve refuses (a .det file, values
@@ -36,7 +36,7 @@ std::string distributedRefusal(const std::string& stem, const SolveOptions& opti
 
 // Reads and solves collectively over comm. A fault met by some processes only
 // (a file that one process cannot read, a bad part) ends the phase on every
-// process: those throw their InputError, the others a PeerFault. Returns
+// process: all throw a SharedFault, with the message where they met it. Returns
 // no solution, and the reason in `alone`, for a chain that the one-process
 // solver would extrapolate (a small stiff chain, where uniformization would take
 // far more steps): process 0 then solves it alone.

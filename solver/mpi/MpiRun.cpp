@@ -97,11 +97,15 @@ int runDistributed(int argc, char** argv) {
             solution = cl->binaryRows ? solve(readModelFromParts(cl->stem), cl->solve)
                                       : solve(readModel(cl->stem), cl->solve);
         }
-    } catch (const PeerFault&) {
-        // Another process prints its fault.
-        quiet = true;
+    } catch (const SharedFault& e) {
+        // Empty where another process met the fault and prints it.
+        fault = e.what();
+        quiet = fault.empty();
     } catch (const std::bad_alloc&) {
-        fault = "not enough memory for this process's share of the chain";
+        // Met by this process alone inside the collective solve, where the others
+        // wait in an exchange: no agreement can be reached, mpirun ends them.
+        std::cerr << "gen-solve: not enough memory for this process's share of the chain\n";
+        MPI_Abort(MPI_COMM_WORLD, 1);
     } catch (const std::exception& e) {
         fault = e.what();
     }

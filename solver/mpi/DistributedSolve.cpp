@@ -76,7 +76,7 @@ public:
             return krylov;
         Limit power = powerLimit(steps_, options);
         if (power.converged) {
-            power.fallback = "BiCGSTAB found no bound in " +
+            power.fallback = "BiCGSTAB met no bound within the tolerance in " +
                              std::to_string(krylov.krylovIterations) + " iterations";
             return power;
         }

@@ -8,13 +8,16 @@
 # Writes the model's files twice (text, and binary with --binary-rows), then:
 #
 #   transient   an instant-of-time value at -t (default 1) by uniformization
-#   long-run    the long-run value (type 3) of the model's variable
+#   long-run    the long-run value (type 3) of the model's variable (P = 1 twice:
+#               Gauss-Seidel, the default, and --bicgstab)
 #
 # each with P = 1 (gen-solve --threads 1, no mpirun) and under mpirun -np P
 # (oversubscribed when P exceeds the cores). Each row: wall and CPU seconds (CPU
 # over all processes), the peak resident memory of the largest process, the
-# steps or sweeps, the bytes the processes send one another per step (in all),
-# the bound and the value. Then the read: gen-solve on an instant at t = 0 (the
+# steps, sweeps or iterations, the bytes the processes send one another per step
+# or per BiCGSTAB iteration (in all: two products and eight sums of 8 bytes from
+# every process to every other), the bound and the value; a long-run row is
+# followed by its method. Then the read: gen-solve on an instant at t = 0 (the
 # solve itself is nothing) from the text files and from the part, with the files'
 # sizes. Builds a Release tree in build-release/ unless -d names a built one.
 # The load average is printed before and after; figures are printed, never judged.
@@ -63,8 +66,8 @@ pvtype() {
         "$name" "$2" "$3" "$3" >"$1.pvtype"
 }
 
-printf '%-10s %3s %9s %9s %9s %9s %12s  %-10s %s\n' solve P wall_s cpu_s peak_MiB steps \
-    bytes/step bound value
+printf '%-10s %3s %9s %9s %9s %9s %12s  %-10s %s\n' solve P wall_s cpu_s peak_MiB steps/it \
+    bytes/step/it bound value
 # run <label> <P> <stem> [options]
 run() {
     local label=$1 p=$2 stem=$3
@@ -78,18 +81,26 @@ run() {
         printf '%-10s %3s exit status %s: %s\n' "$label" "$p" "$status" "$(grep -m1 gen-solve "$dir/err.txt")"
         return
     fi
-    local bytes
+    local bytes product
     bytes=$(sed -n 's/.*bytes sent per step \([0-9]*\) in all.*/\1/p' "$dir/err.txt")
+    product=$(sed -n 's/.*per product of BiCGSTAB \([0-9]*\) in all.*/\1/p' "$dir/err.txt")
+    if [ "$label" = long-run ] && [ "${product:-0}" -gt 0 ]; then
+        bytes=$((2 * product + 64 * p * (p - 1)))
+    fi
     tail -n 1 "$dir/out.csv" | awk -F, -v l="$label" -v p="$p" -v w="$wall" -v c="$cpu" \
         -v r="$rss" -v b="${bytes:-0}" '{
         printf "%-10s %3s %9.2f %9.2f %9.1f %9s %12s  %-10.2e %.13g\n", l, p, w, c, r / 1024, $8, b, $6, $5 }'
     grep -h "alone\|NOT CONVERGED" "$dir/err.txt" "$dir/out.csv" | head -n 1 || true
+    if [ "$label" = long-run ]; then
+        printf '%14s%s\n' '' "$(tail -n 1 "$dir/out.csv" | grep -o '"limit[^"]*"')"
+    fi
 }
 
 pvtype "$dir/t" 0 "$time"
 for p in $counts; do run transient "$p" "$dir/t" --transient uniformization; done
 pvtype "$dir/t" 3 0
 for p in $counts; do run long-run "$p" "$dir/t"; done
+run long-run 1 "$dir/t" --bicgstab
 
 cp "$dir/t.pvtype" "$dir/b.pvtype"
 pvtype "$dir/t" 0 0

@@ -7,21 +7,23 @@ namespace gensolver {
 
 namespace {
 
-// The dot product of a and b, summed per chunk in chunk order.
-double dot(Parallel& pool, const std::vector<double>& a, const std::vector<double>& b) {
-    return pool.sum(a.size(), [&](std::uint64_t begin, std::uint64_t end) {
+// The dot product of a and b, summed per chunk in chunk order, then over the
+// processes that share the system.
+double dot(Parallel& pool, const KrylovOperator& system, const std::vector<double>& a,
+           const std::vector<double>& b) {
+    return system.sum(pool.sum(a.size(), [&](std::uint64_t begin, std::uint64_t end) {
         double s = 0.0;
         for (std::uint64_t i = begin; i < end; ++i)
             s += a[i] * b[i];
         return s;
-    });
+    }));
 }
 
 // One run of the method; the vectors are its scratch space.
 class Run {
 public:
     Run(Parallel& pool, const KrylovProblem& problem)
-        : pool_(pool), problem_(problem), n_(problem.system->size()), r_(n_), shadow_(n_), p_(n_),
+        : pool_(pool), problem_(problem), n_(problem.system->rows()), r_(n_), shadow_(n_), p_(n_),
           v_(n_), pHat_(n_), s_(n_), sHat_(n_), t_(n_) {}
 
     bool met(double weighted, double total) const {
@@ -30,7 +32,7 @@ public:
 
     void multiply(const std::vector<double>& x, std::vector<double>& y) {
         if (problem_.transposed)
-            problem_.system->multiplyTransposed(x, y);
+            problem_.system->multiplyTransposed(pool_, x, y);
         else
             problem_.system->multiply(pool_, x, y);
     }
@@ -54,26 +56,27 @@ public:
                 for (std::uint64_t i = c * Parallel::kChunk; i < end; ++i)
                     top[c] = std::max(top[c], std::fabs(r[i]));
             });
-            weighted = top.empty() ? 0.0 : *std::max_element(top.begin(), top.end());
+            weighted =
+                problem_.system->max(top.empty() ? 0.0 : *std::max_element(top.begin(), top.end()));
         } else {
-            weighted = pool_.sum(n_, [&](std::uint64_t begin, std::uint64_t end) {
-                double a = 0.0;
-                for (std::uint64_t i = begin; i < end; ++i)
-                    a += std::fabs(r[i]) * (w.empty() ? 1.0 : w[i]);
-                return a;
-            });
+            weighted =
+                problem_.system->sum(pool_.sum(n_, [&](std::uint64_t begin, std::uint64_t end) {
+                    double a = 0.0;
+                    for (std::uint64_t i = begin; i < end; ++i)
+                        a += std::fabs(r[i]) * (w.empty() ? 1.0 : w[i]);
+                    return a;
+                }));
         }
-        total = pool_.sum(n_, [&](std::uint64_t begin, std::uint64_t end) {
+        total = problem_.system->sum(pool_.sum(n_, [&](std::uint64_t begin, std::uint64_t end) {
             double a = 0.0;
             for (std::uint64_t i = begin; i < end; ++i)
                 a += x[i];
             return a;
-        });
+        }));
     }
 
-    // r = rhs - B x, measured. The system's own residual is summed in long double:
-    // each restart from it is a step of iterative refinement, which takes the
-    // solution below the rounding level of a residual summed in double.
+    // r = rhs - B x, measured. The system's own residual is summed in long double
+    // (KrylovOperator::residual).
     void residual(const std::vector<double>& x, double& weighted, double& total) {
         const std::vector<double>& b = *problem_.rhs;
         if (problem_.transposed) {
@@ -83,16 +86,7 @@ public:
                     r_[i] = b[i] - t_[i];
             });
         } else {
-            const SparseSystem& s = *problem_.system;
-            pool_.forEach(n_, [&](std::uint64_t begin, std::uint64_t end) {
-                for (std::uint64_t k = begin; k < end; ++k) {
-                    long double v = static_cast<long double>(b[k]) -
-                                    static_cast<long double>(s.diagonal[k]) * x[k];
-                    for (std::uint64_t e = s.start[k]; e < s.start[k + 1]; ++e)
-                        v += static_cast<long double>(s.rate[e]) * x[s.column[e]];
-                    r_[k] = static_cast<double>(v);
-                }
-            });
+            problem_.system->residual(pool_, b, x, r_);
         }
         measure(x, r_, weighted, total);
     }
@@ -113,7 +107,7 @@ public:
         std::uint64_t bestAt = result.iterations;
         while (result.iterations < problem_.maxIterations && result.iterations - bestAt < 30) {
             ++result.iterations;
-            const double rhoNext = dot(pool_, shadow_, r_);
+            const double rhoNext = dot(pool_, *problem_.system, shadow_, r_);
             if (rhoNext == 0.0 || !std::isfinite(rhoNext))
                 break;
             const double beta = (rhoNext / rho) * (alpha / omega);
@@ -124,7 +118,7 @@ public:
             });
             precondition(p_, pHat_);
             multiply(pHat_, v_);
-            const double sv = dot(pool_, shadow_, v_);
+            const double sv = dot(pool_, *problem_.system, shadow_, v_);
             if (sv == 0.0 || !std::isfinite(sv))
                 break;
             alpha = rho / sv;
@@ -139,8 +133,8 @@ public:
                 return true;
             precondition(s_, sHat_);
             multiply(sHat_, t_);
-            const double tt = dot(pool_, t_, t_);
-            omega = tt > 0.0 ? dot(pool_, t_, s_) / tt : 0.0;
+            const double tt = dot(pool_, *problem_.system, t_, t_);
+            omega = tt > 0.0 ? dot(pool_, *problem_.system, t_, s_) / tt : 0.0;
             if (omega == 0.0 || !std::isfinite(omega))
                 break;
             pool_.forEach(n_, [&](std::uint64_t begin, std::uint64_t end) {

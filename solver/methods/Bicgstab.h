@@ -1,13 +1,14 @@
 #pragma once
 // The stabilized biconjugate gradient method (BiCGSTAB) with right
-// preconditioning (ILU(0) or aggregation multigrid), for a SparseSystem or its transpose: the
-// residual it tracks is that of the system itself. Products, preconditioner and sums run on the
-// thread pool with fixed chunks, so the iterates do not depend on the number of threads (the
-// transposed product runs on one thread).
+// preconditioning (ILU(0) or aggregation multigrid), for a system B (a SparseSystem, or the
+// rows of a system shared among processes) or its transpose: the residual it tracks is that of
+// the system itself. Products, preconditioner and sums run on the thread pool with fixed chunks,
+// and the system adds the processes' sums in a fixed order, so the iterates do not depend on the
+// number of threads (the transposed product of a SparseSystem runs on one thread).
 
+#include "methods/KrylovOperator.h"
 #include "methods/Parallel.h"
 #include "methods/Preconditioner.h"
-#include "methods/SparseSystem.h"
 
 #include <cstdint>
 #include <vector>
@@ -19,7 +20,7 @@ namespace gensolver {
 // is empty), r = rhs - B x, or with absolute once max_i |r_i| <= relativeTarget;
 // checked on the residual recomputed from x.
 struct KrylovProblem {
-    const SparseSystem* system = nullptr;           // not owned
+    const KrylovOperator* system = nullptr;         // not owned
     const Preconditioner* preconditioner = nullptr; // not owned
     bool transposed = false;
     const std::vector<double>* rhs = nullptr;    // not owned

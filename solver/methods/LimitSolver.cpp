@@ -1,7 +1,7 @@
 #include "methods/LimitSolver.h"
 
 #include "methods/AggregationMultigrid.h"
-#include "methods/Bicgstab.h"
+#include "methods/BoundedKrylov.h"
 #include "methods/Components.h"
 #include "methods/IluPreconditioner.h"
 #include "methods/Parallel.h"
@@ -151,19 +151,16 @@ SweepResult gaussSeidel(const RateMatrix& m, const Components& comps, std::uint3
 
 struct KrylovSolve {
     std::uint64_t iterations = 0;
-    double bound = 0.0;     // on the 1-norm error of the component's part of x, relative
-    bool converged = false; // bound <= tolerance
+    double bound = std::numeric_limits<double>::infinity(); // relative 1-norm error of the
+                                                            // component's part of x
+    bool converged = false;                                 // bound <= tolerance
 };
 
 // BiCGSTAB, preconditioned by ILU(0) or by aggregation multigrid, on the
-// component's SparseSystem B y = b. The error bound rests
-// on w = B^-T 1 (for a closed class the expected times to reach the reference
-// state, for a transient component those to leave it), solved first to
-// delta = max |1 - B^T w| <= 1/2: B^-1 >= 0, so |y - y*| <= B^-1 |r| and
-// ||y - y*||_1 <= w*^T |r| <= w^T |r| / (1 - delta). The iteration runs until
-// that is at most the tolerance relative to sum y (half of it for a closed class,
-// whose normalization y / sum y can double the error). On return x holds the
-// solution, normalised to sum 1 for a closed class, whatever the outcome.
+// component's SparseSystem B y = b, with the error bound of boundedBicgstab: w =
+// B^-T 1 is, for a closed class, the expected times to reach the reference state,
+// for a transient component those to leave it. On return x holds the solution,
+// normalised to sum 1 for a closed class, whatever the outcome.
 KrylovSolve krylov(const RateMatrix& m, const Components& comps, std::uint32_t c, bool closed,
                    const LimitOptions& options, std::vector<std::uint32_t>& local,
                    std::vector<double>& x) {
@@ -200,51 +197,14 @@ KrylovSolve krylov(const RateMatrix& m, const Components& comps, std::uint32_t c
         preconditioner = std::move(ilu);
     }
     const SparseSystem& system = *built;
-    const std::uint32_t n = system.size();
-    const Preconditioner& pre = *preconditioner;
-    const std::vector<double> ones(n, 1.0), none;
-    std::vector<double> w(n);
-    pre.applyTransposed(pool, ones, w);
-    KrylovProblem times{&system, &pre, true, &ones, &none, 0.5, true, options.maxSweeps};
-    const KrylovResult timed = bicgstab(pool, times, w);
-    out.iterations += timed.iterations;
-    if (!timed.converged)
-        return out;
-    std::vector<double> check(n);
-    system.multiplyTransposed(w, check);
-    double delta = 0.0;
-    for (std::uint32_t k = 0; k < n; ++k)
-        delta = std::max(delta, std::fabs(1.0 - check[k]));
-    if (!(delta < 1.0))
-        return out;
-    for (double& v : w)
-        v = std::max(v, 0.0) / (1.0 - delta);
-
-    // The start: the preconditioner applied to b, a cheap approximation.
-    std::vector<double> y(n);
-    pre.apply(pool, system.b, y);
-    const double share = closed ? 0.5 : 1.0;
-    KrylovProblem problem{
-        &system, &pre, false, &system.b, &w, share * options.tolerance, false, options.maxSweeps};
-    const KrylovResult solved = bicgstab(pool, problem, y);
-    out.iterations += solved.iterations;
-    // Tiny negative values that the iteration leaves are cut off, and the bound is
-    // taken again for what is kept.
-    bool negative = false;
-    for (double& v : y)
-        if (v < 0.0) {
-            v = 0.0;
-            negative = true;
-        }
-    KrylovResult final = solved;
-    if (negative) {
-        problem.maxIterations = 0;
-        final = bicgstab(pool, problem, y);
-    }
-    out.bound = final.total > 0.0 ? final.weighted / (share * final.total) : 1.0;
-    out.converged = final.total > 0.0 && out.bound <= options.tolerance;
-    const double scale = closed && final.total > 0.0 ? 1.0 / final.total : 1.0;
-    for (std::uint32_t k = 0; k < n; ++k)
+    std::vector<double> y;
+    const BoundedSolve solved =
+        boundedBicgstab(pool, system, *preconditioner, system.b, closed ? 0.5 : 1.0, options, y);
+    out.iterations = solved.iterations;
+    out.bound = solved.bound;
+    out.converged = solved.converged;
+    const double scale = closed && solved.total > 0.0 ? 1.0 / solved.total : 1.0;
+    for (std::uint32_t k = 0; k < system.size(); ++k)
         x[system.member[k]] = y[k] * scale;
     return out;
 }
@@ -276,7 +236,9 @@ std::string Limit::method() const {
         return "direct elimination";
     std::string text;
     if (krylov)
-        text = std::string(multigrid ? "BiCGSTAB+aggregation multigrid, " : "BiCGSTAB+ILU(0), ") +
+        text = std::string(multigrid     ? "BiCGSTAB+aggregation multigrid, "
+                           : distributed ? "BiCGSTAB+ILU(0) per process, "
+                                         : "BiCGSTAB+ILU(0), ") +
                std::to_string(krylovIterations) + " iterations";
     if (iterative)
         text += std::string(krylov ? ", then " : "") + "Gauss-Seidel, " + std::to_string(sweeps) +

@@ -37,6 +37,9 @@ struct Limit {
     bool multigrid = false;             // ... preconditioned by aggregation multigrid
     bool power = false;                 // the power iteration of the uniformized chain
                                         // (sweeps counts its steps; no class figures)
+    bool distributed = false;           // BiCGSTAB over processes, each preconditioned by the
+                                        // ILU(0) of its own rows' block; one closed class,
+                                        // holding state 1 (no component figures)
     bool converged = true;              // every iterative solve met the tolerance
     double residual = 0.0; // largest relative residual |pi Q| / |pi diag(Q)| of a class
     // Estimated 1-norm error of the distribution: the largest over the solves of

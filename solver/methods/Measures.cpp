@@ -249,6 +249,15 @@ Solution solve(const Model& model, const SolveOptions& options, ChainBackend& ch
         s << "limit from state 1: power iteration of the uniformized chain over " << chain.states()
           << " states, tolerance " << limitOptions.tolerance << "; estimated error "
           << l.errorEstimate;
+        if (!l.fallback.empty())
+            s << " (" << l.fallback << ")";
+        sol.limitSummary = s.str();
+    } else if (limits.computed() && limits.limit().distributed) {
+        const Limit& l = limits.limit();
+        std::ostringstream s;
+        s << "limit from state 1: one closed class, holding state 1, over " << chain.states()
+          << " states; " << l.method() << ", tolerance " << limitOptions.tolerance
+          << "; relative residual " << l.residual << ", estimated error " << l.errorEstimate;
         sol.limitSummary = s.str();
     } else if (limits.computed()) {
         const Limit& l = limits.limit();

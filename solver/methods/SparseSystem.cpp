@@ -104,4 +104,17 @@ void SparseSystem::multiplyTransposed(const std::vector<double>& x, std::vector<
             y[column[e]] -= rate[e] * x[k];
 }
 
+void SparseSystem::residual(Parallel& pool, const std::vector<double>& b,
+                            const std::vector<double>& x, std::vector<double>& r) const {
+    pool.forEach(size(), [&](std::uint64_t begin, std::uint64_t end) {
+        for (std::uint64_t k = begin; k < end; ++k) {
+            long double v =
+                static_cast<long double>(b[k]) - static_cast<long double>(diagonal[k]) * x[k];
+            for (std::uint64_t e = start[k]; e < start[k + 1]; ++e)
+                v += static_cast<long double>(rate[e]) * x[column[e]];
+            r[k] = static_cast<double>(v);
+        }
+    });
+}
+
 } // namespace gensolver

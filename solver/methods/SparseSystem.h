@@ -8,6 +8,7 @@
 // vector up to its scale), which leaves a nonsingular M-matrix.
 
 #include "methods/Components.h"
+#include "methods/KrylovOperator.h"
 #include "methods/Parallel.h"
 #include "methods/RateMatrix.h"
 
@@ -16,8 +17,11 @@
 
 namespace gensolver {
 
-class SparseSystem {
+class SparseSystem : public KrylovOperator {
 public:
+    // An empty system, whose members the caller fills (a distributed solve builds
+    // the block of its own rows this way).
+    SparseSystem() = default;
     // The system of component c, its states in ascending state order. With
     // closed = true the reference-th of them is the reference; otherwise b gets 1 for
     // state 0 and the inflow sum x[i] * rate from states outside c (solved
@@ -32,11 +36,20 @@ public:
     SparseSystem& operator=(const SparseSystem&) = delete;
 
     std::uint32_t size() const { return static_cast<std::uint32_t>(diagonal.size()); }
+    std::uint64_t rows() const override { return size(); }
 
     // y = B x, in parallel over rows.
-    void multiply(Parallel& pool, const std::vector<double>& x, std::vector<double>& y) const;
+    void multiply(Parallel& pool, const std::vector<double>& x,
+                  std::vector<double>& y) const override;
     // y = B^T x, one thread (a scatter over the rows).
     void multiplyTransposed(const std::vector<double>& x, std::vector<double>& y) const;
+    void multiplyTransposed(Parallel&, const std::vector<double>& x,
+                            std::vector<double>& y) const override {
+        multiplyTransposed(x, y);
+    }
+    // r = b - B x, in parallel over rows, each row in long double.
+    void residual(Parallel& pool, const std::vector<double>& b, const std::vector<double>& x,
+                  std::vector<double>& r) const override;
 
     // Rows of B without the diagonal: entries [start[k], start[k + 1]) hold the
     // columns (ascending) and the rates (B's entries are their negatives).
@@ -46,8 +59,8 @@ public:
     std::vector<double> diagonal;      // exit rates; 1 for the reference unless balanced
     std::vector<double> b;             // right-hand side
     std::vector<std::uint32_t> member; // state of each row
-    std::uint32_t reference;           // row of the reference (closed classes)
-    bool closed;
+    std::uint32_t reference = 0;       // row of the reference (closed classes)
+    bool closed = false;
 };
 
 } // namespace gensolver

@@ -1,8 +1,12 @@
 #include "mpi/DistributedSolve.h"
 
+#include "methods/BoundedKrylov.h"
 #include "methods/ChainBackend.h"
+#include "methods/IluPreconditioner.h"
+#include "methods/Parallel.h"
 #include "methods/PowerLimit.h"
 #include "mpi/DistributedSteps.h"
+#include "mpi/DistributedSystem.h"
 #include "read/ArmReader.h"
 #include "read/ImpReader.h"
 #include "read/InputError.h"
@@ -15,7 +19,9 @@
 #include <algorithm>
 #include <climits>
 #include <cmath>
+#include <exception>
 #include <memory>
+#include <new>
 
 namespace gensolver {
 
@@ -24,6 +30,25 @@ namespace {
 bool exists(const std::string& path) {
     struct stat info {};
     return ::stat(path.c_str(), &info) == 0;
+}
+
+// Ends a phase that each process went through on its own: where any process
+// met a fault, every process throws a SharedFault (with the fault's message
+// where it was met), so that none waits for the others in a later exchange.
+void agree(MPI_Comm comm, const std::exception_ptr& fault) {
+    int mine = fault ? 1 : 0, any = 0;
+    MPI_Allreduce(&mine, &any, 1, MPI_INT, MPI_MAX, comm);
+    if (fault) {
+        try {
+            std::rethrow_exception(fault);
+        } catch (const std::bad_alloc&) {
+            throw SharedFault("not enough memory for this process's share of the chain");
+        } catch (const std::exception& e) {
+            throw SharedFault(e.what());
+        }
+    }
+    if (any != 0)
+        throw SharedFault("");
 }
 
 // The chain's share held by this process, as the measures see it.
@@ -41,12 +66,20 @@ public:
         rate = steps_.rate();
         return std::make_unique<TransientSolver>(steps_, std::move(integrands), limits, options);
     }
-    // The power iteration; where it does not converge, the chain is gathered on
-    // process 0, which solves it by its components, as one process would.
+    // BiCGSTAB over the processes; where it finds no bound (state 1 outside the
+    // only closed class, several closed classes, or a stall), the power iteration;
+    // where that does not converge either, the chain is gathered on process 0,
+    // which solves it by its components, as one process would.
     Limit limit(const LimitOptions& options) override {
+        Limit krylov = krylovLimit(options);
+        if (krylov.converged)
+            return krylov;
         Limit power = powerLimit(steps_, options);
-        if (power.converged)
+        if (power.converged) {
+            power.fallback = "BiCGSTAB met no bound within the tolerance in " +
+                             std::to_string(krylov.krylovIterations) + " iterations";
             return power;
+        }
         return gatheredLimit(options, std::move(power));
     }
     double sum(double local) override {
@@ -60,14 +93,84 @@ public:
         return m;
     }
 
+    // Bytes this process sends in one product of BiCGSTAB.
+    std::uint64_t krylovBytes() const { return krylovBytes_; }
+
 private:
+    Limit krylovLimit(const LimitOptions& options);
+    // One distributed BiCGSTAB solve with `reference` (a state number from 0) as
+    // the reference; true when its bound met the tolerance (l then holds the
+    // limit). likely gets the likeliest state of a bounded solve that missed it,
+    // else 0. Adds the iterations to l.
+    bool krylovSolve(const LimitOptions& options, std::uint32_t reference, Limit& l,
+                     std::uint32_t& likely);
     Limit gatheredLimit(const LimitOptions& options, Limit power);
 
     MPI_Comm comm_;
     std::uint32_t states_;
     DistributedSteps& steps_;
     std::vector<Transition> transitions_; // out of this process's range
+    std::uint64_t krylovBytes_ = 0;
 };
+
+Limit DistributedBackend::krylovLimit(const LimitOptions& options) {
+    Limit l;
+    l.krylov = true;
+    l.distributed = true;
+    l.converged = false;
+    l.errorEstimate = 2.0;
+    std::uint32_t likely = 0;
+    if (krylovSolve(options, 0, l, likely) || likely == 0)
+        return l;
+    // A bound was found but missed the tolerance: the reference weighs the
+    // residual by the expected times to reach it, and state 1 may be rarely
+    // visited. The likeliest state of that solve is the better reference.
+    krylovSolve(options, likely, l, likely);
+    return l;
+}
+
+bool DistributedBackend::krylovSolve(const LimitOptions& options, std::uint32_t reference, Limit& l,
+                                     std::uint32_t& likely) {
+    const std::uint32_t first = steps_.rangeFirst(), last = steps_.rangeLast();
+    const DistributedSystem system(comm_, states_, first, last, transitions_, reference);
+    krylovBytes_ = system.bytesSent();
+    Parallel& pool = sharedPool();
+    const IluPreconditioner ilu(pool, system.block());
+    likely = 0;
+    if (system.max(ilu.ok() ? 0.0 : 1.0) > 0.0)
+        return false;
+    std::vector<double> y;
+    const BoundedSolve solved = boundedBicgstab(pool, system, ilu, system.rhs(), 0.5, options, y);
+    l.krylovIterations += solved.iterations;
+    if (!solved.converged) {
+        if (std::isfinite(solved.bound))
+            likely = system.likeliest(y);
+        return false;
+    }
+    for (double& v : y)
+        v /= solved.total;
+    // The relative residual |pi Q| / |pi diag(Q)|: (pi Q)_k = -(B pi)_k off the
+    // reference, and the reference's entry is minus the sum of the others.
+    std::vector<double> product(y.size());
+    system.multiply(pool, y, product);
+    double absolute = 0.0, signedSum = 0.0, scale = 0.0;
+    for (std::size_t k = 0; k < y.size(); ++k) {
+        scale += y[k] * system.exitRates()[k];
+        if (first + k == reference)
+            continue;
+        absolute += std::fabs(product[k]);
+        signedSum += product[k];
+    }
+    absolute = system.sum(absolute);
+    signedSum = system.sum(signedSum);
+    scale = system.sum(scale);
+    l.residual = scale > 0.0 ? (absolute + std::fabs(signedSum)) / scale : 0.0;
+    l.converged = true;
+    l.errorEstimate = solved.bound;
+    l.classes = l.classesReached = 1;
+    l.distribution = std::move(y);
+    return true;
+}
 
 Limit DistributedBackend::gatheredLimit(const LimitOptions& options, Limit power) {
     const std::uint64_t powerSteps = power.sweeps;
@@ -91,10 +194,16 @@ Limit DistributedBackend::gatheredLimit(const LimitOptions& options, Limit power
                 MPI_BYTE, 0, comm_);
     Limit l;
     std::vector<double> whole;
+    std::exception_ptr fault;
     if (rank == 0) {
-        l = solveLimit(buildRateMatrix(states_, all), options);
-        whole = std::move(l.distribution);
+        try {
+            l = solveLimit(buildRateMatrix(states_, all), options);
+            whole = std::move(l.distribution);
+        } catch (...) {
+            fault = std::current_exception();
+        }
     }
+    agree(comm_, fault);
     // The figures of process 0's solve, then each process's slice of the distribution.
     double reals[2] = {l.residual, l.errorEstimate};
     std::uint64_t whole_numbers[7] = {l.classesReached,   l.classes,   l.components, l.sweeps,
@@ -169,18 +278,17 @@ std::string distributedRefusal(const std::string& stem, const SolveOptions& opti
     return "";
 }
 
-std::optional<Solution> solveDistributed(MPI_Comm comm, const std::string& stem, bool binaryRows,
-                                         const SolveOptions& options, std::string& alone,
-                                         DistributedFigures* figures) {
-    int rank = 0, processes = 1;
-    MPI_Comm_rank(comm, &rank);
-    MPI_Comm_size(comm, &processes);
-    Model model;
+namespace {
+
+// Reads this process's share: the variables, the rewards (whole, then cut to
+// the range) and the rows of the range [first, last) of process `rank` of
+// `processes`. Throws InputError on bad input; no communication.
+void readShare(const std::string& stem, bool binaryRows, int rank, int processes, Model& model,
+               LocalRows& rows, std::uint32_t& states) {
     model.stem = stem;
     model.variables = readPvType(stem + ".pvtype");
 
     std::vector<std::unique_ptr<PartReader>> parts;
-    std::uint32_t states = 0;
     if (binaryRows) {
         parts = openParts(stem);
         const PartHeader& h = parts[0]->header();
@@ -199,7 +307,6 @@ std::optional<Solution> solveDistributed(MPI_Comm comm, const std::string& stem,
         model.exactImpulses = true;
     }
     const std::vector<std::uint32_t> bounds = stateRanges(states, processes);
-    LocalRows rows;
     rows.first = bounds[static_cast<std::size_t>(rank)];
     rows.last = bounds[static_cast<std::size_t>(rank) + 1];
     rows.rewards = &model.rewards;
@@ -213,6 +320,8 @@ std::optional<Solution> solveDistributed(MPI_Comm comm, const std::string& stem,
         PartEntry e;
         for (auto& part : parts) {
             part->rewind();
+            // Rows of other ranges are passed over unread.
+            part->skipRowsOutside(rows.first + 1, rows.last);
             while (part->next(e)) {
                 if (!e.isRow || e.state - 1 < rows.first || e.state - 1 >= rows.last)
                     continue;
@@ -249,6 +358,26 @@ std::optional<Solution> solveDistributed(MPI_Comm comm, const std::string& stem,
             if (!std::isfinite(x))
                 throw InputError(stem, "the impulses earned add up beyond the range of a double");
     }
+}
+
+} // namespace
+
+std::optional<Solution> solveDistributed(MPI_Comm comm, const std::string& stem, bool binaryRows,
+                                         const SolveOptions& options, std::string& alone,
+                                         DistributedFigures* figures) {
+    int rank = 0, processes = 1;
+    MPI_Comm_rank(comm, &rank);
+    MPI_Comm_size(comm, &processes);
+    Model model;
+    LocalRows rows;
+    std::uint32_t states = 0;
+    std::exception_ptr fault;
+    try {
+        readShare(stem, binaryRows, rank, processes, model, rows, states);
+    } catch (...) {
+        fault = std::current_exception();
+    }
+    agree(comm, fault);
     DistributedSteps steps(comm, states, rows.first, rows.last, rows.transitions);
     if (figures != nullptr) {
         figures->firstState = rows.first;
@@ -270,7 +399,10 @@ std::optional<Solution> solveDistributed(MPI_Comm comm, const std::string& stem,
         return std::nullopt;
     }
     DistributedBackend backend(comm, states, steps, std::move(rows.transitions));
-    return solve(model, options, backend);
+    Solution solution = solve(model, options, backend);
+    if (figures != nullptr)
+        figures->bytesSentPerProduct = backend.krylovBytes();
+    return solution;
 }
 
 } // namespace gensolver

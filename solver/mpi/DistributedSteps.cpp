@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <utility>
 
 namespace gensolver {
 
@@ -66,46 +67,9 @@ DistributedSteps::DistributedSteps(MPI_Comm comm, std::uint32_t states, std::uin
     }
 
     // To other ranges: one slot per distinct target.
-    std::stable_sort(remote.begin(), remote.end(),
-                     [](const Transition& a, const Transition& b) { return a.to < b.to; });
-    sendCounts_.assign(static_cast<std::size_t>(processes), 0);
-    std::vector<std::uint32_t> slotTarget, slotTerms;
-    slotStart_.clear();
-    for (std::size_t e = 0; e < remote.size(); ++e) {
-        if (e == 0 || remote[e].to != remote[e - 1].to) {
-            slotStart_.push_back(e);
-            slotTarget.push_back(remote[e].to);
-            slotTerms.push_back(0);
-            const auto owner =
-                std::upper_bound(bounds.begin(), bounds.end(), remote[e].to) - bounds.begin() - 1;
-            ++sendCounts_[static_cast<std::size_t>(owner)];
-        }
-        ++slotTerms.back();
-        slotSource_.push_back(remote[e].from - first);
-        slotScaled_.push_back(remote[e].rate / q_);
-    }
-    slotStart_.push_back(remote.size());
-
-    recvCounts_.assign(static_cast<std::size_t>(processes), 0);
-    MPI_Alltoall(sendCounts_.data(), 1, MPI_INT, recvCounts_.data(), 1, MPI_INT, comm);
-    sendOffsets_.assign(static_cast<std::size_t>(processes), 0);
-    recvOffsets_.assign(static_cast<std::size_t>(processes), 0);
-    for (int r = 1; r < processes; ++r) {
-        const auto k = static_cast<std::size_t>(r);
-        sendOffsets_[k] = sendOffsets_[k - 1] + sendCounts_[k - 1];
-        recvOffsets_[k] = recvOffsets_[k - 1] + recvCounts_[k - 1];
-    }
-    const auto received = static_cast<std::size_t>(recvOffsets_.back() + recvCounts_.back());
-    recvTarget_.resize(received);
-    std::vector<std::uint32_t> recvTerms(received);
-    MPI_Alltoallv(slotTarget.data(), sendCounts_.data(), sendOffsets_.data(), MPI_UINT32_T,
-                  recvTarget_.data(), recvCounts_.data(), recvOffsets_.data(), MPI_UINT32_T, comm);
-    MPI_Alltoallv(slotTerms.data(), sendCounts_.data(), sendOffsets_.data(), MPI_UINT32_T,
-                  recvTerms.data(), recvCounts_.data(), recvOffsets_.data(), MPI_UINT32_T, comm);
-    for (std::size_t s = 0; s < received; ++s) {
-        recvTarget_[s] -= first;
-        inDegree[recvTarget_[s]] += recvTerms[s];
-    }
+    cut_ = std::make_unique<CutExchange>(comm, bounds, first, std::move(remote), q_);
+    for (std::size_t s = 0; s < cut_->received(); ++s)
+        inDegree[cut_->recvTarget[s]] += cut_->recvTerms[s];
     // Rounding as for one process: each entry sums in-degree + 1 rounded products
     // (partial sums add no more roundings than one running sum), plus one for the
     // rescaling of each partial sum.
@@ -114,8 +78,8 @@ DistributedSteps::DistributedSteps(MPI_Comm comm, std::uint32_t states, std::uin
         maxIn = std::max<std::uint64_t>(maxIn, d);
     MPI_Allreduce(MPI_IN_PLACE, &maxIn, 1, MPI_UINT64_T, MPI_MAX, comm);
     rounding_ = static_cast<double>(maxIn + 6) * std::numeric_limits<double>::epsilon();
-    send_.assign(slotTarget.size(), 0.0);
-    recv_.assign(received, 0.0);
+    send_.assign(cut_->slots(), 0.0);
+    recv_.assign(cut_->received(), 0.0);
 }
 
 double DistributedSteps::allSum(double local) const {
@@ -125,16 +89,9 @@ double DistributedSteps::allSum(double local) const {
 }
 
 double DistributedSteps::step(const double* v, double f, double* y, double w, double* acc) {
-    const std::size_t slots = send_.size();
-    for (std::size_t s = 0; s < slots; ++s) {
-        double sum = 0.0;
-        for (std::uint64_t e = slotStart_[s]; e < slotStart_[s + 1]; ++e)
-            sum += v[slotSource_[e]] * slotScaled_[e];
-        send_[s] = sum;
-    }
-    MPI_Request request;
-    MPI_Ialltoallv(send_.data(), sendCounts_.data(), sendOffsets_.data(), MPI_DOUBLE, recv_.data(),
-                   recvCounts_.data(), recvOffsets_.data(), MPI_DOUBLE, comm_, &request);
+    const CutExchange& cut = *cut_;
+    cut.partialSums(v, send_);
+    cut_->start(send_, recv_);
     const std::size_t n = stay_.size();
     for (std::size_t j = 0; j < n; ++j) {
         double sum = v[j] * stay_[j];
@@ -142,9 +99,9 @@ double DistributedSteps::step(const double* v, double f, double* y, double w, do
             sum += v[inSource_[e]] * inScaled_[e];
         y[j] = sum;
     }
-    MPI_Wait(&request, MPI_STATUS_IGNORE);
+    cut_->finish();
     for (std::size_t s = 0; s < recv_.size(); ++s)
-        y[recvTarget_[s]] += recv_[s];
+        y[cut.recvTarget[s]] += recv_[s];
     double total = 0.0;
     for (std::size_t j = 0; j < n; ++j) {
         y[j] *= f;

@@ -8,10 +8,12 @@
 
 #include "methods/RateMatrix.h"
 #include "methods/UniformizedSteps.h"
+#include "mpi/CutExchange.h"
 
 #include <mpi.h>
 
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 namespace gensolver {
@@ -37,10 +39,13 @@ public:
     double dot(const double* a, const double* b) override;
     double distance(const double* a, const double* b) override;
 
+    // The range held: [rangeFirst(), rangeLast()).
+    std::uint32_t rangeFirst() const { return first_; }
+    std::uint32_t rangeLast() const { return last_; }
     // Transitions of the whole chain (self-loops left out).
     std::uint64_t transitions() const { return transitions_; }
     // Bytes this process sends to the others in one step.
-    std::uint64_t bytesSentPerStep() const { return 8 * send_.size(); }
+    std::uint64_t bytesSentPerStep() const { return cut_->bytesSent(); }
 
 private:
     double allSum(double local) const;
@@ -56,14 +61,8 @@ private:
     std::vector<std::uint64_t> inStart_;
     std::vector<std::uint32_t> inSource_;
     std::vector<double> inScaled_;
-    // Transitions to other ranges, by slot (one per target state, ordered by
-    // target, hence by the process holding it): local sources and scaled rates.
-    std::vector<std::uint64_t> slotStart_;
-    std::vector<std::uint32_t> slotSource_;
-    std::vector<double> slotScaled_;
-    std::vector<int> sendCounts_, sendOffsets_, recvCounts_, recvOffsets_;
-    std::vector<std::uint32_t> recvTarget_; // per received sum, the local state it adds to
-    std::vector<double> send_, recv_;       // the partial sums of a step
+    std::unique_ptr<CutExchange> cut_; // the transitions to other ranges
+    std::vector<double> send_, recv_;  // the partial sums of a step
 };
 
 } // namespace gensolver

@@ -20,15 +20,18 @@ namespace gensolver {
 
 namespace {
 
-// The processes' agreement on a fault: the lowest process that met one prints
-// it; every process learns whether any did.
-bool anyFailed(const std::string& message, int rank) {
-    int mine = message.empty() ? 1 << 30 : rank;
-    int lowest = 0;
-    MPI_Allreduce(&mine, &lowest, 1, MPI_INT, MPI_MIN, MPI_COMM_WORLD);
-    if (lowest == rank)
+// The processes' agreement on a fault: the lowest process that met one with a
+// message prints it; every process learns whether any failed (quiet: this one
+// did, and another prints why).
+bool anyFailed(const std::string& message, bool quiet, int rank) {
+    const int none = 1 << 30;
+    int mine[2] = {message.empty() ? none : rank, message.empty() && !quiet ? 0 : 1};
+    int agreed[2] = {0, 0};
+    MPI_Allreduce(&mine[0], &agreed[0], 1, MPI_INT, MPI_MIN, MPI_COMM_WORLD);
+    MPI_Allreduce(&mine[1], &agreed[1], 1, MPI_INT, MPI_MAX, MPI_COMM_WORLD);
+    if (agreed[0] == rank)
         std::cerr << "gen-solve: " << message << '\n';
-    return lowest != 1 << 30;
+    return agreed[1] != 0;
 }
 
 // With GEN_SOLVE_FIGURES set (the benchmark sets it), process 0 prints on
@@ -36,13 +39,14 @@ bool anyFailed(const std::string& message, int rank) {
 void reportFigures(const DistributedFigures& figures, int rank) {
     if (std::getenv("GEN_SOLVE_FIGURES") == nullptr)
         return;
-    std::uint64_t bytes[2] = {figures.bytesSentPerStep, figures.bytesSentPerStep};
-    std::uint64_t total = 0, most = 0;
-    MPI_Reduce(&bytes[0], &total, 1, MPI_UINT64_T, MPI_SUM, 0, MPI_COMM_WORLD);
-    MPI_Reduce(&bytes[1], &most, 1, MPI_UINT64_T, MPI_MAX, 0, MPI_COMM_WORLD);
+    const std::uint64_t bytes[2] = {figures.bytesSentPerStep, figures.bytesSentPerProduct};
+    std::uint64_t total[2] = {0, 0}, most[2] = {0, 0};
+    MPI_Reduce(bytes, total, 2, MPI_UINT64_T, MPI_SUM, 0, MPI_COMM_WORLD);
+    MPI_Reduce(bytes, most, 2, MPI_UINT64_T, MPI_MAX, 0, MPI_COMM_WORLD);
     if (rank == 0)
-        std::cerr << "gen-solve: figures: bytes sent per step " << total << " in all, at most "
-                  << most << " by one process\n";
+        std::cerr << "gen-solve: figures: bytes sent per step " << total[0] << " in all, at most "
+                  << most[0] << " by one process; per product of BiCGSTAB " << total[1]
+                  << " in all\n";
 }
 
 } // namespace
@@ -70,7 +74,7 @@ int runDistributed(int argc, char** argv) {
     } catch (const std::invalid_argument& e) {
         fault = std::string(e.what()) + " (gen-solve --help for the usage)";
     }
-    if (anyFailed(fault, rank)) {
+    if (anyFailed(fault, false, rank)) {
         MPI_Finalize();
         return 1;
     }
@@ -82,6 +86,7 @@ int runDistributed(int argc, char** argv) {
     }
     std::optional<Solution> solution;
     std::string alone;
+    bool quiet = false;
     try {
         DistributedFigures figures;
         solution =
@@ -92,12 +97,19 @@ int runDistributed(int argc, char** argv) {
             solution = cl->binaryRows ? solve(readModelFromParts(cl->stem), cl->solve)
                                       : solve(readModel(cl->stem), cl->solve);
         }
+    } catch (const SharedFault& e) {
+        // Empty where another process met the fault and prints it.
+        fault = e.what();
+        quiet = fault.empty();
     } catch (const std::bad_alloc&) {
-        fault = "not enough memory for this process's share of the chain";
+        // Met by this process alone inside the collective solve, where the others
+        // wait in an exchange: no agreement can be reached, mpirun ends them.
+        std::cerr << "gen-solve: not enough memory for this process's share of the chain\n";
+        MPI_Abort(MPI_COMM_WORLD, 1);
     } catch (const std::exception& e) {
         fault = e.what();
     }
-    if (anyFailed(fault, rank)) {
+    if (anyFailed(fault, quiet, rank)) {
         MPI_Finalize();
         return 1;
     }

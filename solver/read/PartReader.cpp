@@ -153,6 +153,16 @@ bool PartReader::next(PartEntry& entry) {
     if (std::uint64_t{count} * 12 > size_ - offset_)
         fail("the row of state " + std::to_string(state) + " has " + std::to_string(count) +
              " transitions, more than the rest of the file holds (truncated)");
+    if (state < keepFirst_ || state > keepLast_) {
+        if (std::fseek(file_, static_cast<long>(std::uint64_t{count} * 12), SEEK_CUR) != 0)
+            fail(std::string("cannot read: ") + std::strerror(errno));
+        offset_ += std::uint64_t{count} * 12;
+        entry.isRow = true;
+        entry.count = 0;
+        entry.targets = nullptr;
+        entry.values = nullptr;
+        return true;
+    }
     raw_.resize(std::size_t{count} * 12);
     read(raw_.data(), raw_.size());
     targets_.resize(count);

@@ -52,6 +52,13 @@ public:
     bool next(PartEntry& entry);
     // Starts again at the first entry.
     void rewind();
+    // From here on, rows of states outside [first, last] (numbered from 1) are
+    // passed over without reading their transitions (which are then not checked):
+    // they are handed out with no transitions.
+    void skipRowsOutside(std::uint32_t first, std::uint32_t last) {
+        keepFirst_ = first;
+        keepLast_ = last;
+    }
     // Throws an InputError naming the file and the offset of the entry being read.
     [[noreturn]] void fail(const std::string& what) const;
 
@@ -65,11 +72,12 @@ private:
     std::uint64_t offset_ = 0;  // offset of the next unread byte
     std::uint64_t entryAt_ = 0; // offset of the entry being read
     PartHeader header_;
-    std::uint64_t rows_ = 0, records_ = 0;       // read so far
-    std::uint32_t lastRow_ = 0, lastRecord_ = 0; // their last states
-    std::vector<std::uint32_t> targets_;         // the row being handed out
-    std::vector<double> values_;                 // its rates, or the record's values
-    std::vector<unsigned char> raw_;             // the row's packed bytes
+    std::uint64_t rows_ = 0, records_ = 0;         // read so far
+    std::uint32_t lastRow_ = 0, lastRecord_ = 0;   // their last states
+    std::uint32_t keepFirst_ = 0, keepLast_ = ~0u; // rows read in full: [first, last]
+    std::vector<std::uint32_t> targets_;           // the row being handed out
+    std::vector<double> values_;                   // its rates, or the record's values
+    std::vector<unsigned char> raw_;               // the row's packed bytes
 };
 
 // Opens every part of the run written under `stem`: part 0 names their count,

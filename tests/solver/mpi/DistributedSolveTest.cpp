@@ -12,10 +12,14 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdint>
+#include <cstring>
 #include <fstream>
+#include <iterator>
 #include <map>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -28,6 +32,7 @@ struct Value {
     double value = 0.0;
     double bound = 0.0;
     bool converged = false;
+    std::string method;
 };
 // Values by variable, type and interval.
 using Values = std::map<std::string, Value>;
@@ -64,6 +69,7 @@ Values parse(const std::string& csv) {
         v.value = std::stod(f[4]);
         v.bound = std::stod(f[5]);
         v.converged = f[9] == "1";
+        v.method = f[10];
         values[f[0] + "," + f[1] + "," + f[2] + "," + f[3]] = v;
     }
     return values;
@@ -71,12 +77,11 @@ Values parse(const std::string& csv) {
 
 // Open MPI keeps blocks until the process ends, which a sanitizer build's leak
 // check would report as leaks of gen-solve: the check is off for the processes
-// mpirun starts.
+// mpirun starts. A run that hangs ends after two minutes with status 124.
 std::string mpirun(int processes) {
     return std::string("OMPI_ALLOW_RUN_AS_ROOT=1 OMPI_ALLOW_RUN_AS_ROOT_CONFIRM=1 "
-                       "ASAN_OPTIONS=${ASAN_OPTIONS:+$ASAN_OPTIONS:}detect_leaks=0 ") +
-           GEN_MPIRUN +
-           " --oversubscribe -np " + std::to_string(processes) + " ";
+                       "ASAN_OPTIONS=${ASAN_OPTIONS:+$ASAN_OPTIONS:}detect_leaks=0 timeout 120 ") +
+           GEN_MPIRUN + " --oversubscribe -np " + std::to_string(processes) + " ";
 }
 
 const std::string kOptions = " --format csv --steady --transient uniformization ";
@@ -95,6 +100,19 @@ void expectAgree(const Values& one, const Values& many, const std::string& what)
         EXPECT_LE(std::fabs(a.value - b.value), a.bound + b.bound + slack)
             << what << " " << key << ": " << a.value << " vs " << b.value;
     }
+}
+
+// Whether every long-run value of `values` came from the distributed BiCGSTAB.
+bool longRunByBicgstab(const Values& values) {
+    int longRun = 0;
+    for (const auto& [key, v] : values) {
+        if (v.method.rfind("limit, ", 0) != 0)
+            continue;
+        ++longRun;
+        if (v.method.find("BiCGSTAB+ILU(0) per process") == std::string::npos)
+            return false;
+    }
+    return longRun > 0;
 }
 
 TEST(DistributedSolveTest, AgreesWithOneProcessWithinTheBounds) {
@@ -116,8 +134,10 @@ TEST(DistributedSolveTest, AgreesWithOneProcessWithinTheBounds) {
         for (const int p : m.processes) {
             const auto many = run(mpirun(p) + binary("gen-solve") + kOptions + stem);
             ASSERT_EQ(many.status, 0) << m.executable << " P=" << p << many.err;
-            expectAgree(expected, parse(many.out),
+            const Values distributed = parse(many.out);
+            expectAgree(expected, distributed,
                         std::string(m.executable) + " P=" + std::to_string(p));
+            EXPECT_TRUE(longRunByBicgstab(distributed)) << m.executable << " P=" << p;
         }
     }
 }
@@ -139,6 +159,119 @@ int count(const std::string& text, const std::string& what) {
     for (auto at = text.find(what); at != std::string::npos; at = text.find(what, at + 1))
         ++n;
     return n;
+}
+
+// Writes the text files of a chain: rows[i] lists the (target, rate) pairs of
+// state i + 1; one long-run variable whose rate reward is 1 in state `rewarded`.
+void writeChain(const std::string& stem,
+                const std::vector<std::vector<std::pair<int, double>>>& rows, int rewarded) {
+    std::ostringstream arm, var;
+    arm << "1\n" << rows.size() << '\n' << std::string(61, ' ') << '\n';
+    var << "v\n";
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+        arm << i + 1 << '\n';
+        for (const auto& [to, rate] : rows[i])
+            arm << to << '\n' << rate << '\n';
+        arm << "0\n";
+        var << i + 1 << "\n0\n" << (static_cast<int>(i) + 1 == rewarded ? 1 : 0) << '\n';
+    }
+    std::ofstream(stem + ".arm") << arm.str();
+    std::ofstream(stem + ".var") << var.str();
+    std::ofstream(stem + ".pvtype")
+        << "Version:1\nNumPV:1\nName:v\nType:3\nNumTimes:1\nStart:0\nStop:0\n";
+}
+
+// Where state 1 cannot be reached from every state, BiCGSTAB's system is singular
+// and it must claim no bound: the power iteration gives the limit instead. State
+// 1 transient (1 -> 2, 2 <-> 3 at rates 1 and 2: pi_3 = 1/3), and two closed
+// classes (1 -> 2 at 1, 1 -> 3 at 3; 2 <-> 4 at 3 and 1, 3 <-> 5: the long-run
+// probability of state 2 is 1/4 x 1/4).
+TEST(DistributedSolveTest, WithoutABoundFromBicgstabTheLimitComesFromThePowerIteration) {
+    struct Case {
+        std::vector<std::vector<std::pair<int, double>>> rows;
+        int rewarded;
+        double exact;
+    };
+    const Case cases[] = {
+        {{{{2, 1.0}}, {{3, 1.0}}, {{2, 2.0}}}, 3, 1.0 / 3.0},
+        {{{{2, 1.0}, {3, 3.0}}, {{4, 3.0}}, {{5, 2.0}}, {{2, 1.0}}, {{3, 2.0}}}, 2, 1.0 / 16.0},
+    };
+    for (const Case& c : cases) {
+        TempDir dir;
+        writeChain(dir.path() + "c", c.rows, c.rewarded);
+        const auto many =
+            run(mpirun(2) + binary("gen-solve") + " --format csv " + dir.path() + "c");
+        ASSERT_EQ(many.status, 0) << many.err;
+        const Values values = parse(many.out);
+        ASSERT_EQ(values.size(), 1u) << many.out;
+        const Value& v = values.begin()->second;
+        EXPECT_TRUE(v.converged) << v.method;
+        EXPECT_NE(v.method.find("power iteration"), std::string::npos) << v.method;
+        EXPECT_LE(std::fabs(v.value - c.exact), v.bound + 1e-15) << v.method;
+    }
+}
+
+// Sets the rate of the first transition of the last state's row in the part
+// `path` (a run with `variables` reward variables) to -1. The layout: a 48-byte
+// header, then entries 'R' state count (target, rate) x count, 'V' state
+// (impulse, rate) x variables, and 'E' the trailer.
+void spoilLastRow(const std::string& path, int variables) {
+    std::ifstream in(path, std::ios::binary);
+    std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    auto u32 = [&](std::size_t at) {
+        std::uint32_t v = 0;
+        std::memcpy(&v, bytes.data() + at, 4);
+        return v;
+    };
+    std::size_t at = 48, last = 0;
+    while (at < bytes.size() && bytes[at] != 'E') {
+        if (bytes[at] == 'R') {
+            if (u32(at + 5) > 0)
+                last = at;
+            at += 9 + 12 * std::size_t{u32(at + 5)};
+        } else {
+            at += 5 + 16 * static_cast<std::size_t>(variables);
+        }
+    }
+    ASSERT_NE(last, 0u) << path;
+    const double negative = -1.0;
+    std::memcpy(bytes.data() + last + 9 + 4, &negative, 8);
+    std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
+}
+
+// A fault that one process alone meets ends every process promptly, printed once
+// with the one-process message: a stem only the second process is given (two
+// programs in one run), and a bad row in the last process's range, which the
+// others pass over unread. A hang would end by mpirun()'s timeout.
+TEST(DistributedSolveTest, AFaultInOneProcessEndsEveryProcess) {
+    TempDir dir;
+    const std::string solve = binary("gen-solve") + " --format csv ";
+    ASSERT_EQ(run(binary("gen-kanban") + " -P" + dir.path() + " -Nx -B0").status, 0);
+    const auto missing =
+        run(mpirun(1) + solve + dir.path() + "x : -np 1 " + solve + dir.path() + "none");
+    EXPECT_EQ(missing.status, 1) << missing.err;
+    EXPECT_EQ(count(missing.err, "gen-solve: "), 1) << missing.err;
+    EXPECT_EQ(count(missing.err, dir.path() + "none"), 1) << missing.err;
+    EXPECT_TRUE(missing.out.empty());
+
+    ASSERT_EQ(run(binary("gen-kanban") + " -P" + dir.path() + " -Nb -B0 --binary-rows").status, 0);
+    std::ifstream pvtype(dir.path() + "b.pvtype");
+    std::string line;
+    int variables = 0;
+    while (std::getline(pvtype, line))
+        if (line.rfind("NumPV:", 0) == 0)
+            variables = std::stoi(line.substr(6));
+    spoilLastRow(dir.path() + "b.rows.0", variables);
+    const auto one = run(solve + "--binary-rows " + dir.path() + "b");
+    ASSERT_EQ(one.status, 1);
+    ASSERT_NE(one.err.find("negative or not finite"), std::string::npos) << one.err;
+    for (const int p : {2, 3}) {
+        const auto many = run(mpirun(p) + solve + "--binary-rows " + dir.path() + "b");
+        EXPECT_EQ(many.status, 1) << "P=" << p << many.err;
+        EXPECT_EQ(count(many.err, "gen-solve: "), 1) << "P=" << p << many.err;
+        EXPECT_NE(many.err.find(one.err), std::string::npos) << "P=" << p << many.err;
+        EXPECT_TRUE(many.out.empty());
+    }
 }
 
 TEST(DistributedSolveTest, SaysOnceWhatItRefusesOrSolvesOnProcessZero) {

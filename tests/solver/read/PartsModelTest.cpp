@@ -10,6 +10,7 @@
 #include "output/PartWriter.h"
 #include "read/InputError.h"
 #include "read/ModelReader.h"
+#include "read/PartReader.h"
 #include "support/TestSupport.h"
 
 #include <gtest/gtest.h>
@@ -158,6 +159,56 @@ TEST(PartsModelTest, RefusesBrokenSetsNamingThePart) {
     // Not a part at all.
     std::ofstream(part0, std::ios::binary | std::ios::trunc) << std::string(80, 'x');
     expectFault(stem, part0, "not a binary row part");
+}
+
+} // namespace
+
+namespace {
+
+// A process of a distributed solve reads the rows of its own range only: rows
+// outside it come without transitions and unchecked (a bad target there goes
+// unnoticed), and the entries after a skipped row, the records and the trailer
+// are read as before.
+TEST(PartsModelTest, PassesOverRowsOutsideTheRangeKept) {
+    TempDir dir;
+    const std::string stem = dir.path() + "m";
+    writePvType(stem);
+    {
+        PartWriter w;
+        w.open(stem, 0, 1, 1, kRun);
+        const std::uint32_t bad[] = {0, 7};
+        const double r1[] = {2.0, 1.0};
+        w.row(1, bad, r1, 2);
+        const std::uint32_t t2[] = {1};
+        const double r2[] = {4.0};
+        w.row(2, t2, r2, 1);
+        const double rec1[] = {0.0, 0.5}, rec2[] = {3.0, 1.0};
+        w.record(1, rec1);
+        w.record(2, rec2);
+        w.finish(2);
+    }
+    gensolver::PartReader part(stem + ".rows.0");
+    gensolver::PartEntry e;
+    part.skipRowsOutside(2, 2);
+    ASSERT_TRUE(part.next(e));
+    EXPECT_TRUE(e.isRow);
+    EXPECT_EQ(e.state, 1u);
+    EXPECT_EQ(e.count, 0u);
+    ASSERT_TRUE(part.next(e));
+    EXPECT_EQ(e.state, 2u);
+    ASSERT_EQ(e.count, 1u);
+    EXPECT_EQ(e.targets[0], 1u);
+    EXPECT_EQ(e.values[0], 4.0);
+    ASSERT_TRUE(part.next(e));
+    EXPECT_FALSE(e.isRow);
+    EXPECT_EQ(e.values[1], 0.5);
+    ASSERT_TRUE(part.next(e));
+    EXPECT_EQ(e.values[0], 3.0);
+    EXPECT_FALSE(part.next(e));
+
+    part.rewind();
+    part.skipRowsOutside(1, 2);
+    EXPECT_THROW(part.next(e), InputError);
 }
 
 } // namespace

@@ -4,6 +4,7 @@
 #include "methods/Bicgstab.h"
 #include "methods/Components.h"
 #include "methods/IluPreconditioner.h"
+#include "methods/LikelyState.h"
 #include "methods/Parallel.h"
 #include "methods/SparseSystem.h"
 
@@ -178,14 +179,19 @@ KrylovSolve krylov(const RateMatrix& m, const Components& comps, std::uint32_t c
             // The reference is best a likely state: the expected times to reach it
             // (w below) weigh the residual in the bound, and a rarely visited
             // reference makes them, and the range of y, huge. One cycle from the
-            // first state as the reference tells where the likely states are.
+            // first state as the reference tells roughly where the likely states
+            // are; climbing the two-state balances from there finds a likely one
+            // where the cycle's largest entry is far off (on chains whose
+            // probabilities span more than the range of a double, its far
+            // entries are rounding noise).
             std::vector<double> guess(built->size());
             multigrid->apply(pool, built->b, guess);
-            const auto top = std::max_element(guess.begin(), guess.end()) - guess.begin();
+            const std::uint32_t top = climbToLikelyState(
+                *built, static_cast<std::uint32_t>(std::max_element(guess.begin(), guess.end()) -
+                                                   guess.begin()));
             if (top != 0) {
                 multigrid.reset();
-                built = std::make_unique<SparseSystem>(m, comps, c, closed, x, local,
-                                                       static_cast<std::uint32_t>(top), true);
+                built = std::make_unique<SparseSystem>(m, comps, c, closed, x, local, top, true);
                 multigrid =
                     std::make_unique<AggregationMultigrid>(*built, options.multigridCoarsest);
             }

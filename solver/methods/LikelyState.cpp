@@ -1,6 +1,7 @@
 #include "methods/LikelyState.h"
 
 #include <algorithm>
+#include <cmath>
 
 namespace gensolver {
 
@@ -16,8 +17,9 @@ double rateInto(const SparseSystem& s, std::uint32_t j, std::uint32_t i) {
 
 } // namespace
 
-std::uint32_t climbToLikelyState(const SparseSystem& system, std::uint32_t from) {
+Climb climbToLikelyState(const SparseSystem& system, std::uint32_t from) {
     const std::uint32_t n = system.size();
+    Climb climb;
     std::uint32_t at = from;
     for (std::uint32_t step = 0; step < n; ++step) {
         std::uint32_t best = at;
@@ -36,8 +38,10 @@ std::uint32_t climbToLikelyState(const SparseSystem& system, std::uint32_t from)
         if (best == at)
             break;
         at = best;
+        climb.logGain += std::log(ratio);
     }
-    return at;
+    climb.state = at;
+    return climb;
 }
 
 } // namespace gensolver

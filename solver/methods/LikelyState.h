@@ -12,11 +12,18 @@
 
 namespace gensolver {
 
+// Where a climb ended.
+struct Climb {
+    std::uint32_t state = 0; // the row reached
+    double logGain = 0.0;    // the log of the product of the ratios on the way: for a
+                             // reversible chain log(pi_state / pi_from)
+};
+
 // The row reached from row from by at most size() moves, each to the neighbour
 // whose balance ratio with the current row is the largest and above 1. The
 // system's reference row (for a closed class, its rates are not stored) is never
 // entered. Neighbours without a rate back to the current row are skipped, so a
 // chain that is far from reversible climbs little or not at all.
-std::uint32_t climbToLikelyState(const SparseSystem& system, std::uint32_t from);
+Climb climbToLikelyState(const SparseSystem& system, std::uint32_t from);
 
 } // namespace gensolver

@@ -150,6 +150,12 @@ SweepResult gaussSeidel(const RateMatrix& m, const Components& comps, std::uint3
     return r;
 }
 
+// The gain in likelihood (the product of two-state balance ratios) above which
+// the multigrid's reference moves from the first cycle's largest entry to where
+// the balances lead: a state about as likely as the cycle's choice is no better
+// a reference, and the cycle's tends to give the smaller bound.
+constexpr double kClimbGain = 1e3;
+
 struct KrylovSolve {
     std::uint64_t iterations = 0;
     double bound = 0.0;     // on the 1-norm error of the component's part of x, relative
@@ -180,15 +186,18 @@ KrylovSolve krylov(const RateMatrix& m, const Components& comps, std::uint32_t c
             // (w below) weigh the residual in the bound, and a rarely visited
             // reference makes them, and the range of y, huge. One cycle from the
             // first state as the reference tells roughly where the likely states
-            // are; climbing the two-state balances from there finds a likely one
-            // where the cycle's largest entry is far off (on chains whose
-            // probabilities span more than the range of a double, its far
-            // entries are rounding noise).
+            // are. Where the cycle's largest entry is far off (on chains whose
+            // probabilities span more than the range of a double its far entries
+            // are rounding noise), climbing the two-state balances from there
+            // finds a likely state: the climb is taken when it gains more than a
+            // factor kClimbGain, and the cycle's choice kept otherwise.
             std::vector<double> guess(built->size());
             multigrid->apply(pool, built->b, guess);
-            const std::uint32_t top = climbToLikelyState(
-                *built, static_cast<std::uint32_t>(std::max_element(guess.begin(), guess.end()) -
-                                                   guess.begin()));
+            std::uint32_t top = static_cast<std::uint32_t>(
+                std::max_element(guess.begin(), guess.end()) - guess.begin());
+            const Climb climb = climbToLikelyState(*built, top);
+            if (climb.logGain > std::log(kClimbGain))
+                top = climb.state;
             if (top != 0) {
                 multigrid.reset();
                 built = std::make_unique<SparseSystem>(m, comps, c, closed, x, local, top, true);

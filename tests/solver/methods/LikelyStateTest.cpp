@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <memory>
 
 namespace {
@@ -47,9 +48,14 @@ TEST(LikelyState, ClimbsReversibleChainsToTheirMode) {
     // (row 0) is on the way from neither.
     {
         const Closed c(61, unitsFailing(60, 1.0, 9.0), 0);
-        EXPECT_EQ(gensolver::climbToLikelyState(*c.system, 60), 6u);
-        EXPECT_EQ(gensolver::climbToLikelyState(*c.system, 1), 6u);
-        EXPECT_EQ(gensolver::climbToLikelyState(*c.system, 6), 6u);
+        const gensolver::Climb down = gensolver::climbToLikelyState(*c.system, 60);
+        EXPECT_EQ(down.state, 6u);
+        // log(pi_6 / pi_60) = log(C(60, 6) / C(60, 60)) + 54 log(9 / 1): the gain.
+        EXPECT_NEAR(down.logGain,
+                    std::lgamma(61.0) - std::lgamma(7.0) - std::lgamma(55.0) + 54 * std::log(9.0),
+                    1e-9);
+        EXPECT_EQ(gensolver::climbToLikelyState(*c.system, 1).state, 6u);
+        EXPECT_EQ(gensolver::climbToLikelyState(*c.system, 6).state, 6u);
     }
     // Two independent groups (state i * 41 + j): modes floor(41 * 0.2) = 8 and
     // floor(41 * 0.05) = 2, reached from every corner but the reference's.
@@ -69,20 +75,20 @@ TEST(LikelyState, ClimbsReversibleChainsToTheirMode) {
         }
     const Closed c(side * side, ts, 0);
     for (const std::uint32_t from : {side - 1, (side - 1) * side, side * side - 1})
-        EXPECT_EQ(gensolver::climbToLikelyState(*c.system, from), 8 * side + 2) << from;
+        EXPECT_EQ(gensolver::climbToLikelyState(*c.system, from).state, 8 * side + 2) << from;
 }
 
 TEST(LikelyState, NeverEntersTheReferenceNorMovesWithoutRatesBack) {
     // The reference sits on the mode: a climb from below stops next to it.
     const Closed mode(61, unitsFailing(60, 1.0, 9.0), 6);
-    EXPECT_EQ(gensolver::climbToLikelyState(*mode.system, 0), 5u);
-    EXPECT_EQ(gensolver::climbToLikelyState(*mode.system, 60), 7u);
+    EXPECT_EQ(gensolver::climbToLikelyState(*mode.system, 0).state, 5u);
+    EXPECT_EQ(gensolver::climbToLikelyState(*mode.system, 60).state, 7u);
     // A one-way ring: no neighbour has a rate back, so no ratio is known.
     std::vector<Transition> ring;
     for (std::uint32_t k = 0; k < 10; ++k)
         ring.push_back({k, (k + 1) % 10, 1.0 + k});
     const Closed c(10, ring, 0);
-    EXPECT_EQ(gensolver::climbToLikelyState(*c.system, 4), 4u);
+    EXPECT_EQ(gensolver::climbToLikelyState(*c.system, 4).state, 4u);
 }
 
 } // namespace

@@ -8,7 +8,7 @@
 # gen-mpscaled, gen-solve and the measuring helper bench/measure.cpp), writes the
 # polling model for each N of -P (default "16 18"), the kanban model for each N
 # of -K (default "5") and the scaled multiprocessor for each n of -M (its
-# experiments: 100, 200, 400 and 795, 61,206 to 3,803,496 states; default "100
+# experiments: 100, 200, 400 and 795, 61,206 to 3,801,696 states; default "100
 # 200 400"), and solves the long-run value of every variable of each (a .pvtype
 # of type 3 beside the same .arm and .var; the row shows the last variable) with:
 #

@@ -4,6 +4,7 @@
 #include "methods/BoundedKrylov.h"
 #include "methods/Components.h"
 #include "methods/IluPreconditioner.h"
+#include "methods/LikelyState.h"
 #include "methods/Parallel.h"
 #include "methods/SparseSystem.h"
 
@@ -149,6 +150,12 @@ SweepResult gaussSeidel(const RateMatrix& m, const Components& comps, std::uint3
     return r;
 }
 
+// The gain in likelihood (the product of two-state balance ratios) above which
+// the multigrid's reference moves from the first cycle's largest entry to where
+// the balances lead: a state about as likely as the cycle's choice is no better
+// a reference, and the cycle's tends to give the smaller bound.
+constexpr double kClimbGain = 1e3;
+
 struct KrylovSolve {
     std::uint64_t iterations = 0;
     double bound = std::numeric_limits<double>::infinity(); // relative 1-norm error of the
@@ -175,14 +182,22 @@ KrylovSolve krylov(const RateMatrix& m, const Components& comps, std::uint32_t c
             // The reference is best a likely state: the expected times to reach it
             // (w below) weigh the residual in the bound, and a rarely visited
             // reference makes them, and the range of y, huge. One cycle from the
-            // first state as the reference tells where the likely states are.
+            // first state as the reference tells roughly where the likely states
+            // are. Where the cycle's largest entry is far off (on chains whose
+            // probabilities span more than the range of a double its far entries
+            // are rounding noise), climbing the two-state balances from there
+            // finds a likely state: the climb is taken when it gains more than a
+            // factor kClimbGain, and the cycle's choice kept otherwise.
             std::vector<double> guess(built->size());
             multigrid->apply(pool, built->b, guess);
-            const auto top = std::max_element(guess.begin(), guess.end()) - guess.begin();
+            std::uint32_t top = static_cast<std::uint32_t>(
+                std::max_element(guess.begin(), guess.end()) - guess.begin());
+            const Climb climb = climbToLikelyState(*built, top);
+            if (climb.logGain > std::log(kClimbGain))
+                top = climb.state;
             if (top != 0) {
                 multigrid.reset();
-                built = std::make_unique<SparseSystem>(m, comps, c, closed, x, local,
-                                                       static_cast<std::uint32_t>(top), true);
+                built = std::make_unique<SparseSystem>(m, comps, c, closed, x, local, top, true);
                 multigrid =
                     std::make_unique<AggregationMultigrid>(*built, options.multigridCoarsest);
             }

@@ -302,3 +302,24 @@ TEST(AggregationMultigrid, TransientStatesAheadOfTwoClassesMatchTheirAbsorptionS
 }
 
 } // namespace
+
+TEST(AggregationMultigrid, ABinomialChainSpanningBeyondTheRangeOfADoubleMatchesItsClosedForm) {
+    // 600 units failing at rate 1 and repaired at rate 49 each, state index
+    // 600 - k for k failed: pi is binomial(600, 0.02), from 1.7e-1018 (every
+    // unit failed, state 1, where the solve's reference starts) to 0.16 (k =
+    // 12). Relative to state 1 the likely states would overflow a double; the
+    // reference must move to them, and the far states underflow harmlessly.
+    const std::uint32_t n = 600;
+    std::vector<Transition> ts;
+    for (std::uint32_t k = 0; k < n; ++k) {
+        ts.push_back({n - k, n - k - 1, 1.0 * (n - k)});
+        ts.push_back({n - k - 1, n - k, 49.0 * (k + 1)});
+    }
+    std::vector<long double> exact(n + 1);
+    for (std::uint32_t k = 0; k <= n; ++k)
+        exact[n - k] =
+            std::exp(std::lgamma(n + 1.0L) - std::lgamma(k + 1.0L) - std::lgamma(n - k + 1.0L) +
+                     k * std::log(0.02L) + (n - k) * std::log(0.98L));
+    EXPECT_LT(exact[0], 1e-300L);
+    expectLimit(n + 1, ts, exact, "binomial, 600 units");
+}

@@ -34,8 +34,8 @@ ImplicitStepSolver::ImplicitStepSolver(const RateMatrix& m, std::size_t cached)
     : pool_(sharedPool()), exit_(m.exitRate), cached_(std::max<std::size_t>(cached, 1)) {
     const std::uint32_t n = m.states();
     std::vector<std::uint32_t> local(n);
-    system_ =
-        std::make_unique<SparseSystem>(m, wholeChain(n), 0, false, std::vector<double>{}, local);
+    system_ = std::make_unique<SparseSystem>(m, wholeChain(n), 0, false, std::vector<double>{},
+                                             local);
     rhs_.resize(n);
 }
 
@@ -50,14 +50,12 @@ void ImplicitStepSolver::shift(double g) {
 }
 
 const IluPreconditioner& ImplicitStepSolver::factor(double g) {
-    // factors_ runs from the least to the most recently used: a hit moves to the
-    // back, a miss drops the front when full.
-    const auto hit =
-        std::find_if(factors_.begin(), factors_.end(), [g](const Factor& f) { return f.g == g; });
-    if (hit != factors_.end()) {
-        std::rotate(hit, hit + 1, factors_.end());
-        return *factors_.back().ilu;
-    }
+    ++uses_;
+    for (Factor& f : factors_)
+        if (f.g == g) {
+            f.lastUse = uses_;
+            return *f.ilu;
+        }
     auto made = std::make_unique<IluPreconditioner>(pool_, *system_);
     if (!made->ok()) {
         std::ostringstream msg;
@@ -66,10 +64,15 @@ const IluPreconditioner& ImplicitStepSolver::factor(double g) {
         throw SolveError(msg.str());
     }
     ++factorisations_;
-    if (factors_.size() == cached_)
-        factors_.erase(factors_.begin());
-    factors_.push_back({g, std::move(made)});
-    return *factors_.back().ilu;
+    if (factors_.size() < cached_) {
+        factors_.push_back({g, std::move(made), uses_});
+        return *factors_.back().ilu;
+    }
+    Factor& oldest =
+        *std::min_element(factors_.begin(), factors_.end(),
+                          [](const Factor& a, const Factor& b) { return a.lastUse < b.lastUse; });
+    oldest = {g, std::move(made), uses_};
+    return *oldest.ilu;
 }
 
 double ImplicitStepSolver::solve(double g, std::vector<double>& y, double target) {

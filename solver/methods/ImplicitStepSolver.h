@@ -41,6 +41,7 @@ private:
     struct Factor {
         double g = 0.0;
         std::unique_ptr<IluPreconditioner> ilu;
+        std::uint64_t lastUse = 0;
     };
     // Sets the system's diagonal to exit rates + 1/g.
     void shift(double g);
@@ -52,8 +53,9 @@ private:
     double shifted_ = 0.0;                 // the g the system's diagonal holds
     std::vector<double> rhs_, x_;
     const std::vector<double> noWeight_; // an empty weight: plain 1-norm of the residual
-    std::vector<Factor> factors_;        // from the least to the most recently used
+    std::vector<Factor> factors_;
     std::size_t cached_;
+    std::uint64_t uses_ = 0;
     std::uint64_t iterations_ = 0;
     std::uint64_t factorisations_ = 0;
 };

@@ -18,18 +18,22 @@ constexpr int SubSteps[Rows] = {1, 2, 3, 4, 6, 8, 12};
 // Factorisations kept: the sub-step lengths of three consecutive step lengths.
 constexpr std::size_t CachedFactors = 12;
 
-// Sum of |c_j| over the weights c_j of T_{j,1} in the final extrapolation
-// (c_j = prod over i != j of n_i / (n_i - n_j)): how much the extrapolation
-// magnifies errors in the sub-step results (48.3).
+// |c_j|, c_j the weight of row j's result T_{j,1} in the final extrapolation
+// (c_j = prod over i != j of n_i / (n_i - n_j)).
+double extrapolationWeight(int j) {
+    double c = 1.0;
+    for (int i = 0; i < Rows; ++i)
+        if (i != j)
+            c *= static_cast<double>(SubSteps[i]) / (SubSteps[i] - SubSteps[j]);
+    return std::fabs(c);
+}
+
+// Sum of |c_j|: how much the extrapolation magnifies errors in the sub-step
+// results (48.3).
 double extrapolationMagnification() {
     double total = 0.0;
-    for (int j = 0; j < Rows; ++j) {
-        double c = 1.0;
-        for (int i = 0; i < Rows; ++i)
-            if (i != j)
-                c *= static_cast<double>(SubSteps[i]) / (SubSteps[i] - SubSteps[j]);
-        total += std::fabs(c);
-    }
+    for (int j = 0; j < Rows; ++j)
+        total += extrapolationWeight(j);
     return total;
 }
 
@@ -52,6 +56,21 @@ ExtrapolationSolver::ExtrapolationSolver(const RateMatrix& m,
             mx = std::max(mx, std::fabs(v));
         integrandMax_.push_back(mx);
     }
+    std::uint64_t maxIn = 0;
+    for (std::uint32_t j = 0; j < n; ++j)
+        maxIn = std::max(maxIn, m.start[std::size_t{j} + 1] - m.start[j]);
+    // An elimination without subtraction keeps each entry's relative error to a
+    // few units per rate folded in; taken as the uniformization step's figure.
+    roundingPerSolve_ = static_cast<double>(maxIn + 5) * std::numeric_limits<double>::epsilon();
+    table_.assign(Rows, std::vector<double>(n, 0.0));
+    tableIntegrals_.assign(Rows, std::vector<double>(integrands_.size(), 0.0));
+    x_.assign(n, 0.0);
+    if (n > 0)
+        x_[0] = 1.0;
+    if (chooseIterativeSolves(m, options)) {
+        iterative_ = std::make_unique<ImplicitStepSolver>(m, CachedFactors);
+        return;
+    }
     // (1/g) I - Q is the generator of the chain restricted to its own states when
     // every state also leaves, at rate 1/g, to one extra state: the elimination of
     // the chain's states in that augmented chain factors it. The extra state's
@@ -70,17 +89,6 @@ ExtrapolationSolver::ExtrapolationSolver(const RateMatrix& m,
     local_.resize(std::size_t{n} + 1, UINT32_MAX);
     for (std::uint32_t i = 0; i < n; ++i)
         states_[i] = local_[i] = i;
-    std::uint64_t maxIn = 0;
-    for (std::uint32_t j = 0; j < n; ++j)
-        maxIn = std::max(maxIn, m.start[std::size_t{j} + 1] - m.start[j]);
-    // An elimination without subtraction keeps each entry's relative error to a
-    // few units per rate folded in; taken as the uniformization step's figure.
-    roundingPerSolve_ = static_cast<double>(maxIn + 5) * std::numeric_limits<double>::epsilon();
-    table_.assign(Rows, std::vector<double>(n, 0.0));
-    tableIntegrals_.assign(Rows, std::vector<double>(integrands_.size(), 0.0));
-    x_.assign(n, 0.0);
-    if (n > 0)
-        x_[0] = 1.0;
 }
 
 std::string ExtrapolationSolver::describe() const {
@@ -89,7 +97,28 @@ std::string ExtrapolationSolver::describe() const {
     s << "implicit extrapolation in " << accepted_ << " steps";
     if (rejected_ > 0)
         s << " (" << rejected_ << " rejected)";
+    if (iterative_)
+        s << " with " << iterative_->iterations() << " BiCGSTAB+ILU(0) iterations";
     return s.str();
+}
+
+std::uint64_t ExtrapolationSolver::factorisations() const {
+    return iterative_ ? iterative_->factorisations() : factorisations_;
+}
+
+std::uint64_t ExtrapolationSolver::iterations() const {
+    return iterative_ ? iterative_->iterations() : 0;
+}
+
+double ExtrapolationSolver::subStep(double g, std::vector<double>& y, double target) {
+    ++solves_;
+    if (iterative_)
+        return iterative_->solve(g, y, target);
+    const SparseElimination& f = factor(g);
+    for (double& v : y)
+        v /= g;
+    f.solveLeft(y);
+    return 0.0;
 }
 
 const SparseElimination& ExtrapolationSolver::factor(double g) {
@@ -117,25 +146,29 @@ const SparseElimination& ExtrapolationSolver::factor(double g) {
 
 bool ExtrapolationSolver::tryStep(double h, double tolerance, double& err, double& intErr) {
     const std::size_t nr = integrands_.size();
+    // Each iterative solve aims at a share of the tolerance small enough that the
+    // extrapolation, which magnifies the errors of row j's results by |c_j|, keeps
+    // their sum within a quarter of it.
+    const double target = tolerance / (4.0 * extrapolationMagnification() * SubSteps[Rows - 1]);
+    solveError_ = 0.0;
     for (int j = 0; j < Rows; ++j) {
         const int substeps = SubSteps[j];
         const double g = h / substeps;
-        const SparseElimination& f = factor(g);
         std::vector<double>& y = table_[j];
         std::vector<double>& s = tableIntegrals_[j];
         y = x_;
         std::fill(s.begin(), s.end(), 0.0);
         // x (I - g Q) = b is x ((1/g) I - Q) = b / g; the integral over the
         // sub-step is g times the value at its end (implicit Euler on the
-        // integral as well).
+        // integral as well). The sub-steps' maps are stochastic, so the errors
+        // of a row's solves add up without growing.
+        double rowError = 0.0;
         for (int k = 0; k < substeps; ++k) {
-            for (double& v : y)
-                v /= g;
-            f.solveLeft(y);
-            ++solves_;
+            rowError += subStep(g, y, target);
             for (std::size_t r = 0; r < nr; ++r)
                 s[r] += g * std::inner_product(y.begin(), y.end(), integrands_[r]->begin(), 0.0);
         }
+        solveError_ += extrapolationWeight(j) * rowError;
         // Aitken-Neville: table_[k] holds T_{j, j-k}, the extrapolation of order
         // j - k + 1 from the rows j-k .. j.
         for (int k = j - 1; k >= 0; --k) {
@@ -208,8 +241,8 @@ void ExtrapolationSolver::advanceTo(double t) {
         const double startBound = distBound_ + distError;
         if (tryStep(h, tolerance, err, intErr)) {
             ++accepted_;
-            distError += err + rounding;
-            intError += h * startBound + intErr + h * rounding;
+            distError += err + rounding + solveError_;
+            intError += h * startBound + intErr + h * (rounding + solveError_);
             now_ = last ? end : now_ + h;
             const double grow =
                 err > 0.0 ? std::min(4.0, 0.9 * std::pow(tolerance / err, 1.0 / Rows)) : 4.0;

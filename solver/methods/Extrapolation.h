@@ -5,7 +5,10 @@
 // extrapolates the seven results to g = 0 (order 7). The distance between the last two
 // extrapolations estimates the step's error and sets the next step's length, so
 // the cost follows the accuracy asked, not the largest rate times the interval.
+// On large chains (chooseIterativeSolves) each sub-step is solved by BiCGSTAB with
+// ILU(0) instead (ImplicitStepSolver), whose residual bounds add to the estimate.
 
+#include "methods/ImplicitStepSolver.h"
 #include "methods/SparseElimination.h"
 #include "methods/Transient.h"
 
@@ -34,7 +37,11 @@ public:
     // Steps taken (accepted and rejected) so far.
     std::uint64_t macroSteps() const { return accepted_ + rejected_; }
     // Factorisations made so far (one per distinct sub-step length).
-    std::uint64_t factorisations() const { return factorisations_; }
+    std::uint64_t factorisations() const;
+    // True when the sub-steps are solved iteratively.
+    bool iterative() const { return iterative_ != nullptr; }
+    // BiCGSTAB iterations so far (0 unless iterative()).
+    std::uint64_t iterations() const;
 
 private:
     // One cached factorisation of (1/g) I - Q.
@@ -48,6 +55,9 @@ private:
     // error at most tolerance) moves x_ and integrals_ and returns true. err gets
     // the error estimate either way.
     bool tryStep(double h, double tolerance, double& err, double& intErr);
+    // y = y (I - g Q)^-1 by the elimination or the iterative solve; returns the
+    // iterative solve's bound on the 1-norm error (0 for the elimination).
+    double subStep(double g, std::vector<double>& y, double target);
 
     const RateMatrix& m_;
     std::vector<const std::vector<double>*> integrands_;
@@ -57,6 +67,8 @@ private:
     std::vector<std::uint32_t> states_; // 0 .. n-1: the states eliminated
     std::vector<std::uint32_t> local_;  // per augmented state, its position (none for the extra)
     std::vector<Factor> factors_;
+    std::unique_ptr<ImplicitStepSolver> iterative_; // the iterative solves, or null
+    double solveError_ = 0.0; // the last step's bound from the iterative solves
     std::vector<std::vector<double>>
         table_; // the extrapolation table's rows, one per sub-step count
     std::vector<std::vector<double>> tableIntegrals_;

@@ -29,12 +29,19 @@ bool chooseExtrapolation(const RateMatrix& m, double lastTime, const TransientOp
     case TransientChoice::Uniformization:
         return false;
     case TransientChoice::Extrapolation:
+    case TransientChoice::Iterative:
         return true;
     case TransientChoice::Auto:
         break;
     }
-    return uniformizationRate(m) * lastTime > options.extrapolateAbove &&
-           m.states() <= options.extrapolateStates;
+    const double steps = uniformizationRate(m) * lastTime;
+    return m.states() <= options.extrapolateStates ? steps > options.extrapolateAbove
+                                                   : steps > options.iterateAbove;
+}
+
+bool chooseIterativeSolves(const RateMatrix& m, const TransientOptions& options) {
+    return options.method == TransientChoice::Iterative ||
+           (options.method == TransientChoice::Auto && m.states() > options.extrapolateStates);
 }
 
 std::string TransientSolver::describe() const {

@@ -34,9 +34,11 @@ public:
 // Which transient method solves the time points.
 enum class TransientChoice {
     Auto,           // extrapolation when uniformization needs more than extrapolateAbove
-                    // steps and the chain has at most extrapolateStates states
+                    // steps and the chain has at most extrapolateStates states; on larger
+                    // chains, iterative extrapolation beyond iterateAbove steps
     Uniformization, // always uniformization
     Extrapolation,  // always the extrapolated implicit Euler method
+    Iterative,      // always the extrapolated implicit Euler method with iterative solves
 };
 
 struct TransientOptions {
@@ -49,6 +51,10 @@ struct TransientOptions {
     // Auto: chains of more states stay with uniformization (each extrapolation
     // sub-step length factors the matrix, whose fill-in grows with the chain).
     std::uint32_t extrapolateStates = 20000;
+    // Auto, chains above extrapolateStates: uniformization steps (q t) beyond which
+    // the sub-steps are solved iteratively instead (each solve costs some tens to
+    // hundreds of products, and a time point some hundreds of solves).
+    double iterateAbove = 1e6;
 };
 
 // A transient method: moves the distribution of the chain started in state 1
@@ -92,6 +98,9 @@ double uniformizationRate(double maxExit);
 
 // Whether options (Auto: by the rule on q t) pick extrapolation for time points up to lastTime.
 bool chooseExtrapolation(const RateMatrix& m, double lastTime, const TransientOptions& options);
+// Whether the extrapolation chosen solves its sub-steps iteratively (Iterative, or
+// Auto on a chain of more than extrapolateStates states).
+bool chooseIterativeSolves(const RateMatrix& m, const TransientOptions& options);
 
 class TransientSolver : public TransientMethod {
 public:

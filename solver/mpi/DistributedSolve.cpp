@@ -272,9 +272,10 @@ std::string distributedRefusal(const std::string& stem, const SolveOptions& opti
     if (options.absorption || exists(stem + ".abs"))
         return "values until absorption are solved on one process only (run gen-solve without "
                "mpirun)";
-    if (options.transient.method == TransientChoice::Extrapolation)
-        return "--transient extrapolation runs on one process only (run gen-solve without "
-               "mpirun, or use uniformization)";
+    if (options.transient.method == TransientChoice::Extrapolation ||
+        options.transient.method == TransientChoice::Iterative)
+        return "--transient extrapolation and iterative run on one process only (run gen-solve "
+               "without mpirun, or use uniformization)";
     return "";
 }
 

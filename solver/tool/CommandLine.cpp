@@ -23,10 +23,11 @@ const char* usage() {
            "                           the mean time to absorption and every variable's\n"
            "                           reward until absorption\n"
            "  --max-steps N            uniformization steps allowed per interval (default 1e8)\n"
-           "  --transient auto|uniformization|extrapolation\n"
+           "  --transient auto|uniformization|extrapolation|iterative\n"
            "                           transient method (default auto: extrapolation when\n"
            "                           uniformization needs more than 20000 steps and the\n"
-           "                           chain has at most 20000 states)\n"
+           "                           chain has at most 20000 states; on larger chains\n"
+           "                           iterative extrapolation beyond 1e6 steps)\n"
            "  --max-sweeps N           sweeps allowed per iterative solve (default 100000)\n"
            "  --dense-limit N          solve classes of up to N states directly (default 1000)\n"
            "  --bicgstab               solve components of 5000 states or more by BiCGSTAB with\n"
@@ -115,9 +116,11 @@ CommandLine parseCommandLine(const std::vector<std::string>& args) {
                 cl.solve.transient.method = TransientChoice::Uniformization;
             else if (t == "extrapolation")
                 cl.solve.transient.method = TransientChoice::Extrapolation;
+            else if (t == "iterative")
+                cl.solve.transient.method = TransientChoice::Iterative;
             else
                 throw std::invalid_argument("unknown transient method " + quote(t) +
-                                            " (auto, uniformization or extrapolation)");
+                                            " (auto, uniformization, extrapolation or iterative)");
         } else if (is("--max-sweeps")) {
             cl.solve.limit.maxSweeps = count("--max-sweeps");
         } else if (is("--dense-limit")) {

@@ -175,6 +175,44 @@ TEST(Extrapolation, UniformizationIsChosenUntilItNeedsTooManyStepsOnASmallEnough
     EXPECT_TRUE(gensolver::chooseExtrapolation(m, 0.5, o));
 }
 
+TEST(Extrapolation, IterativeSolvesMatchTheExponentialOnRandomAndStiffChains) {
+    // The same steps with each sub-step solved by BiCGSTAB: values and integrals
+    // against the exponential, within the estimate that includes the solves' part.
+    const bool extended = solvertest::extendedPrecision();
+    gensolver::TransientOptions iterative;
+    iterative.method = gensolver::TransientChoice::Iterative;
+    for (const unsigned seed : {1u, 2u}) {
+        SCOPED_TRACE("random seed " + std::to_string(seed));
+        expectMatchesExponential(randomChain(6, seed, 0.1, 5.0), {0.01, 0.7, 2.5, 6.0},
+                                 extended ? 1e-11 : 1e-9, 1e-14, iterative);
+    }
+    for (const unsigned seed : {4u, 5u}) {
+        SCOPED_TRACE("stiff seed " + std::to_string(seed));
+        expectMatchesExponential(randomChain(7, seed, 1e-6, 1e4), {1e-3, 1.0, 100.0, 1e4},
+                                 extended ? 1e-10 : 1e-7, extended ? 1e-13 : 1e-7, iterative);
+    }
+}
+
+TEST(Extrapolation, LargeChainsTurnToIterativeSolvesOnlyWhenUniformizationNeedsFarMoreSteps) {
+    // Largest exit rate 10: q = 10.2. With one state allowed for factoring, the
+    // chain counts as large: uniformization up to iterateAbove steps, iterative
+    // extrapolation beyond.
+    const RateMatrix m = gensolver::buildRateMatrix(2, {{0, 1, 10.0}, {1, 0, 1.0}});
+    gensolver::TransientOptions o;
+    o.extrapolateStates = 1;
+    o.iterateAbove = 1e6;
+    EXPECT_FALSE(gensolver::chooseExtrapolation(m, 9e4, o));
+    EXPECT_TRUE(gensolver::chooseExtrapolation(m, 1e5, o));
+    EXPECT_TRUE(gensolver::chooseIterativeSolves(m, o));
+    o.extrapolateStates = 2;
+    EXPECT_FALSE(gensolver::chooseIterativeSolves(m, o));
+    o.method = gensolver::TransientChoice::Iterative;
+    EXPECT_TRUE(gensolver::chooseIterativeSolves(m, o));
+    EXPECT_TRUE(gensolver::chooseExtrapolation(m, 0.5, o));
+    o.method = gensolver::TransientChoice::Extrapolation;
+    EXPECT_FALSE(gensolver::chooseIterativeSolves(m, o));
+}
+
 TEST(Extrapolation, MeasuresSayWhichMethodGaveEachValueAndWhetherItsBoundIsProven) {
     // One chain, one instant and one interval variable, solved both ways through
     // the files: the same values within the bounds, the method named, and the

@@ -85,7 +85,8 @@ struct DistributedExplorer::Sink {
 };
 
 DistributedExplorer::DistributedExplorer(int rank, int size)
-    : Rank(rank), Size(size), Exchange(rank, size), Requests(size), Sent(size), Outgoing(size) {}
+    : Rank(rank), Size(size), Exchange(rank, size), Requests(size), RequestBytes(size), Sent(size),
+      Outgoing(size) {}
 
 DistributedExplorer::~DistributedExplorer() = default;
 
@@ -193,7 +194,7 @@ bool DistributedExplorer::explore(StateSpaceGen& gen) {
             for (; done < Frontier.size() && Global[Frontier[done]] <= Last; ++done)
                 Batch.push_back(Frontier[done]);
             fireBatch(gen);
-            Exchange.allToAll(Requests, Incoming, IncomingOffsets);
+            Exchange.allToAll(Requests, RequestBytes, Incoming, IncomingOffsets);
             lookUpRequests();
             const std::uint32_t newStates = numberNewStates();
             packRows();
@@ -297,10 +298,17 @@ void DistributedExplorer::reportStatistics() const {
 
 void DistributedExplorer::addSuccessor(const char* state, double rate, std::uint32_t action) {
     const int owner = ownerOf(state, StateSize, Size);
+    // Written in place: the buffer only grows, so that an append is two copies.
     std::vector<char>& requests = Requests[owner];
+    std::size_t& used = RequestBytes[owner];
+    const std::size_t record = RequestHeader + StateSize;
+    if (used + record > requests.size())
+        requests.resize(std::max(used + record, 2 * requests.size()));
+    char* at = requests.data() + used;
     const std::uint32_t header[3] = {Source, Position, action};
-    putBytes(requests, header, RequestHeader);
-    putBytes(requests, state, StateSize);
+    std::memcpy(at, header, RequestHeader);
+    std::memcpy(at + RequestHeader, state, StateSize);
+    used += record;
     Sent[owner].push_back(static_cast<std::uint32_t>(Successors.size()));
     Successors.push_back({rate, 0, static_cast<std::uint32_t>(owner)});
     ++Position;
@@ -308,7 +316,7 @@ void DistributedExplorer::addSuccessor(const char* state, double rate, std::uint
 
 void DistributedExplorer::fireBatch(StateSpaceGen& gen) {
     for (int d = 0; d < Size; ++d) {
-        Requests[d].clear();
+        RequestBytes[d] = 0;
         Sent[d].clear();
     }
     Successors.clear();

@@ -127,6 +127,7 @@ private:
     std::vector<Successor> Successors;            // of the own explored states, in order
     std::vector<std::uint32_t> FirstSuccessor;    // per frontier state, then the end
     std::vector<std::vector<char>> Requests;      // per owner: source, position, action, vector
+    std::vector<std::size_t> RequestBytes;        // per owner: the bytes of Requests in use
     std::vector<std::vector<std::uint32_t>> Sent; // per owner: the successor of each request
     std::uint32_t Source = 0;                     // the state being fired
     std::uint32_t Position = 0;                   // its successors so far

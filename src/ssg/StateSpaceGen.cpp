@@ -256,9 +256,9 @@ void StateSpaceGen::beginExploration(const char* armName, const char* varName,
     }
     std::cout.setf(std::ios::scientific, std::ios::floatfield);
     RewardOut = std::make_unique<Reward>(Model, OutputFormat, varName, true);
-    // The parts of a run spread over processes get their records from the
-    // processes that own the states.
-    if (PartCount == 1)
+    // The parts of a run spread over processes (a shared identifier) get
+    // their records from the processes that own the states.
+    if (PartRunId == 0)
         RewardOut->alsoTo(Parts.get());
     RunFiles::markUnfinished(varName);
     if (Fire.talliesImpulses()) {

@@ -4,7 +4,9 @@
 # part per process and no .arm; its other files and its standard output are the
 # bytes of a one-process run with --binary-rows, every part holds fewer rows
 # than the one-process part, and gen-solve --binary-rows on the parts prints
-# what gen-solve prints on the text files of a run without the option. The
+# what gen-solve prints on the text files of a run without the option; on one
+# process, the distributed exploration writes a part of the one-process part's
+# size that gen-solve reads alike. The
 # solver's own tests hold its values to closed forms and dense solutions.
 #
 #   binary-parts.sh <mpiexec> <executable> <gen-solve> "<options>" <processes>...
@@ -44,6 +46,15 @@ solve text "" >"$scratch/text.solved"
 run one --binary-rows env
 files=$(cd "$scratch/one" && ls | grep -v '\.rows\.')
 oneRows=$(stat -c %s "$scratch/one/run.rows.0")
+
+# The distributed exploration on one process writes the one-process part's
+# entries (rows and records may interleave otherwise), each once.
+run dist1 --binary-rows env GEN_DISTRIBUTED_ALWAYS=1
+[ "$(stat -c %s "$scratch/dist1/run.rows.0")" -eq "$oneRows" ] ||
+    fail "the distributed exploration on one process writes a part of another size"
+solve dist1 --binary-rows | diff "$scratch/text.solved" - >&2 ||
+    fail "gen-solve on the part of the distributed exploration on one process differs"
+
 for p in "$@"; do
     run "p$p" --binary-rows "$mpiexec" --oversubscribe -np "$p"
     parts=$(for ((k = 0; k < p; ++k)); do echo "run.rows.$k"; done)

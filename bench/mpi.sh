@@ -5,7 +5,7 @@
 # memory of one process, and the bytes each state and transition sent
 # between processes.
 #
-#   bench/mpi.sh [-j jobs] [-b build] [-p "processes ..."] [N ...]
+#   bench/mpi.sh [-j jobs] [-b build] [-p "processes ..."] [-r] [N ...]
 #
 # Builds gen-polling in build-mpi/ or <build> (Release, with MPI), then for each polling
 # size N (default 18; N is set through the experiment -B N-2) runs gen once
@@ -19,6 +19,8 @@
 #   -j jobs          parallel build jobs (default 2)
 #   -b build         the build folder (default build-mpi)
 #   -p "P ..."       process counts (default "2 4")
+#   -r               every run with --binary-rows: each process writes its own
+#                    part and no .arm is written (the text .arm of N = 20 takes 9 GB)
 set -euo pipefail
 # shellcheck source=bench/common.sh
 source "$(dirname "$0")/common.sh"
@@ -26,12 +28,14 @@ source "$(dirname "$0")/common.sh"
 jobs=2
 counts="2 4"
 build=$root/build-mpi
-while getopts "j:b:p:h" opt; do
+binary=()
+while getopts "j:b:p:rh" opt; do
     case $opt in
     j) jobs=$OPTARG ;;
     b) build=$OPTARG ;;
     p) counts=$OPTARG ;;
-    *) usage 23 ;;
+    r) binary=(--binary-rows) ;;
+    *) usage 25 ;;
     esac
 done
 shift $((OPTIND - 1))
@@ -43,20 +47,34 @@ out=$build/mpi-out
 build_release "$build" "$jobs" -- gen-polling
 export OMPI_ALLOW_RUN_AS_ROOT=1 OMPI_ALLOW_RUN_AS_ROOT_CONFIRM=1
 
-echo "polling model; machine: $(nproc) cores, $(uname -m); load: $(cut -d' ' -f1-3 /proc/loadavg)"
+# transitions <states>: the transitions of the run in $out, from the .arm (a row
+# is its number, a target and a rate per transition, and the line 0; the rows
+# start on line 4) or from the parts' sizes (a part is a 48-byte header, a row
+# 9 bytes and 12 per transition, a record 5 bytes and 16 per variable, and a
+# 17-byte trailer).
+transitions() {
+    if [ -f "$out/run.arm" ]; then
+        awk -v s="$1" 'NR > 3 && NF > 0 { lines++ } END { print (lines - 2 * s) / 2 }' "$out/run.arm"
+        return
+    fi
+    local parts=("$out"/run.rows.*) bytes=0 part
+    for part in "${parts[@]}"; do bytes=$((bytes + $(stat -c %s "$part"))); done
+    local variables
+    variables=$(od -An -tu4 -j20 -N4 "${parts[0]}" | tr -d ' ')
+    echo $(((bytes - 65 * ${#parts[@]} - (14 + 16 * variables) * $1) / 12))
+}
+
+echo "polling model${binary[*]:+ (--binary-rows)}; machine: $(nproc) cores, $(uname -m); load: $(cut -d' ' -f1-3 /proc/loadavg)"
 printf '%-4s %-6s %11s %12s %8s %9s %11s %13s %11s %11s\n' N run states transitions wall_s \
     states/s cpu_us/state peak_MiB/proc sent_B/state sent_B/tr
 for n in "${sizes[@]}"; do
     rm -rf "$out"
     mkdir -p "$out"
     (cd "$out" && "$measure" measure.txt "$build/gen-polling" -P./ -Nrun "-B$((n - 2))" \
-        >stdout.txt 2>stderr.txt) || true
+        ${binary[@]+"${binary[@]}"} >stdout.txt 2>stderr.txt) || true
     read -r status wall cpu rss <"$out/measure.txt"
     states=$(sed -n 's/^Generated: \([0-9]*\) states$/\1/p' "$out/stdout.txt")
-    # Transitions: a row is its number, a target and a rate per transition, and
-    # the line 0; the rows start on line 4.
-    lines=$(awk 'NR > 3 && NF > 0 { lines++ } END { print lines }' "$out/run.arm")
-    transitions=$(((lines - 2 * states) / 2))
+    transitions=$(transitions "$states")
     awk -v n="$n" -v s="$states" -v t="$transitions" -v w="$wall" -v c="$cpu" -v m="$rss" 'BEGIN {
         printf "%-4d %-6s %11d %12d %8.1f %9.0f %11.2f %13.0f %11s %11s\n",
             n, "gen", s, t, w, s / w, c * 1e6 / s, m / 1024, "-", "-" }'
@@ -68,7 +86,7 @@ for n in "${sizes[@]}"; do
         [ "$p" -eq 0 ] && always=(GEN_DISTRIBUTED_ALWAYS=1)
         (cd "$out" && env ${always[@]+"${always[@]}"} GEN_DISTRIBUTED_STATS=1 "$measure" measure.txt mpirun --oversubscribe \
             --mca mpi_yield_when_idle 1 -np "$((p > 0 ? p : 1))" "$build/gen-polling" -P./ -Nrun "-B$((n - 2))" \
-            >stdout.txt 2>stderr.txt) || true
+            ${binary[@]+"${binary[@]}"} >stdout.txt 2>stderr.txt) || true
         read -r status wall cpu rss <"$out/measure.txt"
         if [ "$status" -ne 0 ]; then
             echo "$n P=$p: exit status $status: $(grep -m1 -v '^process' "$out/stderr.txt")"

@@ -1,5 +1,6 @@
 #include "ByteExchange.h"
 
+#include <algorithm>
 #include <climits>
 #include <cstring>
 #include <iostream>
@@ -16,6 +17,13 @@ int checkedCount(std::size_t bytes) {
         MPI_Abort(MPI_COMM_WORLD, 1);
     }
     return static_cast<int>(bytes);
+}
+
+// Makes `buffer` hold at least `bytes` bytes. It never shrinks, so that the
+// buffers reused batch after batch are not filled with zeros again each time.
+void growTo(std::vector<char>& buffer, std::size_t bytes) {
+    if (buffer.size() < bytes)
+        buffer.resize(std::max(bytes, buffer.size() + buffer.size() / 2));
 }
 
 } // namespace
@@ -36,23 +44,32 @@ void ByteExchange::layOut(const std::vector<int>& counts, std::vector<int>& disp
 
 void ByteExchange::allToAll(const std::vector<std::vector<char>>& out, std::vector<char>& in,
                             std::vector<std::size_t>& offsets) {
+    Lengths.resize(out.size());
+    for (std::size_t d = 0; d < out.size(); ++d)
+        Lengths[d] = out[d].size();
+    allToAll(out, Lengths, in, offsets);
+}
+
+void ByteExchange::allToAll(const std::vector<std::vector<char>>& out,
+                            const std::vector<std::size_t>& lengths, std::vector<char>& in,
+                            std::vector<std::size_t>& offsets) {
     std::size_t total = 0;
     for (int d = 0; d < Size; ++d) {
-        SendCounts[d] = checkedCount(out[d].size());
+        SendCounts[d] = checkedCount(lengths[d]);
         SendOffsets[d] = checkedCount(total);
-        total += out[d].size();
+        total += lengths[d];
         if (d != Rank)
-            BytesSent += out[d].size();
+            BytesSent += lengths[d];
     }
     checkedCount(total);
-    Packed.resize(total);
+    growTo(Packed, total);
     for (int d = 0; d < Size; ++d)
-        if (!out[d].empty())
-            std::memcpy(Packed.data() + SendOffsets[d], out[d].data(), out[d].size());
+        if (lengths[d] != 0)
+            std::memcpy(Packed.data() + SendOffsets[d], out[d].data(), lengths[d]);
     const double start = MPI_Wtime();
     MPI_Alltoall(SendCounts.data(), 1, MPI_INT, ReceiveCounts.data(), 1, MPI_INT, MPI_COMM_WORLD);
     layOut(ReceiveCounts, ReceiveOffsets, offsets);
-    in.resize(offsets[Size]);
+    growTo(in, offsets[Size]);
     MPI_Alltoallv(Packed.data(), SendCounts.data(), SendOffsets.data(), MPI_BYTE, in.data(),
                   ReceiveCounts.data(), ReceiveOffsets.data(), MPI_BYTE, MPI_COMM_WORLD);
     Exchanging += MPI_Wtime() - start;
@@ -67,7 +84,7 @@ void ByteExchange::toFirst(const std::vector<char>& out, std::vector<char>& in,
     MPI_Gather(&count, 1, MPI_INT, ReceiveCounts.data(), 1, MPI_INT, 0, MPI_COMM_WORLD);
     if (Rank == 0) {
         layOut(ReceiveCounts, ReceiveOffsets, offsets);
-        in.resize(offsets[Size]);
+        growTo(in, offsets[Size]);
     }
     MPI_Gatherv(out.data(), count, MPI_BYTE, in.data(), ReceiveCounts.data(), ReceiveOffsets.data(),
                 MPI_BYTE, 0, MPI_COMM_WORLD);

@@ -13,11 +13,16 @@ public:
     ByteExchange(int rank, int size);
 
     // Sends out[d] to process d; `in` receives every process's buffer for this
-    // one, in process order, process s's bytes from offsets[s] to offsets[s + 1].
+    // one, in process order, process s's bytes from offsets[s] to offsets[s + 1]
+    // (`in` may be longer: it only grows).
     void allToAll(const std::vector<std::vector<char>>& out, std::vector<char>& in,
                   std::vector<std::size_t>& offsets);
+    // The same with the first lengths[d] bytes of out[d] sent to process d.
+    void allToAll(const std::vector<std::vector<char>>& out,
+                  const std::vector<std::size_t>& lengths, std::vector<char>& in,
+                  std::vector<std::size_t>& offsets);
     // Gathers every process's `out` on process 0, as allToAll lays them out;
-    // `in` and `offsets` are filled on process 0 only.
+    // `in` and `offsets` are filled on process 0 only (`in` only grows).
     void toFirst(const std::vector<char>& out, std::vector<char>& in,
                  std::vector<std::size_t>& offsets);
 
@@ -41,4 +46,5 @@ private:
     std::vector<int> SendOffsets;                   // where each destination's bytes start
     std::vector<int> ReceiveCounts, ReceiveOffsets; // the same for the received bytes
     std::vector<char> Packed;                       // the buffers for every destination, end to end
+    std::vector<std::size_t> Lengths;               // bytes per destination, of whole buffers
 };

@@ -3,6 +3,8 @@
 #include "OutputCapture.h"
 #include "actions/BaseActionClass.h"
 #include "output/ImpulseFile.h"
+#include "output/PartWriter.h"
+#include "output/RunFiles.h"
 #include "output/TextBuffer.h"
 #include "pv/PVModel.h"
 #include "ssg/Reward.h"
@@ -16,6 +18,7 @@
 #include <cstring>
 #include <iostream>
 #include <mpi.h>
+#include <string>
 #include <sys/resource.h>
 
 namespace {
@@ -47,6 +50,12 @@ std::uint32_t get32(const char* at) {
     return value;
 }
 
+// Ends the run (status 1) with the part writer's failure, as one process does.
+[[noreturn]] void partFailed(const std::exception& error) {
+    std::cerr << "Error: " << error.what() << std::endl;
+    std::exit(1);
+}
+
 // Ends the run (status 1) with `what` refused, on every process alike.
 [[noreturn]] void refuse(int rank, const char* what) {
     if (rank == 0)
@@ -76,7 +85,8 @@ struct DistributedExplorer::Sink {
 };
 
 DistributedExplorer::DistributedExplorer(int rank, int size)
-    : Rank(rank), Size(size), Exchange(rank, size), Requests(size), Sent(size), Outgoing(size) {}
+    : Rank(rank), Size(size), Exchange(rank, size), Requests(size), RequestBytes(size), Sent(size),
+      Outgoing(size) {}
 
 DistributedExplorer::~DistributedExplorer() = default;
 
@@ -104,9 +114,8 @@ int DistributedExplorer::ownerOf(const char* state, std::uint32_t bytes, int siz
 void DistributedExplorer::refuseUnsupported(StateSpaceGen& gen) const {
     if (gen.TraceLevel > 0 || gen.TraceFileName != nullptr)
         refuse(Rank, "the trace (-l, -t)");
-    // Each process would need its own part of the binary row form.
-    if (gen.BinaryRows)
-        refuse(Rank, "--binary-rows");
+    if (gen.BinaryRows && DeterministicRun)
+        StateSpaceGen::refuseBinaryRowsDeterministic();
     // An Erlang action's phase lives in the action, outside the state vector:
     // its successors depend on the order in which one process explores.
     if (gen.Table.numPhase() > 0)
@@ -144,6 +153,15 @@ bool DistributedExplorer::explore(StateSpaceGen& gen) {
         Global.push_back(1);
         Frontier.assign(1, 1);
     }
+    // With the binary row form, every process writes the rows of its own
+    // states into its own part; process 0's part also holds every record.
+    BinaryParts = gen.BinaryRows;
+    std::uint64_t runId = 0;
+    if (BinaryParts) {
+        runId = Rank == 0 ? PartWriter::newRunId() : 0;
+        MPI_Bcast(&runId, 1, MPI_UINT64_T, 0, MPI_COMM_WORLD);
+        gen.shareBinaryRows(static_cast<std::uint32_t>(Size), runId);
+    }
     if (Rank == 0 && DeterministicRun)
         gen.beginDeterministic(gen.Files.armName().c_str(), gen.Files.varName().c_str(),
                                gen.Files.detName().c_str());
@@ -152,26 +170,54 @@ bool DistributedExplorer::explore(StateSpaceGen& gen) {
     // From here on, what a process reports is its own: another process's
     // model error or failed allocation is shown.
     OutputCapture::keepFromHere();
+    if (BinaryParts)
+        openPart(gen, runId, initial);
+    // Process 0 takes every row, or with the binary parts only what it
+    // reports: the absorbing states and the impulse rates.
+    Gathered = !BinaryParts || gen.AbsorbFlag == 1 || ImpulseCount > 0;
 
+    // A level is explored in batches of consecutive numbers, the same on every
+    // process, so that the buffers of a batch's transitions stay bounded.
+    std::uint64_t batch = DefaultBatchPerProcess;
+    if (const char* chosen = std::getenv("GEN_DISTRIBUTED_BATCH"))
+        batch = std::max(1UL, std::strtoul(chosen, nullptr, 10));
+    batch *= static_cast<std::uint64_t>(Size);
     Low = High = 1;
     for (;;) {
-        fireLevel(gen);
-        Exchange.allToAll(Requests, Incoming, IncomingOffsets);
-        lookUpRequests();
-        const std::uint32_t newStates = numberNewStates();
-        packRows();
-        storeNewStates(gen);
-        writeLevel(gen, newStates);
+        LevelNew = 0;
+        NextFrontier.clear();
+        std::size_t done = 0; // the level's own states explored so far
+        for (std::uint64_t first = Low; first <= High; first += batch) {
+            First = static_cast<std::uint32_t>(first);
+            Last = static_cast<std::uint32_t>(std::min<std::uint64_t>(High, first + batch - 1));
+            Batch.clear();
+            for (; done < Frontier.size() && Global[Frontier[done]] <= Last; ++done)
+                Batch.push_back(Frontier[done]);
+            fireBatch(gen);
+            Exchange.allToAll(Requests, RequestBytes, Incoming, IncomingOffsets);
+            lookUpRequests();
+            const std::uint32_t newStates = numberNewStates();
+            packRows();
+            storeNewStates(gen);
+            writeBatch(gen, newStates);
+            LevelNew += newStates;
+        }
+        Frontier.swap(NextFrontier);
         ++Levels;
-        if (newStates == 0)
+        if (LevelNew == 0)
             break;
         Low = High + 1;
-        High += newStates;
+        High += LevelNew;
     }
     Store->ReleaseIndex();
     if (std::getenv("GEN_DISTRIBUTED_STATS") != nullptr)
         reportStatistics();
 
+    if (BinaryParts) {
+        finishParts(gen);
+        Finished = true;
+        return Rank == 0;
+    }
     Finished = true;
     if (Rank != 0)
         return false;
@@ -183,6 +229,57 @@ bool DistributedExplorer::explore(StateSpaceGen& gen) {
         gen.Files.completeArm(gen.OutputFormat, High);
     }
     return true;
+}
+
+void DistributedExplorer::openPart(StateSpaceGen& gen, std::uint64_t runId, const char* initial) {
+    // The initial state's record, as process 0 computed it for the .var file.
+    if (Rank == 0)
+        Reward::CaptureFrom(gen.Model, Values.data());
+    MPI_Bcast(Values.data(), static_cast<int>(RecordValues), MPI_DOUBLE, 0, MPI_COMM_WORLD);
+    if (Rank == 0) {
+        Part = gen.Parts.get();
+    } else {
+        OwnPart = std::make_unique<PartWriter>();
+        try {
+            const std::string& arm = gen.Files.armName(); // <stem>.arm
+            OwnPart->open(arm.substr(0, arm.size() - 4), static_cast<std::uint32_t>(Rank),
+                          static_cast<std::uint32_t>(Size),
+                          static_cast<std::uint32_t>(gen.Model->NumPVs), runId);
+        } catch (const std::exception& error) {
+            partFailed(error);
+        }
+        RunFiles::markUnfinished(OwnPart->fileName());
+        Part = OwnPart.get();
+    }
+    if (ownerOf(initial, StateSize, Size) == Rank)
+        writePartRecord(1);
+}
+
+void DistributedExplorer::writePartRecord(std::uint32_t number) {
+    try {
+        Part->record(number, Values.data());
+    } catch (const std::exception& error) {
+        partFailed(error);
+    }
+}
+
+void DistributedExplorer::finishParts(StateSpaceGen& gen) {
+    if (Rank == 0) {
+        gen.CurrentStateNumber = gen.NumStates = gen.ExploredStates = High;
+        gen.finishExploration();
+    }
+    // No part gets its completion mark before process 0's files are complete.
+    MPI_Barrier(MPI_COMM_WORLD);
+    try {
+        Part->finish(High);
+    } catch (const std::exception& error) {
+        partFailed(error);
+    }
+    Part = nullptr;
+    OwnPart.reset();
+    if (Rank == 0)
+        gen.Parts.reset();
+    RunFiles::keepResults();
 }
 
 void DistributedExplorer::reportStatistics() const {
@@ -201,18 +298,25 @@ void DistributedExplorer::reportStatistics() const {
 
 void DistributedExplorer::addSuccessor(const char* state, double rate, std::uint32_t action) {
     const int owner = ownerOf(state, StateSize, Size);
+    // Written in place: the buffer only grows, so that an append is two copies.
     std::vector<char>& requests = Requests[owner];
+    std::size_t& used = RequestBytes[owner];
+    const std::size_t record = RequestHeader + StateSize;
+    if (used + record > requests.size())
+        requests.resize(std::max(used + record, 2 * requests.size()));
+    char* at = requests.data() + used;
     const std::uint32_t header[3] = {Source, Position, action};
-    putBytes(requests, header, RequestHeader);
-    putBytes(requests, state, StateSize);
+    std::memcpy(at, header, RequestHeader);
+    std::memcpy(at + RequestHeader, state, StateSize);
+    used += record;
     Sent[owner].push_back(static_cast<std::uint32_t>(Successors.size()));
     Successors.push_back({rate, 0, static_cast<std::uint32_t>(owner)});
     ++Position;
 }
 
-void DistributedExplorer::fireLevel(StateSpaceGen& gen) {
+void DistributedExplorer::fireBatch(StateSpaceGen& gen) {
     for (int d = 0; d < Size; ++d) {
-        Requests[d].clear();
+        RequestBytes[d] = 0;
         Sent[d].clear();
     }
     Successors.clear();
@@ -229,7 +333,7 @@ void DistributedExplorer::fireLevel(StateSpaceGen& gen) {
     FirstEnabling.clear();
     Sink sink{*this, fire};
     char* explored = Explored.data();
-    for (std::uint32_t local : Frontier) {
+    for (std::uint32_t local : Batch) {
         FirstSuccessor.push_back(static_cast<std::uint32_t>(Successors.size()));
         Source = Global[local];
         Position = 0;
@@ -362,15 +466,15 @@ std::uint32_t DistributedExplorer::numberNewStates() {
         for (std::size_t at = ReceivedOffsets[owner]; at < ReceivedOffsets[owner + 1]; at += 4)
             Successors[Sent[owner][get32(Received.data() + at)]].target = Discovered;
 
-    // The new states per state of the level, summed over the processes: their
+    // The new states per state of the batch, summed over the processes: their
     // prefix sums number the new states in discovery order.
-    const std::uint32_t width = High - Low + 1;
+    const std::uint32_t width = Last - First + 1;
     NewPerState.assign(width, 0);
     for (std::size_t k = 0; k + 1 < FirstSuccessor.size(); ++k) {
         std::uint32_t count = 0;
         for (std::uint32_t s = FirstSuccessor[k]; s < FirstSuccessor[k + 1]; ++s)
             count += Successors[s].target == Discovered ? 1 : 0;
-        NewPerState[Global[Frontier[k]] - Low] = count;
+        NewPerState[Global[Batch[k]] - First] = count;
     }
     const double start = MPI_Wtime();
     MPI_Allreduce(MPI_IN_PLACE, NewPerState.data(), static_cast<int>(width), MPI_UINT32_T, MPI_SUM,
@@ -382,13 +486,13 @@ std::uint32_t DistributedExplorer::numberNewStates() {
         count = static_cast<std::uint32_t>(total);
         total += here;
     }
-    if (High + total > 0xffffffffULL) {
+    if (std::uint64_t{High} + LevelNew + total > 0xffffffffULL) {
         if (Rank == 0)
             std::cerr << "Error: more than 4294967295 states" << std::endl;
         std::exit(1);
     }
     for (std::size_t k = 0; k + 1 < FirstSuccessor.size(); ++k) {
-        std::uint32_t next = High + NewPerState[Global[Frontier[k]] - Low] + 1;
+        std::uint32_t next = High + LevelNew + NewPerState[Global[Batch[k]] - First] + 1;
         for (std::uint32_t s = FirstSuccessor[k]; s < FirstSuccessor[k + 1]; ++s)
             if (Successors[s].target == Discovered)
                 Successors[s].target = next++;
@@ -432,16 +536,24 @@ void DistributedExplorer::packRows() {
     for (std::size_t k = 0; k + 1 < FirstSuccessor.size(); ++k) {
         for (std::uint32_t s = FirstSuccessor[k]; s < FirstSuccessor[k + 1]; ++s)
             Row.add(Successors[s].target, Successors[s].rate);
-        put32(Rows, Global[Frontier[k]]);
+        const std::uint32_t number = Global[Batch[k]];
+        if (BinaryParts)
+            writePartRow(number);
+        if (!Gathered) {
+            Row.clear();
+            continue;
+        }
+        put32(Rows, number);
         put32(Rows, Row.size());
-        for (std::uint32_t i = 0; i < Row.size(); ++i) {
+        // A binary part's rows stay here: process 0 takes only what it reports.
+        for (std::uint32_t i = 0; i < Row.size() && !BinaryParts; ++i) {
             put32(Rows, Row.target(i));
             const double rate = Row.rate(i);
             putBytes(Rows, &rate, sizeof rate);
         }
         // An absorbing state's vector, for its report.
         if (Row.empty())
-            putBytes(Rows, Store->StoredState(Frontier[k]), StateSize);
+            putBytes(Rows, Store->StoredState(Batch[k]), StateSize);
         Row.clear();
         if (!ImpulseRates.empty())
             putBytes(Rows, ImpulseRates.data() + k * ImpulseCount, ImpulseCount * sizeof(double));
@@ -458,37 +570,61 @@ void DistributedExplorer::packRows() {
     }
 }
 
+void DistributedExplorer::writePartRow(std::uint32_t number) {
+    Row.sort();
+    const std::uint32_t n = Row.size();
+    PartTargets.resize(n);
+    PartRates.resize(n);
+    for (std::uint32_t i = 0; i < n; ++i) {
+        PartTargets[i] = Row.target(i);
+        PartRates[i] = Row.rate(i);
+    }
+    try {
+        Part->row(number, PartTargets.data(), PartRates.data(), n);
+    } catch (const std::exception& error) {
+        partFailed(error);
+    }
+}
+
 void DistributedExplorer::storeNewStates(StateSpaceGen& gen) {
-    Frontier.clear();
+    // The batch's new states follow every earlier batch's in number order.
+    const std::size_t from = NextFrontier.size();
     Global.resize(LocalBeforeLevel + 1 + Candidates.size());
     for (std::uint32_t c = 0; c < Candidates.size(); ++c) {
         const std::uint32_t local = LocalBeforeLevel + 1 + c;
         Global[local] = Candidates[c].number;
-        Frontier.push_back(local);
+        NextFrontier.push_back(local);
     }
-    std::sort(Frontier.begin(), Frontier.end(),
+    const auto fresh = NextFrontier.begin() + static_cast<std::ptrdiff_t>(from);
+    std::sort(fresh, NextFrontier.end(),
               [this](std::uint32_t a, std::uint32_t b) { return Global[a] < Global[b]; });
     // Each new state's rewards, computed as the firing that reached it first
     // leaves them: the model holds the state, and that firing's action is named.
     Records.clear();
-    for (std::uint32_t local : Frontier) {
+    for (auto at = fresh; at != NextFrontier.end(); ++at) {
+        const std::uint32_t local = *at;
         gen.Fire.load(Store->StoredState(local));
         const Candidate& candidate = Candidates[local - LocalBeforeLevel - 1];
         gen.Fire.computeRewards(const_cast<BaseActionClass*>(Actions[candidate.action]));
         Reward::CaptureFrom(gen.Model, Values.data());
+        if (BinaryParts)
+            writePartRecord(Global[local]);
         put32(Records, Global[local]);
         putBytes(Records, Values.data(), Values.size() * sizeof(double));
     }
 }
 
-void DistributedExplorer::writeLevel(StateSpaceGen& gen, std::uint32_t newStates) {
-    Exchange.toFirst(Rows, Received, ReceivedOffsets);
+void DistributedExplorer::writeBatch(StateSpaceGen& gen, std::uint32_t newStates) {
+    if (Gathered)
+        Exchange.toFirst(Rows, Received, ReceivedOffsets);
     std::vector<TargetRate> row;
     std::vector<std::size_t> cursor;
-    if (Rank == 0) {
-        TextBuffer& rows = *gen.Rows;
+    if (Rank == 0 && !Gathered) {
+        for (std::uint64_t number = (First + 999ULL) / 1000 * 1000; number <= Last; number += 1000)
+            std::cout << "_$" << number << "$" << std::endl;
+    } else if (Rank == 0) {
         cursor.assign(ReceivedOffsets.begin(), ReceivedOffsets.end() - 1);
-        for (std::uint32_t number = Low; number <= High; ++number) {
+        for (std::uint32_t number = First; number <= Last; ++number) {
             int from = 0;
             while (cursor[from] == ReceivedOffsets[from + 1] ||
                    get32(Received.data() + cursor[from]) != number)
@@ -496,12 +632,14 @@ void DistributedExplorer::writeLevel(StateSpaceGen& gen, std::uint32_t newStates
             const char* at = Received.data() + cursor[from];
             const std::uint32_t count = get32(at + 4);
             at += 8;
-            row.resize(count);
-            for (std::uint32_t i = 0; i < count; ++i, at += 12) {
-                row[i].target = get32(at);
-                std::memcpy(&row[i].rate, at + 4, sizeof(double));
+            if (!BinaryParts) {
+                row.resize(count);
+                for (std::uint32_t i = 0; i < count; ++i, at += 12) {
+                    row[i].target = get32(at);
+                    std::memcpy(&row[i].rate, at + 4, sizeof(double));
+                }
+                gen.Rows->line(number);
             }
-            rows.line(number);
             if (number % 1000 == 0)
                 std::cout << "_$" << number << "$" << std::endl;
             if (count == 0) {
@@ -519,7 +657,8 @@ void DistributedExplorer::writeLevel(StateSpaceGen& gen, std::uint32_t newStates
                 }
                 at += StateSize;
             }
-            rows.rateRow(row.data(), count);
+            if (!BinaryParts)
+                gen.Rows->rateRow(row.data(), count);
             if (gen.ImpulseOut) {
                 Impulses.resize(ImpulseCount);
                 std::memcpy(Impulses.data(), at, ImpulseCount * sizeof(double));
@@ -550,7 +689,8 @@ void DistributedExplorer::writeLevel(StateSpaceGen& gen, std::uint32_t newStates
     if (Rank == 0) {
         const std::size_t record = 4 + RecordValues * sizeof(double);
         cursor.assign(ReceivedOffsets.begin(), ReceivedOffsets.end() - 1);
-        for (std::uint32_t number = High + 1; number <= High + newStates; ++number) {
+        const std::uint32_t firstNew = High + LevelNew + 1;
+        for (std::uint32_t number = firstNew; number < firstNew + newStates; ++number) {
             int from = 0;
             while (cursor[from] == ReceivedOffsets[from + 1] ||
                    get32(Received.data() + cursor[from]) != number)

@@ -108,22 +108,38 @@ Model readModelFromParts(const std::string& stem) {
         model.exactImpulses = true;
     }
     std::vector<std::uint8_t> rowSeen(states, 0);
+    // The rows of all parts merged in ascending state order, as the .arm holds
+    // them: the matrix's entries, and the sums over them, come in the order of
+    // the text form, so both forms give the same values to the last bit.
+    std::vector<PartEntry> heads(parts.size());
+    std::vector<std::uint8_t> live(parts.size());
+    const auto nextRow = [&](std::size_t k) {
+        while ((live[k] = parts[k]->next(heads[k]) ? 1 : 0) != 0 && !heads[k].isRow) {
+        }
+    };
     model.matrix =
         rowsToMatrix(parts[0]->path(), states, model.rewards, [&](bool fill, auto&& entry) {
-            PartEntry e;
-            for (auto& part : parts) {
-                part->rewind();
-                while (part->next(e)) {
-                    if (!e.isRow)
-                        continue;
-                    if (!fill) {
-                        if (rowSeen[e.state - 1] != 0)
-                            part->fail("a second row of state " + std::to_string(e.state));
-                        rowSeen[e.state - 1] = 1;
-                    }
-                    for (std::uint32_t k = 0; k < e.count; ++k)
-                        entry(e.state - 1, e.targets[k] - 1, e.values[k]);
+            for (std::size_t k = 0; k < parts.size(); ++k) {
+                parts[k]->rewind();
+                nextRow(k);
+            }
+            for (;;) {
+                std::size_t first = parts.size();
+                for (std::size_t k = 0; k < parts.size(); ++k)
+                    if (live[k] != 0 &&
+                        (first == parts.size() || heads[k].state < heads[first].state))
+                        first = k;
+                if (first == parts.size())
+                    break;
+                const PartEntry& e = heads[first];
+                if (!fill) {
+                    if (rowSeen[e.state - 1] != 0)
+                        parts[first]->fail("a second row of state " + std::to_string(e.state));
+                    rowSeen[e.state - 1] = 1;
                 }
+                for (std::uint32_t k = 0; k < e.count; ++k)
+                    entry(e.state - 1, e.targets[k] - 1, e.values[k]);
+                nextRow(first);
             }
             if (fill)
                 return;

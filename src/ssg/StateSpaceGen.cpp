@@ -6,8 +6,8 @@
 #include "base/CopyBytes.h"
 #include "base/NewArray.h"
 #include "output/ImpulseFile.h"
-#include "output/PartWriter.h"
 #include "output/NumberFormat.h"
+#include "output/PartWriter.h"
 #include "output/TextBuffer.h"
 #include "pv/PVModel.h"
 #include "ssg/ExplorationHook.h"
@@ -244,8 +244,9 @@ void StateSpaceGen::beginExploration(const char* armName, const char* varName,
         Parts = std::make_unique<PartWriter>();
         try {
             const std::string& arm = Files.armName(); // <stem>.arm
-            Parts->open(arm.substr(0, arm.size() - 4), 0, 1,
-                        static_cast<std::uint32_t>(Model->NumPVs), PartWriter::newRunId());
+            Parts->open(arm.substr(0, arm.size() - 4), 0, PartCount,
+                        static_cast<std::uint32_t>(Model->NumPVs),
+                        PartRunId != 0 ? PartRunId : PartWriter::newRunId());
         } catch (const std::exception& error) {
             partFailed(error);
         }
@@ -255,7 +256,10 @@ void StateSpaceGen::beginExploration(const char* armName, const char* varName,
     }
     std::cout.setf(std::ios::scientific, std::ios::floatfield);
     RewardOut = std::make_unique<Reward>(Model, OutputFormat, varName, true);
-    RewardOut->alsoTo(Parts.get());
+    // The parts of a run spread over processes (a shared identifier) get
+    // their records from the processes that own the states.
+    if (PartRunId == 0)
+        RewardOut->alsoTo(Parts.get());
     RunFiles::markUnfinished(varName);
     if (Fire.talliesImpulses()) {
         ImpulseOut = std::make_unique<ImpulseFile>(Files.impName());
@@ -488,14 +492,17 @@ void StateSpaceGen::newState(const char* state, double rate, const double* rewar
 
 // ---- Exploration with deterministic actions ----
 
+void StateSpaceGen::refuseBinaryRowsDeterministic() {
+    std::cerr << "Error: --binary-rows: the model has deterministic activities, whose rows "
+                 "only the text .arm file holds; run without the option"
+              << std::endl;
+    std::exit(1);
+}
+
 void StateSpaceGen::GenStateSpaceDeterministic(const char* armName, const char* varName,
                                                const char* detName) {
-    if (BinaryRows) {
-        std::cerr << "Error: --binary-rows: the model has deterministic activities, whose rows "
-                     "only the text .arm file holds; run without the option"
-                  << std::endl;
-        std::exit(1);
-    }
+    if (BinaryRows)
+        refuseBinaryRowsDeterministic();
     beginDeterministic(armName, varName, detName);
     for (std::uint32_t number = firstToExplore(); number != 0; number = nextToExplore()) {
         if (traces(1))

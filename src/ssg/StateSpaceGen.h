@@ -67,6 +67,16 @@ public:
     // With `on`, the rows and reward records go to the binary row form (one
     // part, see PartWriter) in place of the text .arm; call before GenStateSpace.
     void writeBinaryRows(bool on) { BinaryRows = on; }
+    // The generator's part is part 0 of `parts`, all named by `runId`: the
+    // exploration spread over processes writes the others, and every part's
+    // records (see PartWriter).
+    void shareBinaryRows(std::uint32_t parts, std::uint64_t runId) {
+        PartCount = parts;
+        PartRunId = runId;
+    }
+    // Ends the run (status 1), with its one line, for a model with
+    // deterministic activities explored with the binary row form.
+    static void refuseBinaryRowsDeterministic();
     // Records a load factor; the store keeps the one it was built with.
     void setHashValue(double value) { HashValue = value; }
 
@@ -179,10 +189,12 @@ private:
     // Per enabling of a deterministic action, the state and the action's name (not
     // owned: the action's), in exploration order; written to the .dac file.
     std::vector<std::pair<std::uint32_t, const char*>> DetActivities;
-    bool BinaryRows = false;                      // rows go to the binary part, not .arm
-    std::unique_ptr<PartWriter> Parts;            // owned during a binary-rows exploration
-    std::vector<std::uint32_t> PartTargets;       // the row being written to Parts
-    std::vector<double> PartRates;                // its rates
+    bool BinaryRows = false;                // rows go to the binary part, not .arm
+    std::unique_ptr<PartWriter> Parts;      // owned during a binary-rows exploration
+    std::uint32_t PartCount = 1;            // parts of the run; Parts is part 0
+    std::uint64_t PartRunId = 0;            // their shared identifier; 0: a fresh one
+    std::vector<std::uint32_t> PartTargets; // the row being written to Parts
+    std::vector<double> PartRates;          // its rates
     // Per enabling of a deterministic action (as DetActivities), per variable:
     // the impulse its firing and the zero-time path after it earn, weighted by
     // the action's share and the path's probability. Only for a model with

@@ -77,6 +77,20 @@ for bad in 3 4 5 6 7; do
 done
 [ "$others" -gt 0 ] || fail "no model error was reported by a process other than the first"
 
+# The binary row form: a model error leaves no part with a completion mark
+# ("DONE" at byte 40), and a deterministic model is refused as on one process.
+partComplete() {
+    [ "$(od -An -c -j40 -N4 "$1" | tr -d ' ')" = "DONE" ]
+}
+for bad in 4 6; do
+    expect_like_one "loopbin$bad" 2 "$loop" -P./ -Nrun -B0 "-Oi:Bad:$bad" --binary-rows
+    for part in "$scratch/loopbin$bad-p2"/run.rows.*; do
+        [ -e "$part" ] || continue
+        partComplete "$part" && fail "loopbin$bad: $part looks complete"
+    done
+done
+expect_like_one binary-det 2 "$build/gen-timer" -P./ -Nrun -B0 --binary-rows
+
 # An output folder that does not exist.
 expect_like_one vanished 3 "$build/gen-kanban" -P./gone/ -Nrun -B0
 

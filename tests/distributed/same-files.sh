@@ -2,8 +2,9 @@
 # Runs a model's executable on one process, then under mpirun on each number
 # of processes given, and fails unless every result file and the standard
 # output (but the processor-time line) are the same bytes as the one-process
-# run's. The one-process exploration is the reference: its own tests hold its
-# counts and files to hand-derived values.
+# run's, also with each level explored in small batches. The one-process
+# exploration is the reference: its own tests hold its counts and files to
+# hand-derived values.
 #
 #   same-files.sh <mpiexec> <executable> "<options>" <processes>...
 set -euo pipefail
@@ -31,21 +32,30 @@ run() {
 
 run one env
 files=$(cd "$scratch/one" && ls)
-for p in "$@"; do
-    run "p$p" "$mpiexec" --oversubscribe -np "$p"
+# same <folder> <what>: the run in <folder> wrote the one-process files and output.
+same() {
     for file in $files; do
-        cmp "$scratch/one/$file" "$scratch/p$p/$file" || {
-            echo "FAIL: $file differs at $p processes ($exe $options)" >&2
+        cmp "$scratch/one/$file" "$scratch/$1/$file" || {
+            echo "FAIL: $file differs at $2 ($exe $options)" >&2
             exit 1
         }
     done
-    [ "$(ls "$scratch/p$p")" = "$files" ] || {
-        echo "FAIL: other files at $p processes: $(ls "$scratch/p$p")" >&2
+    [ "$(ls "$scratch/$1")" = "$files" ] || {
+        echo "FAIL: other files at $2: $(ls "$scratch/$1")" >&2
         exit 1
     }
-    diff "$scratch/one.lines" "$scratch/p$p.lines" >&2 || {
-        echo "FAIL: standard output differs at $p processes ($exe $options)" >&2
+    diff "$scratch/one.lines" "$scratch/$1.lines" >&2 || {
+        echo "FAIL: standard output differs at $2 ($exe $options)" >&2
         exit 1
     }
+}
+for p in "$@"; do
+    run "p$p" "$mpiexec" --oversubscribe -np "$p"
+    same "p$p" "$p processes"
+    # Levels explored in batches of one or two states per process.
+    if [ "$p" -eq 2 ] || [ "$p" -eq 3 ]; then
+        run "b$p" env GEN_DISTRIBUTED_BATCH=$((p - 1)) "$mpiexec" --oversubscribe -np "$p"
+        same "b$p" "$p processes in batches of $((p - 1)) states per process"
+    fi
 done
-echo "same files and output on 1 and $* processes: $exe $options ($files)"
+echo "same files and output on 1 and $* processes, and in batches: $exe $options ($files)"

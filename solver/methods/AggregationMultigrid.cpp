@@ -1,5 +1,6 @@
 #include "methods/AggregationMultigrid.h"
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 
@@ -23,7 +24,8 @@ AggregationMultigrid::AggregationMultigrid(const SparseSystem& system, std::uint
     std::uint32_t reference = system.closed ? system.reference : kNone;
     while (levels_.back().size > coarsest) {
         // Two rounds of pairing make aggregates of up to four: coarsening by
-        // about four keeps a W-cycle at about twice the work of its finest level.
+        // about four keeps a W-cycle at about twice the work of its finest level
+        // (a V-cycle at 4/3).
         std::vector<std::uint32_t> first, second;
         std::vector<double> firstWeight, secondWeight;
         const std::uint32_t keep = reference;
@@ -47,6 +49,37 @@ AggregationMultigrid::AggregationMultigrid(const SparseSystem& system, std::uint
         level.r.resize(level.size);
     }
     factorCoarsest();
+}
+
+void AggregationMultigrid::checkCycle() {
+    if (ok_ && levels_.size() > 2 && grows())
+        wCycle_ = false;
+}
+
+bool AggregationMultigrid::grows() const {
+    // Two transposed cycles on B^T z = 1, the second from the first one's
+    // residual. B^T z = 1 is the system of the times w that the error bound
+    // solves for, and its solution is positive and of the size of those times.
+    const bool transposed = true;
+    const Level& finest = levels_[0];
+    const std::uint32_t n = finest.size;
+    std::vector<double> z(n);
+    double first = 0.0, second = 0.0;
+    std::fill(finest.b.begin(), finest.b.end(), 1.0);
+    cycle(0, transposed, true);
+    residual(finest, transposed);
+    for (std::uint32_t i = 0; i < n; ++i)
+        first = std::max(first, std::fabs(finest.r[i]));
+    z = finest.x;
+    finest.b = finest.r;
+    cycle(0, transposed, true);
+    for (std::uint32_t i = 0; i < n; ++i)
+        finest.x[i] += z[i];
+    std::fill(finest.b.begin(), finest.b.end(), 1.0);
+    residual(finest, transposed);
+    for (std::uint32_t i = 0; i < n; ++i)
+        second = std::max(second, std::fabs(finest.r[i]));
+    return !(second <= first);
 }
 
 AggregationMultigrid::Level AggregationMultigrid::pair(const Level& fine, std::uint32_t keep,
@@ -291,7 +324,7 @@ void AggregationMultigrid::cycle(std::uint32_t l, bool transposed, bool zero) co
     for (std::uint32_t i = 0; i < fine.size; ++i)
         coarse.b[fine.aggregate[i]] += transposed ? fine.weight[i] * fine.r[i] : fine.r[i];
     cycle(l + 1, transposed, true);
-    if (l + 2 < levels_.size()) // the coarsest level's solve is exact already
+    if (wCycle_ && l + 2 < levels_.size()) // the coarsest level's solve is exact already
         cycle(l + 1, transposed, false);
     for (std::uint32_t i = 0; i < fine.size; ++i)
         fine.x[i] +=

@@ -6,9 +6,10 @@
 // product with piecewise constant interpolation, which keeps an M-matrix an
 // M-matrix), and the coarsest level is solved densely. One application is a
 // W-cycle: forward Gauss-Seidel sweeps, two corrections from the level below,
-// backward sweeps. The transposed application is the exact transpose of that
-// operator, for the transposed system. Both run on one thread, so the results do
-// not depend on the number of threads.
+// backward sweeps; a V-cycle (one correction) where checkCycle() finds that two
+// transposed W-cycles in a row grow the residual on B^T z = 1. The transposed application is the
+// exact transpose of that operator, for the transposed system. Both run on one thread, so the
+// results do not depend on the number of threads.
 
 #include "methods/Preconditioner.h"
 #include "methods/SparseSystem.h"
@@ -32,6 +33,13 @@ public:
     explicit AggregationMultigrid(const SparseSystem& system, std::uint32_t coarsest = kCoarsest);
 
     bool ok() const { return ok_; }
+    // Whether an application is a W-cycle (two corrections from each level
+    // below) rather than a V-cycle (one).
+    bool wCycle() const { return wCycle_; }
+    // Turns the application into a V-cycle where two transposed W-cycles in a row
+    // grow the residual on B^T z = 1 (see grows()). Not part of the constructor:
+    // only the system whose B^T is solved needs it.
+    void checkCycle();
     // Levels including the system's own.
     std::uint32_t levels() const { return static_cast<std::uint32_t>(levels_.size()); }
     // Unknowns of level l.
@@ -73,10 +81,16 @@ private:
     void smooth(const Level& level, bool transposed, bool forward, bool zero) const;
     void residual(const Level& level, bool transposed) const;
     void solveCoarsest(bool transposed) const;
+    // Whether a second transposed W-cycle on B^T z = 1, from the first one's
+    // residual, leaves a larger residual than the first (or one that is not a
+    // number): a coarse correction that overshoots, repeated on every level,
+    // grows the iterate with the depth of the levels.
+    bool grows() const;
 
     std::vector<Level> levels_;
     std::vector<double> lu_; // the coarsest level's LU factors, row-major
     bool ok_ = true;
+    bool wCycle_ = true;
 };
 
 } // namespace gensolver

@@ -204,6 +204,7 @@ KrylovSolve krylov(const RateMatrix& m, const Components& comps, std::uint32_t c
         }
         if (!multigrid->ok())
             return out;
+        multigrid->checkCycle();
         preconditioner = std::move(multigrid);
     } else {
         auto ilu = std::make_unique<IluPreconditioner>(pool, *built);

@@ -15,7 +15,10 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
+#include <limits>
+#include <map>
 
 namespace {
 
@@ -63,7 +66,8 @@ void expectLimit(std::uint32_t n, const std::vector<Transition>& ts,
 
 // The system of a whole irreducible chain as one closed class.
 struct ClosedSystem {
-    ClosedSystem(std::uint32_t n, const std::vector<Transition>& ts, std::uint32_t reference)
+    ClosedSystem(std::uint32_t n, const std::vector<Transition>& ts, std::uint32_t reference,
+                 bool balanced = false)
         : m(gensolver::buildRateMatrix(n, ts)), local(n), none(n, 0.0) {
         comps.component.assign(n, 0);
         comps.first = {0, n};
@@ -71,8 +75,8 @@ struct ClosedSystem {
         comps.leaving.assign(n, 0.0);
         for (std::uint32_t i = 0; i < n; ++i)
             comps.order.push_back(i);
-        system =
-            std::make_unique<gensolver::SparseSystem>(m, comps, 0, true, none, local, reference);
+        system = std::make_unique<gensolver::SparseSystem>(m, comps, 0, true, none, local,
+                                                           reference, balanced);
     }
     gensolver::RateMatrix m;
     gensolver::Components comps;
@@ -168,6 +172,82 @@ TEST(AggregationMultigrid, CyclesConvergeWhereTheSolutionSpansOrdersOfMagnitude)
     for (const std::uint32_t s : {n - 2, n - 1 - side, n - 3 - 2 * side, n - 1 - 5 * side})
         EXPECT_NEAR(y[s] / std::pow(5.0, double(s / side + s % side) - 2.0 * (side - 1)), 1.0, 1e-8)
             << "state " << s;
+}
+
+// The repairable multiprocessor of n processors and memories (rates as in
+// expectMultiprocessor) with its states numbered breadth-first from every unit
+// up, as the generator numbers them; reference is set to its most likely state,
+// from the product of binomials.
+std::vector<Transition> breadthFirstMultiprocessor(int n, std::uint32_t& states,
+                                                   std::uint32_t& reference) {
+    const double rate[4][2] = {{1e-3, 0.05}, {5e-4, 0.05}, {1e-4, 0.5}, {2e-5, 0.25}};
+    const int units[4] = {n, n, 2, 1};
+    using Up = std::array<int, 4>;
+    std::map<Up, std::uint32_t> number;
+    std::vector<Up> queue{{n, n, 2, 1}};
+    number[queue[0]] = 0;
+    std::vector<Transition> ts;
+    double best = -1e300;
+    for (std::size_t at = 0; at < queue.size(); ++at) {
+        const Up u = queue[at];
+        double logPi = 0.0; // binomials: up with probability mu / (lambda + mu)
+        for (int k = 0; k < 4; ++k)
+            logPi += std::lgamma(units[k] + 1.0) - std::lgamma(u[k] + 1.0) -
+                     std::lgamma(units[k] - u[k] + 1.0) + u[k] * std::log(rate[k][1]) +
+                     (units[k] - u[k]) * std::log(rate[k][0]);
+        if (logPi > best) {
+            best = logPi;
+            reference = static_cast<std::uint32_t>(at);
+        }
+        for (int k = 0; k < 4; ++k)
+            for (const int step : {-1, 1}) {
+                Up v = u;
+                v[k] += step;
+                if (v[k] < 0 || v[k] > units[k])
+                    continue;
+                auto [it, added] = number.emplace(v, static_cast<std::uint32_t>(queue.size()));
+                if (added)
+                    queue.push_back(v);
+                ts.push_back({static_cast<std::uint32_t>(at), it->second,
+                              step < 0 ? rate[k][0] * u[k] : rate[k][1] * (units[k] - u[k])});
+            }
+    }
+    states = static_cast<std::uint32_t>(queue.size());
+    return ts;
+}
+
+TEST(AggregationMultigrid, TransposedCyclesContractOnABreadthFirstNumberedChain) {
+    // Cycles on B^T w = 1 (the times to reach the reference), each from the last
+    // residual, must cut that residual on a chain numbered as the generator
+    // numbers it: a coarse correction that overshoots, repeated on every level,
+    // grows the iterate without bound instead.
+    for (const int n : {20, 40}) {
+        SCOPED_TRACE(n);
+        std::uint32_t states = 0, reference = 0;
+        const std::vector<Transition> ts = breadthFirstMultiprocessor(n, states, reference);
+        const ClosedSystem c(states, ts, reference, true);
+        gensolver::AggregationMultigrid mg(*c.system, 8);
+        ASSERT_TRUE(mg.ok());
+        mg.checkCycle();
+        gensolver::Parallel pool(1);
+        std::vector<double> w(states, 0.0), bw(states), r(states, 1.0), z(states);
+        // The first cycle's max |r| may exceed that of w = 0; from there on each
+        // cycle must halve it.
+        double previous = std::numeric_limits<double>::infinity();
+        for (int cycle = 0; cycle < 8; ++cycle) {
+            mg.applyTransposed(pool, r, z);
+            for (std::uint32_t k = 0; k < states; ++k)
+                w[k] += z[k];
+            c.system->multiplyTransposed(w, bw);
+            double norm = 0.0;
+            for (std::uint32_t k = 0; k < states; ++k)
+                norm = std::max(norm, std::fabs(r[k] = 1.0 - bw[k]));
+            if (previous > 1e-9) { // above the rounding floor of times up to about 1e3
+                EXPECT_LE(norm, previous / 2) << "cycle " << cycle;
+            }
+            previous = norm;
+        }
+    }
 }
 
 // The repairable multiprocessor of n processors and memories with every rate

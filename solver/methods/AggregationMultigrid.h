@@ -33,12 +33,10 @@ public:
     explicit AggregationMultigrid(const SparseSystem& system, std::uint32_t coarsest = kCoarsest);
 
     bool ok() const { return ok_; }
-    // Whether an application is a W-cycle (two corrections from each level
-    // below) rather than a V-cycle (one).
-    bool wCycle() const { return wCycle_; }
     // Turns the application into a V-cycle where two transposed W-cycles in a row
     // grow the residual on B^T z = 1 (see grows()). Not part of the constructor:
-    // only the system whose B^T is solved needs it.
+    // the first cycle that picks the reference is applied forward only, and the
+    // system solved (and its w) is the one built with that reference.
     void checkCycle();
     // Levels including the system's own.
     std::uint32_t levels() const { return static_cast<std::uint32_t>(levels_.size()); }
@@ -90,7 +88,7 @@ private:
     std::vector<Level> levels_;
     std::vector<double> lu_; // the coarsest level's LU factors, row-major
     bool ok_ = true;
-    bool wCycle_ = true;
+    bool wCycle_ = true; // two corrections from each level below, else one
 };
 
 } // namespace gensolver

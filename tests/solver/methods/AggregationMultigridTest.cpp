@@ -61,7 +61,10 @@ void expectLimit(std::uint32_t n, const std::vector<Transition>& ts,
     for (std::uint32_t i = 0; i < n; ++i)
         distance += std::fabs(static_cast<long double>(limit.distribution[i]) - exact[i]);
     EXPECT_LE(limit.errorEstimate, 2e-12);
-    EXPECT_LE(static_cast<double>(distance), limit.errorEstimate + 1e-14) << limit.method();
+    // The bound rests on a residual summed in long double; where long double is
+    // computed as double (under Valgrind), that sum's own rounding is not covered.
+    const double slack = solvertest::extendedPrecision() ? 1e-14 : 1e-12;
+    EXPECT_LE(static_cast<double>(distance), limit.errorEstimate + slack) << limit.method();
 }
 
 // The system of a whole irreducible chain as one closed class.

@@ -6,11 +6,12 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <string>
 
 namespace gensolver {
 
-EmbeddedChain::EmbeddedChain(const RegenerativeModel& m, double epsilon)
+EmbeddedChain::EmbeddedChain(const RegenerativeModel& m, double epsilon, std::uint64_t maxSteps)
     : m_(m), subordinated_(m.delays.size()), local_(m.states(), 0) {
     for (std::uint32_t i = 0; i < m.states(); ++i)
         if (m.group[i] != RegenerativeModel::kNoDelay) {
@@ -26,13 +27,26 @@ EmbeddedChain::EmbeddedChain(const RegenerativeModel& m, double epsilon)
         for (const std::uint32_t i : s.states)
             maxExit = std::max(maxExit, m.exitRate[i]);
         s.rate = maxExit * 1.02;
-        s.weights = poissonWeights(s.rate * s.delay, epsilon);
+        // Refused before the weights are formed: their tail alone would hold a
+        // number per step.
+        const double lambda = s.rate * s.delay;
+        if (lambda + 10.0 * std::sqrt(lambda) + 50.0 > static_cast<double>(maxSteps)) {
+            char text[160];
+            std::snprintf(text, sizeof text,
+                          "the deterministic delay %.6g, with rates up to %.6g in the states "
+                          "that await it, needs about %.3g uniformization steps",
+                          s.delay, maxExit, lambda);
+            throw SolveError(std::string(text) + ", more than the " + std::to_string(maxSteps) +
+                             " allowed (raise --max-steps)");
+        }
+        s.weights = poissonWeights(lambda, epsilon);
         // P(N > k) = 1 below the first weight kept, then 1 minus the kept weights.
         double below = 1.0;
-        s.tailOverRate.resize(s.weights.right + 1);
-        for (std::uint64_t k = 0; k <= s.weights.right; ++k) {
+        s.tailOverRate.resize(s.weights.right + 1 - s.weights.left);
+        for (std::uint64_t k = s.weights.left; k <= s.weights.right; ++k) {
             below -= s.weights.at(k);
-            s.tailOverRate[k] = s.rate > 0.0 ? std::max(below, 0.0) / s.rate : 0.0;
+            s.tailOverRate[k - s.weights.left] =
+                s.rate > 0.0 ? std::max(below, 0.0) / s.rate : 0.0;
         }
         // Mixing with the kept weights errs by their bound; the integral by the tail
         // cut off after `right`, per unit of rate.
@@ -67,7 +81,7 @@ void EmbeddedChain::propagate(const Subordinated& s, std::uint32_t g) {
         const double invq = 1.0 / s.rate;
         for (std::uint64_t k = 0;; ++k) {
             const double wk = s.weights.at(k);
-            const double tk = s.tailOverRate[k];
+            const double tk = s.overRate(k);
             for (std::size_t l = 0; l < n; ++l) {
                 y_[l] += wk * v_[l];
                 z_[l] += tk * v_[l];
@@ -212,12 +226,12 @@ double sum(const std::vector<double>& v) {
 } // namespace
 
 RegenerativeLimit solveRegenerativeLimit(const RegenerativeModel& m, double tolerance,
-                                         std::uint64_t maxSweeps) {
+                                         std::uint64_t maxSweeps, std::uint64_t maxSteps) {
     const std::uint32_t n = m.states();
     const std::vector<std::uint32_t> cls = closedClassFromFirst(m);
     RegenerativeLimit limit;
     limit.classStates = static_cast<std::uint32_t>(cls.size());
-    EmbeddedChain chain(m, tolerance / 4.0);
+    EmbeddedChain chain(m, tolerance / 4.0, maxSteps);
     // From state 1 when it lies in the class (a queue starting empty settles
     // soonest from there), else evenly over the class.
     std::vector<double> nu(n, 0.0);

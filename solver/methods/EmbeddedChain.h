@@ -27,8 +27,9 @@ struct EmbeddedStep {
 class EmbeddedChain {
 public:
     // `m` is not owned and outlives the chain; epsilon bounds each uniformization's
-    // truncation error.
-    EmbeddedChain(const RegenerativeModel& m, double epsilon);
+    // truncation error. Throws SolveError naming the delay when one run over its
+    // list would take more than maxSteps uniformization steps.
+    EmbeddedChain(const RegenerativeModel& m, double epsilon, std::uint64_t maxSteps);
     EmbeddedChain(const EmbeddedChain&) = delete;
     EmbeddedChain& operator=(const EmbeddedChain&) = delete;
 
@@ -59,7 +60,12 @@ private:
         double rate = 0.0;                 // uniformization rate q_d, 0 when nothing leaves
         std::vector<std::uint32_t> states; // the states of the delay's list
         PoissonWeights weights;            // of q_d * delay
-        std::vector<double> tailOverRate;  // per k <= right: P(N > k) / q_d
+        // P(N > k) / q_d for left <= k <= right, at k - left; below left it is 1 / q_d.
+        std::vector<double> tailOverRate;
+        double overRate(std::uint64_t k) const {
+            return k < weights.left ? (rate > 0.0 ? 1.0 / rate : 0.0)
+                                    : tailOverRate[k - weights.left];
+        }
     };
     void runSubordinated(const Subordinated& s, std::uint32_t g, const std::vector<double>& nu,
                          EmbeddedStep& out);
@@ -89,8 +95,9 @@ struct RegenerativeLimit {
 };
 
 // Throws SolveError when more than one closed class is reachable from state 1 (the
-// probability of ending in each is not computed here).
+// probability of ending in each is not computed here), or when a delay's run would
+// take more than maxSteps uniformization steps.
 RegenerativeLimit solveRegenerativeLimit(const RegenerativeModel& m, double tolerance,
-                                         std::uint64_t maxSweeps);
+                                         std::uint64_t maxSweeps, std::uint64_t maxSteps);
 
 } // namespace gensolver

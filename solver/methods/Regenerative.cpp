@@ -153,7 +153,8 @@ Solution solveRegenerative(const RegenerativeModel& m, const SolveOptions& optio
     std::optional<RegenerativeLimit> limit;
     auto limitResult = [&](Result& r, std::size_t p, bool earning) {
         if (!limit)
-            limit = solveRegenerativeLimit(m, options.limit.tolerance, options.limit.maxSweeps);
+            limit = solveRegenerativeLimit(m, options.limit.tolerance, options.limit.maxSweeps,
+                                          options.transient.maxSteps);
         const Rewards& rw = m.rewards[p];
         double value = dotProduct(limit->time, rw.rate);
         double scale = maxAbs(rw.rate);

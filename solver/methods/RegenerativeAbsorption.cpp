@@ -142,7 +142,7 @@ void appendRegenerativeAbsorption(const RegenerativeModel& m, const SolveOptions
                                   Solution& solution) {
     const std::uint32_t n = m.states();
     const std::size_t nv = m.variables.size();
-    EmbeddedChain chain(m, kRowEpsilon);
+    EmbeddedChain chain(m, kRowEpsilon, options.transient.maxSteps);
     {
         std::vector<std::uint64_t> listed(m.delays.size(), 0);
         for (const std::int32_t g : m.group)

@@ -15,6 +15,7 @@
 
 #include <cmath>
 #include <numeric>
+#include <string>
 #include <vector>
 
 namespace {
@@ -57,7 +58,7 @@ TEST(RegenerativeLimit, MD1QueueMatchesPollaczekKhinchine) {
             waiting[k] = k > 0 ? k - 1 : 0; // customers in the queue
         }
         const RegenerativeModel m = modelOf(p, {count, waiting});
-        const RegenerativeLimit l = solveRegenerativeLimit(m, 1e-13, 100000);
+        const RegenerativeLimit l = solveRegenerativeLimit(m, 1e-13, 100000, 100000000);
         ASSERT_TRUE(l.converged);
         EXPECT_EQ(l.classStates, n + 1);
         const double L = rho + rho * rho / (2.0 * (1.0 - rho));
@@ -112,7 +113,7 @@ double erlangFractionB(std::uint32_t k) {
 
 TEST(RegenerativeLimit, ErlangChainsOfGrowingOrderConvergeToIt) {
     const RegenerativeModel m = modelOf(cycle(), {{0.0, 1.0, 0.0}});
-    const RegenerativeLimit l = solveRegenerativeLimit(m, 1e-13, 100000);
+    const RegenerativeLimit l = solveRegenerativeLimit(m, 1e-13, 100000, 100000000);
     const double value = l.time[1];
     EXPECT_NEAR(value, cycleFractionB(), 1e-12);
     double last = 1.0;
@@ -128,8 +129,7 @@ TEST(RegenerativeLimit, ErlangChainsOfGrowingOrderConvergeToIt) {
 // both fire to 2, which returns to 0 at rate c. Kept clock (one list): 0 and 1
 // last d together. Restarted clock (1 under its own group): 0 lasts min(Exp(a),
 // d), and 1 a full d after a jump.
-Process relay(bool keepClock) {
-    constexpr double a = 0.7, c = 2.0, d = 1.5;
+Process relay(bool keepClock, double a = 0.7, double c = 2.0, double d = 1.5) {
     Process p;
     p.states = 3;
     p.delays = keepClock ? std::vector<double>{d} : std::vector<double>{d, d};
@@ -138,14 +138,36 @@ Process relay(bool keepClock) {
     return p;
 }
 
+// A delay long against its list's rates: the Poisson weights of about 120 steps
+// start well above 0, so the expected times rest on the tail kept from there on.
+// A delay needing more steps than allowed is refused before anything is formed.
+TEST(RegenerativeLimit, LongDelaysAgainstFastRatesAreSolvedOrRefusedByTheirSteps) {
+    constexpr double a = 40.0, c = 2.0, d = 3.0;
+    const std::vector<double> inRelay{0.0, 0.0, 1.0};
+    const RegenerativeLimit l =
+        solveRegenerativeLimit(modelOf(relay(false, a, c, d), {inRelay}), 1e-13, 100000, 100000000);
+    const double jump = 1.0 - std::exp(-a * d);
+    EXPECT_NEAR(l.time[2], (1.0 / c) / (jump / a + jump * d + 1.0 / c), 1e-12);
+
+    try {
+        solveRegenerativeLimit(modelOf(relay(false, a, c, 1e12), {inRelay}), 1e-13, 100000,
+                               100000000);
+        FAIL() << "a delay of 1e12 at rate 40 was not refused";
+    } catch (const SolveError& e) {
+        EXPECT_NE(std::string(e.what()).find("deterministic delay 1e+12"), std::string::npos)
+            << e.what();
+        EXPECT_NE(std::string(e.what()).find("--max-steps"), std::string::npos) << e.what();
+    }
+}
+
 TEST(RegenerativeLimit, ExponentialFiringsInsideTheListKeepTheClock) {
     constexpr double a = 0.7, c = 2.0, d = 1.5;
     const std::vector<double> inRelay{0.0, 0.0, 1.0};
     const RegenerativeLimit kept =
-        solveRegenerativeLimit(modelOf(relay(true), {inRelay}), 1e-13, 100000);
+        solveRegenerativeLimit(modelOf(relay(true), {inRelay}), 1e-13, 100000, 100000000);
     EXPECT_NEAR(kept.time[2], (1.0 / c) / (d + 1.0 / c), 1e-12);
     const RegenerativeLimit restarted =
-        solveRegenerativeLimit(modelOf(relay(false), {inRelay}), 1e-13, 100000);
+        solveRegenerativeLimit(modelOf(relay(false), {inRelay}), 1e-13, 100000, 100000000);
     const double jump = 1.0 - std::exp(-a * d);
     EXPECT_NEAR(restarted.time[2], (1.0 / c) / (jump / a + jump * d + 1.0 / c), 1e-12);
 }
@@ -156,7 +178,7 @@ TEST(RegenerativeLimit, RefusesSeveralClosedClasses) {
     p.delays = {1.0};
     p.group = {0, RegenerativeModel::kNoDelay, RegenerativeModel::kNoDelay};
     p.arcs = {{0, 1, 0.5, true}, {0, 2, 0.5, true}};
-    EXPECT_THROW(solveRegenerativeLimit(modelOf(p, {{0.0, 1.0, 0.0}}), 1e-12, 1000), SolveError);
+    EXPECT_THROW(solveRegenerativeLimit(modelOf(p, {{0.0, 1.0, 0.0}}), 1e-12, 1000, 100000000), SolveError);
 }
 
 // 0 holds for exactly d, then 1 returns to 0 at rate mu.

@@ -43,6 +43,11 @@ AggregationMultigrid::AggregationMultigrid(const SparseSystem& system, std::uint
         levels_.back().weight = std::move(firstWeight);
         levels_.push_back(std::move(quarter));
     }
+    if (levels_.back().size > std::max(coarsest, kDenseLimit)) {
+        // The pairing stalled on a level too large for a dense factorisation.
+        ok_ = false;
+        return;
+    }
     for (Level& level : levels_) {
         level.x.resize(level.size);
         level.b.resize(level.size);
@@ -87,28 +92,42 @@ AggregationMultigrid::Level AggregationMultigrid::pair(const Level& fine, std::u
                                                        std::vector<double>& weight) {
     map.assign(fine.size, kNone);
     weight.assign(fine.size, 1.0);
+    // alone[j]: j was numbered as a group of its own so far, and a later state may
+    // still join it. Sources earlier in the order are taken by the time a state
+    // comes up (in breadth-first order most of them), so without this a chain
+    // that mostly moves forwards would hardly coarsen.
+    std::vector<std::uint8_t> alone(fine.size, 0);
     std::uint32_t count = 0;
-    if (keep != kNone)
-        map[keep] = kNone - 1; // numbered below, in its turn
     for (std::uint32_t i = 0; i < fine.size; ++i) {
-        if (map[i] != kNone && i != keep)
+        if (i == keep) {
+            map[i] = count++;
             continue;
-        map[i] = count++;
-        if (i == keep)
-            continue;
-        // The free neighbour that sends i the largest rate.
+        }
+        if (map[i] != kNone)
+            continue; // an earlier state's partner
+        // The neighbour still free or alone that sends i the largest rate.
         std::uint32_t best = kNone;
         double in = 0.0;
         for (std::uint64_t e = fine.start[i]; e < fine.start[i + 1]; ++e) {
             const std::uint32_t j = fine.column[e];
-            if (j != i && map[j] == kNone && fine.rate[e] > in) {
+            if (j != i && j != keep && (map[j] == kNone || (j < i && alone[j])) &&
+                fine.rate[e] > in) {
                 in = fine.rate[e];
                 best = j;
             }
         }
-        if (best == kNone)
+        if (best == kNone) {
+            map[i] = count++;
+            alone[i] = 1;
             continue;
-        map[best] = map[i];
+        }
+        if (map[best] == kNone) {
+            map[i] = count++;
+            map[best] = map[i];
+        } else {
+            map[i] = map[best];
+            alone[best] = 0;
+        }
         // The pair's shares of its total are those of the two-state chain
         // between them, whose balance i * out = best * in gives them; exact
         // for a reversible chain, and what makes the interpolation follow a

@@ -1,7 +1,8 @@
 #pragma once
 // An algebraic multigrid preconditioner for a SparseSystem built by aggregation:
 // each level joins its unknowns into aggregates of up to four (two rounds of
-// pairing every unknown with its most strongly coupled free neighbour), the next
+// pairing every unknown with the free or still unpaired source that sends it the
+// largest rate), the next
 // level's matrix is the sum of the entries between aggregates (the Galerkin
 // product with piecewise constant interpolation, which keeps an M-matrix an
 // M-matrix), and the coarsest level is solved densely. One application is a
@@ -23,13 +24,17 @@ class AggregationMultigrid : public Preconditioner {
 public:
     // A level of at most this many unknowns is solved densely.
     static constexpr std::uint32_t kCoarsest = 600;
+    // Where the pairing stalls above this many unknowns, the level is not solved
+    // densely (its factors would take size^2 numbers) and ok() is false.
+    static constexpr std::uint32_t kDenseLimit = 4096;
     // Gauss-Seidel sweeps before and after the coarse corrections: two rather
     // than one halve the BiCGSTAB iterations on large chains (bench/README.md).
     static constexpr std::uint32_t kSweeps = 2;
 
     // Builds the levels down to at most coarsest unknowns; ok() is false when a pivot of the
     // coarsest level's factorisation is not positive and finite (not for an M-matrix, barring
-    // rounding). The system must outlive this.
+    // rounding), or when the coarsening stalls above kDenseLimit unknowns. The system must
+    // outlive this.
     explicit AggregationMultigrid(const SparseSystem& system, std::uint32_t coarsest = kCoarsest);
 
     bool ok() const { return ok_; }

@@ -406,3 +406,36 @@ TEST(AggregationMultigrid, ABinomialChainSpanningBeyondTheRangeOfADoubleMatchesI
     EXPECT_LT(exact[0], 1e-300L);
     expectLimit(n + 1, ts, exact, "binomial, 600 units");
 }
+
+TEST(AggregationMultigrid, AChainThatOnlyMovesForwardCoarsensAndMatchesItsClosedForm) {
+    // A one-way ring, i -> i + 1 at rate r_i: each state's only source comes
+    // before it, so pairing with free sources alone would leave every state but
+    // the first on its own, and a level of 20,000 unknowns would be factorised
+    // densely. pi_i is proportional to 1 / r_i.
+    const std::uint32_t n = 20000;
+    std::vector<Transition> ts;
+    std::vector<long double> exact(n);
+    long double total = 0.0L;
+    for (std::uint32_t i = 0; i < n; ++i) {
+        const double r = 1.0 + (i * 7919u % 13u);
+        ts.push_back({i, (i + 1) % n, r});
+        total += exact[i] = 1.0L / r;
+    }
+    for (long double& x : exact)
+        x /= total;
+    const ClosedSystem c(n, ts, 0);
+    const gensolver::AggregationMultigrid mg(*c.system);
+    ASSERT_TRUE(mg.ok());
+    EXPECT_LE(mg.size(mg.levels() - 1), gensolver::AggregationMultigrid::kCoarsest);
+    // Whichever method finishes the solve, the value is right to the tolerance.
+    gensolver::LimitOptions options;
+    options.krylovFrom = 1;
+    options.multigrid = true;
+    const gensolver::Limit limit =
+        gensolver::solveLimit(gensolver::buildRateMatrix(n, ts), options);
+    EXPECT_TRUE(limit.converged) << limit.method();
+    long double distance = 0.0L;
+    for (std::uint32_t i = 0; i < n; ++i)
+        distance += std::fabs(static_cast<long double>(limit.distribution[i]) - exact[i]);
+    EXPECT_LE(static_cast<double>(distance), options.tolerance) << limit.method();
+}

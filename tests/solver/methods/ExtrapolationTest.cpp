@@ -245,3 +245,59 @@ TEST(Extrapolation, MeasuresSayWhichMethodGaveEachValueAndWhetherItsBoundIsProve
 }
 
 } // namespace
+
+namespace {
+
+TEST(Extrapolation, AutoTriesUniformizationFirstAndExtrapolatesWhereTheChainHasNotSettled) {
+    // Two states, 1 -> 2 at a and back at b: p2(t) = a / (a + b) (1 - e^-(a+b)t).
+    // At t = 5000 uniformization would take 51,000 steps, but the chain settles
+    // within a few hundred: auto answers by uniformization with steady-state
+    // detection and a proven bound.
+    {
+        const double a = 10.0, b = 5.0, t = 5000.0;
+        solvertest::Chain c;
+        c.states = 2;
+        c.arcs = {{1, 2, a}, {2, 1, b}};
+        c.variables.push_back({"down", 0, {{t, t}}, {0.0, 1.0}, {}});
+        testsupport::TempDir dir;
+        solvertest::writeChain(dir.path() + "c", c);
+        const gensolver::Solution s =
+            gensolver::solve(gensolver::readModel(dir.path() + "c"), gensolver::SolveOptions{});
+        ASSERT_EQ(s.results.size(), 1u);
+        const gensolver::Result& r = s.results[0];
+        EXPECT_EQ(r.method.rfind("uniformization, steady state detected", 0), 0u) << r.method;
+        EXPECT_TRUE(r.boundProven);
+        EXPECT_LE(std::fabs(r.value - a / (a + b) * (1.0 - std::exp(-(a + b) * t))), r.bound);
+    }
+    // A stiff chain far from its limit at t = 5 (51,000 steps): the probe stops
+    // after the steps auto allows and the value comes from the extrapolation,
+    // within the bounds of uniformization's own value.
+    {
+        solvertest::Chain c;
+        c.states = 3;
+        c.arcs = {{1, 2, 1e3}, {2, 1, 1e4}, {2, 3, 1e-3}, {3, 1, 0.5}};
+        c.variables.push_back({"up", 0, {{0.5, 0.5}, {5.0, 5.0}}, {1.0, 1.0, 0.0}, {}});
+        testsupport::TempDir dir;
+        solvertest::writeChain(dir.path() + "c", c);
+        const gensolver::Model model = gensolver::readModel(dir.path() + "c");
+        gensolver::SolveOptions uni;
+        uni.transient.method = gensolver::TransientChoice::Uniformization;
+        const gensolver::Solution a = gensolver::solve(model, uni);
+        const gensolver::Solution b = gensolver::solve(model, gensolver::SolveOptions{});
+        ASSERT_EQ(b.results.size(), 2u);
+        for (std::size_t i = 0; i < 2; ++i)
+            EXPECT_NEAR(a.results[i].value, b.results[i].value,
+                        a.results[i].bound + b.results[i].bound);
+        // t = 0.5 (5,100 steps) is the probe's; t = 5 the extrapolation's.
+        EXPECT_EQ(b.results[0].method.rfind("uniformization", 0), 0u) << b.results[0].method;
+        EXPECT_TRUE(b.results[0].boundProven);
+        EXPECT_EQ(b.results[1].method.rfind("implicit extrapolation", 0), 0u)
+            << b.results[1].method;
+        EXPECT_NE(b.results[1].method.find("uniformization did not reach the limit"),
+                  std::string::npos)
+            << b.results[1].method;
+        EXPECT_FALSE(b.results[1].boundProven);
+    }
+}
+
+} // namespace

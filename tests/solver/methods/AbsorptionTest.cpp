@@ -220,6 +220,12 @@ TEST(Absorption, UncertainOrImpossibleAbsorptionIsRefusedWithItsProbability) {
     const Solution at = solveAbsorption(chainOf(2, {{2, 1, 1.0}}, {3.0, 1.0}));
     expectValue(at, "time to absorption", 0.0L);
     expectValue(at, "r", 0.0L);
+    // The same where state 1 lists a transition of rate 0 into states that are
+    // absorbed later: it leads nowhere, and state 1 is still absorbing.
+    const Solution listed =
+        solveAbsorption(chainOf(3, {{1, 2, 0.0}, {2, 3, 1.0}}, {3.0, 1.0, 1.0}));
+    expectValue(listed, "time to absorption", 0.0L);
+    expectValue(listed, "r", 0.0L);
 }
 
 } // namespace

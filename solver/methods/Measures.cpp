@@ -47,7 +47,7 @@ double localDot(const std::vector<double>& a, const std::vector<double>& b) {
     return s;
 }
 
-// Auto's choice on a chain small enough to factorise when uniformization would
+// Auto's choice on a chain whose limit is solved directly when uniformization would
 // take many steps: uniformization is tried first, allowed the steps auto accepts
 // without extrapolating, since a chain that settles at its limit within them
 // answers every later time at once, with a proven bound, for a fraction of the
@@ -119,7 +119,7 @@ LocalBackend::transient(std::vector<const std::vector<double>*> integrands, Limi
                         const TransientOptions& options, double lastTime, double& rate) {
     if (chooseExtrapolation(m_, lastTime, options)) {
         if (options.method == TransientChoice::Auto && limits != nullptr &&
-            !chooseIterativeSolves(m_, options)) {
+            m_.states() <= options.probeStates) {
             auto p = std::make_unique<ProbingTransient>(m_, std::move(integrands), limits, options);
             rate = p->rate();
             return p;
@@ -208,8 +208,10 @@ Solution solve(const Model& model, const SolveOptions& options, ChainBackend& ch
     limitOptions.tolerance = std::min(limitOptions.tolerance, options.transient.epsilon / 16.0);
     BackendLimit limits(chain, limitOptions);
     if (!instants.empty()) {
+        TransientOptions transientOptions = options.transient;
+        transientOptions.probeStates = limitOptions.denseLimit;
         std::unique_ptr<TransientMethod> method = chain.transient(
-            integrands, &limits, options.transient, instants.back(), sol.uniformizationRate);
+            integrands, &limits, transientOptions, instants.back(), sol.uniformizationRate);
         TransientMethod& ts = *method;
         for (const double t : instants) {
             ts.advanceTo(t);

@@ -55,6 +55,11 @@ struct TransientOptions {
     // the sub-steps are solved iteratively instead (each solve costs some tens to
     // hundreds of products, and a time point some hundreds of solves).
     double iterateAbove = 1e6;
+    // Auto, chains of at most this many states (the solve sets it to the limit's
+    // dense limit, so that their limit is solved directly and cheaply): beyond
+    // extrapolateAbove steps, uniformization is tried first, allowed
+    // extrapolateAbove steps per interval to reach the limit.
+    std::uint32_t probeStates = 1000;
 };
 
 // A transient method: moves the distribution of the chain started in state 1

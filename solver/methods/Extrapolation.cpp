@@ -1,5 +1,7 @@
 #include "methods/Extrapolation.h"
 
+#include "methods/EliminationOrder.h"
+
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -85,10 +87,19 @@ ExtrapolationSolver::ExtrapolationSolver(const RateMatrix& m,
         augmented_.source.push_back(i);
         augmented_.rate.push_back(0.0);
     }
-    states_.resize(n);
+    // Eliminated in minimum-degree order: on the stiff model's 5,200 states the
+    // generator's breadth-first order fills the factors to 700,754 entries, and
+    // every sub-step's solve runs over all of them.
+    states_ = minimumDegreeOrder(m, kOrderBudget);
+    if (states_.empty()) {
+        states_.resize(n);
+        for (std::uint32_t i = 0; i < n; ++i)
+            states_[i] = i;
+    }
     local_.resize(std::size_t{n} + 1, UINT32_MAX);
-    for (std::uint32_t i = 0; i < n; ++i)
-        states_[i] = local_[i] = i;
+    for (std::uint32_t k = 0; k < n; ++k)
+        local_[states_[k]] = k;
+    permuted_.resize(n);
 }
 
 std::string ExtrapolationSolver::describe() const {
@@ -115,9 +126,12 @@ double ExtrapolationSolver::subStep(double g, std::vector<double>& y, double tar
     if (iterative_)
         return iterative_->solve(g, y, target);
     const SparseElimination& f = factor(g);
-    for (double& v : y)
-        v /= g;
-    f.solveLeft(y);
+    const std::size_t n = y.size();
+    for (std::size_t k = 0; k < n; ++k)
+        permuted_[k] = y[states_[k]] / g;
+    f.solveLeft(permuted_);
+    for (std::size_t k = 0; k < n; ++k)
+        y[states_[k]] = permuted_[k];
     return 0.0;
 }
 

@@ -64,8 +64,11 @@ private:
     std::vector<double> integrandMax_; // per integrand, max |r|
     TransientOptions options_;
     RateMatrix augmented_;              // the chain plus one state that every state leaves to
-    std::vector<std::uint32_t> states_; // 0 .. n-1: the states eliminated
+    std::vector<std::uint32_t> states_; // the chain's states in elimination order
     std::vector<std::uint32_t> local_;  // per augmented state, its position (none for the extra)
+    std::vector<double> permuted_;      // a sub-step's vector in elimination order
+    // Neighbour-list operations the minimum-degree order may take (about a second).
+    static constexpr std::uint64_t kOrderBudget = 400000000;
     std::vector<Factor> factors_;
     std::unique_ptr<ImplicitStepSolver> iterative_; // the iterative solves, or null
     double solveError_ = 0.0; // the last step's bound from the iterative solves

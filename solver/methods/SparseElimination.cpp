@@ -4,13 +4,18 @@
 
 namespace gensolver {
 
-SparseElimination::SparseElimination(const RateMatrix& m, const std::vector<std::uint32_t>& states,
-                                     const std::vector<std::uint32_t>& local)
-    : upper_(states.size()), lower_(states.size()), exit_(states.size(), 0.0) {
+namespace {
+
+using Entry = std::pair<std::uint32_t, double>;
+
+// Eliminates the states in order; out gets per state its rates to later states,
+// lower the rates into it from later states, exit its exit rate then.
+void eliminate(const RateMatrix& m, const std::vector<std::uint32_t>& states,
+               const std::vector<std::uint32_t>& local, std::vector<std::vector<Entry>>& out,
+               std::vector<std::vector<Entry>>& lower, std::vector<double>& exit) {
     const std::size_t n = states.size();
     // out[k]: rates from k to states of the set not yet eliminated; into[j]: the
     // states that may hold a rate to j (eliminated ones are skipped when read).
-    std::vector<std::vector<Entry>>& out = upper_;
     std::vector<std::vector<std::uint32_t>> into(n);
     std::vector<double> leak(n,
                              0.0); // rate of leaving the set, direct or through eliminated states
@@ -55,10 +60,10 @@ SparseElimination::SparseElimination(const RateMatrix& m, const std::vector<std:
         double e = leak[k];
         for (const Entry& a : out[k])
             e += a.second;
-        exit_[k] = e;
+        exit[k] = e;
         done[k] = 1;
         // The rates into k from the states that remain; k leaves their rows.
-        std::vector<Entry>& in = lower_[k];
+        std::vector<Entry>& in = lower[k];
         for (const std::uint32_t i : into[k]) {
             if (done[i])
                 continue;
@@ -102,6 +107,30 @@ SparseElimination::SparseElimination(const RateMatrix& m, const std::vector<std:
     }
 }
 
+} // namespace
+
+SparseElimination::Rows::Rows(const std::vector<std::vector<Entry>>& rows)
+    : start(rows.size() + 1, 0) {
+    for (std::size_t k = 0; k < rows.size(); ++k)
+        start[k + 1] = start[k] + rows[k].size();
+    index.reserve(start.back());
+    rate.reserve(start.back());
+    for (const auto& row : rows)
+        for (const Entry& e : row) {
+            index.push_back(e.first);
+            rate.push_back(e.second);
+        }
+}
+
+SparseElimination::SparseElimination(const RateMatrix& m, const std::vector<std::uint32_t>& states,
+                                     const std::vector<std::uint32_t>& local)
+    : exit_(states.size(), 0.0) {
+    std::vector<std::vector<Entry>> upper(states.size()), lower(states.size());
+    eliminate(m, states, local, upper, lower, exit_);
+    upper_ = Rows(upper);
+    lower_ = Rows(lower);
+}
+
 void SparseElimination::solveLeft(std::vector<double>& b) const {
     substitute(b, upper_, lower_);
 }
@@ -113,30 +142,26 @@ void SparseElimination::solveRight(std::vector<double>& c) const {
 // Forward: each state's value, divided by its exit rate, is passed along the rates
 // of `forward`; backward: each state gathers the later states' values along
 // `backward` and divides by its exit rate.
-void SparseElimination::substitute(std::vector<double>& v,
-                                   const std::vector<std::vector<Entry>>& forward,
-                                   const std::vector<std::vector<Entry>>& backward) const {
+void SparseElimination::substitute(std::vector<double>& v, const Rows& forward,
+                                   const Rows& backward) const {
     const std::size_t n = exit_.size();
     for (std::size_t k = 0; k < n; ++k) {
         if (v[k] == 0.0)
             continue;
         const double f = v[k] / exit_[k];
-        for (const Entry& e : forward[k])
-            v[e.first] += e.second * f;
+        for (std::uint64_t e = forward.start[k]; e < forward.start[k + 1]; ++e)
+            v[forward.index[e]] += forward.rate[e] * f;
     }
     for (std::size_t k = n; k-- > 0;) {
         double s = v[k];
-        for (const Entry& e : backward[k])
-            s += v[e.first] * e.second;
+        for (std::uint64_t e = backward.start[k]; e < backward.start[k + 1]; ++e)
+            s += v[backward.index[e]] * backward.rate[e];
         v[k] = s / exit_[k];
     }
 }
 
 std::uint64_t SparseElimination::entries() const {
-    std::uint64_t total = 0;
-    for (std::size_t k = 0; k < exit_.size(); ++k)
-        total += upper_[k].size() + lower_[k].size();
-    return total;
+    return upper_.index.size() + lower_.index.size();
 }
 
 } // namespace gensolver

@@ -34,11 +34,19 @@ public:
 
 private:
     using Entry = std::pair<std::uint32_t, double>;
-    void substitute(std::vector<double>& v, const std::vector<std::vector<Entry>>& forward,
-                    const std::vector<std::vector<Entry>>& backward) const;
-    std::vector<std::vector<Entry>> upper_; // per state, its rates to later states when eliminated
-    std::vector<std::vector<Entry>> lower_; // per state, the rates into it from later states
-    std::vector<double> exit_;              // per state, its exit rate when it was eliminated
+    // One factor, rows one after another: the solves run over it many times, and
+    // contiguous rows of 12 bytes an entry read faster than a list per row.
+    struct Rows {
+        std::vector<std::uint64_t> start; // row k is [start[k], start[k + 1])
+        std::vector<std::uint32_t> index;
+        std::vector<double> rate;
+        Rows() = default;
+        explicit Rows(const std::vector<std::vector<Entry>>& rows);
+    };
+    void substitute(std::vector<double>& v, const Rows& forward, const Rows& backward) const;
+    Rows upper_;               // per state, its rates to later states when eliminated
+    Rows lower_;               // per state, the rates into it from later states
+    std::vector<double> exit_; // per state, its exit rate when it was eliminated
 };
 
 } // namespace gensolver

@@ -207,8 +207,9 @@ double Absorption::accumulated(const std::vector<double>& w, double& bound) cons
         largest = std::max(largest, std::fabs(w[j]));
         weighted += weight_[j];
     }
-    // |x - x*| . |w| <= |r| A^{-1} |w| <= max|w| |r| A^{-1} 1.
-    bound = largest * weighted * (1.0 + 4.0 * kUnit) + sum.error();
+    // |x - x*| . |w| <= |r| A^{-1} |w| <= max|w| |r| A^{-1} 1; nothing when w is 0
+    // (weighted may be infinite, see solveAbsorption).
+    bound = (largest > 0.0 ? largest * weighted * (1.0 + 4.0 * kUnit) : 0.0) + sum.error();
     return sum.value();
 }
 
@@ -240,9 +241,17 @@ Absorption solveAbsorption(const RateMatrix& m) {
     // Mean times to absorption m from every state of T, with an upper bound: for
     // s = 1 - A m, m* = m + A^{-1} s <= m + max|s| m*, so m* <= m / (1 - max|s|).
     const Refined mean = refine(m, s, lu, false, {});
+    // Mean times or residuals that overflowed (intermediate values of the solve
+    // beyond the range of a double, on chains whose mean times near it) leave no
+    // finite bound.
     double delta = 0.0;
-    for (const double b : mean.residualBound)
-        delta = std::max(delta, b);
+    for (std::size_t k = 0; k < mean.hi.size(); ++k) {
+        const double b = mean.residualBound[k];
+        if (!std::isfinite(b) || !std::isfinite(mean.hi[k]) || !std::isfinite(mean.lo[k]))
+            delta = std::numeric_limits<double>::infinity();
+        else
+            delta = std::max(delta, b);
+    }
     std::vector<double> upper(s.states.size());
     for (std::size_t k = 0; k < upper.size(); ++k) {
         upper[k] = delta < 1.0
@@ -257,7 +266,9 @@ Absorption solveAbsorption(const RateMatrix& m) {
         const std::uint32_t j = s.states[k];
         a.time[j] = x.hi[k];
         a.timeLow[j] = x.lo[k];
-        a.weight_[j] = x.residualBound[k] * upper[k];
+        // A residual of exactly 0 adds nothing, even where the mean times have no
+        // finite upper bound.
+        a.weight_[j] = x.residualBound[k] > 0.0 ? x.residualBound[k] * upper[k] : 0.0;
         residualSum += x.residualBound[k];
     }
     if (!s.certain) {

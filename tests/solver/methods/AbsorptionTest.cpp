@@ -125,6 +125,39 @@ TEST(Absorption, StiffSystemsAreSolvedQuicklyToFullAccuracy) {
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(2));
 }
 
+TEST(Absorption, MeanTimesBeyondTheBoundsReachStillGiveANumberOrAnInfiniteBound) {
+    // 2-out-of-n as above with n = 24 and 30: mean times to failure near 1e195
+    // and 1e250, where exit rate times mean time passes what the residual sums
+    // resolve. The value stays right; the bound may only be infinite, never NaN.
+    for (const std::uint32_t n : {24u, 30u, 32u, 34u}) {
+        SCOPED_TRACE(n);
+        const std::uint32_t k = 2;
+        const long double lambda = 1e-6L, mu = 1e3L;
+        std::vector<Chain::Arc> arcs;
+        for (std::uint32_t up = n; up >= k; --up) {
+            const std::uint32_t s = n - up + 1;
+            arcs.push_back({s, s + 1, up * 1e-6});
+            if (up < n)
+                arcs.push_back({s, s - 1, 1e3});
+        }
+        long double tau = 0.0L, total = 0.0L;
+        for (std::uint32_t s = 1; s <= n - k + 1; ++s) {
+            const long double d = (n - s + 1) * lambda;
+            tau = (1.0L + (s > 1 ? mu * tau : 0.0L)) / d;
+            total += tau;
+        }
+        const Solution big = solveAbsorption(chainOf(n - k + 2, arcs));
+        for (const char* name : {"time to absorption", "r"}) {
+            const Result* r = find(big, name);
+            ASSERT_NE(r, nullptr) << name;
+            EXPECT_FALSE(std::isnan(r->bound)) << name;
+            EXPECT_GE(r->bound, 0.0) << name;
+        }
+        const Result* r = find(big, "time to absorption");
+        EXPECT_NEAR(r->value / static_cast<double>(total), 1.0, 1e-9);
+    }
+}
+
 TEST(Absorption, RewardsAndRepairsUntilFailureMatchTheHandDerivation) {
     // Parallel with repair: x2 lambda = 1 (failure leaves state 2 once), so the
     // times spent are x2 = 1 / lambda and x1 = (1 + mu x2) / (2 lambda). Units up

@@ -59,7 +59,8 @@ public:
                      LimitSource* limits, const TransientOptions& options)
         : m_(m), integrands_(integrands), options_(options) {
         TransientOptions probe = options;
-        probe.maxSteps = static_cast<std::uint64_t>(options.extrapolateAbove);
+        probe.maxSteps =
+            std::min(options.maxSteps, static_cast<std::uint64_t>(options.extrapolateAbove));
         uniformization_ =
             std::make_unique<TransientSolver>(m, std::move(integrands), limits, probe);
         active_ = uniformization_.get();

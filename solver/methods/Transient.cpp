@@ -260,6 +260,12 @@ void TransientSolver::advanceTo(double t) {
         return;
     }
     const double lambda = q_ * delta;
+    if (!std::isfinite(lambda)) {
+        std::ostringstream msg;
+        msg << "time " << t << ": the uniformization rate " << q_ << " times the interval "
+            << delta << " is beyond the range of a double";
+        throw SolveError(msg.str());
+    }
     const double startBound = distBound_;
     const std::uint64_t stepsBefore = steps_;
     // The iterates start from the distribution; its storage is reused for the

@@ -300,4 +300,22 @@ TEST(Extrapolation, AutoTriesUniformizationFirstAndExtrapolatesWhereTheChainHasN
     }
 }
 
+TEST(Extrapolation, RatesTimesTheIntervalBeyondADoubleAreRefusedByEveryMethod) {
+    // q t overflows: uniformization's Poisson mean is infinite and the
+    // extrapolation cannot resolve a step; neither may print a value.
+    solvertest::Chain c;
+    c.states = 3;
+    c.arcs = {{1, 2, 1e307}, {2, 1, 1e3}, {2, 3, 1.0}};
+    c.variables.push_back({"up", 1, {{23.0, 24.0}}, {1.0, 1.0, 0.0}, {}});
+    testsupport::TempDir dir;
+    solvertest::writeChain(dir.path() + "c", c);
+    const gensolver::Model model = gensolver::readModel(dir.path() + "c");
+    for (const auto method : {gensolver::TransientChoice::Auto,
+                              gensolver::TransientChoice::Uniformization}) {
+        gensolver::SolveOptions o;
+        o.transient.method = method;
+        EXPECT_THROW(gensolver::solve(model, o), gensolver::SolveError);
+    }
+}
+
 } // namespace

@@ -92,14 +92,19 @@ TEST(Absorption, MeanTimeToFailureOfStandardSystemsMatchesTheirClosedForms) {
     expectValue(solveAbsorption(chainOf(6, arcs)), "time to absorption", exact);
 }
 
-TEST(Absorption, StiffSystemsAreSolvedQuicklyToFullAccuracy) {
+// 2-out-of-n with one repairer, failure 1e-6 per unit and repair 1e3: a
+// birth-death chain of n - 1 levels and the failed state, with its mean time to
+// failure. Level s (1 = all up) is left downwards at d_s = (n - s + 1) lambda,
+// upwards at mu for s > 1. Mean time to pass from level s to s + 1 is
+// tau_s = (1 + mu tau_{s-1}) / d_s, and the mean time to failure is their sum.
+struct TwoOutOfN {
+    Chain chain;
+    long double meanTime = 0.0L;
+};
+
+TwoOutOfN twoOutOfN(std::uint32_t n) {
+    const std::uint32_t k = 2;
     const long double lambda = 1e-6L, mu = 1e3L;
-    const auto begin = std::chrono::steady_clock::now();
-    expectValue(solveAbsorption(parallel(1e-6, 1e3)), "time to absorption",
-                (3 * lambda + mu) / (2 * lambda * lambda));
-    // 2-out-of-12 with one repairer, failure 1e-6 per unit and repair 1e3: a
-    // birth-death chain of 12 states whose mean time to failure is beyond 1e80.
-    const std::uint32_t n = 12, k = 2;
     std::vector<Chain::Arc> arcs;
     for (std::uint32_t up = n; up >= k; --up) {
         const std::uint32_t s = n - up + 1;
@@ -107,46 +112,41 @@ TEST(Absorption, StiffSystemsAreSolvedQuicklyToFullAccuracy) {
         if (up < n)
             arcs.push_back({s, s - 1, 1e3});
     }
-    // Level s (1 = all up) is left downwards at d_s = (n - s + 1) lambda, upwards at
-    // mu for s > 1. Mean time to pass from level s to s + 1 is
-    // tau_s = (1 + mu tau_{s-1}) / d_s, and the mean time to failure is their sum.
-    long double tau = 0.0L, total = 0.0L;
+    TwoOutOfN t;
+    long double tau = 0.0L;
     for (std::uint32_t s = 1; s <= n - k + 1; ++s) {
         const long double d = (n - s + 1) * lambda;
         tau = (1.0L + (s > 1 ? mu * tau : 0.0L)) / d;
-        total += tau;
+        t.meanTime += tau;
     }
-    const Solution big = solveAbsorption(chainOf(n - k + 2, arcs));
+    t.chain = chainOf(n - k + 2, arcs);
+    return t;
+}
+
+TEST(Absorption, StiffSystemsAreSolvedQuicklyToFullAccuracy) {
+    const long double lambda = 1e-6L, mu = 1e3L;
+    const auto begin = std::chrono::steady_clock::now();
+    expectValue(solveAbsorption(parallel(1e-6, 1e3)), "time to absorption",
+                (3 * lambda + mu) / (2 * lambda * lambda));
+    // 2-out-of-12: a mean time to failure beyond 1e80.
+    const TwoOutOfN system = twoOutOfN(12);
+    const Solution big = solveAbsorption(system.chain);
     const Result* r = find(big, "time to absorption");
     ASSERT_NE(r, nullptr);
-    const double e = static_cast<double>(total);
+    const double e = static_cast<double>(system.meanTime);
     EXPECT_NEAR(r->value / e, 1.0, 1e-9);
     EXPECT_LE(std::fabs(r->value - e), r->bound + 4e-16 * e);
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(2));
 }
 
 TEST(Absorption, MeanTimesBeyondTheBoundsReachStillGiveANumberOrAnInfiniteBound) {
-    // 2-out-of-n as above with n = 24 and 30: mean times to failure near 1e195
-    // and 1e250, where exit rate times mean time passes what the residual sums
+    // 2-out-of-n with n = 24 to 34: mean times to failure from near 1e195 to
+    // beyond 1e280, where exit rate times mean time passes what the residual sums
     // resolve. The value stays right; the bound may only be infinite, never NaN.
     for (const std::uint32_t n : {24u, 30u, 32u, 34u}) {
         SCOPED_TRACE(n);
-        const std::uint32_t k = 2;
-        const long double lambda = 1e-6L, mu = 1e3L;
-        std::vector<Chain::Arc> arcs;
-        for (std::uint32_t up = n; up >= k; --up) {
-            const std::uint32_t s = n - up + 1;
-            arcs.push_back({s, s + 1, up * 1e-6});
-            if (up < n)
-                arcs.push_back({s, s - 1, 1e3});
-        }
-        long double tau = 0.0L, total = 0.0L;
-        for (std::uint32_t s = 1; s <= n - k + 1; ++s) {
-            const long double d = (n - s + 1) * lambda;
-            tau = (1.0L + (s > 1 ? mu * tau : 0.0L)) / d;
-            total += tau;
-        }
-        const Solution big = solveAbsorption(chainOf(n - k + 2, arcs));
+        const TwoOutOfN system = twoOutOfN(n);
+        const Solution big = solveAbsorption(system.chain);
         for (const char* name : {"time to absorption", "r"}) {
             const Result* r = find(big, name);
             ASSERT_NE(r, nullptr) << name;
@@ -154,7 +154,7 @@ TEST(Absorption, MeanTimesBeyondTheBoundsReachStillGiveANumberOrAnInfiniteBound)
             EXPECT_GE(r->bound, 0.0) << name;
         }
         const Result* r = find(big, "time to absorption");
-        EXPECT_NEAR(r->value / static_cast<double>(total), 1.0, 1e-9);
+        EXPECT_NEAR(r->value / static_cast<double>(system.meanTime), 1.0, 1e-9);
     }
 }
 

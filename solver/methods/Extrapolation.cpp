@@ -49,7 +49,7 @@ double powerOfTwoBelow(double x) {
 ExtrapolationSolver::ExtrapolationSolver(const RateMatrix& m,
                                          std::vector<const std::vector<double>*> integrands,
                                          const TransientOptions& options)
-    : m_(m), integrands_(std::move(integrands)), options_(options) {
+    : m_(m), integrands_(std::move(integrands)), options_(options), factors_(CachedFactors) {
     integrals_.assign(integrands_.size(), 0.0);
     const std::uint32_t n = m.states();
     for (const std::vector<double>* r : integrands_) {
@@ -114,7 +114,7 @@ std::string ExtrapolationSolver::describe() const {
 }
 
 std::uint64_t ExtrapolationSolver::factorisations() const {
-    return iterative_ ? iterative_->factorisations() : factorisations_;
+    return iterative_ ? iterative_->factorisations() : factors_.made();
 }
 
 std::uint64_t ExtrapolationSolver::iterations() const {
@@ -136,26 +136,12 @@ double ExtrapolationSolver::subStep(double g, std::vector<double>& y, double tar
 }
 
 const SparseElimination& ExtrapolationSolver::factor(double g) {
-    ++uses_;
-    for (Factor& f : factors_)
-        if (f.g == g) {
-            f.lastUse = uses_;
-            return *f.elimination;
-        }
-    const double leave = 1.0 / g;
-    for (std::uint64_t e = m_.start.back(); e < augmented_.rate.size(); ++e)
-        augmented_.rate[e] = leave;
-    auto made = std::make_unique<SparseElimination>(augmented_, states_, local_);
-    ++factorisations_;
-    if (factors_.size() < CachedFactors) {
-        factors_.push_back({g, std::move(made), uses_});
-        return *factors_.back().elimination;
-    }
-    Factor& oldest =
-        *std::min_element(factors_.begin(), factors_.end(),
-                          [](const Factor& a, const Factor& b) { return a.lastUse < b.lastUse; });
-    oldest = {g, std::move(made), uses_};
-    return *oldest.elimination;
+    return factors_.get(g, [&] {
+        const double leave = 1.0 / g;
+        for (std::uint64_t e = m_.start.back(); e < augmented_.rate.size(); ++e)
+            augmented_.rate[e] = leave;
+        return std::make_unique<SparseElimination>(augmented_, states_, local_);
+    });
 }
 
 bool ExtrapolationSolver::tryStep(double h, double tolerance, double& err, double& intErr) {

@@ -10,6 +10,7 @@
 
 #include "methods/ImplicitStepSolver.h"
 #include "methods/SparseElimination.h"
+#include "methods/StepFactorCache.h"
 #include "methods/Transient.h"
 
 #include <cstdint>
@@ -44,12 +45,7 @@ public:
     std::uint64_t iterations() const;
 
 private:
-    // One cached factorisation of (1/g) I - Q.
-    struct Factor {
-        double g = 0.0;
-        std::unique_ptr<SparseElimination> elimination;
-        std::uint64_t lastUse = 0;
-    };
+    // The factorisation of (1/g) I - Q, from the cache or made.
     const SparseElimination& factor(double g);
     // Tries a step of length h from the current solution; on success (estimated
     // error at most tolerance) moves x_ and integrals_ and returns true. err gets
@@ -69,7 +65,7 @@ private:
     std::vector<double> permuted_;      // a sub-step's vector in elimination order
     // Neighbour-list operations the minimum-degree order may take (about a second).
     static constexpr std::uint64_t kOrderBudget = 400000000;
-    std::vector<Factor> factors_;
+    StepFactorCache<SparseElimination> factors_;
     std::unique_ptr<ImplicitStepSolver> iterative_; // the iterative solves, or null
     double solveError_ = 0.0; // the last step's bound from the iterative solves
     std::vector<std::vector<double>>
@@ -80,8 +76,6 @@ private:
     std::uint64_t solves_ = 0;
     std::uint64_t accepted_ = 0;
     std::uint64_t rejected_ = 0;
-    std::uint64_t factorisations_ = 0;
-    std::uint64_t uses_ = 0;
 };
 
 } // namespace gensolver

@@ -31,7 +31,7 @@ Components wholeChain(std::uint32_t n) {
 } // namespace
 
 ImplicitStepSolver::ImplicitStepSolver(const RateMatrix& m, std::size_t cached)
-    : pool_(sharedPool()), exit_(m.exitRate), cached_(std::max<std::size_t>(cached, 1)) {
+    : pool_(sharedPool()), exit_(m.exitRate), factors_(std::max<std::size_t>(cached, 1)) {
     const std::uint32_t n = m.states();
     std::vector<std::uint32_t> local(n);
     system_ = std::make_unique<SparseSystem>(m, wholeChain(n), 0, false, std::vector<double>{},
@@ -50,29 +50,16 @@ void ImplicitStepSolver::shift(double g) {
 }
 
 const IluPreconditioner& ImplicitStepSolver::factor(double g) {
-    ++uses_;
-    for (Factor& f : factors_)
-        if (f.g == g) {
-            f.lastUse = uses_;
-            return *f.ilu;
+    return factors_.get(g, [&] {
+        auto made = std::make_unique<IluPreconditioner>(pool_, *system_);
+        if (!made->ok()) {
+            std::ostringstream msg;
+            msg << "the incomplete factorisation of the implicit step of length " << g
+                << " met a pivot that is not positive; use --transient uniformization";
+            throw SolveError(msg.str());
         }
-    auto made = std::make_unique<IluPreconditioner>(pool_, *system_);
-    if (!made->ok()) {
-        std::ostringstream msg;
-        msg << "the incomplete factorisation of the implicit step of length " << g
-            << " met a pivot that is not positive; use --transient uniformization";
-        throw SolveError(msg.str());
-    }
-    ++factorisations_;
-    if (factors_.size() < cached_) {
-        factors_.push_back({g, std::move(made), uses_});
-        return *factors_.back().ilu;
-    }
-    Factor& oldest =
-        *std::min_element(factors_.begin(), factors_.end(),
-                          [](const Factor& a, const Factor& b) { return a.lastUse < b.lastUse; });
-    oldest = {g, std::move(made), uses_};
-    return *oldest.ilu;
+        return made;
+    });
 }
 
 double ImplicitStepSolver::solve(double g, std::vector<double>& y, double target) {

@@ -9,6 +9,7 @@
 #include "methods/Parallel.h"
 #include "methods/RateMatrix.h"
 #include "methods/SparseSystem.h"
+#include "methods/StepFactorCache.h"
 
 #include <cstdint>
 #include <memory>
@@ -35,14 +36,9 @@ public:
     // BiCGSTAB iterations over all solves so far.
     std::uint64_t iterations() const { return iterations_; }
     // ILU(0) factorisations made so far.
-    std::uint64_t factorisations() const { return factorisations_; }
+    std::uint64_t factorisations() const { return factors_.made(); }
 
 private:
-    struct Factor {
-        double g = 0.0;
-        std::unique_ptr<IluPreconditioner> ilu;
-        std::uint64_t lastUse = 0;
-    };
     // Sets the system's diagonal to exit rates + 1/g.
     void shift(double g);
     const IluPreconditioner& factor(double g);
@@ -53,11 +49,8 @@ private:
     double shifted_ = 0.0;                 // the g the system's diagonal holds
     std::vector<double> rhs_, x_;
     const std::vector<double> noWeight_; // an empty weight: plain 1-norm of the residual
-    std::vector<Factor> factors_;
-    std::size_t cached_;
-    std::uint64_t uses_ = 0;
+    StepFactorCache<IluPreconditioner> factors_;
     std::uint64_t iterations_ = 0;
-    std::uint64_t factorisations_ = 0;
 };
 
 } // namespace gensolver

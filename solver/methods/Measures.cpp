@@ -2,6 +2,7 @@
 
 #include "methods/AbsorptionResults.h"
 #include "methods/ChainBackend.h"
+#include "methods/Components.h"
 #include "methods/Extrapolation.h"
 
 #include <algorithm>
@@ -109,6 +110,16 @@ private:
     std::uint64_t probed_ = 0;
 };
 
+// Whether state 1 lies in a closed class of more than one state: a chain that
+// settles at its limit there is what the probe looks for. From a transient state 1
+// (a reliability model, whose failed states absorb) the limit is reached only
+// once failure is certain, which a time point seldom asks.
+bool startsInClosedClass(const RateMatrix& m) {
+    const Components c = findComponents(m);
+    const std::uint32_t first = c.component[0];
+    return c.bottom[first] != 0 && c.size(first) > 1;
+}
+
 } // namespace
 
 bool Solution::allConverged() const {
@@ -120,7 +131,7 @@ LocalBackend::transient(std::vector<const std::vector<double>*> integrands, Limi
                         const TransientOptions& options, double lastTime, double& rate) {
     if (chooseExtrapolation(m_, lastTime, options)) {
         if (options.method == TransientChoice::Auto && limits != nullptr &&
-            m_.states() <= options.probeStates) {
+            m_.states() <= options.probeStates && startsInClosedClass(m_)) {
             auto p = std::make_unique<ProbingTransient>(m_, std::move(integrands), limits, options);
             rate = p->rate();
             return p;

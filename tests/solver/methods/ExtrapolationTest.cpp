@@ -298,6 +298,23 @@ TEST(Extrapolation, AutoTriesUniformizationFirstAndExtrapolatesWhereTheChainHasN
             << b.results[1].method;
         EXPECT_FALSE(b.results[1].boundProven);
     }
+    // The same fast pair ahead of an absorbing state, as in a reliability model:
+    // state 1 is transient, the limit is failure, and auto extrapolates at once.
+    {
+        solvertest::Chain c;
+        c.states = 3;
+        c.arcs = {{1, 2, 1e3}, {2, 1, 1e4}, {2, 3, 1e-3}};
+        c.variables.push_back({"up", 0, {{5.0, 5.0}}, {1.0, 1.0, 0.0}, {}});
+        testsupport::TempDir dir;
+        solvertest::writeChain(dir.path() + "c", c);
+        const gensolver::Solution s =
+            gensolver::solve(gensolver::readModel(dir.path() + "c"), gensolver::SolveOptions{});
+        ASSERT_EQ(s.results.size(), 1u);
+        EXPECT_EQ(s.results[0].method.rfind("implicit extrapolation", 0), 0u)
+            << s.results[0].method;
+        EXPECT_EQ(s.results[0].method.find("uniformization"), std::string::npos)
+            << s.results[0].method;
+    }
 }
 
 TEST(Extrapolation, RatesTimesTheIntervalBeyondADoubleAreRefusedByEveryMethod) {

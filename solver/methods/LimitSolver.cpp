@@ -3,6 +3,7 @@
 #include "methods/AggregationMultigrid.h"
 #include "methods/BoundedKrylov.h"
 #include "methods/Components.h"
+#include "methods/GaussSeidel.h"
 #include "methods/IluPreconditioner.h"
 #include "methods/LikelyState.h"
 #include "methods/Parallel.h"
@@ -98,57 +99,6 @@ private:
     std::vector<double> b_;    // right-hand side
     std::vector<double> exit_; // exit rate of state k when it was eliminated
 };
-
-struct SweepResult {
-    std::uint64_t sweeps = 0;
-    double change = 0.0;
-    bool converged = false;
-};
-
-// Gauss-Seidel on one component: x[j] = (b[j] + sum over i -> j of x[i] rate) /
-// exit[j], where b is 1 for state 0 and the inflow from components solved
-// before (which x already holds). Closed components are renormalised after each
-// sweep. Stops when the relative 1-norm change of a sweep is at most tolerance.
-SweepResult gaussSeidel(const RateMatrix& m, const Components& comps, std::uint32_t c, bool closed,
-                        const LimitOptions& options, std::vector<double>& x) {
-    const std::uint32_t* members = comps.order.data() + comps.first[c];
-    const std::uint32_t size = comps.size(c);
-    if (closed)
-        for (std::uint32_t k = 0; k < size; ++k)
-            x[members[k]] = 1.0 / size;
-    SweepResult r;
-    double previous = 0.0;
-    while (r.sweeps < options.maxSweeps) {
-        ++r.sweeps;
-        double change = 0.0;
-        double total = 0.0;
-        for (std::uint32_t k = 0; k < size; ++k) {
-            const std::uint32_t j = members[k];
-            double s = j == 0 && !closed ? 1.0 : 0.0;
-            for (std::uint64_t e = m.start[j]; e < m.start[std::size_t{j} + 1]; ++e)
-                s += x[m.source[e]] * m.rate[e];
-            const double v = s / m.exitRate[j];
-            change += std::fabs(v - x[j]);
-            total += v;
-            x[j] = v;
-        }
-        if (closed && total > 0.0)
-            for (std::uint32_t k = 0; k < size; ++k)
-                x[members[k]] /= total;
-        const double relative = total > 0.0 ? change / total : 0.0;
-        // The distance to the solution is about change * rho / (1 - rho), with rho
-        // the rate at which the changes shrink; a change alone would understate it
-        // for a slowly converging iteration.
-        const double rho = previous > 0.0 ? relative / previous : 1.0;
-        previous = relative;
-        r.change = rho < 1.0 ? relative * std::max(1.0, rho / (1.0 - rho)) : relative * 1e6;
-        if (relative == 0.0 || (r.sweeps >= 3 && r.change <= options.tolerance)) {
-            r.converged = true;
-            break;
-        }
-    }
-    return r;
-}
 
 // The gain in likelihood (the product of two-state balance ratios) above which
 // the multigrid's reference moves from the first cycle's largest entry to where
@@ -271,9 +221,11 @@ Limit solveLimit(const RateMatrix& m, const LimitOptions& options) {
         limit.classes += b ? 1 : 0;
 
     std::vector<std::uint32_t> local;
+    std::unique_ptr<PackedRates> packed; // built by the first sweep that needs it
     auto record = [&](const SweepResult& r) {
         limit.iterative = true;
         limit.sweeps += r.sweeps;
+        limit.wavefrontLevels = std::max(limit.wavefrontLevels, r.levels);
         limit.converged = limit.converged && r.converged;
         limit.errorEstimate = std::max(limit.errorEstimate, r.change);
     };
@@ -314,7 +266,7 @@ Limit solveLimit(const RateMatrix& m, const LimitOptions& options) {
                 if (!closed)
                     x[comps.order[at]] = 0.0;
             }
-            SweepResult r = gaussSeidel(m, comps, c, closed, options, x);
+            SweepResult r = gaussSeidel(m, packed, comps, c, closed, options, x);
             if (!r.converged && k.bound < r.change) {
                 for (std::uint32_t at = comps.first[c]; at < comps.first[c + 1]; ++at)
                     x[comps.order[at]] = kept[at - comps.first[c]];
@@ -323,7 +275,7 @@ Limit solveLimit(const RateMatrix& m, const LimitOptions& options) {
             record(r);
             return;
         }
-        record(gaussSeidel(m, comps, c, closed, options, x));
+        record(gaussSeidel(m, packed, comps, c, closed, options, x));
     };
 
     std::vector<double> pi(n, 0.0);

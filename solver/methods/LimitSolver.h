@@ -22,6 +22,11 @@ struct LimitOptions {
     // BiCGSTAB is preconditioned by aggregation multigrid instead of ILU(0).
     bool multigrid = false;
     std::uint32_t multigridCoarsest = 600; // its levels of at most this size are solved densely
+    // Gauss-Seidel sweeps a component of at least wavefrontFrom states level by
+    // level over the threads when its wavefront levels hold on average at least
+    // wavefrontRows states (GaussSeidel.h); smaller ones in state order.
+    std::uint32_t wavefrontFrom = 1u << 16;
+    std::uint32_t wavefrontRows = 4096;
 };
 
 // How the limit was reached; printed with every value that uses it.
@@ -40,6 +45,8 @@ struct Limit {
     bool distributed = false;           // BiCGSTAB over processes, each preconditioned by the
                                         // ILU(0) of its own rows' block; one closed class,
                                         // holding state 1 (no component figures)
+    std::uint32_t wavefrontLevels = 0;  // most levels of a Gauss-Seidel solve swept by
+                                        // wavefront over the threads, 0 for none
     bool converged = true;              // every iterative solve met the tolerance
     double residual = 0.0; // largest relative residual |pi Q| / |pi diag(Q)| of a class
     // Estimated 1-norm error of the distribution: the largest over the solves of

@@ -345,8 +345,11 @@ Solution solve(const Model& model, const SolveOptions& options, ChainBackend& ch
         std::ostringstream s;
         s << "limit from state 1: " << l.classesReached << " of " << l.classes
           << " closed class(es) reached, " << l.components << " strongly connected component(s); "
-          << l.method() << ", tolerance " << limitOptions.tolerance << "; relative residual "
-          << l.residual << ", estimated error " << l.errorEstimate;
+          << l.method();
+        if (l.wavefrontLevels > 0)
+            s << " (swept by wavefront, " << l.wavefrontLevels << " levels)";
+        s << ", tolerance " << limitOptions.tolerance << "; relative residual " << l.residual
+          << ", estimated error " << l.errorEstimate;
         if (!l.fallback.empty())
             s << " (" << l.fallback << ")";
         sol.limitSummary = s.str();

@@ -1,12 +1,10 @@
 #include "methods/Transient.h"
 
 #include <algorithm>
-#include <bit>
 #include <cmath>
 #include <limits>
 #include <memory>
 #include <sstream>
-#include <unordered_map>
 
 namespace gensolver {
 
@@ -55,7 +53,7 @@ std::string TransientSolver::describe() const {
     return text;
 }
 
-LocalSteps::LocalSteps(const RateMatrix& m) : m_(m), pool_(&sharedPool()) {
+LocalSteps::LocalSteps(const RateMatrix& m) : m_(m), packed_(m), pool_(&sharedPool()) {
     const std::uint32_t n = m.states();
     q_ = uniformizationRate(m);
     // Rounding in one step: each y[j] sums in-degree + 1 products of entries that
@@ -68,46 +66,8 @@ LocalSteps::LocalSteps(const RateMatrix& m) : m_(m), pool_(&sharedPool()) {
     stay_.resize(n);
     for (std::uint32_t j = 0; j < n; ++j)
         stay_[j] = 1.0 - m.exitRate[j] / q_;
-    // Models have few distinct rates: with at most 65536 of them a step reads an
-    // index per transition instead of an 8-byte rate, and where the index fits
-    // beside the source in one 32-bit word, 4 bytes per transition in all. The
-    // matrix's traffic is what bounds a step's speed.
-    std::unordered_map<double, std::uint16_t> distinct;
-    std::vector<std::uint16_t> index(m.rate.size());
-    bool compact = true;
-    double previous = std::numeric_limits<double>::quiet_NaN();
-    std::uint16_t previousIndex = 0;
-    for (std::size_t e = 0; e < m.rate.size() && compact; ++e) {
-        const double r = m.rate[e];
-        if (r != previous) {
-            const auto found = distinct.find(r);
-            if (found != distinct.end()) {
-                previousIndex = found->second;
-            } else if (distinct.size() < 65536) {
-                previousIndex = static_cast<std::uint16_t>(distinct.size());
-                distinct.emplace(r, previousIndex);
-                scaledRate_.push_back(r / q_);
-            } else {
-                compact = false;
-            }
-            previous = r;
-        }
-        index[e] = previousIndex;
-    }
-    if (!compact) {
-        scaledRate_ = {};
-    } else {
-        indexBits_ =
-            static_cast<unsigned>(std::bit_width(std::max<std::size_t>(scaledRate_.size(), 2) - 1));
-        const auto sourceBits = static_cast<unsigned>(std::bit_width(std::max(n, 2u) - 1));
-        if (indexBits_ + sourceBits <= 32) {
-            packed_.resize(index.size());
-            for (std::size_t e = 0; e < index.size(); ++e)
-                packed_[e] = m.source[e] << indexBits_ | index[e];
-        } else {
-            rateIndex_ = std::move(index);
-        }
-    }
+    for (const double r : packed_.distinct())
+        scaledRate_.push_back(r / q_);
 }
 
 namespace {
@@ -145,32 +105,8 @@ double LocalSteps::sweep(Term term, const double* v, double f, double* y, double
 }
 
 double LocalSteps::step(const double* v, double f, double* y, double w, double* acc) {
-    const double* table = scaledRate_.data();
-    if (!packed_.empty()) {
-        const std::uint32_t* packed = packed_.data();
-        const unsigned shift = indexBits_;
-        const std::uint32_t mask = (std::uint32_t{1} << shift) - 1;
-        return sweep(
-            [packed, table, shift, mask](std::uint64_t e, const double* x) {
-                const std::uint32_t p = packed[e];
-                return x[p >> shift] * table[p & mask];
-            },
-            v, f, y, w, acc);
-    }
-    const std::uint32_t* source = m_.source.data();
-    if (!rateIndex_.empty()) {
-        const std::uint16_t* index = rateIndex_.data();
-        return sweep(
-            [source, index, table](std::uint64_t e, const double* x) {
-                return x[source[e]] * table[index[e]];
-            },
-            v, f, y, w, acc);
-    }
-    const double* rate = m_.rate.data();
-    const double invq = 1.0 / q_;
-    return sweep([source, rate, invq](std::uint64_t e,
-                                      const double* x) { return x[source[e]] * (rate[e] * invq); },
-                 v, f, y, w, acc);
+    return packed_.dispatch(scaledRate_.data(), 1.0 / q_,
+                            [&](const auto& term) { return sweep(term, v, f, y, w, acc); });
 }
 
 double LocalSteps::dot(const double* a, const double* b) {
@@ -262,8 +198,8 @@ void TransientSolver::advanceTo(double t) {
     const double lambda = q_ * delta;
     if (!std::isfinite(lambda)) {
         std::ostringstream msg;
-        msg << "time " << t << ": the uniformization rate " << q_ << " times the interval "
-            << delta << " is beyond the range of a double";
+        msg << "time " << t << ": the uniformization rate " << q_ << " times the interval " << delta
+            << " is beyond the range of a double";
         throw SolveError(msg.str());
     }
     const double startBound = distBound_;

@@ -6,6 +6,7 @@
 // chain, so the methods built on these steps compute the same whatever holds the
 // states.
 
+#include "methods/PackedRates.h"
 #include "methods/Parallel.h"
 #include "methods/RateMatrix.h"
 
@@ -50,11 +51,8 @@ public:
     double step(const double* v, double f, double* y, double w, double* acc) override;
     double dot(const double* a, const double* b) override;
     double distance(const double* a, const double* b) override;
-    // Bytes a step reads per transition for its source and rate: 4 when both fit
-    // one word, 6 through a 2-byte rate index, 12 through the 8-byte rates.
-    unsigned bytesPerTransition() const {
-        return !packed_.empty() ? 4 : !rateIndex_.empty() ? 6 : 12;
-    }
+    // Bytes a step reads per transition for its source and rate (4, 6 or 12).
+    unsigned bytesPerTransition() const { return packed_.bytesPerTransition(); }
 
 private:
     // One step over the pool's chunks, term(e, v) giving transition e's v[source] p.
@@ -65,18 +63,9 @@ private:
     double q_ = 0.0;
     double roundingPerStep_ = 0.0;
     std::vector<double> stay_; // per state, 1 - exit rate / q
-    // The distinct rates divided by q, which the transitions index; empty when the
-    // chain has more distinct rates than a 2-byte index holds (then every step
-    // reads the matrix's 8-byte rates).
-    std::vector<double> scaledRate_;
-    // Per transition, its source shifted left by indexBits_ with its rate's index
-    // in the low bits: one 4-byte word per transition. Empty when the source and
-    // the index do not fit in 32 bits together.
-    std::vector<std::uint32_t> packed_;
-    unsigned indexBits_ = 0;
-    // Per transition, the index of its rate in scaledRate_ when packed_ is empty.
-    std::vector<std::uint16_t> rateIndex_;
-    Parallel* pool_; // not owned: the solver's shared pool
+    PackedRates packed_;
+    std::vector<double> scaledRate_; // packed_.distinct() divided by q
+    Parallel* pool_;                 // not owned: the solver's shared pool
 };
 
 } // namespace gensolver

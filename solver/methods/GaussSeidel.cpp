@@ -1,0 +1,281 @@
+#include "methods/GaussSeidel.h"
+
+#include "methods/Parallel.h"
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <memory>
+
+namespace gensolver {
+
+namespace {
+
+// States per part of a level handed to a thread: fixed, so that the partial sums
+// (and so the values) do not depend on the number of threads.
+constexpr std::uint32_t kPartStates = 1024;
+
+struct SweepSums {
+    double change = 0.0;
+    double total = 0.0;
+};
+
+// Sweeps the states states[begin, end) once, in place.
+template <class Term>
+SweepSums sweepStates(const Term& term, const RateMatrix& m, const std::uint32_t* states,
+                      std::uint32_t begin, std::uint32_t end, bool closed, double* x) {
+    const std::uint64_t* start = m.start.data();
+    const double* exitRate = m.exitRate.data();
+    SweepSums sums;
+    for (std::uint32_t k = begin; k < end; ++k) {
+        const std::uint32_t j = states[k];
+        double s = j == 0 && !closed ? 1.0 : 0.0;
+        for (std::uint64_t e = start[j], last = start[std::size_t{j} + 1]; e < last; ++e)
+            s += term(e, x);
+        const double v = s / exitRate[j];
+        sums.change += std::fabs(v - x[j]);
+        sums.total += v;
+        x[j] = v;
+    }
+    return sums;
+}
+
+// A component renumbered in wavefront order, so that a sweep level by level reads
+// its rows in memory order and finds the values it gathers, which lie mostly in
+// the neighbouring levels, close together: row r is state[r], its value x[r],
+// its transitions from inside the component word[start[r] .. start[r + 1]) (the
+// source's row shifted left by shift with the rate's index in rates in the low
+// bits), its inflow from outside (fixed during the solve, with
+// the 1 of state 0 for an open component) inflow[r], its exit rate exit[r].
+struct LevelRows {
+    std::vector<std::uint32_t> state;
+    std::vector<double> x;
+    std::vector<std::uint32_t> start;
+    std::vector<std::uint32_t> word;
+    std::vector<double> inflow; // empty when 0 everywhere (a closed component)
+    std::vector<double> exit;
+    std::vector<double> rates;
+    unsigned shift = 0;
+};
+
+// Renumbers the component in the order given; false when its transitions have
+// more than 65536 distinct rates, or a row number and a rate index do not fit one
+// 32-bit word together.
+bool renumber(const RateMatrix& m, const Components& comps, std::uint32_t c, bool closed,
+              std::vector<std::uint32_t> order, const std::vector<double>& x, LevelRows& rows) {
+    const auto size = static_cast<std::uint32_t>(order.size());
+    RateTable table;
+    std::uint64_t transitions = 0;
+    for (const std::uint32_t j : order) {
+        for (std::uint64_t e = m.start[j]; e < m.start[std::size_t{j} + 1]; ++e)
+            if (comps.component[m.source[e]] == c && table.indexOf(m.rate[e]) < 0)
+                return false;
+        transitions += m.start[std::size_t{j} + 1] - m.start[j];
+    }
+    const unsigned indexBits = table.indexBits();
+    const auto rowBits = static_cast<unsigned>(std::bit_width(std::max(size, 2u) - 1));
+    if (rowBits + indexBits > 32 || transitions > 0xFFFFFFFFu)
+        return false;
+    rows.word.reserve(transitions);
+    rows.shift = indexBits;
+    std::vector<std::uint32_t> row(m.states(), 0);
+    for (std::uint32_t r = 0; r < size; ++r)
+        row[order[r]] = r;
+    rows.start.reserve(std::size_t{size} + 1);
+    rows.start.push_back(0);
+    rows.x.resize(size);
+    rows.exit.resize(size);
+    if (!closed)
+        rows.inflow.assign(size, 0.0);
+    for (std::uint32_t r = 0; r < size; ++r) {
+        const std::uint32_t j = order[r];
+        double outside = j == 0 && !closed ? 1.0 : 0.0;
+        for (std::uint64_t e = m.start[j]; e < m.start[std::size_t{j} + 1]; ++e) {
+            const std::uint32_t i = m.source[e];
+            if (comps.component[i] == c)
+                rows.word.push_back(row[i] << indexBits |
+                                    static_cast<std::uint32_t>(table.indexOf(m.rate[e])));
+            else
+                outside += x[i] * m.rate[e];
+        }
+        rows.start.push_back(static_cast<std::uint32_t>(rows.word.size()));
+        if (!closed)
+            rows.inflow[r] = outside;
+        rows.exit[r] = m.exitRate[j];
+        rows.x[r] = x[j];
+    }
+    rows.state = std::move(order);
+    rows.rates = table.rates();
+    return true;
+}
+
+// Sweeps rows [begin, end) of a LevelRows once, in place.
+SweepSums sweepRows(LevelRows& rows, std::uint32_t begin, std::uint32_t end) {
+    const double* table = rows.rates.data();
+    const std::uint32_t* start = rows.start.data();
+    const std::uint32_t* word = rows.word.data();
+    const double* inflow = rows.inflow.empty() ? nullptr : rows.inflow.data();
+    const unsigned shift = rows.shift;
+    const std::uint32_t mask = (std::uint32_t{1} << shift) - 1;
+    double* x = rows.x.data();
+    SweepSums sums;
+    for (std::uint32_t r = begin; r < end; ++r) {
+        double s = inflow != nullptr ? inflow[r] : 0.0;
+        double s2 = 0.0;
+        std::uint32_t e = start[r];
+        const std::uint32_t last = start[r + 1];
+        for (; e + 1 < last; e += 2) {
+            const std::uint32_t p = word[e];
+            const std::uint32_t p2 = word[e + 1];
+            s += x[p >> shift] * table[p & mask];
+            s2 += x[p2 >> shift] * table[p2 & mask];
+        }
+        if (e < last) {
+            const std::uint32_t p = word[e];
+            s += x[p >> shift] * table[p & mask];
+        }
+        s += s2;
+        const double v = s / rows.exit[r];
+        sums.change += std::fabs(v - x[r]);
+        sums.total += v;
+        x[r] = v;
+    }
+    return sums;
+}
+
+} // namespace
+
+Wavefront findWavefront(const RateMatrix& m, const Components& comps, std::uint32_t c) {
+    const std::uint32_t* members = comps.order.data() + comps.first[c];
+    const std::uint32_t size = comps.size(c);
+    // level[j] rises to one above every neighbour of j numbered below it. A
+    // state's sources below it are final when its turn comes (the states go in
+    // ascending order); a source above it is raised ahead of its own turn.
+    std::vector<std::uint32_t> level(m.states(), 0);
+    std::uint32_t levels = 0;
+    for (std::uint32_t k = 0; k < size; ++k) {
+        const std::uint32_t j = members[k];
+        std::uint32_t l = level[j];
+        for (std::uint64_t e = m.start[j]; e < m.start[std::size_t{j} + 1]; ++e) {
+            const std::uint32_t i = m.source[e];
+            if (i < j && comps.component[i] == c)
+                l = std::max(l, level[i] + 1);
+        }
+        level[j] = l;
+        for (std::uint64_t e = m.start[j]; e < m.start[std::size_t{j} + 1]; ++e) {
+            const std::uint32_t i = m.source[e];
+            if (i > j && comps.component[i] == c)
+                level[i] = std::max(level[i], l + 1);
+        }
+        levels = std::max(levels, l + 1);
+    }
+    Wavefront w;
+    w.level.assign(std::size_t{levels} + 1, 0);
+    for (std::uint32_t k = 0; k < size; ++k)
+        ++w.level[level[members[k]] + 1];
+    for (std::uint32_t l = 0; l < levels; ++l)
+        w.level[l + 1] += w.level[l];
+    std::vector<std::uint32_t> at(w.level.begin(), w.level.end() - 1);
+    w.state.resize(size);
+    for (std::uint32_t k = 0; k < size; ++k)
+        w.state[at[level[members[k]]]++] = members[k];
+    return w;
+}
+
+SweepResult gaussSeidel(const RateMatrix& m, std::unique_ptr<PackedRates>& packed,
+                        const Components& comps, std::uint32_t c, bool closed,
+                        const LimitOptions& options, std::vector<double>& x) {
+    const std::uint32_t* members = comps.order.data() + comps.first[c];
+    const std::uint32_t size = comps.size(c);
+    if (closed)
+        for (std::uint32_t k = 0; k < size; ++k)
+            x[members[k]] = 1.0 / size;
+
+    Wavefront wave;
+    // Every level costs the threads a meeting: a level must carry enough work to
+    // outweigh it.
+    if (size >= options.wavefrontFrom) {
+        wave = findWavefront(m, comps, c);
+        if (size / (wave.level.size() - 1) < options.wavefrontRows)
+            wave = {};
+    }
+    LevelRows rows;
+    const bool byLevel =
+        !wave.state.empty() && renumber(m, comps, c, closed, std::move(wave.state), x, rows);
+    // The parts of the sweep: with a wavefront, level l is cut into parts of
+    // kPartStates, levels' parts being partStart[levelPart[l] .. levelPart[l + 1]).
+    std::vector<std::uint32_t> partStart{0};
+    std::vector<std::uint32_t> levelPart{0};
+    if (byLevel) {
+        for (std::size_t l = 0; l + 1 < wave.level.size(); ++l) {
+            for (std::uint32_t k = wave.level[l] + kPartStates; k < wave.level[l + 1];
+                 k += kPartStates)
+                partStart.push_back(k);
+            partStart.push_back(wave.level[l + 1]);
+            levelPart.push_back(static_cast<std::uint32_t>(partStart.size() - 1));
+        }
+    } else {
+        partStart.push_back(size);
+        levelPart.push_back(1);
+    }
+    std::vector<SweepSums> sums(partStart.size() - 1);
+    Parallel& pool = sharedPool();
+    if (!byLevel && !packed)
+        packed = std::make_unique<PackedRates>(m);
+    const std::vector<double> table = byLevel ? std::vector<double>() : packed->distinct();
+    auto sweepInOrder = [&](const auto& term) {
+        sums[0] = sweepStates(term, m, members, 0, size, closed, x.data());
+    };
+    auto sweepByLevel = [&] {
+        for (std::size_t l = 0; l + 1 < levelPart.size(); ++l) {
+            const std::uint32_t first = levelPart[l];
+            pool.forParts(levelPart[l + 1] - first, [&](std::uint64_t p) {
+                sums[first + p] = sweepRows(rows, partStart[first + p], partStart[first + p + 1]);
+            });
+        }
+    };
+
+    SweepResult r;
+    r.levels = byLevel ? static_cast<std::uint32_t>(levelPart.size() - 1) : 0;
+    double previous = 0.0;
+    while (r.sweeps < options.maxSweeps) {
+        ++r.sweeps;
+        if (byLevel)
+            sweepByLevel();
+        else
+            packed->dispatch(table.data(), 1.0, sweepInOrder);
+        double change = 0.0;
+        double total = 0.0;
+        for (const SweepSums& s : sums) {
+            change += s.change;
+            total += s.total;
+        }
+        if (closed && total > 0.0) {
+            pool.forEach(size, [&](std::uint64_t begin, std::uint64_t end) {
+                if (byLevel)
+                    for (std::uint64_t k = begin; k < end; ++k)
+                        rows.x[k] /= total;
+                else
+                    for (std::uint64_t k = begin; k < end; ++k)
+                        x[members[k]] /= total;
+            });
+        }
+        const double relative = total > 0.0 ? change / total : 0.0;
+        // The distance to the solution is about change * rho / (1 - rho), with rho
+        // the rate at which the changes shrink; a change alone would understate it
+        // for a slowly converging iteration.
+        const double rho = previous > 0.0 ? relative / previous : 1.0;
+        previous = relative;
+        r.change = rho < 1.0 ? relative * std::max(1.0, rho / (1.0 - rho)) : relative * 1e6;
+        if (relative == 0.0 || (r.sweeps >= 3 && r.change <= options.tolerance)) {
+            r.converged = true;
+            break;
+        }
+    }
+    if (byLevel)
+        for (std::uint32_t r = 0; r < size; ++r)
+            x[rows.state[r]] = rows.x[r];
+    return r;
+}
+
+} // namespace gensolver

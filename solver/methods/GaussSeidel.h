@@ -1,0 +1,53 @@
+#pragma once
+// Gauss-Seidel on one strongly connected component of a chain: the sweeps of the
+// long-run solve when no faster method is asked for or one failed.
+
+#include "methods/Components.h"
+#include "methods/LimitSolver.h"
+#include "methods/PackedRates.h"
+#include "methods/RateMatrix.h"
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+namespace gensolver {
+
+struct SweepResult {
+    std::uint64_t sweeps = 0;
+    double change = 0.0; // estimated relative 1-norm distance to the solution
+    bool converged = false;
+    std::uint32_t levels = 0; // wavefront levels a sweep took, 0 when swept in order
+};
+
+// The order in which a sweep may take a component's states over several threads
+// and still compute what the sweep in state order computes. A state's new value
+// reads the new values of the states before it and the old values of those after
+// it, so a state must come after every neighbour (by a transition either way)
+// numbered below it. Level l holds the states whose longest chain of such
+// neighbours, each numbered below the next, has l links; a level's states are
+// no neighbours of each other, so they may be swept side by side.
+struct Wavefront {
+    std::vector<std::uint32_t> state; // the component's states, level by level
+    // Level l is state[level[l] .. level[l + 1]).
+    std::vector<std::uint32_t> level;
+};
+
+// The wavefront of component c; m.states() entries of scratch are used.
+Wavefront findWavefront(const RateMatrix& m, const Components& comps, std::uint32_t c);
+
+// Sweeps component c until the estimated relative distance to the solution is at
+// most options.tolerance, or options.maxSweeps: x[j] = (b[j] + sum over i -> j of x[i] rate) /
+// exit[j], where b is 1 for state 0 (when open) and the inflow from components
+// solved before, which x already holds. A closed component (closed = true) starts
+// uniform and is normalised to sum 1 after every sweep. A large component whose
+// wavefront has few levels (options.wavefrontFrom, wavefrontRows) is swept level
+// by level over the solver's threads, renumbered so that each level's rows and
+// values lie together; the values are the same whatever the number of threads.
+// packed holds the matrix's rates as the sweeps in state order read them; it is
+// built on first use and kept for later calls.
+SweepResult gaussSeidel(const RateMatrix& m, std::unique_ptr<PackedRates>& packed,
+                        const Components& comps, std::uint32_t c, bool closed,
+                        const LimitOptions& options, std::vector<double>& x);
+
+} // namespace gensolver

@@ -1,0 +1,183 @@
+// Gauss-Seidel swept level by level over threads: the wavefront keeps every
+// state after its lower-numbered neighbours (checked on random chains and on a
+// hypercube, whose levels are known), and the sweeps reach the dense solution
+// for closed classes and for transient states feeding several classes, with the
+// same values on any number of threads.
+
+#include "methods/GaussSeidel.h"
+#include "SolverTestSupport.h"
+#include "methods/Components.h"
+#include "methods/LimitSolver.h"
+#include "methods/Parallel.h"
+
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <cmath>
+
+namespace {
+
+using gensolver::Transition;
+using solvertest::randomIrreducible;
+
+// Level of each state in the wavefront of its component.
+std::vector<std::uint32_t> levelsOf(const gensolver::Wavefront& w, std::uint32_t n) {
+    std::vector<std::uint32_t> level(n, 0xFFFFFFFFu);
+    for (std::size_t l = 0; l + 1 < w.level.size(); ++l)
+        for (std::uint32_t k = w.level[l]; k < w.level[l + 1]; ++k) {
+            EXPECT_EQ(level[w.state[k]], 0xFFFFFFFFu) << "state " << w.state[k] << " twice";
+            level[w.state[k]] = static_cast<std::uint32_t>(l);
+        }
+    return level;
+}
+
+TEST(GaussSeidel, TheWavefrontPutsEveryStateAfterItsLowerNumberedNeighbours) {
+    for (const unsigned seed : {1u, 2u, 3u}) {
+        const std::uint32_t n = 700;
+        const std::vector<Transition> ts = randomIrreducible(n, seed, -1.0, 1.0);
+        const gensolver::RateMatrix m = gensolver::buildRateMatrix(n, ts);
+        const gensolver::Components comps = gensolver::findComponents(m);
+        ASSERT_EQ(comps.count(), 1u);
+        const gensolver::Wavefront w = gensolver::findWavefront(m, comps, 0);
+        const std::vector<std::uint32_t> level = levelsOf(w, n);
+        for (std::uint32_t i = 0; i < n; ++i)
+            ASSERT_NE(level[i], 0xFFFFFFFFu) << "state " << i << " missing";
+        for (const Transition& t : ts) {
+            if (t.from != t.to) {
+                EXPECT_LT(level[std::min(t.from, t.to)], level[std::max(t.from, t.to)])
+                    << t.from << " -> " << t.to;
+            }
+        }
+        // A level lists its states in ascending order.
+        for (std::size_t l = 0; l + 1 < w.level.size(); ++l)
+            for (std::uint32_t k = w.level[l] + 1; k < w.level[l + 1]; ++k)
+                EXPECT_LT(w.state[k - 1], w.state[k]);
+    }
+    // On a hypercube numbered by its bits, the longest rising path to a state
+    // sets one bit per step: a state's level is its number of set bits.
+    const unsigned d = 10;
+    std::vector<Transition> cube;
+    for (std::uint32_t s = 0; s < (1u << d); ++s)
+        for (unsigned b = 0; b < d; ++b)
+            cube.push_back({s, s ^ (1u << b), 1.0 + b});
+    const gensolver::RateMatrix m = gensolver::buildRateMatrix(1u << d, cube);
+    const gensolver::Components comps = gensolver::findComponents(m);
+    const gensolver::Wavefront w = gensolver::findWavefront(m, comps, 0);
+    EXPECT_EQ(w.level.size(), d + 2);
+    const std::vector<std::uint32_t> level = levelsOf(w, 1u << d);
+    for (std::uint32_t s = 0; s < (1u << d); ++s)
+        EXPECT_EQ(level[s], static_cast<std::uint32_t>(std::popcount(s))) << "state " << s;
+}
+
+// A hypercube of dimension d numbered by its bits, each edge both ways with a
+// rate drawn from 32 values between 0.1 and 10: its wavefront levels are wide.
+std::vector<Transition> hypercube(unsigned d, unsigned seed) {
+    std::vector<Transition> ts;
+    std::uint64_t x = seed * 0x9E3779B97F4A7C15ull + 1;
+    for (std::uint32_t s = 0; s < (1u << d); ++s)
+        for (unsigned b = 0; b < d; ++b) {
+            x = x * 6364136223846793005ull + 1442695040888963407ull;
+            ts.push_back({s, s ^ (1u << b), std::pow(10.0, static_cast<double>(x >> 59) / 16 - 1)});
+        }
+    return ts;
+}
+
+// Gauss-Seidel everywhere, by wavefront on every component of two or more states.
+gensolver::LimitOptions byWavefront() {
+    gensolver::LimitOptions o;
+    o.denseLimit = 1;
+    o.wavefrontFrom = 2;
+    o.wavefrontRows = 1;
+    return o;
+}
+
+TEST(GaussSeidel, WavefrontSweepsReachTheDenseSolutionOnRandomStiffAndPeriodicChains) {
+    // Random chains (their ring makes one state per level) and a hypercube.
+    for (const auto& [n, seed, lo, hi] :
+         {std::tuple{300u, 5u, -1.0, 1.0}, std::tuple{200u, 6u, -4.0, 2.0},
+          std::tuple{256u, 0u, 0.0, 0.0}}) {
+        const std::vector<Transition> ts =
+            seed == 0 ? hypercube(8, 7) : randomIrreducible(n, seed, lo, hi);
+        const gensolver::RateMatrix m = gensolver::buildRateMatrix(n, ts);
+        const gensolver::Components comps = gensolver::findComponents(m);
+        std::unique_ptr<gensolver::PackedRates> packed;
+        std::vector<double> x(n, 0.0);
+        const gensolver::SweepResult r =
+            gensolver::gaussSeidel(m, packed, comps, 0, true, byWavefront(), x);
+        EXPECT_TRUE(r.converged);
+        EXPECT_GT(r.levels, 1u);
+        std::vector<std::uint32_t> all(n);
+        for (std::uint32_t i = 0; i < n; ++i)
+            all[i] = i;
+        const std::vector<long double> exact =
+            solvertest::classStationary(solvertest::denseGenerator(n, ts), all);
+        long double distance = 0.0L;
+        for (std::uint32_t i = 0; i < n; ++i)
+            distance += std::fabs(static_cast<long double>(x[i]) - exact[i]);
+        EXPECT_LE(static_cast<double>(distance), 1e-10) << "seed " << seed;
+    }
+    // A cycle: one state per level, each 1 / rate of the time.
+    const std::uint32_t n = 50;
+    std::vector<Transition> cycle;
+    for (std::uint32_t i = 0; i < n; ++i)
+        cycle.push_back({i, (i + 1) % n, 1.0 + i % 3});
+    const gensolver::Limit limit =
+        gensolver::solveLimit(gensolver::buildRateMatrix(n, cycle), byWavefront());
+    long double total = 0.0L;
+    for (std::uint32_t i = 0; i < n; ++i)
+        total += 1.0L / (1.0L + i % 3);
+    for (std::uint32_t i = 0; i < n; ++i)
+        EXPECT_NEAR(limit.distribution[i], static_cast<double>(1.0L / (1.0L + i % 3) / total),
+                    1e-12);
+}
+
+TEST(GaussSeidel, TransientStatesFeedingTwoClassesGiveTheDenseLimit) {
+    // States 0..39 transient and strongly connected, leaking into a random class
+    // 40..69 and a cycle 70..79: the open component's sweeps carry the 1 of the
+    // start state, the later classes the inflow from it.
+    const std::uint32_t n = 80;
+    std::vector<Transition> ts = randomIrreducible(40, 41, -1.0, 1.0);
+    for (const Transition& t : randomIrreducible(30, 42, -1.0, 1.0))
+        ts.push_back({t.from + 40, t.to + 40, t.rate});
+    for (std::uint32_t i = 70; i < 80; ++i)
+        ts.push_back({i, i == 79 ? 70 : i + 1, 1.5});
+    ts.push_back({7, 45, 0.2});
+    ts.push_back({33, 72, 0.05});
+    const gensolver::Limit limit =
+        gensolver::solveLimit(gensolver::buildRateMatrix(n, ts), byWavefront());
+    EXPECT_TRUE(limit.converged) << limit.method();
+    EXPECT_EQ(limit.classesReached, 2u);
+    // The limit is the first row of exp(Q t) once t has let the transient states
+    // empty.
+    const solvertest::Dense p =
+        solvertest::expm(solvertest::generator([&] {
+                             solvertest::Chain c;
+                             c.states = n;
+                             for (const Transition& t : ts)
+                                 c.arcs.push_back({t.from + 1, t.to + 1, t.rate});
+                             return c;
+                         }()),
+                         1e5L);
+    for (std::uint32_t i = 0; i < n; ++i)
+        EXPECT_NEAR(limit.distribution[i], static_cast<double>(p[0][i]), 1e-10) << "state " << i;
+}
+
+TEST(GaussSeidel, WavefrontSweepsGiveTheSameValuesOnAnyNumberOfThreads) {
+    // Levels of up to 3,432 states, cut into parts that threads share.
+    const std::uint32_t n = 1u << 14;
+    const gensolver::RateMatrix m = gensolver::buildRateMatrix(n, hypercube(14, 51));
+    gensolver::LimitOptions options = byWavefront();
+    options.wavefrontRows = 1000;
+    gensolver::setSharedThreads(1);
+    const gensolver::Limit one = gensolver::solveLimit(m, options);
+    gensolver::setSharedThreads(3);
+    const gensolver::Limit three = gensolver::solveLimit(m, options);
+    gensolver::setSharedThreads(0);
+    EXPECT_TRUE(one.converged) << one.method();
+    EXPECT_EQ(one.wavefrontLevels, 15u);
+    EXPECT_EQ(one.sweeps, three.sweeps);
+    for (std::uint32_t i = 0; i < n; ++i)
+        ASSERT_EQ(one.distribution[i], three.distribution[i]) << "state " << i;
+}
+
+} // namespace

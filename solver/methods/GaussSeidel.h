@@ -4,11 +4,9 @@
 
 #include "methods/Components.h"
 #include "methods/LimitSolver.h"
-#include "methods/PackedRates.h"
 #include "methods/RateMatrix.h"
 
 #include <cstdint>
-#include <memory>
 #include <vector>
 
 namespace gensolver {
@@ -44,10 +42,7 @@ Wavefront findWavefront(const RateMatrix& m, const Components& comps, std::uint3
 // wavefront has few levels (options.wavefrontFrom, wavefrontRows) is swept level
 // by level over the solver's threads, renumbered so that each level's rows and
 // values lie together; the values are the same whatever the number of threads.
-// packed holds the matrix's rates as the sweeps in state order read them; it is
-// built on first use and kept for later calls.
-SweepResult gaussSeidel(const RateMatrix& m, std::unique_ptr<PackedRates>& packed,
-                        const Components& comps, std::uint32_t c, bool closed,
+SweepResult gaussSeidel(const RateMatrix& m, const Components& comps, std::uint32_t c, bool closed,
                         const LimitOptions& options, std::vector<double>& x);
 
 } // namespace gensolver

@@ -221,7 +221,6 @@ Limit solveLimit(const RateMatrix& m, const LimitOptions& options) {
         limit.classes += b ? 1 : 0;
 
     std::vector<std::uint32_t> local;
-    std::unique_ptr<PackedRates> packed; // built by the first sweep that needs it
     auto record = [&](const SweepResult& r) {
         limit.iterative = true;
         limit.sweeps += r.sweeps;
@@ -266,7 +265,7 @@ Limit solveLimit(const RateMatrix& m, const LimitOptions& options) {
                 if (!closed)
                     x[comps.order[at]] = 0.0;
             }
-            SweepResult r = gaussSeidel(m, packed, comps, c, closed, options, x);
+            SweepResult r = gaussSeidel(m, comps, c, closed, options, x);
             if (!r.converged && k.bound < r.change) {
                 for (std::uint32_t at = comps.first[c]; at < comps.first[c + 1]; ++at)
                     x[comps.order[at]] = kept[at - comps.first[c]];
@@ -275,7 +274,7 @@ Limit solveLimit(const RateMatrix& m, const LimitOptions& options) {
             record(r);
             return;
         }
-        record(gaussSeidel(m, packed, comps, c, closed, options, x));
+        record(gaussSeidel(m, comps, c, closed, options, x));
     };
 
     std::vector<double> pi(n, 0.0);

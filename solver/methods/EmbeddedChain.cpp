@@ -30,7 +30,7 @@ EmbeddedChain::EmbeddedChain(const RegenerativeModel& m, double epsilon, std::ui
         // Refused before the weights are formed: their tail alone would hold a
         // number per step.
         const double lambda = s.rate * s.delay;
-        if (lambda + 10.0 * std::sqrt(lambda) + 50.0 > static_cast<double>(maxSteps)) {
+        if (poissonStepsNeeded(lambda) > static_cast<double>(maxSteps)) {
             char text[160];
             std::snprintf(text, sizeof text,
                           "the deterministic delay %.6g, with rates up to %.6g in the states "

@@ -2,6 +2,7 @@
 // Truncated Poisson probabilities for uniformization: the weights of k = left ..
 // right for the mean lambda, with a proven bound on what the truncation leaves out.
 
+#include <cmath>
 #include <cstdint>
 #include <vector>
 
@@ -28,6 +29,13 @@ struct PoissonWeights {
 // nothing under- or overflows; the tails beyond the cut are bounded by geometric
 // series, since the ratios shrink away from the mode.
 PoissonWeights poissonWeights(double lambda, double epsilon);
+
+// A generous estimate of the steps that uniformization with mean lambda takes (the
+// right end of the weights, lambda plus some standard deviations): what is checked
+// against a step budget before any weight is formed.
+inline double poissonStepsNeeded(double lambda) {
+    return lambda + 10.0 * std::sqrt(lambda) + 50.0;
+}
 
 // An upper bound on P(N <= k) for N ~ Poisson(lambda) and k < lambda (Chernoff:
 // exp(-lambda) (e lambda / k)^k); 1 when k >= lambda.

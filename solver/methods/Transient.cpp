@@ -212,7 +212,7 @@ void TransientSolver::advanceTo(double t) {
     std::vector<double> acc(std::move(x_));
     acc.assign(v_.size(), 0.0);
 
-    if (lambda + 10.0 * std::sqrt(lambda) + 50.0 <= static_cast<double>(options_.maxSteps)) {
+    if (poissonStepsNeeded(lambda) <= static_cast<double>(options_.maxSteps)) {
         const PoissonWeights pw = poissonWeights(lambda, options_.epsilon);
         // tail[i] = sum of the weights of left + i .. right, so P(N > k) is
         // tail[k + 1 - left] (1 below left).

@@ -37,7 +37,8 @@ const char* usage() {
            "  --multigrid              the same, preconditioned by aggregation multigrid\n"
            "  --binary-rows            read the rows and rewards from the binary parts\n"
            "                           <stem>.rows.0, ... (gen --binary-rows) for .arm and .var\n"
-           "  --threads N              threads for the long-run solve (default: one per core)\n"
+           "  --threads N              threads of the uniformization steps and the long-run\n"
+           "                           solve (default: one per core)\n"
            "  -h, --help               this text\n"
            "Exit status: 0 success, 1 error (one line on standard error), 2 results printed\n"
            "but an iterative solve missed its tolerance (marked NOT CONVERGED).\n";

@@ -45,40 +45,63 @@ SweepSums sweepInOrder(const RateMatrix& m, const std::uint32_t* members, std::u
 
 // A component renumbered in wavefront order, so that a sweep level by level reads
 // its rows in memory order and finds the values it gathers, which lie mostly in
-// the neighbouring levels, close together: row r is state[r], its value x[r],
-// its transitions from inside the component word[start[r] .. start[r + 1]) (the
-// source's row shifted left by shift with the rate's index in rates in the low
-// bits), its inflow from outside (fixed during the solve, with
-// the 1 of state 0 for an open component) inflow[r], its exit rate exit[r].
+// the neighbouring levels, close together: row r is state[r], its value x[r], its
+// transitions from inside the component word[start[r] .. start[r + 1]) (the
+// source's row shifted left by shift, with the index of the transition's weight in
+// `weights` in the low bits), and its inflow from outside (fixed during the solve,
+// with the 1 of state 0 for an open component) inflow[r].
+//
+// Models have few distinct rates and few distinct exit rates, so usually the
+// weights are the rates divided by the exit rate of the row they enter, the inflow
+// divided likewise, and exit is empty: a sweep sets x[r] = inflow[r] + sum of
+// x[source] weight, without a division or the exit rates. Where those quotients are
+// too many, the weights are the rates and exit[r] holds the row's exit rate.
 struct LevelRows {
     std::vector<std::uint32_t> state;
     std::vector<double> x;
     std::vector<std::uint32_t> start;
     std::vector<std::uint32_t> word;
     std::vector<double> inflow; // empty when 0 everywhere (a closed component)
+    std::vector<double> weights;
     std::vector<double> exit;
-    std::vector<double> rates;
     unsigned shift = 0;
 };
 
 // Renumbers the component in the order given; false when its transitions have
-// more than 65536 distinct rates, or a row number and a rate index do not fit one
-// 32-bit word together.
+// more than 65536 distinct rates, or a row number and a rate's index do not fit
+// one 32-bit word together.
 bool renumber(const RateMatrix& m, const Components& comps, std::uint32_t c, bool closed,
               std::vector<std::uint32_t> order, const std::vector<double>& x, LevelRows& rows) {
     const auto size = static_cast<std::uint32_t>(order.size());
-    RateTable table;
+    const auto rowBits = static_cast<unsigned>(std::bit_width(std::max(size, 2u) - 1));
     std::uint64_t transitions = 0;
-    for (const std::uint32_t j : order) {
-        for (std::uint64_t e = m.start[j]; e < m.start[std::size_t{j} + 1]; ++e)
-            if (comps.component[m.source[e]] == c && table.indexOf(m.rate[e]) < 0)
-                return false;
+    for (const std::uint32_t j : order)
         transitions += m.start[std::size_t{j} + 1] - m.start[j];
+    if (transitions > 0xFFFFFFFFu)
+        return false;
+    // The weight of transition e into state j: its rate, divided by j's exit rate
+    // when `divided`.
+    auto weight = [&](std::uint64_t e, std::uint32_t j, bool divided) {
+        return divided ? m.rate[e] / m.exitRate[j] : m.rate[e];
+    };
+    RateTable table;
+    bool divided = true;
+    for (;;) {
+        bool fits = true;
+        for (std::size_t r = 0; r < order.size() && fits; ++r) {
+            const std::uint32_t j = order[r];
+            for (std::uint64_t e = m.start[j]; e < m.start[std::size_t{j} + 1] && fits; ++e)
+                fits =
+                    comps.component[m.source[e]] != c || table.indexOf(weight(e, j, divided)) >= 0;
+        }
+        if (fits && rowBits + table.indexBits() <= 32)
+            break;
+        if (!divided)
+            return false;
+        divided = false;
+        table = RateTable();
     }
     const unsigned indexBits = table.indexBits();
-    const auto rowBits = static_cast<unsigned>(std::bit_width(std::max(size, 2u) - 1));
-    if (rowBits + indexBits > 32 || transitions > 0xFFFFFFFFu)
-        return false;
     rows.word.reserve(transitions);
     rows.shift = indexBits;
     std::vector<std::uint32_t> row(m.states(), 0);
@@ -87,34 +110,37 @@ bool renumber(const RateMatrix& m, const Components& comps, std::uint32_t c, boo
     rows.start.reserve(std::size_t{size} + 1);
     rows.start.push_back(0);
     rows.x.resize(size);
-    rows.exit.resize(size);
     if (!closed)
         rows.inflow.assign(size, 0.0);
+    if (!divided)
+        rows.exit.resize(size);
     for (std::uint32_t r = 0; r < size; ++r) {
         const std::uint32_t j = order[r];
         double outside = j == 0 && !closed ? 1.0 : 0.0;
         for (std::uint64_t e = m.start[j]; e < m.start[std::size_t{j} + 1]; ++e) {
             const std::uint32_t i = m.source[e];
             if (comps.component[i] == c)
-                rows.word.push_back(row[i] << indexBits |
-                                    static_cast<std::uint32_t>(table.indexOf(m.rate[e])));
+                rows.word.push_back(row[i] << indexBits | static_cast<std::uint32_t>(table.indexOf(
+                                                              weight(e, j, divided))));
             else
                 outside += x[i] * m.rate[e];
         }
         rows.start.push_back(static_cast<std::uint32_t>(rows.word.size()));
         if (!closed)
-            rows.inflow[r] = outside;
-        rows.exit[r] = m.exitRate[j];
+            rows.inflow[r] = divided ? outside / m.exitRate[j] : outside;
+        if (!divided)
+            rows.exit[r] = m.exitRate[j];
         rows.x[r] = x[j];
     }
     rows.state = std::move(order);
-    rows.rates = table.rates();
+    rows.weights = table.rates();
     return true;
 }
 
 // Sweeps rows [begin, end) of a LevelRows once, in place.
+template <bool Divide>
 SweepSums sweepRows(LevelRows& rows, std::uint32_t begin, std::uint32_t end) {
-    const double* table = rows.rates.data();
+    const double* table = rows.weights.data();
     const std::uint32_t* start = rows.start.data();
     const std::uint32_t* word = rows.word.data();
     const double* inflow = rows.inflow.empty() ? nullptr : rows.inflow.data();
@@ -137,8 +163,7 @@ SweepSums sweepRows(LevelRows& rows, std::uint32_t begin, std::uint32_t end) {
             const std::uint32_t p = word[e];
             s += x[p >> shift] * table[p & mask];
         }
-        s += s2;
-        const double v = s / rows.exit[r];
+        const double v = Divide ? (s + s2) / rows.exit[r] : s + s2;
         sums.change += std::fabs(v - x[r]);
         sums.total += v;
         x[r] = v;
@@ -226,7 +251,10 @@ SweepResult gaussSeidel(const RateMatrix& m, const Components& comps, std::uint3
         for (std::size_t l = 0; l + 1 < levelPart.size(); ++l) {
             const std::uint32_t first = levelPart[l];
             pool.forParts(levelPart[l + 1] - first, [&](std::uint64_t p) {
-                sums[first + p] = sweepRows(rows, partStart[first + p], partStart[first + p + 1]);
+                sums[first + p] =
+                    rows.exit.empty()
+                        ? sweepRows<false>(rows, partStart[first + p], partStart[first + p + 1])
+                        : sweepRows<true>(rows, partStart[first + p], partStart[first + p + 1]);
             });
         }
     };

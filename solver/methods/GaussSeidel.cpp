@@ -274,7 +274,11 @@ SweepResult gaussSeidel(const RateMatrix& m, const Components& comps, std::uint3
             change += s.change;
             total += s.total;
         }
-        if (closed && total > 0.0) {
+        // A closed component's sweep is linear without a right-hand side: scaling
+        // its values scales the next sweep's and leaves the relative change as it
+        // is. The renumbered values are normalised only when their total leaves a
+        // safe range, and at the end, sparing a pass per sweep.
+        if (closed && total > 0.0 && (!byLevel || total < 0x1p-100 || total > 0x1p100)) {
             pool.forEach(size, [&](std::uint64_t begin, std::uint64_t end) {
                 if (byLevel)
                     for (std::uint64_t k = begin; k < end; ++k)
@@ -296,9 +300,18 @@ SweepResult gaussSeidel(const RateMatrix& m, const Components& comps, std::uint3
             break;
         }
     }
-    if (byLevel)
+    if (byLevel) {
+        const double total = closed ? pool.sum(size,
+                                               [&](std::uint64_t begin, std::uint64_t end) {
+                                                   double t = 0.0;
+                                                   for (std::uint64_t k = begin; k < end; ++k)
+                                                       t += rows.x[k];
+                                                   return t;
+                                               })
+                                    : 1.0;
         for (std::uint32_t r = 0; r < size; ++r)
-            x[rows.state[r]] = rows.x[r];
+            x[rows.state[r]] = total > 0.0 ? rows.x[r] / total : rows.x[r];
+    }
     return r;
 }
 

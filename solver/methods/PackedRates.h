@@ -18,15 +18,13 @@
 
 namespace gensolver {
 
-// Reads transition e of a matrix: its source and its rate taken from a table
+// term(e, x): x at transition e's source times its rate, taken from a table
 // indexed like PackedRates::distinct() (or the matrix's rate times a scale).
 struct PackedTerm {
     const std::uint32_t* word;
     const double* table;
     unsigned shift;
     std::uint32_t mask;
-    std::uint32_t source(std::uint64_t e) const { return word[e] >> shift; }
-    double rate(std::uint64_t e) const { return table[word[e] & mask]; }
     double operator()(std::uint64_t e, const double* x) const {
         const std::uint32_t p = word[e];
         return x[p >> shift] * table[p & mask];
@@ -37,8 +35,6 @@ struct IndexedTerm {
     const std::uint32_t* sources;
     const std::uint16_t* index;
     const double* table;
-    std::uint32_t source(std::uint64_t e) const { return sources[e]; }
-    double rate(std::uint64_t e) const { return table[index[e]]; }
     double operator()(std::uint64_t e, const double* x) const {
         return x[sources[e]] * table[index[e]];
     }
@@ -48,8 +44,6 @@ struct PlainTerm {
     const std::uint32_t* sources;
     const double* rates;
     double scale;
-    std::uint32_t source(std::uint64_t e) const { return sources[e]; }
-    double rate(std::uint64_t e) const { return rates[e] * scale; }
     double operator()(std::uint64_t e, const double* x) const {
         return x[sources[e]] * (rates[e] * scale);
     }

@@ -31,6 +31,12 @@ public:
     virtual double max(double local) = 0;
 };
 
+// The method the options pick for the whole chain m, held by this process
+// (uniformization, extrapolation, or uniformization probing for the limit first).
+std::unique_ptr<TransientMethod> wholeChainTransient(
+    const RateMatrix& m, std::vector<const std::vector<double>*> integrands, LimitSource* limits,
+    const TransientOptions& options, double lastTime, double& rate);
+
 // The whole chain in this process: uniformization or extrapolation, and the
 // limit by its components.
 class LocalBackend : public ChainBackend {

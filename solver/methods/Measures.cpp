@@ -4,6 +4,7 @@
 #include "methods/ChainBackend.h"
 #include "methods/Components.h"
 #include "methods/Extrapolation.h"
+#include "methods/WindowedTransient.h"
 
 #include <algorithm>
 #include <cmath>
@@ -126,22 +127,33 @@ bool Solution::allConverged() const {
     return std::all_of(results.begin(), results.end(), [](const Result& r) { return r.converged; });
 }
 
-std::unique_ptr<TransientMethod>
-LocalBackend::transient(std::vector<const std::vector<double>*> integrands, LimitSource* limits,
-                        const TransientOptions& options, double lastTime, double& rate) {
-    if (chooseExtrapolation(m_, lastTime, options)) {
+std::unique_ptr<TransientMethod> wholeChainTransient(
+    const RateMatrix& m, std::vector<const std::vector<double>*> integrands, LimitSource* limits,
+    const TransientOptions& options, double lastTime, double& rate) {
+    if (chooseExtrapolation(m, lastTime, options)) {
         if (options.method == TransientChoice::Auto && limits != nullptr &&
-            m_.states() <= options.probeStates && startsInClosedClass(m_)) {
-            auto p = std::make_unique<ProbingTransient>(m_, std::move(integrands), limits, options);
+            m.states() <= options.probeStates && startsInClosedClass(m)) {
+            auto p = std::make_unique<ProbingTransient>(m, std::move(integrands), limits, options);
             rate = p->rate();
             return p;
         }
         rate = 0.0;
-        return std::make_unique<ExtrapolationSolver>(m_, integrands, options);
+        return std::make_unique<ExtrapolationSolver>(m, integrands, options);
     }
-    auto u = std::make_unique<TransientSolver>(m_, std::move(integrands), limits, options);
+    auto u = std::make_unique<TransientSolver>(m, std::move(integrands), limits, options);
     rate = u->rate();
     return u;
+}
+
+std::unique_ptr<TransientMethod>
+LocalBackend::transient(std::vector<const std::vector<double>*> integrands, LimitSource* limits,
+                        const TransientOptions& options, double lastTime, double& rate) {
+    if (chooseWindow(m_, lastTime, options)) {
+        rate = 0.0;
+        return std::make_unique<WindowedTransient>(m_, std::move(integrands), limits, options,
+                                                   lastTime);
+    }
+    return wholeChainTransient(m_, std::move(integrands), limits, options, lastTime, rate);
 }
 
 Solution solve(const Model& model, const SolveOptions& options) {

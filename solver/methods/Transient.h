@@ -60,6 +60,10 @@ struct TransientOptions {
     // extrapolateAbove steps, uniformization is tried first, allowed
     // extrapolateAbove steps per interval to reach the limit.
     std::uint32_t probeStates = 1000;
+    // Auto, chains above extrapolateStates where uniformization needs more than
+    // extrapolateAbove steps: states of the first window tried around state 1
+    // (WindowedTransient); 0 turns the windows off.
+    std::uint32_t windowStates = 4096;
 };
 
 // A transient method: moves the distribution of the chain started in state 1

@@ -25,7 +25,8 @@ const char* studyUsage() {
            "  --log-x, --log-y         the plot's axes on log scales\n"
            "  --complement             the plot shows 1 - value (unreliability, say)\n"
            "Solver options, as gen-solve reads them: --format table|csv|json, --epsilon E,\n"
-           "  --steady, --absorption, --max-steps N, --max-sweeps N, --dense-limit N\n"
+           "  --steady, --absorption, --max-steps N, --max-sweeps N, --dense-limit N,\n"
+           "  --window N\n"
            "  -h, --help               this text\n"
            "Exit status: 0 success, 1 error or a failed experiment (named on standard error,\n"
            "its rows marked FAILED), 2 results printed but an iterative solve missed its\n"
@@ -88,7 +89,7 @@ StudyCommandLine parseStudyCommandLine(const std::vector<std::string>& args) {
         } else if (a == "--complement") {
             cl.complement = true;
         } else if (is("--format") || is("--epsilon") || is("--max-steps") || is("--max-sweeps") ||
-                   is("--dense-limit")) {
+                   is("--dense-limit") || is("--window")) {
             solverArgs.push_back(a);
             if (a.find('=') == std::string::npos) {
                 if (i + 1 >= args.size())

@@ -33,9 +33,10 @@ public:
 
 // The method the options pick for the whole chain m, held by this process
 // (uniformization, extrapolation, or uniformization probing for the limit first).
-std::unique_ptr<TransientMethod> wholeChainTransient(
-    const RateMatrix& m, std::vector<const std::vector<double>*> integrands, LimitSource* limits,
-    const TransientOptions& options, double lastTime, double& rate);
+std::unique_ptr<TransientMethod>
+wholeChainTransient(const RateMatrix& m, std::vector<const std::vector<double>*> integrands,
+                    LimitSource* limits, const TransientOptions& options, double lastTime,
+                    double& rate);
 
 // The whole chain in this process: uniformization or extrapolation, and the
 // limit by its components.

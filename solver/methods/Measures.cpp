@@ -127,9 +127,10 @@ bool Solution::allConverged() const {
     return std::all_of(results.begin(), results.end(), [](const Result& r) { return r.converged; });
 }
 
-std::unique_ptr<TransientMethod> wholeChainTransient(
-    const RateMatrix& m, std::vector<const std::vector<double>*> integrands, LimitSource* limits,
-    const TransientOptions& options, double lastTime, double& rate) {
+std::unique_ptr<TransientMethod>
+wholeChainTransient(const RateMatrix& m, std::vector<const std::vector<double>*> integrands,
+                    LimitSource* limits, const TransientOptions& options, double lastTime,
+                    double& rate) {
     if (chooseExtrapolation(m, lastTime, options)) {
         if (options.method == TransientChoice::Auto && limits != nullptr &&
             m.states() <= options.probeStates && startsInClosedClass(m)) {

@@ -184,8 +184,8 @@ void WindowedTransient::advanceTo(double t) {
             std::min(std::max(options_.extrapolateStates, options_.windowStates), reachable);
         if (cut_.window >= largest) {
             char text[160];
-            std::snprintf(text, sizeof text,
-                          "the %u states nearest state 1 lost %.2g by t=%g", cut_.window, lost, t);
+            std::snprintf(text, sizeof text, "the %u states nearest state 1 lost %.2g by t=%g",
+                          cut_.window, lost, t);
             givenUp_ = text;
             openWhole();
         } else {
@@ -202,7 +202,9 @@ bool WindowedTransient::steadyStateDetected() const {
     return whole_ && whole_->steadyStateDetected();
 }
 
-double WindowedTransient::steadyTime() const { return whole_ ? whole_->steadyTime() : 0.0; }
+double WindowedTransient::steadyTime() const {
+    return whole_ ? whole_->steadyTime() : 0.0;
+}
 
 bool WindowedTransient::boundProven() const {
     return whole_ ? whole_->boundProven() : inner_->boundProven();
@@ -219,8 +221,8 @@ std::string WindowedTransient::describe() const {
                       cut_.window, lost_);
     std::string s = inner_->describe() + text;
     if (dropped_ > 0)
-        s += "; " + std::to_string(dropped_) + (dropped_ == 1 ? " smaller window" : " smaller windows") +
-             " dropped";
+        s += "; " + std::to_string(dropped_) +
+             (dropped_ == 1 ? " smaller window" : " smaller windows") + " dropped";
     return s;
 }
 

@@ -92,7 +92,7 @@ private:
     std::unique_ptr<TransientMethod> whole_;      // the whole chain's, after the last window
     std::uint64_t spent_ = 0;                     // steps of the windows given up
     unsigned dropped_ = 0;
-    double lost_ = 0.0; // the sinks' mass at now()
+    double lost_ = 0.0;   // the sinks' mass at now()
     std::string givenUp_; // why the windows were given up (for describe)
 };
 

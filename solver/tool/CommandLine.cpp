@@ -28,8 +28,13 @@ const char* usage() {
            "                           uniformization needs more than 20000 steps and the\n"
            "                           chain has at most 20000 states, unless it has at most\n"
            "                           --dense-limit states, state 1 in a closed class, and\n"
-           "                           settles at its limit within them; on larger chains\n"
-           "                           iterative extrapolation beyond 1e6 steps)\n"
+           "                           settles at its limit within them; on larger chains,\n"
+           "                           beyond 20000 steps, first on windows of the states\n"
+           "                           nearest state 1, then iterative extrapolation beyond\n"
+           "                           1e6 steps)\n"
+           "  --window N               states of the first window (default 4096, doubling up\n"
+           "                           to 20000 while the mass leaving it exceeds --epsilon;\n"
+           "                           0: no windows)\n"
            "  --max-sweeps N           sweeps allowed per iterative solve (default 100000)\n"
            "  --dense-limit N          solve classes of up to N states directly (default 1000)\n"
            "  --bicgstab               solve components of 5000 states or more by BiCGSTAB with\n"
@@ -124,6 +129,13 @@ CommandLine parseCommandLine(const std::vector<std::string>& args) {
             else
                 throw std::invalid_argument("unknown transient method " + quote(t) +
                                             " (auto, uniformization, extrapolation or iterative)");
+        } else if (is("--window")) {
+            const std::string text = value("--window");
+            std::uint64_t n = 0;
+            if (!parseUnsigned(text, n) || n > 20000)
+                throw std::invalid_argument(
+                    "option --window needs a whole number up to 20000, not " + quote(text));
+            cl.solve.transient.windowStates = static_cast<std::uint32_t>(n);
         } else if (is("--max-sweeps")) {
             cl.solve.limit.maxSweeps = count("--max-sweeps");
         } else if (is("--dense-limit")) {

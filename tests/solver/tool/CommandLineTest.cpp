@@ -50,6 +50,9 @@ TEST(SolveCommandLine, AcceptedForms) {
               TransientChoice::Uniformization);
     EXPECT_EQ(parseCommandLine({"s", "--transient=extrapolation"}).solve.transient.method,
               TransientChoice::Extrapolation);
+    EXPECT_EQ(parseCommandLine({"s"}).solve.transient.windowStates, 4096u);
+    EXPECT_EQ(parseCommandLine({"s", "--window", "0"}).solve.transient.windowStates, 0u);
+    EXPECT_EQ(parseCommandLine({"s", "--window=20000"}).solve.transient.windowStates, 20000u);
     EXPECT_TRUE(parseCommandLine({"--help"}).help);
     const gensolver::PlotOptions plot =
         parseCommandLine({"s", "--log-value", "--plot=p.svg", "--complement"}).plotOptions;
@@ -72,6 +75,8 @@ TEST(SolveCommandLine, Refusals) {
         {"s", "--max-steps", "0"},
         {"s", "--max-steps", "-3"},
         {"s", "--dense-limit", "1000000"},
+        {"s", "--window", "20001"},
+        {"s", "--window", "-1"},
         {"s", "--threads", "0"},
         {"s", "--threads", "two"},
         {"s", "--transient", "implicit"},

@@ -61,9 +61,10 @@ struct TransientOptions {
     // extrapolateAbove steps per interval to reach the limit.
     std::uint32_t probeStates = 1000;
     // Auto, chains above extrapolateStates where uniformization needs more than
-    // extrapolateAbove steps: states of the first window tried around state 1
+    // windowAbove steps: states of the first window tried around state 1
     // (WindowedTransient); 0 turns the windows off.
     std::uint32_t windowStates = 4096;
+    double windowAbove = 1000.0;
 };
 
 // A transient method: moves the distribution of the chain started in state 1

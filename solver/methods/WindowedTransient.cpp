@@ -7,10 +7,18 @@
 
 namespace gensolver {
 
+namespace {
+
+// The share of the mass lost by a window beyond which the windows are given up
+// at once.
+constexpr double kSpread = 0.01;
+
+} // namespace
+
 bool chooseWindow(const RateMatrix& m, double lastTime, const TransientOptions& options) {
     return options.method == TransientChoice::Auto && options.windowStates > 0 &&
            m.states() > options.extrapolateStates &&
-           uniformizationRate(m) * lastTime > options.extrapolateAbove;
+           uniformizationRate(m) * lastTime > options.windowAbove;
 }
 
 std::vector<std::uint32_t> breadthFirstOrder(const RateMatrix& m) {
@@ -182,7 +190,10 @@ void WindowedTransient::advanceTo(double t) {
         const auto reachable = static_cast<std::uint32_t>(order_.size());
         const std::uint32_t largest =
             std::min(std::max(options_.extrapolateStates, options_.windowStates), reachable);
-        if (cut_.window >= largest) {
+        // A window that lets a sizeable share of the mass out (the chain spreads it,
+        // as a queueing model does, rather than keeping it near state 1) would
+        // need far more than the doublings left.
+        if (cut_.window >= largest || lost > kSpread) {
             char text[160];
             std::snprintf(text, sizeof text, "the %u states nearest state 1 lost %.2g by t=%g",
                           cut_.window, lost, t);

@@ -13,8 +13,9 @@
 // known to within m + e, and its integral over [0, t] to within the integral of
 // m plus twice that of e. When the sinks hold more than the tolerance at a time
 // point, W doubles and the solve starts again from time 0; beyond the largest
-// window the whole chain is solved as before. Time points already answered
-// stand: their bounds held.
+// window, or when a window lost more than 1 % (the chain spreads its mass), the
+// whole chain is solved as before. Time points already answered stand: their
+// bounds held.
 
 #include "methods/RateMatrix.h"
 #include "methods/Transient.h"
@@ -27,8 +28,8 @@
 namespace gensolver {
 
 // Whether auto solves on windows: windows on, a chain of more than
-// extrapolateStates states, and more than extrapolateAbove uniformization steps
-// to lastTime.
+// extrapolateStates states, and more than windowAbove uniformization steps to
+// lastTime.
 bool chooseWindow(const RateMatrix& m, double lastTime, const TransientOptions& options);
 
 // The states reachable from state 1 (index 0) along transitions of positive

@@ -170,9 +170,12 @@ void WindowedTransient::advanceTo(double t) {
         }
         inner_->advanceTo(t);
         const std::vector<double>& y = inner_->distribution();
+        // Extrapolation may leave an entry a rounding below 0: the mass counted
+        // lost is never taken below 0, which only widens the bounds.
         double lost = 0.0;
         for (std::size_t k = cut_.window; k < y.size(); ++k)
             lost += y[k];
+        lost = std::max(lost, 0.0);
         const bool exact = y.size() == cut_.window; // no sinks: every reachable state is in
         if (exact || lost <= options_.epsilon) {
             lost_ = lost;
@@ -181,7 +184,8 @@ void WindowedTransient::advanceTo(double t) {
             for (std::size_t r = 0; r < integrals_.size(); ++r)
                 integrals_[r] = inner_->integral(r);
             distBound_ = inner_->distributionBound() + lost;
-            intBound_ = inner_->integral(integrals_.size()) + 2.0 * inner_->integralBound();
+            intBound_ =
+                std::max(inner_->integral(integrals_.size()), 0.0) + 2.0 * inner_->integralBound();
             now_ = inner_->now();
             return;
         }

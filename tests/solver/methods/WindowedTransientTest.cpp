@@ -196,6 +196,49 @@ TEST(WindowedTransientTest, QueueNearEmptyAgainstItsPoissonLaw) {
     EXPECT_LE(windowed->windowStates(), 200u);
 }
 
+TEST(WindowedTransientTest, StiffWorkloadAgainstItsClosedForm) {
+    // A workload switching idle -> busy at 1e4 and back at 1e3 per hour, beside
+    // units failing one at a time at 0.1 per hour and repaired at 1 (3,000
+    // levels, mass near none down): rates 1e-1 to 1e4, so uniformization would
+    // take 1.1e4 steps per hour. The workload ignores the failures, so from idle
+    // P(busy at t) = b (1 - e^{-11000 t}) and its integral is
+    // b (t - (1 - e^{-11000 t}) / 11000), b = 10/11.
+    const std::uint32_t levels = 3000, n = 2 * levels;
+    std::vector<Transition> ts;
+    auto state = [](std::uint32_t down, std::uint32_t busy) { return 2 * down + busy; };
+    for (std::uint32_t d = 0; d < levels; ++d) {
+        ts.push_back({state(d, 0), state(d, 1), 1e4});
+        ts.push_back({state(d, 1), state(d, 0), 1e3});
+        for (std::uint32_t b = 0; b < 2; ++b) {
+            if (d + 1 < levels)
+                ts.push_back({state(d, b), state(d + 1, b), 0.1});
+            if (d > 0)
+                ts.push_back({state(d, b), state(d - 1, b), 1.0});
+        }
+    }
+    const RateMatrix m = gensolver::buildRateMatrix(n, ts);
+    std::vector<double> busy(n, 0.0);
+    for (std::uint32_t d = 0; d < levels; ++d)
+        busy[state(d, 1)] = 1.0;
+    auto method = localTransient(m, {&busy}, smallWindows(), 1000.0);
+    ASSERT_NE(dynamic_cast<WindowedTransient*>(method.get()), nullptr);
+    const double b = 10.0 / 11.0, rate = 11000.0;
+    for (const double t : {1e-4, 1.0, 1000.0}) {
+        method->advanceTo(t);
+        double value = 0.0;
+        for (std::uint32_t k = 0; k < n; ++k)
+            value += method->distribution()[k] * busy[k];
+        EXPECT_NEAR(value, b * -std::expm1(-rate * t), method->distributionBound() + 1e-14)
+            << "t = " << t;
+        EXPECT_NEAR(method->integral(0), b * (t + std::expm1(-rate * t) / rate),
+                    method->integralBound() + 1e-12 * t)
+            << "t = " << t;
+        EXPECT_LT(method->distributionBound(), 1e-8) << "t = " << t;
+        EXPECT_NE(method->describe().find("extrapolation"), std::string::npos)
+            << method->describe();
+    }
+}
+
 TEST(WindowedTransientTest, DriftingMassGoesToTheWholeChain) {
     // A Poisson process of rate 1 counted up to n - 1: by t = 1000 its mass is
     // near 1000, beyond any window of 200 states.

@@ -29,6 +29,9 @@ public:
     // The sum and the maximum of the processes' values.
     virtual double sum(double local) = 0;
     virtual double max(double local) = 0;
+    // Per state, 1 when no closed class holds it, or null when not known
+    // (LimitSource::transientStates).
+    virtual const std::vector<char>* transientStates() { return nullptr; }
 };
 
 // The method the options pick for the whole chain m, held by this process
@@ -52,9 +55,13 @@ public:
     Limit limit(const LimitOptions& options) override { return solveLimit(m_, options); }
     double sum(double local) override { return local; }
     double max(double local) override { return local; }
+    // Found on first request and kept.
+    const std::vector<char>* transientStates() override;
 
 private:
     const RateMatrix& m_;
+    std::vector<char> transient_;
+    bool transientFound_ = false;
 };
 
 } // namespace gensolver

@@ -28,6 +28,7 @@ public:
         return *limit_;
     }
     bool computed() const { return limit_.has_value(); }
+    const std::vector<char>* transientStates() override { return chain_.transientStates(); }
 
 private:
     ChainBackend& chain_;
@@ -144,6 +145,17 @@ wholeChainTransient(const RateMatrix& m, std::vector<const std::vector<double>*>
     auto u = std::make_unique<TransientSolver>(m, std::move(integrands), limits, options);
     rate = u->rate();
     return u;
+}
+
+const std::vector<char>* LocalBackend::transientStates() {
+    if (!transientFound_) {
+        const Components c = findComponents(m_);
+        transient_.resize(m_.states());
+        for (std::uint32_t j = 0; j < m_.states(); ++j)
+            transient_[j] = c.bottom[c.component[j]] ? 0 : 1;
+        transientFound_ = true;
+    }
+    return &transient_;
 }
 
 std::unique_ptr<TransientMethod>

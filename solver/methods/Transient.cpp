@@ -171,6 +171,14 @@ double TransientSolver::distanceToLimit(std::uint64_t k, std::uint64_t remaining
         // when many steps remain.
         if (k < options_.detectAfter || remaining < 5 * options_.detectAfter)
             return -1.0;
+        if (const std::vector<char>* transient = limits_->transientStates()) {
+            double mass = 0.0;
+            for (std::size_t j = 0; j < v_.size(); ++j)
+                if ((*transient)[j] != 0)
+                    mass += v_[j];
+            if (mass > options_.epsilon / 16.0)
+                return -1.0;
+        }
         limit_ = &limits_->limit();
     }
     if (!limit_->converged)

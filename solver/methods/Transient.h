@@ -29,6 +29,13 @@ class LimitSource {
 public:
     virtual ~LimitSource() = default;
     virtual const Limit& limit() = 0;
+    // Per state, 1 when no closed class holds it (a transient state), or null
+    // when not known (then the limit is fetched as soon as many steps remain).
+    // The limit puts no mass there, so while the iterate keeps more than the
+    // detection threshold on them the limit need not be solved; from a transient
+    // state 1 solving it means the mean times to absorption, which on a
+    // reliability model take longer than the steps themselves.
+    virtual const std::vector<char>* transientStates() { return nullptr; }
 };
 
 // Which transient method solves the time points.

@@ -1,0 +1,92 @@
+// Steady-state detection in uniformization fetches the limit only once the
+// iterate's mass on transient states is below its threshold: a chain that is
+// absorbed only slowly never pays for the limit (its mean times to absorption),
+// and gives the same bits as without detection; a chain that drains into a
+// closed class quickly still detects, at that class's closed-form distribution.
+
+#include "methods/LimitSolver.h"
+#include "methods/Transient.h"
+
+#include <gtest/gtest.h>
+
+#include <optional>
+
+namespace {
+
+using gensolver::RateMatrix;
+using gensolver::TransientOptions;
+using gensolver::TransientSolver;
+
+// The chain's limit on request, counting the requests; the transient states are
+// given by the test, which knows them by construction.
+class CountingLimit : public gensolver::LimitSource {
+public:
+    CountingLimit(const RateMatrix& m, std::vector<char> transient)
+        : m_(m), transient_(std::move(transient)) {}
+    const gensolver::Limit& limit() override {
+        ++requests;
+        if (!limit_)
+            limit_ = gensolver::solveLimit(m_, gensolver::LimitOptions{});
+        return *limit_;
+    }
+    const std::vector<char>* transientStates() override { return &transient_; }
+    int requests = 0;
+
+private:
+    const RateMatrix& m_;
+    std::vector<char> transient_;
+    std::optional<gensolver::Limit> limit_;
+};
+
+TransientOptions uniformization() {
+    TransientOptions o;
+    o.method = gensolver::TransientChoice::Uniformization;
+    return o;
+}
+
+TEST(SteadyDetectionTest, SlowAbsorptionNeverAsksForTheLimit) {
+    // States 0 and 1 swap at rate 1000; 0 is absorbed in 2 at rate 1e-9. At t = 50
+    // uniformization takes 1e5 steps and the mass is all on transient states.
+    const RateMatrix m =
+        gensolver::buildRateMatrix(3, {{0, 1, 1000.0}, {1, 0, 1000.0}, {0, 2, 1e-9}});
+    const std::vector<double> up{1.0, 1.0, 0.0};
+    CountingLimit limits(m, {1, 1, 0});
+    TransientSolver detecting(m, {&up}, &limits, uniformization());
+    TransientSolver plain(m, {&up}, nullptr, uniformization());
+    for (const double t : {10.0, 50.0}) {
+        detecting.advanceTo(t);
+        plain.advanceTo(t);
+        EXPECT_EQ(detecting.distribution(), plain.distribution()) << "t = " << t;
+        EXPECT_EQ(detecting.integral(0), plain.integral(0)) << "t = " << t;
+        EXPECT_EQ(detecting.distributionBound(), plain.distributionBound()) << "t = " << t;
+    }
+    EXPECT_EQ(limits.requests, 0);
+    EXPECT_FALSE(detecting.steadyStateDetected());
+}
+
+TEST(SteadyDetectionTest, QuickDrainStillDetects) {
+    // State 0 leaves at rate 50 for the class {1, 2} (1 -> 2 at 1000, 2 -> 1 at
+    // 500), whose distribution is (1/3, 2/3). By t = 100 the transient mass is
+    // e^{-5000}.
+    const RateMatrix m =
+        gensolver::buildRateMatrix(3, {{0, 1, 50.0}, {1, 2, 1000.0}, {2, 1, 500.0}});
+    const std::vector<double> atTwo{0.0, 0.0, 1.0};
+    CountingLimit limits(m, {1, 0, 0});
+    TransientSolver s(m, {&atTwo}, &limits, uniformization());
+    s.advanceTo(100.0);
+    EXPECT_TRUE(s.steadyStateDetected());
+    EXPECT_EQ(limits.requests, 1);
+    EXPECT_NEAR(s.distribution()[1], 1.0 / 3.0, s.distributionBound());
+    EXPECT_NEAR(s.distribution()[2], 2.0 / 3.0, s.distributionBound());
+    EXPECT_LT(s.distributionBound(), 1e-11);
+    // Before 0 drains (t = 0.2: e^{-10} left) the limit is not asked for.
+    CountingLimit early(m, {1, 0, 0});
+    TransientOptions o = uniformization();
+    o.detectAfter = 16;
+    TransientSolver e(m, {&atTwo}, &early, o);
+    e.advanceTo(0.2);
+    EXPECT_EQ(early.requests, 0);
+    EXPECT_FALSE(e.steadyStateDetected());
+}
+
+} // namespace

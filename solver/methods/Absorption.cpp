@@ -1,5 +1,6 @@
 #include "methods/Absorption.h"
 
+#include "methods/Components.h"
 #include "methods/SparseElimination.h"
 
 #include <algorithm>
@@ -75,34 +76,11 @@ Sets findSets(const RateMatrix& m) {
                 queue.push_back(m.source[e]);
             }
     }
-    // Forwards from state 1, over the rates regrouped by source. Transitions
-    // stored with rate 0 (a rate that came out 0) lead nowhere, here and above:
-    // an absorbing state may list some.
-    std::vector<std::uint64_t> first(std::size_t{n} + 1, 0);
-    for (std::uint64_t e = 0; e < m.transitions(); ++e)
-        if (m.rate[e] > 0.0)
-            ++first[std::size_t{m.source[e]} + 1];
-    for (std::uint32_t i = 0; i < n; ++i)
-        first[std::size_t{i} + 1] += first[i];
-    std::vector<std::uint32_t> target(first[n]);
-    {
-        std::vector<std::uint64_t> next(first.begin(), first.end() - 1);
-        for (std::uint32_t j = 0; j < n; ++j)
-            for (std::uint64_t e = m.start[j]; e < m.start[std::size_t{j} + 1]; ++e)
-                if (m.rate[e] > 0.0)
-                    target[next[m.source[e]]++] = j;
-    }
+    // Forwards from state 1. Transitions stored with rate 0 (a rate that came
+    // out 0) lead nowhere, here and above: an absorbing state may list some.
     std::vector<char> reached(n, 0);
-    reached[0] = 1;
-    queue.assign(1, 0);
-    for (std::size_t q = 0; q < queue.size(); ++q) {
-        const std::uint32_t i = queue[q];
-        for (std::uint64_t e = first[i]; e < first[std::size_t{i} + 1]; ++e)
-            if (!reached[target[e]]) {
-                reached[target[e]] = 1;
-                queue.push_back(target[e]);
-            }
-    }
+    for (const std::uint32_t j : breadthFirstOrder(m))
+        reached[j] = 1;
     s.startReaches = reaches[0] != 0;
     s.local.assign(n, kOutside);
     s.absorbing.assign(n, 0);

@@ -161,4 +161,41 @@ Components findComponents(const RateMatrix& m) {
     return c;
 }
 
+std::vector<std::uint32_t> breadthFirstOrder(const RateMatrix& m) {
+    const std::uint32_t n = m.states();
+    std::vector<std::uint32_t> order;
+    if (n == 0)
+        return order;
+    // The rows hold the transitions into each state; the search follows them out
+    // of each state, so they are turned around first (targets per source).
+    std::vector<std::uint64_t> out(std::size_t{n} + 1, 0);
+    for (std::uint32_t j = 0; j < n; ++j)
+        for (std::uint64_t e = m.start[j]; e < m.start[std::size_t{j} + 1]; ++e)
+            if (m.rate[e] > 0.0)
+                ++out[std::size_t{m.source[e]} + 1];
+    for (std::uint32_t i = 0; i < n; ++i)
+        out[std::size_t{i} + 1] += out[i];
+    std::vector<std::uint32_t> target(out[n]);
+    {
+        std::vector<std::uint64_t> fill(out.begin(), out.end() - 1);
+        for (std::uint32_t j = 0; j < n; ++j)
+            for (std::uint64_t e = m.start[j]; e < m.start[std::size_t{j} + 1]; ++e)
+                if (m.rate[e] > 0.0)
+                    target[fill[m.source[e]]++] = j;
+    }
+    std::vector<bool> seen(n, false);
+    order.push_back(0);
+    seen[0] = true;
+    for (std::size_t head = 0; head < order.size(); ++head) {
+        const std::uint32_t i = order[head];
+        // A state's targets were filled in increasing order: new ones join in it.
+        for (std::uint64_t e = out[i]; e < out[std::size_t{i} + 1]; ++e)
+            if (!seen[target[e]]) {
+                seen[target[e]] = true;
+                order.push_back(target[e]);
+            }
+    }
+    return order;
+}
+
 } // namespace gensolver

@@ -29,4 +29,8 @@ struct Components {
 
 Components findComponents(const RateMatrix& m);
 
+// The states reachable from state 1 (index 0) along transitions of positive
+// rate, in breadth-first order (ties by index).
+std::vector<std::uint32_t> breadthFirstOrder(const RateMatrix& m);
+
 } // namespace gensolver

@@ -17,6 +17,7 @@
 // whole chain is solved as before. Time points already answered stand: their
 // bounds held.
 
+#include "methods/Components.h"
 #include "methods/RateMatrix.h"
 #include "methods/Transient.h"
 
@@ -31,10 +32,6 @@ namespace gensolver {
 // extrapolateStates states, and more than windowAbove uniformization steps to
 // lastTime.
 bool chooseWindow(const RateMatrix& m, double lastTime, const TransientOptions& options);
-
-// The states reachable from state 1 (index 0) along transitions of positive
-// rate, in breadth-first order (ties by index).
-std::vector<std::uint32_t> breadthFirstOrder(const RateMatrix& m);
 
 // The chain cut to the first `size` states of `order`: window state k is
 // order[k], followed by sink states (absorbing) that take, per window state, the

@@ -2,7 +2,8 @@
 // search from every state: random chains sparse and dense (one component, many,
 // unreachable states), a ring numbered against its direction (the quick
 // one-component test cannot tell and the full search decides), transitions of
-// rate 0 (no transitions at all), and the components' topological order.
+// rate 0 (no transitions at all), and the components' topological order; and the
+// breadth-first order from state 1 against distances found by relaxation.
 
 #include "methods/Components.h"
 #include "methods/RateMatrix.h"
@@ -99,6 +100,41 @@ TEST(Components, ARingAgainstItsNumberingIsOneComponentAndARateOfZeroCutsIt) {
     ring[10].rate = 0.0;
     expectComponents(n, ring, "ring cut by a rate of 0");
     EXPECT_EQ(gensolver::findComponents(gensolver::buildRateMatrix(n, ring)).count(), n);
+}
+
+TEST(BreadthFirstOrderTest, FollowsDistanceAndSkipsWhatCannotBeReached) {
+    for (const unsigned seed : {4u, 5u, 6u}) {
+        const std::uint32_t n = 200;
+        std::mt19937 rng(seed);
+        std::uniform_int_distribution<std::uint32_t> state(0, n - 1);
+        std::vector<Transition> ts;
+        for (std::uint32_t k = 0; k < 220; ++k) {
+            const std::uint32_t a = state(rng), b = state(rng);
+            if (a != b)
+                ts.push_back({a, b, k % 5 == 0 ? 0.0 : 1.0});
+        }
+        // Distances by relaxation over the arcs of positive rate.
+        std::vector<std::uint32_t> distance(n, UINT32_MAX);
+        distance[0] = 0;
+        for (bool changed = true; changed;) {
+            changed = false;
+            for (const Transition& t : ts)
+                if (t.rate > 0.0 && distance[t.from] != UINT32_MAX &&
+                    distance[t.from] + 1 < distance[t.to]) {
+                    distance[t.to] = distance[t.from] + 1;
+                    changed = true;
+                }
+        }
+        const std::vector<std::uint32_t> order =
+            gensolver::breadthFirstOrder(gensolver::buildRateMatrix(n, ts));
+        std::size_t reachable = 0;
+        for (const std::uint32_t d : distance)
+            reachable += d != UINT32_MAX;
+        ASSERT_EQ(order.size(), reachable) << "seed " << seed;
+        EXPECT_EQ(order[0], 0u);
+        for (std::size_t k = 1; k < order.size(); ++k)
+            EXPECT_LE(distance[order[k - 1]], distance[order[k]]) << "seed " << seed;
+    }
 }
 
 } // namespace

@@ -76,10 +76,12 @@ TEST(CutChainTest, LiesBelowTheWholeChainByTheSinksMass) {
             const solvertest::Dense whole = solvertest::expm(solvertest::denseGenerator(n, ts), t);
             const solvertest::Dense part =
                 solvertest::expm(solvertest::denseGenerator(c.states(), cutArcs), t);
+            // Without extended precision the exponentials carry double's rounding.
+            const long double slack = solvertest::extendedPrecision() ? 1e-15L : 1e-12L;
             long double missing = 0.0L, sinks = 0.0L;
             for (std::uint32_t k = 0; k < size; ++k) {
                 const long double below = whole[0][order[k]] - part[0][k];
-                EXPECT_GE(below, -1e-15L) << "seed " << seed << " window " << size;
+                EXPECT_GE(below, -slack) << "seed " << seed << " window " << size;
                 missing += below;
             }
             for (std::uint32_t k = 0; k < n; ++k)
@@ -87,7 +89,8 @@ TEST(CutChainTest, LiesBelowTheWholeChainByTheSinksMass) {
                     missing += whole[0][k];
             for (std::uint32_t s = size; s < c.states(); ++s)
                 sinks += part[0][s];
-            EXPECT_NEAR(static_cast<double>(missing), static_cast<double>(sinks), 1e-13)
+            EXPECT_NEAR(static_cast<double>(missing), static_cast<double>(sinks),
+                        static_cast<double>(100 * slack))
                 << "seed " << seed << " window " << size;
         }
     }

@@ -193,6 +193,8 @@ TEST(StudyCommand, RefusalsNameTheFaultAndPrintNoResult) {
                                 "--help for the usage)\n"},
         {"--epsilon 2 " + gen, "gen-study: option --epsilon needs a number between 0 and 1, not "
                                "\"2\" (gen-study --help for the usage)\n"},
+        {"--window 30000 " + gen, "gen-study: option --window needs a whole number up to "
+                                  "20000, not \"30000\" (gen-study --help for the usage)\n"},
         {"-j 0 " + gen, "gen-study: option -j needs a whole number from 1 to 1024, not \"0\" "
                         "(gen-study --help for the usage)\n"},
         {"-P/tmp/ " + gen, "gen-study: unknown option \"-P/tmp/\" (gen-study --help for the "

@@ -84,12 +84,7 @@ public:
         }
         if (extrapolation_)
             extrapolation_->advanceTo(t);
-        x_ = active_->distribution();
-        for (std::size_t r = 0; r < integrals_.size(); ++r)
-            integrals_[r] = active_->integral(r);
-        now_ = active_->now();
-        distBound_ = active_->distributionBound();
-        intBound_ = active_->integralBound();
+        copySolution(*active_);
     }
     std::uint64_t steps() const override { return active_->steps(); }
     bool steadyStateDetected() const override { return active_->steadyStateDetected(); }

@@ -101,6 +101,16 @@ public:
     virtual std::string describe() const = 0;
 
 protected:
+    // Takes the solution, its integrals, time and bounds from another method
+    // that this one hands the work to.
+    void copySolution(const TransientMethod& from) {
+        x_ = from.x_;
+        integrals_ = from.integrals_;
+        now_ = from.now_;
+        distBound_ = from.distBound_;
+        intBound_ = from.intBound_;
+    }
+
     std::vector<double> x_;         // the distribution at now_
     std::vector<double> integrals_; // per integrand, its integral over [0, now_]
     double now_ = 0.0;

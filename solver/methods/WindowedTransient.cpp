@@ -123,12 +123,7 @@ void WindowedTransient::advanceTo(double t) {
     for (;;) {
         if (whole_) {
             whole_->advanceTo(t);
-            x_ = whole_->distribution();
-            for (std::size_t r = 0; r < integrals_.size(); ++r)
-                integrals_[r] = whole_->integral(r);
-            distBound_ = whole_->distributionBound();
-            intBound_ = whole_->integralBound();
-            now_ = whole_->now();
+            copySolution(*whole_);
             return;
         }
         inner_->advanceTo(t);

@@ -99,9 +99,12 @@ Sets findSets(const RateMatrix& m) {
 }
 
 // A solution over T kept in double-double (hi + lo), refined until its residual
-// stops shrinking; residualBound holds per state a bound on |residual|.
+// stops shrinking; residualBound holds per state a bound on |residual|. first is
+// the solve before any refinement, and firstError per state a bound on its error
+// relative to the exact solution from its rounding counts (infinity where none).
 struct Refined {
     std::vector<double> hi, lo, residualBound;
+    std::vector<double> first, firstError;
     std::uint32_t steps = 0;
 };
 
@@ -145,7 +148,15 @@ Refined refine(const RateMatrix& m, const Sets& s, const SparseElimination& lu, 
     v.hi.assign(n, left ? 0.0 : 1.0);
     if (left)
         v.hi[s.local[0]] = 1.0;
-    left ? lu.solveLeft(v.hi) : lu.solveRight(v.hi);
+    std::vector<std::uint32_t> counts(n, 0);
+    left ? lu.solveLeft(v.hi, counts) : lu.solveRight(v.hi, counts);
+    v.first = v.hi;
+    v.firstError.resize(n);
+    for (std::size_t k = 0; k < n; ++k) {
+        // An entry flushed to 0 below the normal range has an infinite relative error.
+        const double e = lu.relativeError(counts[k]);
+        v.firstError[k] = std::isinf(e) ? e : v.first[k] * e;
+    }
     v.lo.assign(n, 0.0);
     v.residualBound.assign(n, 0.0);
     std::vector<double> r(n);
@@ -192,6 +203,8 @@ double Absorption::accumulated(const std::vector<double>& w, double& bound) cons
 }
 
 std::string Absorption::method() const {
+    if (byRounding)
+        return "sparse elimination, bound from its rounding";
     return "sparse elimination, " + std::to_string(refinements) + " refinement" +
            (refinements == 1 ? "" : "s");
 }
@@ -230,23 +243,42 @@ Absorption solveAbsorption(const RateMatrix& m) {
         else
             delta = std::max(delta, b);
     }
+    // The first solve's rounding counts give a second upper bound, which holds
+    // however ill-conditioned the chain (a mean time of 1e23 behind rates of 1e4,
+    // where the residual can no longer be summed finely enough); the smaller one
+    // is kept.
     std::vector<double> upper(s.states.size());
     for (std::size_t k = 0; k < upper.size(); ++k) {
         upper[k] = delta < 1.0
                        ? (mean.hi[k] + std::fabs(mean.lo[k])) / (1.0 - delta) * (1.0 + 4.0 * kUnit)
                        : std::numeric_limits<double>::infinity();
+        upper[k] = std::min(upper[k], (mean.first[k] + mean.firstError[k]) * (1.0 + 2.0 * kUnit));
         a.longestMean = std::max(a.longestMean, upper[k]);
     }
     const Refined x = refine(m, s, lu, true, upper);
-    a.refinements = x.steps;
+    // x's error is bounded either by its residual, weighted by the mean times, or by
+    // the first solve's rounding counts: the sum of the per-state bounds decides.
+    double residualWeight = 0.0;
+    double roundingWeight = 0.0;
+    for (std::size_t k = 0; k < s.states.size(); ++k) {
+        // A residual of exactly 0 adds nothing, even where the mean times have no
+        // finite upper bound.
+        residualWeight += x.residualBound[k] > 0.0 ? x.residualBound[k] * upper[k] : 0.0;
+        roundingWeight += x.firstError[k];
+    }
+    a.byRounding = roundingWeight < residualWeight;
+    a.refinements = a.byRounding ? 0 : x.steps;
     double residualSum = 0.0;
     for (std::size_t k = 0; k < s.states.size(); ++k) {
         const std::uint32_t j = s.states[k];
-        a.time[j] = x.hi[k];
-        a.timeLow[j] = x.lo[k];
-        // A residual of exactly 0 adds nothing, even where the mean times have no
-        // finite upper bound.
-        a.weight_[j] = x.residualBound[k] > 0.0 ? x.residualBound[k] * upper[k] : 0.0;
+        if (a.byRounding) {
+            a.time[j] = x.first[k];
+            a.weight_[j] = x.firstError[k];
+        } else {
+            a.time[j] = x.hi[k];
+            a.timeLow[j] = x.lo[k];
+            a.weight_[j] = x.residualBound[k] > 0.0 ? x.residualBound[k] * upper[k] : 0.0;
+        }
         residualSum += x.residualBound[k];
     }
     if (!s.certain) {
@@ -263,7 +295,20 @@ Absorption solveAbsorption(const RateMatrix& m) {
             }
         }
         a.probability = p.value();
-        a.probabilityBound = residualSum * (1.0 + 4.0 * kUnit) + p.error();
+        if (a.byRounding) {
+            // sum over the rates into absorbing states of the error of x at their source
+            double b = 0.0;
+            for (std::uint32_t j = 0; j < n; ++j) {
+                if (!s.absorbing[j])
+                    continue;
+                for (std::uint64_t e = m.start[j]; e < m.start[std::size_t{j} + 1]; ++e)
+                    if (s.local[m.source[e]] != kOutside)
+                        b += a.weight_[m.source[e]] * m.rate[e];
+            }
+            a.probabilityBound = b * (1.0 + 4.0 * kUnit) + p.error();
+        } else {
+            a.probabilityBound = residualSum * (1.0 + 4.0 * kUnit) + p.error();
+        }
     }
     return a;
 }

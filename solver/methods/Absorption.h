@@ -3,7 +3,8 @@
 // outgoing rate, with what probability, and the expected time it spends in each
 // state before, x (-Q_TT) = e_1 over the transient states T (those reachable from
 // state 1 that can reach an absorbing state). Accumulated rewards until absorption
-// are x . w for any per-state earning rate w, each with a bound from the residual.
+// are x . w for any per-state earning rate w, each with a bound from the residual
+// or, where tighter, from the rounding errors of the elimination.
 
 #include "methods/RateMatrix.h"
 
@@ -26,6 +27,9 @@ public:
     std::uint32_t transient = 0;   // states in T
     std::uint64_t factorSize = 0;  // entries of the elimination's factors
     std::uint32_t refinements = 0; // refinement steps of the solve for x
+    // The bounds come from the rounding errors of the elimination's first solve
+    // (tighter there than the residual's), which is then the solution given.
+    bool byRounding = false;
     double probability = 0.0;      // of being absorbed, from state 1
     double probabilityBound = 0.0; // proven bound on its error
     double longestMean = 0.0;      // upper bound of the mean time to leave T from any state of T
@@ -41,8 +45,8 @@ public:
 private:
     friend Absorption solveAbsorption(const RateMatrix& m);
     // Per chain state i in T: the bound |r_i| on the residual of x times an upper
-    // bound of the mean time to absorption from i; their sum bounds |x - x*| . |w|
-    // for |w| <= 1.
+    // bound of the mean time to absorption from i, or the bound on |x_i - x*_i|
+    // from the roundings; their sum bounds |x - x*| . |w| for |w| <= 1.
     std::vector<double> weight_;
 };
 

@@ -1,6 +1,9 @@
 #include "methods/SparseElimination.h"
 
+#include <algorithm>
+#include <cmath>
 #include <cstdint>
+#include <limits>
 
 namespace gensolver {
 
@@ -8,11 +11,28 @@ namespace {
 
 using Entry = std::pair<std::uint32_t, double>;
 
+constexpr double kUnit = std::numeric_limits<double>::epsilon() / 2;
+constexpr double kNormal = std::numeric_limits<double>::min();
+constexpr std::uint32_t kUnbounded = UINT32_MAX;
+
+std::uint32_t plus(std::uint64_t a, std::uint64_t b) {
+    return static_cast<std::uint32_t>(std::min<std::uint64_t>(a + b, kUnbounded));
+}
+
+// A product or quotient r of nonzero a and b below the normal range has no
+// relative error bound.
+bool underflows(double r, double a, double b) {
+    return r < kNormal && a != 0.0 && b != 0.0;
+}
+
 // Eliminates the states in order; out gets per state its rates to later states,
-// lower the rates into it from later states, exit its exit rate then.
+// lower the rates into it from later states, exit its exit rate then, weight the
+// exponents of the rounding factors in units of u (see the header): 2 for every
+// rounding of a state's rates, as the inverse's entries see it, and 1 more for
+// each rounding of the exit rate that the stored rates do not carry.
 void eliminate(const RateMatrix& m, const std::vector<std::uint32_t>& states,
                const std::vector<std::uint32_t>& local, std::vector<std::vector<Entry>>& out,
-               std::vector<std::vector<Entry>>& lower, std::vector<double>& exit) {
+               std::vector<std::vector<Entry>>& lower, std::vector<double>& exit, double& weight) {
     const std::size_t n = states.size();
     // out[k]: rates from k to states of the set not yet eliminated; into[j]: the
     // states that may hold a rate to j (eliminated ones are skipped when read).
@@ -35,8 +55,12 @@ void eliminate(const RateMatrix& m, const std::vector<std::uint32_t>& states,
             continue;
         for (std::uint64_t e = m.start[j]; e < m.start[std::size_t{j} + 1]; ++e) {
             const std::uint32_t i = local[m.source[e]];
-            if (i != UINT32_MAX)
-                leak[i] += m.rate[e];
+            if (i == UINT32_MAX)
+                continue;
+            // Sums of two rates are rounded: the state's rates move by a factor.
+            if (leak[i] != 0.0)
+                weight += 2.0;
+            leak[i] += m.rate[e];
         }
     }
     // Parallel transitions become one entry each way.
@@ -49,6 +73,7 @@ void eliminate(const RateMatrix& m, const std::vector<std::uint32_t>& states,
                 merged.push_back(a);
             } else {
                 merged[position[a.first]].second += a.second;
+                weight += 2.0;
             }
         }
         for (const Entry& a : merged)
@@ -62,6 +87,10 @@ void eliminate(const RateMatrix& m, const std::vector<std::uint32_t>& states,
             e += a.second;
         exit[k] = e;
         done[k] = 1;
+        // The exit rate is the exact sum of k's rates each moved by at most d
+        // roundings, d the terms of the sum.
+        const double d = static_cast<double>(out[k].size() + 1);
+        weight += 3.0 * d;
         // The rates into k from the states that remain; k leaves their rows.
         std::vector<Entry>& in = lower[k];
         for (const std::uint32_t i : into[k]) {
@@ -84,6 +113,10 @@ void eliminate(const RateMatrix& m, const std::vector<std::uint32_t>& states,
         for (const Entry& ik : in) {
             const std::uint32_t i = ik.first;
             const double f = ik.second / e;
+            // i's rates: a product, a quotient and a sum on k's rates moved as above.
+            weight += 2.0 * (d + 3.0);
+            if (underflows(f, ik.second, e) || underflows(f * leak[k], f, leak[k]))
+                weight = std::numeric_limits<double>::infinity();
             leak[i] += f * leak[k];
             std::vector<Entry>& row = out[i];
             for (std::size_t p = 0; p < row.size(); ++p)
@@ -92,6 +125,8 @@ void eliminate(const RateMatrix& m, const std::vector<std::uint32_t>& states,
                 if (kj.first == i)
                     continue;
                 const double add = f * kj.second;
+                if (underflows(add, f, kj.second))
+                    weight = std::numeric_limits<double>::infinity();
                 if (position[kj.first] != UINT32_MAX) {
                     row[position[kj.first]].second += add;
                 } else {
@@ -126,37 +161,87 @@ SparseElimination::SparseElimination(const RateMatrix& m, const std::vector<std:
                                      const std::vector<std::uint32_t>& local)
     : exit_(states.size(), 0.0) {
     std::vector<std::vector<Entry>> upper(states.size()), lower(states.size());
-    eliminate(m, states, local, upper, lower, exit_);
+    eliminate(m, states, local, upper, lower, exit_, roundingWeight_);
     upper_ = Rows(upper);
     lower_ = Rows(lower);
 }
 
 void SparseElimination::solveLeft(std::vector<double>& b) const {
-    substitute(b, upper_, lower_);
+    substitute<false>(b, nullptr, upper_, lower_);
 }
 
 void SparseElimination::solveRight(std::vector<double>& c) const {
-    substitute(c, lower_, upper_);
+    substitute<false>(c, nullptr, lower_, upper_);
+}
+
+void SparseElimination::solveLeft(std::vector<double>& b,
+                                  std::vector<std::uint32_t>& counts) const {
+    substitute<true>(b, counts.data(), upper_, lower_);
+}
+
+void SparseElimination::solveRight(std::vector<double>& c,
+                                   std::vector<std::uint32_t>& counts) const {
+    substitute<true>(c, counts.data(), lower_, upper_);
+}
+
+double SparseElimination::relativeError(std::uint32_t count) const {
+    // e^phi - 1 with phi the sum of the exponents; 1.02 u per rounding covers
+    // -log(1 - gamma) while each factor's count times u stays below 1e-2.
+    const double phi = 1.02 * kUnit * (roundingWeight_ + count);
+    if (count == kUnbounded || !(phi < 1e-2))
+        return std::numeric_limits<double>::infinity();
+    return std::expm1(phi) * (1.0 + 4.0 * kUnit);
 }
 
 // Forward: each state's value, divided by its exit rate, is passed along the rates
 // of `forward`; backward: each state gathers the later states' values along
-// `backward` and divides by its exit rate.
-void SparseElimination::substitute(std::vector<double>& v, const Rows& forward,
-                                   const Rows& backward) const {
+// `backward` and divides by its exit rate. Counted, each entry's count is the
+// largest count of the terms summed into it, plus one for each rounding of the sum
+// and of its products and quotient.
+template <bool Counted>
+void SparseElimination::substitute(std::vector<double>& v, std::uint32_t* counts,
+                                   const Rows& forward, const Rows& backward) const {
     const std::size_t n = exit_.size();
     for (std::size_t k = 0; k < n; ++k) {
         if (v[k] == 0.0)
             continue;
         const double f = v[k] / exit_[k];
-        for (std::uint64_t e = forward.start[k]; e < forward.start[k + 1]; ++e)
-            v[forward.index[e]] += forward.rate[e] * f;
+        if constexpr (!Counted) {
+            for (std::uint64_t e = forward.start[k]; e < forward.start[k + 1]; ++e)
+                v[forward.index[e]] += forward.rate[e] * f;
+        } else {
+            const std::uint32_t fCount =
+                underflows(f, v[k], exit_[k]) ? kUnbounded : plus(counts[k], 1);
+            for (std::uint64_t e = forward.start[k]; e < forward.start[k + 1]; ++e) {
+                const std::uint32_t j = forward.index[e];
+                const double add = forward.rate[e] * f;
+                const std::uint32_t addCount =
+                    underflows(add, forward.rate[e], f) ? kUnbounded : plus(fCount, 1);
+                counts[j] = v[j] != 0.0 ? plus(std::max(counts[j], addCount), 1) : addCount;
+                v[j] += add;
+            }
+        }
     }
     for (std::size_t k = n; k-- > 0;) {
         double s = v[k];
-        for (std::uint64_t e = backward.start[k]; e < backward.start[k + 1]; ++e)
-            s += v[backward.index[e]] * backward.rate[e];
-        v[k] = s / exit_[k];
+        if constexpr (!Counted) {
+            for (std::uint64_t e = backward.start[k]; e < backward.start[k + 1]; ++e)
+                s += v[backward.index[e]] * backward.rate[e];
+            v[k] = s / exit_[k];
+        } else {
+            std::uint32_t largest = counts[k];
+            for (std::uint64_t e = backward.start[k]; e < backward.start[k + 1]; ++e) {
+                const std::uint32_t i = backward.index[e];
+                const double add = v[i] * backward.rate[e];
+                largest =
+                    std::max(largest, underflows(add, v[i], backward.rate[e]) ? kUnbounded
+                                                                              : plus(counts[i], 1));
+                s += add;
+            }
+            const std::uint32_t sCount = plus(largest, backward.start[k + 1] - backward.start[k]);
+            v[k] = s / exit_[k];
+            counts[k] = underflows(v[k], s, exit_[k]) ? kUnbounded : plus(sCount, 1);
+        }
     }
 }
 

@@ -4,6 +4,18 @@
 // the states that remain. Exit rates are recomputed as sums of the remaining rates
 // plus the rate of leaving the set, so nothing is subtracted and the factors stay
 // accurate on stiff chains. Solves x A = b and A m = c with the factors.
+//
+// Since nothing is subtracted, a solve for a right-hand side that is not negative
+// has a relative error bound of its own, however ill-conditioned A is. A is given
+// by the rates between states and each state's rate of leaving the set; by the
+// matrix-tree theorem every entry of A's inverse is a ratio of two sums of products
+// that take one such rate from every state but at most one, so scaling one state's
+// rates by e^h, |h| <= eta, moves the entry by a factor within e^(2 eta). Each
+// step of the elimination rounds the rates of the state eliminated and of the states
+// with a rate into it by a few units of roundoff u: these factors multiply, and
+// roundingWeight() is the sum of their exponents in units of u. The solves count
+// their own roundings per entry (sums of values that are not negative, with the
+// factors taken as exact), which adds to it: see relativeError().
 
 #include "methods/RateMatrix.h"
 
@@ -28,6 +40,17 @@ public:
     void solveLeft(std::vector<double>& b) const;
     // A m = c, over local indices; c is overwritten by m.
     void solveRight(std::vector<double>& c) const;
+    // The same for b (or c) not negative; counts (as many as b, zero) receives the
+    // roundings of the solve behind each entry of the solution.
+    void solveLeft(std::vector<double>& b, std::vector<std::uint32_t>& counts) const;
+    void solveRight(std::vector<double>& c, std::vector<std::uint32_t>& counts) const;
+    // Sum of the exponents of the elimination's rounding factors, in units of u.
+    double roundingWeight() const { return roundingWeight_; }
+    // A bound on |x^ - x| / x^ for an entry x^ of a counted solve with the given
+    // count, x the exact solution; infinity where the bound means nothing, and for
+    // entries that fell below the normal range of a double (flushed to zero or
+    // denormal, they have no relative error bound).
+    double relativeError(std::uint32_t count) const;
     // Entries of both factors together (the fill-in shows as the excess over the
     // transitions inside the set).
     std::uint64_t entries() const;
@@ -43,10 +66,13 @@ private:
         Rows() = default;
         explicit Rows(const std::vector<std::vector<Entry>>& rows);
     };
-    void substitute(std::vector<double>& v, const Rows& forward, const Rows& backward) const;
+    template <bool Counted>
+    void substitute(std::vector<double>& v, std::uint32_t* counts, const Rows& forward,
+                    const Rows& backward) const;
     Rows upper_;               // per state, its rates to later states when eliminated
     Rows lower_;               // per state, the rates into it from later states
     std::vector<double> exit_; // per state, its exit rate when it was eliminated
+    double roundingWeight_ = 0.0;
 };
 
 } // namespace gensolver

@@ -5,6 +5,7 @@
 
 #include "SolverTestSupport.h"
 #include "methods/Measures.h"
+#include "methods/SparseElimination.h"
 #include "read/ModelReader.h"
 #include "support/TestSupport.h"
 
@@ -153,6 +154,45 @@ TEST(Absorption, MeanTimesBeyondTheBoundsReachStillGiveANumberOrAnInfiniteBound)
         const Result* r = find(big, "time to absorption");
         EXPECT_NEAR(r->value / static_cast<double>(system.meanTime), 1.0, 1e-9);
     }
+}
+
+TEST(Absorption, MeanTimesBeyondTheResidualsReachAreBoundedByTheRoundingsOfTheElimination) {
+    // From n = 20 (a mean time of 4e149) exit rate times mean time passes what the
+    // residual sums resolve; the elimination, which never subtracts, still bounds
+    // its error from its roundings, and that bound must cover the closed form.
+    for (const std::uint32_t n : {20u, 24u, 30u, 34u}) {
+        SCOPED_TRACE(n);
+        const TwoOutOfN system = twoOutOfN(n);
+        const Solution big = solveAbsorption(system.chain);
+        const Result* r = find(big, "time to absorption");
+        ASSERT_NE(r, nullptr);
+        const long double exact = system.meanTime;
+        EXPECT_EQ(r->method, "sparse elimination, bound from its rounding");
+        EXPECT_TRUE(r->boundProven);
+        EXPECT_LE(r->bound, 1e-12 * r->value);
+        // The closed form's recursion in long double is good to about 1e-17.
+        EXPECT_LE(std::fabs(r->value - exact), r->bound + 1e-16L * exact);
+        const Result* zero = find(big, "r");
+        ASSERT_NE(zero, nullptr);
+        EXPECT_EQ(zero->value, 0.0);
+        EXPECT_EQ(zero->bound, 0.0);
+    }
+}
+
+TEST(Absorption, AnExpectedTimeBelowTheNormalRangeHasNoRelativeBound) {
+    // State 0 goes to 1 at 1e-200 and leaves T at 1; state 1 leaves at 1e200. The
+    // time spent in 1, 1e-400, is no double: its entry must not claim a relative
+    // error bound, while state 0's keeps one.
+    const gensolver::RateMatrix m =
+        gensolver::buildRateMatrix(3, {{0, 2, 1.0}, {0, 1, 1e-200}, {1, 2, 1e200}});
+    const gensolver::SparseElimination lu(m, {0, 1}, {0, 1, UINT32_MAX});
+    std::vector<double> x = {1.0, 0.0};
+    std::vector<std::uint32_t> counts(2, 0);
+    lu.solveLeft(x, counts);
+    EXPECT_EQ(x[1], 0.0);
+    EXPECT_TRUE(std::isinf(lu.relativeError(counts[1])));
+    EXPECT_LE(lu.relativeError(counts[0]), 1e-14);
+    EXPECT_NEAR(x[0], 1.0, 1e-15);
 }
 
 TEST(Absorption, RewardsAndRepairsUntilFailureMatchTheHandDerivation) {

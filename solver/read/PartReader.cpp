@@ -2,6 +2,7 @@
 
 #include "read/InputError.h"
 
+#include <algorithm>
 #include <bit>
 #include <cerrno>
 #include <cmath>
@@ -20,6 +21,7 @@ constexpr std::uint32_t kCompleteMark = 0x454E4F44u;
 constexpr std::uint32_t kVersion = 1;
 constexpr char kMagic[8] = {'G', 'E', 'N', 'R', 'O', 'W', 'S', '\0'};
 constexpr std::uint64_t kMaxStates = 0xFFFFFFFEu;
+constexpr std::size_t kBlockBytes = std::size_t{1} << 20;
 
 std::string partName(const std::string& stem, std::uint32_t part) {
     return stem + ".rows." + std::to_string(part);
@@ -84,16 +86,44 @@ void PartReader::fail(const std::string& what) const {
     throw InputError(path_, "at byte " + std::to_string(entryAt_) + ": " + what);
 }
 
-void PartReader::read(void* to, std::size_t bytes) {
+void PartReader::readAcross(void* to, std::size_t bytes) {
     if (size_ - offset_ < bytes)
         fail("the file ends inside this entry (truncated)");
-    if (std::fread(to, 1, bytes, file_) != bytes)
-        fail(std::string("cannot read: ") + std::strerror(errno));
+    auto* out = static_cast<unsigned char*>(to);
+    std::size_t left = bytes;
+    while (left > 0) {
+        if (blockAt_ == blockEnd_) {
+            block_.resize(kBlockBytes);
+            blockAt_ = 0;
+            blockEnd_ = std::fread(block_.data(), 1, block_.size(), file_);
+            if (blockEnd_ == 0)
+                fail(std::string("cannot read: ") +
+                     (std::ferror(file_) ? std::strerror(errno) : "the file shrank while read"));
+        }
+        const std::size_t n = std::min(left, blockEnd_ - blockAt_);
+        std::memcpy(out, block_.data() + blockAt_, n);
+        blockAt_ += n;
+        out += n;
+        left -= n;
+    }
+    offset_ += bytes;
+}
+
+void PartReader::skip(std::uint64_t bytes) {
+    const std::uint64_t buffered = blockEnd_ - blockAt_;
+    if (bytes <= buffered) {
+        blockAt_ += static_cast<std::size_t>(bytes);
+    } else {
+        if (std::fseek(file_, static_cast<long>(bytes - buffered), SEEK_CUR) != 0)
+            fail(std::string("cannot read: ") + std::strerror(errno));
+        blockAt_ = blockEnd_ = 0;
+    }
     offset_ += bytes;
 }
 
 void PartReader::rewind() {
     std::fseek(file_, static_cast<long>(kHeaderBytes), SEEK_SET);
+    blockAt_ = blockEnd_ = 0;
     offset_ = kHeaderBytes;
     rows_ = records_ = 0;
     lastRow_ = lastRecord_ = 0;
@@ -154,25 +184,33 @@ bool PartReader::next(PartEntry& entry) {
         fail("the row of state " + std::to_string(state) + " has " + std::to_string(count) +
              " transitions, more than the rest of the file holds (truncated)");
     if (state < keepFirst_ || state > keepLast_) {
-        if (std::fseek(file_, static_cast<long>(std::uint64_t{count} * 12), SEEK_CUR) != 0)
-            fail(std::string("cannot read: ") + std::strerror(errno));
-        offset_ += std::uint64_t{count} * 12;
+        skip(std::uint64_t{count} * 12);
         entry.isRow = true;
         entry.count = 0;
         entry.targets = nullptr;
         entry.values = nullptr;
         return true;
     }
-    raw_.resize(std::size_t{count} * 12);
-    read(raw_.data(), raw_.size());
+    // The row's bytes, decoded where they lie when the block holds them all.
+    const std::size_t rowBytes = std::size_t{count} * 12;
+    const unsigned char* raw = nullptr;
+    if (blockEnd_ - blockAt_ >= rowBytes) {
+        raw = block_.data() + blockAt_;
+        blockAt_ += rowBytes;
+        offset_ += rowBytes;
+    } else {
+        raw_.resize(rowBytes);
+        read(raw_.data(), rowBytes);
+        raw = raw_.data();
+    }
     targets_.resize(count);
     values_.resize(count);
     std::uint32_t previous = 0;
     for (std::uint32_t k = 0; k < count; ++k) {
         std::uint32_t to = 0;
         double rate = 0.0;
-        std::memcpy(&to, raw_.data() + 12 * std::size_t{k}, 4);
-        std::memcpy(&rate, raw_.data() + 12 * std::size_t{k} + 4, 8);
+        std::memcpy(&to, raw + 12 * std::size_t{k}, 4);
+        std::memcpy(&rate, raw + 12 * std::size_t{k} + 4, 8);
         if (to == 0 || to > header_.states)
             fail("the row of state " + std::to_string(state) + " names state " +
                  std::to_string(to) + ", outside 1.." + std::to_string(header_.states));

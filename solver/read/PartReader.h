@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <memory>
 #include <string>
 #include <vector>
@@ -64,7 +65,19 @@ public:
 
 private:
     // Reads `bytes` bytes into `to`, or fails as truncated.
-    void read(void* to, std::size_t bytes);
+    void read(void* to, std::size_t bytes) {
+        if (blockEnd_ - blockAt_ >= bytes) {
+            std::memcpy(to, block_.data() + blockAt_, bytes);
+            blockAt_ += bytes;
+            offset_ += bytes;
+        } else {
+            readAcross(to, bytes);
+        }
+    }
+    // The same where the bytes go beyond the block.
+    void readAcross(void* to, std::size_t bytes);
+    // Passes over `bytes` bytes, which the caller knows the file holds.
+    void skip(std::uint64_t bytes);
 
     std::string path_;
     std::FILE* file_ = nullptr; // owned
@@ -78,6 +91,10 @@ private:
     std::vector<std::uint32_t> targets_;           // the row being handed out
     std::vector<double> values_;                   // its rates, or the record's values
     std::vector<unsigned char> raw_;               // the row's packed bytes
+    // The file is read in blocks: an entry's fields are a few bytes each, and a
+    // library call per field cost as much as decoding them.
+    std::vector<unsigned char> block_;
+    std::size_t blockAt_ = 0, blockEnd_ = 0; // unread bytes of block_
 };
 
 // Opens every part of the run written under `stem`: part 0 names their count,

@@ -15,8 +15,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <fstream>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -210,6 +212,75 @@ TEST(PartsModelTest, PassesOverRowsOutsideTheRangeKept) {
     part.rewind();
     part.skipRowsOutside(1, 2);
     EXPECT_THROW(part.next(e), InputError);
+}
+
+// The reader takes the file in blocks of a megabyte: rows that cross a block's
+// end, a row longer than a block and rows passed over across blocks must come
+// back as written.
+TEST(PartsModelTest, RowsAcrossTheReadBlocksComeBackWhole) {
+    TempDir dir;
+    const std::string stem = dir.path() + "big";
+    const std::uint32_t states = 110000;
+    const std::uint32_t longRow = 777; // 100,000 transitions: 1.2 MB alone
+    // Row s: targets s + 1, s + 2, ... (wrapped, then sorted), rates that the
+    // writer's rounding to ten digits keeps.
+    auto rowOf = [&](std::uint32_t s, std::vector<std::uint32_t>& targets,
+                     std::vector<double>& rates) {
+        const std::uint32_t count = s == longRow ? 100000 : 1 + (s * 7919u) % 9;
+        targets.clear();
+        rates.clear();
+        for (std::uint32_t k = 0; k < count; ++k) {
+            targets.push_back(1 + (s + k) % states);
+        }
+        std::sort(targets.begin(), targets.end());
+        for (std::uint32_t k = 0; k < count; ++k)
+            rates.push_back(1 + s % 97 + (k % 8) / 8.0);
+    };
+    std::vector<std::uint32_t> targets;
+    std::vector<double> rates;
+    {
+        PartWriter w;
+        w.open(stem, 0, 1, 1, kRun);
+        for (std::uint32_t s = 1; s <= states; ++s) {
+            rowOf(s, targets, rates);
+            w.row(s, targets.data(), rates.data(), static_cast<std::uint32_t>(targets.size()));
+        }
+        for (std::uint32_t s = 1; s <= states; ++s) {
+            const double rec[] = {0.0, s * 0.5};
+            w.record(s, rec);
+        }
+        w.finish(states);
+    }
+    gensolver::PartReader part(stem + ".rows.0");
+    ASSERT_GT(part.bytes(), 4u << 20);
+    for (const bool skipping : {false, true}) {
+        SCOPED_TRACE(skipping ? "rows 50,000 to 60,000 kept" : "every row kept");
+        part.rewind();
+        if (skipping)
+            part.skipRowsOutside(50000, 60000);
+        gensolver::PartEntry e;
+        for (std::uint32_t s = 1; s <= states; ++s) {
+            ASSERT_TRUE(part.next(e));
+            ASSERT_TRUE(e.isRow);
+            ASSERT_EQ(e.state, s);
+            if (skipping && (s < 50000 || s > 60000)) {
+                ASSERT_EQ(e.count, 0u);
+                continue;
+            }
+            rowOf(s, targets, rates);
+            ASSERT_EQ(e.count, targets.size()) << s;
+            for (std::uint32_t k = 0; k < e.count; ++k) {
+                ASSERT_EQ(e.targets[k], targets[k]) << s;
+                ASSERT_EQ(e.values[k], rates[k]) << s;
+            }
+        }
+        for (std::uint32_t s = 1; s <= states; ++s) {
+            ASSERT_TRUE(part.next(e));
+            ASSERT_FALSE(e.isRow);
+            ASSERT_EQ(e.values[1], s * 0.5);
+        }
+        EXPECT_FALSE(part.next(e));
+    }
 }
 
 } // namespace

@@ -5,6 +5,8 @@
 #include "read/RowsToMatrix.h"
 
 #include <cmath>
+#include <cstring>
+#include <string_view>
 
 namespace gensolver {
 
@@ -36,6 +38,42 @@ std::uint32_t readHeader(LineReader& in) {
     return static_cast<std::uint32_t>(count);
 }
 
+// The texts of the rates met last, with their values: a model has few distinct
+// rates, and comparing a line with a known text costs a fraction of converting it.
+// Only rates that passed every check are kept.
+class RecentRates {
+public:
+    // The value of text if it is known.
+    bool find(std::string_view text, double& value) const {
+        for (const Slot& s : slots_)
+            if (s.length == text.size() && std::memcmp(s.text, text.data(), text.size()) == 0) {
+                value = s.value;
+                return true;
+            }
+        return false;
+    }
+    void add(std::string_view text, double value) {
+        if (text.size() > kLongest)
+            return;
+        Slot& s = slots_[next_];
+        next_ = (next_ + 1) % kSlots;
+        std::memcpy(s.text, text.data(), text.size());
+        s.length = text.size();
+        s.value = value;
+    }
+
+private:
+    static constexpr std::size_t kSlots = 8;
+    static constexpr std::size_t kLongest = 32;
+    struct Slot {
+        char text[kLongest] = {};
+        std::size_t length = kLongest + 1; // matches no text until filled
+        double value = 0.0;
+    };
+    Slot slots_[kSlots];
+    std::size_t next_ = 0;
+};
+
 [[noreturn]] void truncated(LineReader& in, std::uint64_t state, std::uint32_t states) {
     in.fail("the file ends inside the rows: row " + std::to_string(state) + " of " +
             std::to_string(states) + " is incomplete or missing (truncated)");
@@ -46,6 +84,7 @@ std::uint32_t readHeader(LineReader& in) {
 template <bool ParseRates, class Entry>
 void walkRows(LineReader& in, std::uint32_t states, Entry&& entry) {
     std::string_view line;
+    RecentRates recent;
     for (std::uint64_t i = 1; i <= states; ++i) {
         if (!in.next(line))
             truncated(in, i, states);
@@ -72,7 +111,13 @@ void walkRows(LineReader& in, std::uint32_t states, Entry&& entry) {
             if constexpr (ParseRates) {
                 if (!in.next(line))
                     truncated(in, i, states);
-                if (!parseDouble(line, rate))
+                const std::string_view text = trim(line);
+                if (recent.find(text, rate)) {
+                    entry(static_cast<std::uint32_t>(i - 1), static_cast<std::uint32_t>(to - 1),
+                          rate);
+                    continue;
+                }
+                if (!parseDouble(text, rate))
                     in.fail("the rate from state " + std::to_string(i) + " to " +
                             std::to_string(to) + " is not a number: " + quote(line));
                 if (!std::isfinite(rate))
@@ -83,6 +128,7 @@ void walkRows(LineReader& in, std::uint32_t states, Entry&& entry) {
                             std::to_string(to) + " is negative: " + quote(line) +
                             " (negative entries mark deterministic transitions, which this "
                             "solver does not handle)");
+                recent.add(text, rate);
             } else if (!in.skip()) {
                 truncated(in, i, states);
             }

@@ -189,16 +189,20 @@ double Absorption::accumulated(const std::vector<double>& w, double& bound) cons
     Accumulator sum;
     double largest = 0.0;
     double weighted = 0.0;
+    double terms = 0.0;
     for (std::size_t j = 0; j < time.size(); ++j) {
         if (time[j] == 0.0 && timeLow[j] == 0.0)
             continue;
         sum.addProduct(time[j], timeLow[j], w[j]);
         largest = std::max(largest, std::fabs(w[j]));
         weighted += weight_[j];
+        ++terms;
     }
     // |x - x*| . |w| <= |r| A^{-1} |w| <= max|w| |r| A^{-1} 1; nothing when w is 0
-    // (weighted may be infinite, see solveAbsorption).
-    bound = (largest > 0.0 ? largest * weighted * (1.0 + 4.0 * kUnit) : 0.0) + sum.error();
+    // (weighted may be infinite, see solveAbsorption). The sum of the weights, all
+    // of them not negative, is low by at most (terms + 1) u of itself.
+    bound =
+        (largest > 0.0 ? largest * weighted * (1.0 + (terms + 4.0) * kUnit) : 0.0) + sum.error();
     return sum.value();
 }
 
@@ -285,30 +289,27 @@ Absorption solveAbsorption(const RateMatrix& m) {
         // The probability of absorption is x . (rates into absorbing states); its
         // error is at most |r| A^{-1} h with h <= 1 the absorption probabilities.
         Accumulator p;
+        // With the roundings' bound, the error is at most the sum of x's bounds
+        // times the rates into absorbing states.
+        double b = 0.0;
+        std::uint64_t terms = 0;
         for (std::uint32_t j = 0; j < n; ++j) {
             if (!s.absorbing[j])
                 continue;
             for (std::uint64_t e = m.start[j]; e < m.start[std::size_t{j} + 1]; ++e) {
                 const std::uint32_t i = m.source[e];
-                if (s.local[i] != kOutside)
-                    p.addProduct(a.time[i], a.timeLow[i], m.rate[e]);
+                if (s.local[i] == kOutside)
+                    continue;
+                p.addProduct(a.time[i], a.timeLow[i], m.rate[e]);
+                b += a.weight_[i] * m.rate[e];
+                ++terms;
             }
         }
         a.probability = p.value();
-        if (a.byRounding) {
-            // sum over the rates into absorbing states of the error of x at their source
-            double b = 0.0;
-            for (std::uint32_t j = 0; j < n; ++j) {
-                if (!s.absorbing[j])
-                    continue;
-                for (std::uint64_t e = m.start[j]; e < m.start[std::size_t{j} + 1]; ++e)
-                    if (s.local[m.source[e]] != kOutside)
-                        b += a.weight_[m.source[e]] * m.rate[e];
-            }
-            a.probabilityBound = b * (1.0 + 4.0 * kUnit) + p.error();
-        } else {
-            a.probabilityBound = residualSum * (1.0 + 4.0 * kUnit) + p.error();
-        }
+        // A sum of k terms that are not negative is low by at most (k + 1) u of itself.
+        a.probabilityBound = (a.byRounding ? b * (1.0 + (terms + 4.0) * kUnit)
+                                           : residualSum * (1.0 + (n + 4.0) * kUnit)) +
+                             p.error();
     }
     return a;
 }

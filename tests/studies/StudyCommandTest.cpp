@@ -179,6 +179,21 @@ TEST(StudyCommand, AFailingExperimentIsNamedAndTheResultSaysItIsIncomplete) {
     EXPECT_EQ(run(study("-e 0-1,3 " + exe)).status, 0);
 }
 
+TEST(StudyCommand, TheSolversMethodOptionsReachEverySolve) {
+    // The shipped model at t = 24 is stiff: auto takes extrapolation, and the
+    // forced method shows in the method column.
+    const auto chosen = run(study("--format csv -e 0 " + binary("gen")));
+    ASSERT_EQ(chosen.status, 0) << chosen.err;
+    const auto forced =
+        run(study("--format csv -e 0 --transient uniformization --bicgstab " + binary("gen")));
+    ASSERT_EQ(forced.status, 0) << forced.err;
+    const std::vector<std::string> autoRows = lines(chosen.out), forcedRows = lines(forced.out);
+    ASSERT_EQ(autoRows.size(), 2u) << chosen.out;
+    ASSERT_EQ(forcedRows.size(), 2u) << forced.out;
+    EXPECT_EQ(fields(autoRows[1]).back().rfind("implicit extrapolation", 0), 0u) << autoRows[1];
+    EXPECT_EQ(fields(forcedRows[1]).back(), "uniformization") << forcedRows[1];
+}
+
 TEST(StudyCommand, RefusalsNameTheFaultAndPrintNoResult) {
     const std::string gen = binary("gen");
     const std::vector<std::pair<std::string, std::string>> cases = {
@@ -197,6 +212,9 @@ TEST(StudyCommand, RefusalsNameTheFaultAndPrintNoResult) {
                                   "20000, not \"30000\" (gen-study --help for the usage)\n"},
         {"-j 0 " + gen, "gen-study: option -j needs a whole number from 1 to 1024, not \"0\" "
                         "(gen-study --help for the usage)\n"},
+        {"--transient fast " + gen,
+         "gen-study: unknown transient method \"fast\" (auto, uniformization, extrapolation or "
+         "iterative) (gen-study --help for the usage)\n"},
         {"-P/tmp/ " + gen, "gen-study: unknown option \"-P/tmp/\" (gen-study --help for the "
                            "usage)\n"},
         {gen + " " + gen, "gen-study: more than one model executable given: \"" + gen +

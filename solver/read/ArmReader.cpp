@@ -45,6 +45,8 @@ class RecentRates {
 public:
     // The value of text if it is known.
     bool find(std::string_view text, double& value) const {
+        if (text.size() > kLongest)
+            return false;
         for (const Slot& s : slots_)
             if (s.length == text.size() && std::memcmp(s.text, text.data(), text.size()) == 0) {
                 value = s.value;

@@ -17,8 +17,27 @@ TEST(ArmReader, RatesRepeatedAmongManyKeepTheirOwnValues) {
     // More distinct texts than the reader keeps, some a prefix or an extension of
     // another, some with blanks around them, in an order that returns to each.
     const std::vector<std::string> texts = {
-        "1e-3", "1e-30",    "1e-31", " 2.5", "2.5 ",  "2.50", "3",   "0.3",   "1e-3\r",
-        "30",   "3.000001", "7",     "7e0",  "1e300", "4",    "4.5", "1e-3 ", "2.5",
+        "1e-3",
+        "1e-30",
+        "1e-31",
+        " 2.5",
+        "2.5 ",
+        "2.50",
+        "3",
+        "0.3",
+        "1e-3\r",
+        "30",
+        "3.000001",
+        "7",
+        "7e0",
+        "1e300",
+        "4",
+        "4.5",
+        "1e-3 ",
+        "2.5",
+        // One character longer than the texts kept, and just as long.
+        "1.0000000000000000000000000000001",
+        "1.000000000000000000000000000001",
     };
     const std::uint32_t states = 60;
     std::string arm = "1\n" + std::to_string(states) + "\n" + std::string(61, ' ') + "\n";

@@ -25,6 +25,12 @@ bool underflows(double r, double a, double b) {
     return r < kNormal && a != 0.0 && b != 0.0;
 }
 
+// The count of a product or quotient r of a and b, whose operands' larger count is
+// count: one rounding more, or none that means anything when r underflows.
+std::uint32_t productCount(std::uint32_t count, double r, double a, double b) {
+    return underflows(r, a, b) ? kUnbounded : plus(count, 1);
+}
+
 // Eliminates the states in order; out gets per state its rates to later states,
 // lower the rates into it from later states, exit its exit rate then, weight the
 // exponents of the rounding factors in units of u (see the header): 2 for every
@@ -210,13 +216,11 @@ void SparseElimination::substitute(std::vector<double>& v, std::uint32_t* counts
             for (std::uint64_t e = forward.start[k]; e < forward.start[k + 1]; ++e)
                 v[forward.index[e]] += forward.rate[e] * f;
         } else {
-            const std::uint32_t fCount =
-                underflows(f, v[k], exit_[k]) ? kUnbounded : plus(counts[k], 1);
+            const std::uint32_t fCount = productCount(counts[k], f, v[k], exit_[k]);
             for (std::uint64_t e = forward.start[k]; e < forward.start[k + 1]; ++e) {
                 const std::uint32_t j = forward.index[e];
                 const double add = forward.rate[e] * f;
-                const std::uint32_t addCount =
-                    underflows(add, forward.rate[e], f) ? kUnbounded : plus(fCount, 1);
+                const std::uint32_t addCount = productCount(fCount, add, forward.rate[e], f);
                 counts[j] = v[j] != 0.0 ? plus(std::max(counts[j], addCount), 1) : addCount;
                 v[j] += add;
             }
@@ -233,14 +237,12 @@ void SparseElimination::substitute(std::vector<double>& v, std::uint32_t* counts
             for (std::uint64_t e = backward.start[k]; e < backward.start[k + 1]; ++e) {
                 const std::uint32_t i = backward.index[e];
                 const double add = v[i] * backward.rate[e];
-                largest =
-                    std::max(largest, underflows(add, v[i], backward.rate[e]) ? kUnbounded
-                                                                              : plus(counts[i], 1));
+                largest = std::max(largest, productCount(counts[i], add, v[i], backward.rate[e]));
                 s += add;
             }
             const std::uint32_t sCount = plus(largest, backward.start[k + 1] - backward.start[k]);
             v[k] = s / exit_[k];
-            counts[k] = underflows(v[k], s, exit_[k]) ? kUnbounded : plus(sCount, 1);
+            counts[k] = productCount(sCount, v[k], s, exit_[k]);
         }
     }
 }

@@ -11,12 +11,12 @@ constexpr int kQuickSweeps = 8;
 
 // Whether every state reaches state 0 and state 0 reaches every state, so that
 // the chain is one strongly connected component; false also when a few sweeps
-// in state order do not tell. Each sweep streams the matrix once. A state
-// reached from 0 marks itself from a marked predecessor (the matrix lists
+// in state order do not tell whether 0 reaches every state. A state reached
+// from 0 marks itself from a marked predecessor (the matrix lists
 // predecessors): in a chain numbered in the order of its exploration from state
 // 0, as the generator numbers it, one sweep in ascending order marks them all.
-// A state that reaches 0 marks its predecessors; sweeping in descending order
-// carries a mark down through all lower predecessors in one go.
+// The states that reach 0 are found exactly, breadth-first over the
+// predecessors from 0: each row is read once, whatever the numbering.
 bool oneComponent(const RateMatrix& m) {
     const std::uint32_t n = m.states();
     std::vector<char> mark(n, 0);
@@ -40,25 +40,21 @@ bool oneComponent(const RateMatrix& m) {
     if (marked < n)
         return false;
     std::fill(mark.begin(), mark.end(), 0);
+    std::vector<std::uint32_t> queue;
+    queue.reserve(n);
+    queue.push_back(0);
     mark[0] = 1;
-    marked = 1;
-    for (int sweep = 0; sweep < kQuickSweeps && marked < n; ++sweep) {
-        const std::uint32_t before = marked;
-        for (std::uint32_t j = n; j-- > 0;) {
-            if (!mark[j])
-                continue;
-            for (std::uint64_t e = m.start[j]; e < m.start[std::size_t{j} + 1]; ++e) {
-                const std::uint32_t i = m.source[e];
-                if (!mark[i] && m.rate[e] != 0.0) {
-                    mark[i] = 1;
-                    ++marked;
-                }
+    for (std::size_t head = 0; head < queue.size(); ++head) {
+        const std::uint32_t j = queue[head];
+        for (std::uint64_t e = m.start[j]; e < m.start[std::size_t{j} + 1]; ++e) {
+            const std::uint32_t i = m.source[e];
+            if (!mark[i] && m.rate[e] != 0.0) {
+                mark[i] = 1;
+                queue.push_back(i);
             }
         }
-        if (marked == before)
-            return false;
     }
-    return marked == n;
+    return queue.size() == n;
 }
 
 } // namespace

@@ -44,7 +44,7 @@ public:
     LocalSteps(const LocalSteps&) = delete;
     LocalSteps& operator=(const LocalSteps&) = delete;
 
-    std::size_t size() const override { return stay_.size(); }
+    std::size_t size() const override { return m_.states(); }
     std::int64_t firstState() const override { return 0; }
     double rate() const override { return q_; }
     double roundingPerStep() const override { return roundingPerStep_; }
@@ -53,6 +53,10 @@ public:
     double distance(const double* a, const double* b) override;
     // Bytes a step reads per transition for its source and rate (4, 6 or 12).
     unsigned bytesPerTransition() const { return packed_.bytesPerTransition(); }
+    // Bytes a step reads per state for its row start and stay probability (5 to 16).
+    unsigned bytesPerState() const {
+        return (start32_.empty() ? 8 : 4) + (stayIndex_.empty() ? 8 : 1);
+    }
 
 private:
     // One step over the pool's chunks, term(e, v) giving transition e's v[source] p.
@@ -62,9 +66,15 @@ private:
     const RateMatrix& m_;
     double q_ = 0.0;
     double roundingPerStep_ = 0.0;
-    std::vector<double> stay_; // per state, 1 - exit rate / q
     PackedRates packed_;
     std::vector<double> scaledRate_; // packed_.distinct() divided by q
+    // The row starts in 32 bits (empty beyond 2^32 transitions: m_.start is read).
+    std::vector<std::uint32_t> start32_;
+    // Per state, 1 - exit rate / q: its index into stayTable_ where there are at
+    // most 256 distinct ones, else the value itself in stay_.
+    std::vector<std::uint8_t> stayIndex_;
+    std::vector<double> stayTable_;
+    std::vector<double> stay_;
     Parallel* pool_;                 // not owned: the solver's shared pool
 };
 

@@ -3,7 +3,8 @@
 // same values to the last bit, on a chain with few distinct rates (read through
 // rate indexes) and on one with more than an index holds; and each of the three
 // ways a step reads the rates (source and index in one word, a 2-byte index
-// beside the source, the full rates) against a closed form.
+// beside the source, the full rates), with the stay probabilities by index or
+// whole, against a closed form.
 
 #include "methods/Parallel.h"
 #include "methods/Transient.h"
@@ -91,14 +92,18 @@ RateMatrix pairBesideRing(unsigned distinct) {
 }
 
 TEST(TransientLayouts, EveryWayOfReadingTheRatesMatchesTheClosedFormOnAnyThreads) {
+    // With 3 distinct rates the exit rates are few too, and the stay
+    // probabilities go through a one-byte index; with more, each is read whole.
     const struct {
         unsigned distinct;
         unsigned bytes;
-    } cases[] = {{3, 4}, {40000, 6}, {66000, 12}};
+        unsigned stateBytes;
+    } cases[] = {{3, 4, 5}, {40000, 6, 12}, {66000, 12, 12}};
     for (const auto& c : cases) {
         SCOPED_TRACE(std::to_string(c.distinct) + " distinct rates");
         const RateMatrix m = pairBesideRing(c.distinct);
         EXPECT_EQ(gensolver::LocalSteps(m).bytesPerTransition(), c.bytes);
+        EXPECT_EQ(gensolver::LocalSteps(m).bytesPerState(), c.stateBytes);
         std::vector<double> inState1(m.states(), 0.0);
         inState1[1] = 1.0;
         std::vector<double> previous;

@@ -6,7 +6,9 @@
 // variables whose first-entry impulses are known.
 
 #include "methods/Model.h"
+#include "methods/Parallel.h"
 #include "read/InputError.h"
+#include "read/WalkBeside.h"
 
 #include <cmath>
 #include <cstdint>
@@ -44,7 +46,7 @@ RateMatrix rowsToMatrix(const std::string& path, std::uint32_t states,
             r.impulseRate.assign(states, 0.0);
             impulsive.push_back(&r);
         }
-    walk(true, [&](std::uint32_t from, std::uint32_t to, double rate) {
+    auto fill = [&](std::uint32_t from, std::uint32_t to, double rate) {
         for (Rewards* r : impulsive)
             r->impulseRate[from] += rate * r->impulse[to];
         if (from == to)
@@ -56,7 +58,14 @@ RateMatrix rowsToMatrix(const std::string& path, std::uint32_t states,
         m.rate[at] = rate;
         ++at;
         m.exitRate[from] += rate;
-    });
+    };
+    // The fill's writes land all over the arrays (the file lists transitions by
+    // source, the matrix by target): a second thread, where the solver may use
+    // one, does them while the walk decodes the file.
+    if (sharedPool().threads() >= 2)
+        WalkBeside::run([&](auto&& entry) { walk(true, entry); }, fill);
+    else
+        walk(true, fill);
     if (m.start[states] != total)
         throw InputError(path, "the file changed while it was read");
     // Finite rates can still add up beyond the range of a double.

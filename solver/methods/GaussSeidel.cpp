@@ -150,20 +150,22 @@ SweepSums sweepRows(LevelRows& rows, std::uint32_t begin, std::uint32_t end) {
     SweepSums sums;
     for (std::uint32_t r = begin; r < end; ++r) {
         double s = inflow != nullptr ? inflow[r] : 0.0;
-        double s2 = 0.0;
+        double s2 = 0.0, s3 = 0.0, s4 = 0.0;
         std::uint32_t e = start[r];
         const std::uint32_t last = start[r + 1];
-        for (; e + 1 < last; e += 2) {
-            const std::uint32_t p = word[e];
-            const std::uint32_t p2 = word[e + 1];
-            s += x[p >> shift] * table[p & mask];
-            s2 += x[p2 >> shift] * table[p2 & mask];
+        auto term = [&](std::uint32_t k) {
+            const std::uint32_t p = word[k];
+            return x[p >> shift] * table[p & mask];
+        };
+        for (; e + 3 < last; e += 4) {
+            s += term(e);
+            s2 += term(e + 1);
+            s3 += term(e + 2);
+            s4 += term(e + 3);
         }
-        if (e < last) {
-            const std::uint32_t p = word[e];
-            s += x[p >> shift] * table[p & mask];
-        }
-        const double v = Divide ? (s + s2) / rows.exit[r] : s + s2;
+        for (; e < last; ++e)
+            s += term(e);
+        const double v = Divide ? ((s + s2) + (s3 + s4)) / rows.exit[r] : (s + s2) + (s3 + s4);
         sums.change += std::fabs(v - x[r]);
         sums.total += v;
         x[r] = v;

@@ -104,23 +104,26 @@ struct StayByIndex {
 // Gathers one step over the states [begin, end): y[j] = f (v[j] stay[j] + sum over
 // the transitions into j of v[source] p), p the transition's rate divided by q,
 // `term(e, v)` giving v[source] p for transition e; with acc, also acc[j] += w y[j].
-// Returns the sum of y. The sum over a row runs in two halves, so that two
-// gathers are under way at a time rather than one behind each addition.
+// Returns the sum of y. The sum over a row runs in four parts (terms 4k, 4k + 1,
+// ...), so that four gathers are under way at a time rather than one behind
+// each addition.
 template <class Term, class Start, class Stay>
 double gather(std::uint64_t begin, std::uint64_t end, const Start* start, Term term, Stay stay,
               const double* v, double f, double* y, double w, double* acc) {
     double total = 0.0;
     for (std::uint64_t j = begin; j < end; ++j) {
-        double s = 0.0, s2 = 0.0;
+        double s = 0.0, s2 = 0.0, s3 = 0.0, s4 = 0.0;
         std::uint64_t e = start[j];
         const std::uint64_t last = start[j + 1];
-        for (; e + 1 < last; e += 2) {
+        for (; e + 3 < last; e += 4) {
             s += term(e, v);
             s2 += term(e + 1, v);
+            s3 += term(e + 2, v);
+            s4 += term(e + 3, v);
         }
-        if (e < last)
+        for (; e < last; ++e)
             s += term(e, v);
-        const double yj = (v[j] * stay[j] + (s + s2)) * f;
+        const double yj = (v[j] * stay[j] + ((s + s2) + (s3 + s4))) * f;
         y[j] = yj;
         total += yj;
         if (acc != nullptr)

@@ -56,15 +56,24 @@ public:
     int indexOf(double r) {
         if (r == last_)
             return lastIndex_;
-        const auto found = known_.find(r);
-        if (found != known_.end()) {
-            lastIndex_ = found->second;
+        // A rate met before is usually in the small cache keyed by its bits,
+        // which spares the hash table's slower look-up.
+        const auto bits = std::bit_cast<std::uint64_t>(r);
+        Cached& c = cache_[(bits * 0x9E3779B97F4A7C15ull) >> (64 - kCacheBits)];
+        if (c.filled && c.bits == bits) {
+            lastIndex_ = c.index;
         } else {
-            if (rates_.size() == 65536)
-                return -1;
-            lastIndex_ = static_cast<std::uint16_t>(rates_.size());
-            known_.emplace(r, lastIndex_);
-            rates_.push_back(r);
+            const auto found = known_.find(r);
+            if (found != known_.end()) {
+                lastIndex_ = found->second;
+            } else {
+                if (rates_.size() == 65536)
+                    return -1;
+                lastIndex_ = static_cast<std::uint16_t>(rates_.size());
+                known_.emplace(r, lastIndex_);
+                rates_.push_back(r);
+            }
+            c = {bits, lastIndex_, true};
         }
         last_ = r;
         return lastIndex_;
@@ -76,8 +85,15 @@ public:
     }
 
 private:
+    static constexpr unsigned kCacheBits = 8;
+    struct Cached {
+        std::uint64_t bits = 0;
+        std::uint16_t index = 0;
+        bool filled = false;
+    };
     std::unordered_map<double, std::uint16_t> known_;
     std::vector<double> rates_;
+    std::vector<Cached> cache_ = std::vector<Cached>(std::size_t{1} << kCacheBits);
     // Consecutive transitions often share a rate: the last one found spares most
     // look-ups.
     double last_ = std::numeric_limits<double>::quiet_NaN();

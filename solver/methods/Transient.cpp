@@ -74,11 +74,12 @@ LocalSteps::LocalSteps(const RateMatrix& m) : m_(m), packed_(m), pool_(&sharedPo
         for (std::size_t j = 0; j <= n; ++j)
             start32_[j] = static_cast<std::uint32_t>(m.start[j]);
     }
+    auto stay = [&](std::uint32_t j) { return 1.0 - m.exitRate[j] / q_; };
     RateTable stays;
     stayIndex_.resize(n);
     bool few = true;
     for (std::uint32_t j = 0; j < n && few; ++j) {
-        const int k = stays.indexOf(1.0 - m.exitRate[j] / q_);
+        const int k = stays.indexOf(stay(j));
         few = k >= 0 && k < 256;
         stayIndex_[j] = static_cast<std::uint8_t>(k);
     }
@@ -88,7 +89,7 @@ LocalSteps::LocalSteps(const RateMatrix& m) : m_(m), packed_(m), pool_(&sharedPo
         std::vector<std::uint8_t>().swap(stayIndex_);
         stay_.resize(n);
         for (std::uint32_t j = 0; j < n; ++j)
-            stay_[j] = 1.0 - m.exitRate[j] / q_;
+            stay_[j] = stay(j);
     }
 }
 

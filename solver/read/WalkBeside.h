@@ -32,8 +32,7 @@ public:
                 w.apply(entry);
             } catch (...) {
                 applyError = std::current_exception();
-                w.failed_.store(true, std::memory_order_release);
-                // The walk must not wait for a slot that is never freed.
+                // Tells the walk to stop, and wakes it should it wait for a slot.
                 w.consumed_.store(kGaveUp, std::memory_order_release);
                 w.consumed_.notify_one();
             }
@@ -69,8 +68,8 @@ private:
     struct Stopped {};
     // produced_ counts the batches handed over, with kDone set once no more come.
     static constexpr std::uint64_t kDone = std::uint64_t{1} << 63;
-    // consumed_ after the applier failed: every slot counts as free.
-    static constexpr std::uint64_t kGaveUp = ~std::uint64_t{0} >> 2;
+    // consumed_ once the applier failed.
+    static constexpr std::uint64_t kGaveUp = ~std::uint64_t{0};
 
     WalkBeside() : items_(kBatch * kSlots), sizes_(kSlots, 0) {}
 
@@ -84,14 +83,14 @@ private:
         produced_.notify_one();
         if (last)
             return;
-        for (std::uint64_t c = consumed_.load(std::memory_order_acquire); batch_ - c >= kSlots;
-             c = consumed_.load(std::memory_order_acquire)) {
-            if (failed_.load(std::memory_order_acquire))
+        for (;;) {
+            const std::uint64_t c = consumed_.load(std::memory_order_acquire);
+            if (c == kGaveUp)
                 throw Stopped{};
+            if (batch_ - c < kSlots)
+                return;
             consumed_.wait(c, std::memory_order_acquire);
         }
-        if (failed_.load(std::memory_order_acquire))
-            throw Stopped{};
     }
 
     // The walk ended early: the applier finishes what it was given and stops.
@@ -125,7 +124,6 @@ private:
     std::size_t filled_ = 0;         // its items so far
     std::atomic<std::uint64_t> produced_{0};
     std::atomic<std::uint64_t> consumed_{0};
-    std::atomic<bool> failed_{false};
 };
 
 } // namespace gensolver

@@ -1,6 +1,9 @@
 #include "methods/Components.h"
 
+#include "methods/Parallel.h"
+
 #include <algorithm>
+#include <atomic>
 
 namespace gensolver {
 
@@ -9,15 +12,12 @@ namespace {
 // Sweeps in state order that the quick test below may take each way.
 constexpr int kQuickSweeps = 8;
 
-// Whether every state reaches state 0 and state 0 reaches every state, so that
-// the chain is one strongly connected component; false also when a few sweeps
-// in state order do not tell whether 0 reaches every state. A state reached
-// from 0 marks itself from a marked predecessor (the matrix lists
-// predecessors): in a chain numbered in the order of its exploration from state
-// 0, as the generator numbers it, one sweep in ascending order marks them all.
-// The states that reach 0 are found exactly, breadth-first over the
-// predecessors from 0: each row is read once, whatever the numbering.
-bool oneComponent(const RateMatrix& m) {
+// Whether state 0 reaches every state, by up to kQuickSweeps sweeps in state
+// order; false also when they do not tell. A state reached from 0 marks itself
+// from a marked predecessor (the matrix lists predecessors): in a chain numbered
+// in the order of its exploration from state 0, as the generator numbers it, one
+// sweep in ascending order marks them all.
+bool reachedFromZero(const RateMatrix& m) {
     const std::uint32_t n = m.states();
     std::vector<char> mark(n, 0);
     mark[0] = 1;
@@ -37,25 +37,68 @@ bool oneComponent(const RateMatrix& m) {
         if (marked == before)
             return false;
     }
-    if (marked < n)
-        return false;
-    std::fill(mark.begin(), mark.end(), 0);
-    std::vector<std::uint32_t> queue;
-    queue.reserve(n);
-    queue.push_back(0);
+    return marked == n;
+}
+
+// Whether every state reaches state 0: breadth-first over the predecessors from
+// state 0, each row read once, whatever the numbering. On several threads the
+// search goes level by level, the threads taking parts of a level and marking
+// states by an atomic exchange, so that each state joins the next level once.
+bool reachZero(const RateMatrix& m) {
+    const std::uint32_t n = m.states();
+    std::vector<std::uint8_t> mark(n, 0);
     mark[0] = 1;
-    for (std::size_t head = 0; head < queue.size(); ++head) {
-        const std::uint32_t j = queue[head];
-        for (std::uint64_t e = m.start[j]; e < m.start[std::size_t{j} + 1]; ++e) {
-            const std::uint32_t i = m.source[e];
-            if (!mark[i] && m.rate[e] != 0.0) {
-                mark[i] = 1;
-                queue.push_back(i);
+    Parallel& pool = sharedPool();
+    if (pool.threads() < 2) {
+        std::vector<std::uint32_t> queue;
+        queue.reserve(n);
+        queue.push_back(0);
+        for (std::size_t head = 0; head < queue.size(); ++head) {
+            const std::uint32_t j = queue[head];
+            for (std::uint64_t e = m.start[j]; e < m.start[std::size_t{j} + 1]; ++e) {
+                const std::uint32_t i = m.source[e];
+                if (!mark[i] && m.rate[e] != 0.0) {
+                    mark[i] = 1;
+                    queue.push_back(i);
+                }
             }
         }
+        return queue.size() == n;
     }
-    return queue.size() == n;
+    constexpr std::size_t kPart = 4096;
+    std::vector<std::uint32_t> level{0};
+    std::vector<std::vector<std::uint32_t>> found;
+    std::uint64_t reached = 1;
+    while (!level.empty()) {
+        const std::size_t parts = (level.size() + kPart - 1) / kPart;
+        if (found.size() < parts)
+            found.resize(parts);
+        pool.forParts(parts, [&](std::uint64_t p) {
+            std::vector<std::uint32_t>& out = found[p];
+            out.clear();
+            const std::size_t last = std::min(level.size(), (p + 1) * kPart);
+            for (std::size_t k = p * kPart; k < last; ++k) {
+                const std::uint32_t j = level[k];
+                for (std::uint64_t e = m.start[j]; e < m.start[std::size_t{j} + 1]; ++e) {
+                    std::atomic_ref<std::uint8_t> seen(mark[m.source[e]]);
+                    if (seen.load(std::memory_order_relaxed) == 0 && m.rate[e] != 0.0 &&
+                        seen.exchange(1, std::memory_order_relaxed) == 0)
+                        out.push_back(m.source[e]);
+                }
+            }
+        });
+        level.clear();
+        for (std::size_t p = 0; p < parts; ++p)
+            level.insert(level.end(), found[p].begin(), found[p].end());
+        reached += level.size();
+    }
+    return reached == n;
 }
+
+// Whether the chain is one strongly connected component: state 0 reaches every
+// state and every state reaches state 0. False also when the quick sweeps do not
+// tell the first.
+bool oneComponent(const RateMatrix& m) { return reachedFromZero(m) && reachZero(m); }
 
 } // namespace
 

@@ -1,11 +1,13 @@
 // The strongly connected components against mutual reachability found by a
 // search from every state: random chains sparse and dense (one component, many,
 // unreachable states), a ring numbered against its direction (the quick
-// one-component test cannot tell and the full search decides), transitions of
+// one-component test cannot tell and the full search decides), the quick test
+// on one thread and on several, transitions of
 // rate 0 (no transitions at all), and the components' topological order; and the
 // breadth-first order from state 1 against distances found by relaxation.
 
 #include "methods/Components.h"
+#include "methods/Parallel.h"
 #include "methods/RateMatrix.h"
 
 #include <gtest/gtest.h>
@@ -100,6 +102,37 @@ TEST(Components, ARingAgainstItsNumberingIsOneComponentAndARateOfZeroCutsIt) {
     ring[10].rate = 0.0;
     expectComponents(n, ring, "ring cut by a rate of 0");
     EXPECT_EQ(gensolver::findComponents(gensolver::buildRateMatrix(n, ring)).count(), n);
+}
+
+TEST(Components, OneComponentIsToldAlikeOnOneThreadAndOnSeveral) {
+    // A ring in the numbering's direction (the quick sweeps mark every state
+    // from 0 at once) with random shortcuts, wide enough that the search back to
+    // 0 spreads over levels of many parts; then with one state's exits at rate 0,
+    // so that it reaches nothing and the chain is not one component.
+    const std::uint32_t n = 60000;
+    std::mt19937 rng(5);
+    std::uniform_int_distribution<std::uint32_t> pick(0, n - 1);
+    std::vector<Transition> ts;
+    for (std::uint32_t s = 0; s < n; ++s) {
+        ts.push_back({s, (s + 1) % n, 1.0});
+        ts.push_back({s, pick(rng), 2.0});
+        ts.push_back({s, pick(rng), 3.0});
+    }
+    const std::uint32_t stuck = 41234;
+    std::vector<Transition> cut = ts;
+    for (Transition& t : cut)
+        if (t.from == stuck)
+            t.rate = 0.0;
+    for (const unsigned threads : {1u, 2u, 3u}) {
+        SCOPED_TRACE(threads);
+        gensolver::setSharedThreads(threads);
+        EXPECT_EQ(gensolver::findComponents(gensolver::buildRateMatrix(n, ts)).count(), 1u);
+        const gensolver::Components c = gensolver::findComponents(gensolver::buildRateMatrix(n, cut));
+        ASSERT_EQ(c.count(), 2u);
+        EXPECT_EQ(c.size(c.component[stuck]), 1u);
+        EXPECT_TRUE(c.bottom[c.component[stuck]]);
+    }
+    gensolver::setSharedThreads(0);
 }
 
 TEST(BreadthFirstOrderTest, FollowsDistanceAndSkipsWhatCannotBeReached) {

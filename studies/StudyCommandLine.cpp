@@ -97,7 +97,7 @@ StudyCommandLine parseStudyCommandLine(const std::vector<std::string>& args) {
                 solverArgs.push_back(args[++i]);
             }
         } else if (a == "--steady" || a == "--absorption" || a == "--bicgstab" ||
-                   a == "--multigrid") {
+                   a == "--multigrid" || a == "--gauss-seidel") {
             solverArgs.push_back(a);
         } else if (a.size() <= 1 || a[0] != '-') {
             words.push_back(a); // the model executable

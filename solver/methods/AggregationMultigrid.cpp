@@ -1,5 +1,7 @@
 #include "methods/AggregationMultigrid.h"
 
+#include "methods/Parallel.h"
+
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -9,6 +11,9 @@ namespace gensolver {
 namespace {
 
 constexpr std::uint32_t kNone = std::numeric_limits<std::uint32_t>::max();
+// Levels of at least this many unknowns compute their residuals and
+// interpolations on the solver's threads.
+constexpr std::uint32_t kThreadedRows = 1u << 16;
 
 } // namespace
 
@@ -311,17 +316,30 @@ void AggregationMultigrid::residual(const Level& level, bool transposed) const {
     const std::uint32_t n = level.size;
     const std::vector<double>& x = level.x;
     std::vector<double>& r = level.r;
+    // Each row's residual is its own sum, taken in the same order on any number
+    // of threads; only large levels are worth a meeting of the threads.
+    Parallel& pool = sharedPool();
+    auto rows = [&](auto&& body) {
+        if (n >= kThreadedRows)
+            pool.forEach(n, body);
+        else
+            body(0, n);
+    };
     if (!transposed) {
-        for (std::uint32_t i = 0; i < n; ++i) {
-            double s = level.b[i] - level.diagonal[i] * x[i];
-            for (std::uint64_t e = level.start[i]; e < level.start[i + 1]; ++e)
-                s += level.rate[e] * x[level.column[e]];
-            r[i] = s;
-        }
+        rows([&](std::uint64_t begin, std::uint64_t end) {
+            for (std::uint64_t i = begin; i < end; ++i) {
+                double s = level.b[i] - level.diagonal[i] * x[i];
+                for (std::uint64_t e = level.start[i]; e < level.start[i + 1]; ++e)
+                    s += level.rate[e] * x[level.column[e]];
+                r[i] = s;
+            }
+        });
         return;
     }
-    for (std::uint32_t i = 0; i < n; ++i)
-        r[i] = level.b[i] - level.diagonal[i] * x[i];
+    rows([&](std::uint64_t begin, std::uint64_t end) {
+        for (std::uint64_t i = begin; i < end; ++i)
+            r[i] = level.b[i] - level.diagonal[i] * x[i];
+    });
     for (std::uint32_t j = 0; j < n; ++j)
         for (std::uint64_t e = level.start[j]; e < level.start[j + 1]; ++e)
             r[level.column[e]] += level.rate[e] * x[j];
@@ -345,9 +363,15 @@ void AggregationMultigrid::cycle(std::uint32_t l, bool transposed, bool zero) co
     cycle(l + 1, transposed, true);
     if (wCycle_ && l + 2 < levels_.size()) // the coarsest level's solve is exact already
         cycle(l + 1, transposed, false);
-    for (std::uint32_t i = 0; i < fine.size; ++i)
-        fine.x[i] +=
-            transposed ? coarse.x[fine.aggregate[i]] : fine.weight[i] * coarse.x[fine.aggregate[i]];
+    auto interpolate = [&](std::uint64_t begin, std::uint64_t end) {
+        for (std::uint64_t i = begin; i < end; ++i)
+            fine.x[i] += transposed ? coarse.x[fine.aggregate[i]]
+                                    : fine.weight[i] * coarse.x[fine.aggregate[i]];
+    };
+    if (fine.size >= kThreadedRows)
+        sharedPool().forEach(fine.size, interpolate);
+    else
+        interpolate(0, fine.size);
     for (std::uint32_t k = 0; k < kSweeps; ++k)
         smooth(fine, transposed, false, false);
 }

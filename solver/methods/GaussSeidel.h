@@ -16,6 +16,11 @@ struct SweepResult {
     double change = 0.0; // estimated relative 1-norm distance to the solution
     bool converged = false;
     std::uint32_t levels = 0; // wavefront levels a sweep took, 0 when swept in order
+    // Set when the sweeps stopped because two checks in a row expected them to
+    // need more than options.switchSweeps more; expected: the further sweeps
+    // the last check expected (0 when the changes did not shrink).
+    bool gaveUp = false;
+    std::uint64_t expected = 0;
 };
 
 // The order in which a sweep may take a component's states over several threads
@@ -42,6 +47,9 @@ Wavefront findWavefront(const RateMatrix& m, const Components& comps, std::uint3
 // wavefront has few levels (options.wavefrontFrom, wavefrontRows) is swept level
 // by level over the solver's threads, renumbered so that each level's rows and
 // values lie together; the values are the same whatever the number of threads.
+// A component of at least options.switchFrom states stops early (gaveUp) when,
+// from the rate at which the changes shrink, the sweeps are expected to need more
+// than options.switchSweeps more at two checks in a row (every 32 sweeps).
 SweepResult gaussSeidel(const RateMatrix& m, const Components& comps, std::uint32_t c, bool closed,
                         const LimitOptions& options, std::vector<double>& x);
 

@@ -201,8 +201,13 @@ std::string Limit::method() const {
     if (!iterative && !krylov)
         return "direct elimination";
     std::string text;
+    if (sweepsGivenUp > 0)
+        text = "Gauss-Seidel, " + std::to_string(sweepsGivenUp) + " sweeps (" +
+               (sweepsExpected > 0 ? "about " + std::to_string(sweepsExpected) + " more expected"
+                                   : std::string("its changes did not shrink")) +
+               "), then ";
     if (krylov)
-        text = std::string(multigrid     ? "BiCGSTAB+aggregation multigrid, "
+        text += std::string(multigrid     ? "BiCGSTAB+aggregation multigrid, "
                            : distributed ? "BiCGSTAB+ILU(0) per process, "
                                          : "BiCGSTAB+ILU(0), ") +
                std::to_string(krylovIterations) + " iterations";
@@ -247,34 +252,58 @@ Limit solveLimit(const RateMatrix& m, const LimitOptions& options) {
         }
         if (local.empty())
             local.assign(n, 0);
-        if (size >= options.krylovFrom) {
-            const KrylovSolve k = krylov(m, comps, c, closed, options, local, x);
-            limit.krylov = true;
-            limit.multigrid = options.multigrid;
-            limit.krylovIterations += k.iterations;
-            if (k.converged) {
-                limit.errorEstimate = std::max(limit.errorEstimate, k.bound);
-                return;
-            }
-            // Gauss-Seidel starts afresh: its estimate of the distance rests on the
-            // rate at which its changes shrink, which a start near the solution
-            // hides. Should it miss too, the better of the two answers is kept.
+        // Gauss-Seidel after a BiCGSTAB solve k that missed its bound. It starts
+        // afresh: its estimate of the distance rests on the rate at which its
+        // changes shrink, which a start near the solution hides. Should it miss
+        // too, the better of the two answers is kept.
+        auto gaussSeidelAfter = [&](const KrylovSolve& k) {
             std::vector<double> kept;
             for (std::uint32_t at = comps.first[c]; at < comps.first[c + 1]; ++at) {
                 kept.push_back(x[comps.order[at]]);
                 if (!closed)
                     x[comps.order[at]] = 0.0;
             }
-            SweepResult r = gaussSeidel(m, comps, c, closed, options, x);
+            LimitOptions toTheEnd = options;
+            toTheEnd.switchSweeps = 0;
+            SweepResult r = gaussSeidel(m, comps, c, closed, toTheEnd, x);
             if (!r.converged && k.bound < r.change) {
                 for (std::uint32_t at = comps.first[c]; at < comps.first[c + 1]; ++at)
                     x[comps.order[at]] = kept[at - comps.first[c]];
                 r.change = k.bound;
             }
             record(r);
+        };
+        auto byKrylov = [&](const LimitOptions& krylovOptions) {
+            const KrylovSolve k = krylov(m, comps, c, closed, krylovOptions, local, x);
+            limit.krylov = true;
+            limit.multigrid = krylovOptions.multigrid;
+            limit.krylovIterations += k.iterations;
+            if (k.converged)
+                limit.errorEstimate = std::max(limit.errorEstimate, k.bound);
+            else
+                gaussSeidelAfter(k);
+        };
+        if (size >= options.krylovFrom) {
+            byKrylov(options);
             return;
         }
-        record(gaussSeidel(m, comps, c, closed, options, x));
+        const SweepResult r = gaussSeidel(m, comps, c, closed, options, x);
+        if (!r.gaveUp) {
+            record(r);
+            return;
+        }
+        // Gauss-Seidel would take long: the multigrid, whose iterations grow far
+        // more slowly with the chain, is tried, for at most about as much work as
+        // the sweeps expected (an iteration costs some twenty sweeps), and at
+        // least 100 iterations.
+        limit.sweepsGivenUp += r.sweeps;
+        limit.sweepsExpected = std::max(limit.sweepsExpected, r.expected);
+        LimitOptions multigrid = options;
+        multigrid.multigrid = true;
+        if (r.expected > 0)
+            multigrid.maxSweeps = std::min(options.maxSweeps, std::max<std::uint64_t>(
+                                                                  100, r.expected / 20));
+        byKrylov(multigrid);
     };
 
     std::vector<double> pi(n, 0.0);

@@ -27,6 +27,13 @@ struct LimitOptions {
     // wavefrontRows states (GaussSeidel.h); smaller ones in state order.
     std::uint32_t wavefrontFrom = 1u << 16;
     std::uint32_t wavefrontRows = 4096;
+    // Gauss-Seidel on a component of at least switchFrom states gives way to
+    // BiCGSTAB with aggregation multigrid when, from the rate at which its
+    // changes shrink, it is expected to need more than switchSweeps further
+    // sweeps (0: never; GaussSeidel.h); Gauss-Seidel finishes the component
+    // afresh where the multigrid misses its bound.
+    std::uint64_t switchSweeps = 1000;
+    std::uint32_t switchFrom = 1u << 17;
 };
 
 // How the limit was reached; printed with every value that uses it.
@@ -37,6 +44,11 @@ struct Limit {
     std::uint32_t components = 0;       // strongly connected components
     std::uint64_t sweeps = 0;           // Gauss-Seidel sweeps over all solves
     std::uint64_t krylovIterations = 0; // BiCGSTAB iterations over all solves
+    // Gauss-Seidel sweeps given up for the multigrid (switchSweeps), and the
+    // most further sweeps such a solve was expected to need (0: its changes
+    // did not shrink).
+    std::uint64_t sweepsGivenUp = 0;
+    std::uint64_t sweepsExpected = 0;
     bool iterative = false;             // some part was solved by Gauss-Seidel
     bool krylov = false;                // some part was solved by BiCGSTAB
     bool multigrid = false;             // ... preconditioned by aggregation multigrid

@@ -272,7 +272,7 @@ Solution solve(const Model& model, const SolveOptions& options, ChainBackend& ch
         r.bound = l.errorEstimate * maxAbs(reward);
         r.boundProven = false;
         r.method = "limit, " + l.method();
-        r.iterations = l.sweeps + l.krylovIterations;
+        r.iterations = l.sweeps + l.krylovIterations + l.sweepsGivenUp;
         r.steadyState = true;
         r.converged = l.converged;
     };

@@ -206,11 +206,13 @@ Limit DistributedBackend::gatheredLimit(const LimitOptions& options, Limit power
     agree(comm_, fault);
     // The figures of process 0's solve, then each process's slice of the distribution.
     double reals[2] = {l.residual, l.errorEstimate};
-    std::uint64_t whole_numbers[7] = {l.classesReached,   l.classes,   l.components, l.sweeps,
-                                      l.krylovIterations, l.iterative, l.krylov};
+    std::uint64_t whole_numbers[10] = {l.classesReached,   l.classes,   l.components,
+                                       l.sweeps,           l.krylovIterations,
+                                       l.iterative,        l.krylov,    l.multigrid,
+                                       l.sweepsGivenUp,    l.sweepsExpected};
     int converged = l.converged ? 1 : 0;
     MPI_Bcast(reals, 2, MPI_DOUBLE, 0, comm_);
-    MPI_Bcast(whole_numbers, 7, MPI_UINT64_T, 0, comm_);
+    MPI_Bcast(whole_numbers, 10, MPI_UINT64_T, 0, comm_);
     MPI_Bcast(&converged, 1, MPI_INT, 0, comm_);
     l.residual = reals[0];
     l.errorEstimate = reals[1];
@@ -221,6 +223,9 @@ Limit DistributedBackend::gatheredLimit(const LimitOptions& options, Limit power
     l.krylovIterations = whole_numbers[4];
     l.iterative = whole_numbers[5] != 0;
     l.krylov = whole_numbers[6] != 0;
+    l.multigrid = whole_numbers[7] != 0;
+    l.sweepsGivenUp = whole_numbers[8];
+    l.sweepsExpected = whole_numbers[9];
     l.converged = converged != 0;
     const std::vector<std::uint32_t> bounds = stateRanges(states_, processes);
     std::vector<int> sizes(static_cast<std::size_t>(processes)), starts(sizes.size());

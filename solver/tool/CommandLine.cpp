@@ -40,6 +40,10 @@ const char* usage() {
            "  --bicgstab               solve components of 5000 states or more by BiCGSTAB with\n"
            "                           ILU(0) (default: Gauss-Seidel)\n"
            "  --multigrid              the same, preconditioned by aggregation multigrid\n"
+           "  --gauss-seidel           Gauss-Seidel to the end (default: on components of\n"
+           "                           131072 states or more, Gauss-Seidel expected to need\n"
+           "                           more than 1000 further sweeps gives way to the\n"
+           "                           multigrid)\n"
            "  --binary-rows            read the rows and rewards from the binary parts\n"
            "                           <stem>.rows.0, ... (gen --binary-rows) for .arm and .var\n"
            "  --threads N              threads of the uniformization steps and the long-run\n"
@@ -150,6 +154,8 @@ CommandLine parseCommandLine(const std::vector<std::string>& args) {
         } else if (a == "--multigrid") {
             cl.solve.limit.krylovFrom = 5000;
             cl.solve.limit.multigrid = true;
+        } else if (a == "--gauss-seidel") {
+            cl.solve.limit.switchSweeps = 0;
         } else if (is("--threads")) {
             const std::uint64_t n = count("--threads");
             if (n > 1024)

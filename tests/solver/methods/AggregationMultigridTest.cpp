@@ -254,9 +254,11 @@ TEST(AggregationMultigrid, TransposedCyclesContractOnABreadthFirstNumberedChain)
 }
 
 // The repairable multiprocessor of n processors and memories with every rate
-// times speed, against its product form (see the test below).
-void expectMultiprocessor(double speed) {
-    const int n = 12;
+// times speed, against its product form (see the test below); the limit found.
+// Its sweeps grow with n: 44 at n = 12.
+gensolver::Limit expectMultiprocessor(double speed,
+                                      const gensolver::LimitOptions& options = multigridEverywhere(),
+                                      int n = 12) {
     const double lp = 1e-3, mp = 0.05, lm = 5e-4, mm = 0.05, ls = 1e-4, ms = 0.5, lc = 2e-5,
                  mc = 0.25;
     auto id = [&](int p, int q, int sw, int ctrl) {
@@ -285,8 +287,8 @@ void expectMultiprocessor(double speed) {
                 }
     const std::uint32_t states = 6 * (n + 1) * (n + 1);
     const gensolver::Limit limit =
-        gensolver::solveLimit(gensolver::buildRateMatrix(states, ts), multigridEverywhere());
-    ASSERT_TRUE(limit.converged) << limit.method();
+        gensolver::solveLimit(gensolver::buildRateMatrix(states, ts), options);
+    EXPECT_TRUE(limit.converged) << limit.method();
     double availability = 0.0, capacity = 0.0;
     for (int p = 0; p <= n; ++p)
         for (int q = 0; q <= n; ++q)
@@ -308,6 +310,7 @@ void expectMultiprocessor(double speed) {
     EXPECT_NEAR(availability, exact, 1e-12);
     EXPECT_NEAR(capacity, exactCapacity, 1e-11);
     EXPECT_LE(std::fabs(availability - exact), limit.errorEstimate + 1e-15);
+    return limit;
 }
 
 TEST(AggregationMultigrid, RepairableMultiprocessorMatchesItsProductForm) {
@@ -321,6 +324,40 @@ TEST(AggregationMultigrid, RepairableMultiprocessorMatchesItsProductForm) {
         SCOPED_TRACE(speed);
         expectMultiprocessor(speed);
     }
+}
+
+TEST(AggregationMultigrid, GaussSeidelExpectedToTakeLongGivesWayToIt) {
+    // The multiprocessor of n = 40 (10,086 states) swept to the end takes 119
+    // sweeps, its changes shrinking slowly at first: the check after 32 sweeps
+    // expects 1438 more, the one after 64, 578. Two checks in a row expecting more
+    // than the switch allows hand the chain to the multigrid, which finds the
+    // product form's values; one alone does not.
+    gensolver::LimitOptions options;
+    options.denseLimit = 1;
+    options.multigridCoarsest = 8;
+    options.switchFrom = 1;
+    options.switchSweeps = 0;
+    const gensolver::Limit swept = expectMultiprocessor(1.0, options, 40);
+    EXPECT_FALSE(swept.krylov) << swept.method();
+    EXPECT_EQ(swept.sweepsGivenUp, 0u);
+    EXPECT_EQ(swept.method().rfind("Gauss-Seidel, ", 0), 0u) << swept.method();
+
+    options.switchSweeps = 500;
+    const gensolver::Limit switched = expectMultiprocessor(1.0, options, 40);
+    EXPECT_EQ(switched.sweepsGivenUp, 64u) << switched.method();
+    EXPECT_GT(switched.sweepsExpected, 500u);
+    EXPECT_TRUE(switched.multigrid);
+    EXPECT_EQ(switched.sweeps, 0u) << switched.method();
+    EXPECT_EQ(switched.method().rfind("Gauss-Seidel, 64 sweeps (about ", 0), 0u)
+        << switched.method();
+    EXPECT_NE(switched.method().find(" more expected), then BiCGSTAB+aggregation multigrid, "),
+              std::string::npos)
+        << switched.method();
+
+    options.switchSweeps = 1000;
+    const gensolver::Limit kept = expectMultiprocessor(1.0, options, 40);
+    EXPECT_EQ(kept.sweeps, swept.sweeps) << kept.method();
+    EXPECT_FALSE(kept.krylov) << kept.method();
 }
 
 TEST(AggregationMultigrid, RandomStiffPeriodicAndNearlyDecomposableChainsMatchTheDenseSolve) {

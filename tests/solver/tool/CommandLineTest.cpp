@@ -44,6 +44,8 @@ TEST(SolveCommandLine, AcceptedForms) {
     EXPECT_EQ(cl.solve.limit.krylovFrom, 5000u);
     EXPECT_EQ(parseCommandLine({"s"}).solve.limit.krylovFrom, 0xFFFFFFFFu);
     EXPECT_EQ(parseCommandLine({"s"}).threads, 0u);
+    EXPECT_EQ(parseCommandLine({"s", "--gauss-seidel"}).solve.limit.switchSweeps, 0u);
+    EXPECT_GT(parseCommandLine({"s"}).solve.limit.switchSweeps, 0u);
     using gensolver::TransientChoice;
     EXPECT_EQ(parseCommandLine({"s"}).solve.transient.method, TransientChoice::Auto);
     EXPECT_EQ(parseCommandLine({"s", "--transient", "uniformization"}).solve.transient.method,

@@ -15,6 +15,16 @@ constexpr std::uint32_t kNone = std::numeric_limits<std::uint32_t>::max();
 // interpolations on the solver's threads.
 constexpr std::uint32_t kThreadedRows = 1u << 16;
 
+// body(begin, end) over the rows [0, n): on the solver's threads for a level
+// large enough to be worth a meeting of the threads. Each row is computed alone,
+// so the values do not depend on the number of threads.
+template <class Body> void forRows(std::uint32_t n, Body&& body) {
+    if (n >= kThreadedRows)
+        sharedPool().forEach(n, body);
+    else
+        body(0, n);
+}
+
 } // namespace
 
 AggregationMultigrid::AggregationMultigrid(const SparseSystem& system, std::uint32_t coarsest) {
@@ -316,17 +326,8 @@ void AggregationMultigrid::residual(const Level& level, bool transposed) const {
     const std::uint32_t n = level.size;
     const std::vector<double>& x = level.x;
     std::vector<double>& r = level.r;
-    // Each row's residual is its own sum, taken in the same order on any number
-    // of threads; only large levels are worth a meeting of the threads.
-    Parallel& pool = sharedPool();
-    auto rows = [&](auto&& body) {
-        if (n >= kThreadedRows)
-            pool.forEach(n, body);
-        else
-            body(0, n);
-    };
     if (!transposed) {
-        rows([&](std::uint64_t begin, std::uint64_t end) {
+        forRows(n, [&](std::uint64_t begin, std::uint64_t end) {
             for (std::uint64_t i = begin; i < end; ++i) {
                 double s = level.b[i] - level.diagonal[i] * x[i];
                 for (std::uint64_t e = level.start[i]; e < level.start[i + 1]; ++e)
@@ -336,7 +337,7 @@ void AggregationMultigrid::residual(const Level& level, bool transposed) const {
         });
         return;
     }
-    rows([&](std::uint64_t begin, std::uint64_t end) {
+    forRows(n, [&](std::uint64_t begin, std::uint64_t end) {
         for (std::uint64_t i = begin; i < end; ++i)
             r[i] = level.b[i] - level.diagonal[i] * x[i];
     });
@@ -363,15 +364,11 @@ void AggregationMultigrid::cycle(std::uint32_t l, bool transposed, bool zero) co
     cycle(l + 1, transposed, true);
     if (wCycle_ && l + 2 < levels_.size()) // the coarsest level's solve is exact already
         cycle(l + 1, transposed, false);
-    auto interpolate = [&](std::uint64_t begin, std::uint64_t end) {
+    forRows(fine.size, [&](std::uint64_t begin, std::uint64_t end) {
         for (std::uint64_t i = begin; i < end; ++i)
             fine.x[i] += transposed ? coarse.x[fine.aggregate[i]]
                                     : fine.weight[i] * coarse.x[fine.aggregate[i]];
-    };
-    if (fine.size >= kThreadedRows)
-        sharedPool().forEach(fine.size, interpolate);
-    else
-        interpolate(0, fine.size);
+    });
     for (std::uint32_t k = 0; k < kSweeps; ++k)
         smooth(fine, transposed, false, false);
 }

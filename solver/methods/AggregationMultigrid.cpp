@@ -11,15 +11,12 @@ namespace gensolver {
 namespace {
 
 constexpr std::uint32_t kNone = std::numeric_limits<std::uint32_t>::max();
-// Levels of at least this many unknowns compute their residuals and
-// interpolations on the solver's threads.
-constexpr std::uint32_t kThreadedRows = 1u << 16;
 
-// body(begin, end) over the rows [0, n): on the solver's threads for a level
-// large enough to be worth a meeting of the threads. Each row is computed alone,
-// so the values do not depend on the number of threads.
-template <class Body> void forRows(std::uint32_t n, Body&& body) {
-    if (n >= kThreadedRows)
+// body(begin, end) over the rows [0, level.size): on the solver's threads for a
+// threaded level. Each row is computed alone, so the values do not depend on the
+// number of threads.
+template <class Body> static void forRows(bool threaded, std::uint32_t n, Body&& body) {
+    if (threaded)
         sharedPool().forEach(n, body);
     else
         body(0, n);
@@ -27,7 +24,9 @@ template <class Body> void forRows(std::uint32_t n, Body&& body) {
 
 } // namespace
 
-AggregationMultigrid::AggregationMultigrid(const SparseSystem& system, std::uint32_t coarsest) {
+AggregationMultigrid::AggregationMultigrid(const SparseSystem& system, std::uint32_t coarsest,
+                                           std::uint32_t threadedFrom, bool transposed)
+    : system_(&system) {
     Level finest;
     finest.size = system.size();
     finest.start = system.start.data();
@@ -67,19 +66,80 @@ AggregationMultigrid::AggregationMultigrid(const SparseSystem& system, std::uint
         level.x.resize(level.size);
         level.b.resize(level.size);
         level.r.resize(level.size);
+        if (level.size >= threadedFrom && &level != &levels_.back())
+            thread(level);
     }
+    if (transposed)
+        transposeLevels();
     factorCoarsest();
 }
 
-void AggregationMultigrid::checkCycle() {
-    if (ok_ && levels_.size() > 2 && grows())
-        wCycle_ = false;
+void AggregationMultigrid::transposeLevels() {
+    for (std::size_t l = 0; l < levels_.size(); ++l) {
+        Level& level = levels_[l];
+        if (!level.threaded || level.t.start != nullptr)
+            continue;
+        if (l == 0 && !system_->tStart.empty()) {
+            level.t = {system_->tStart.data(), system_->tColumn.data(), system_->tRate.data()};
+            continue;
+        }
+        transposeRows(level.size, level.start, level.column, level.rate, level.ownTStart,
+                      level.ownTColumn, level.ownTRate);
+        level.t = {level.ownTStart.data(), level.ownTColumn.data(), level.ownTRate.data()};
+    }
 }
 
-bool AggregationMultigrid::grows() const {
+void AggregationMultigrid::thread(Level& level) {
+    const std::uint32_t n = level.size;
+    const std::uint64_t entries = level.start[n];
+    level.threaded = true;
+    level.before.resize(n);
+    // Parts of about equal entries of the rows (the same parts serve the
+    // transposed sweeps, which keeps the transposed cycle the exact transpose).
+    level.partStart.assign(kParts + 1, n);
+    level.partStart[0] = 0;
+    for (std::uint32_t p = 1; p < kParts; ++p) {
+        const std::uint64_t target = entries * p / kParts;
+        const std::uint64_t* first =
+            std::lower_bound(level.start, level.start + n, target);
+        level.partStart[p] = std::max(level.partStart[p - 1],
+                                      static_cast<std::uint32_t>(first - level.start));
+    }
+}
+
+void AggregationMultigrid::checkCycle() {
+    if (!ok_ || levels_.size() <= 2)
+        return;
+    // The W-cycle is kept where it cuts the residual by more per unit of work
+    // than the V-cycle; it does twice the coarse levels' work, which can buy it
+    // nothing (the scaled multiprocessor of 3.8 million states took 31
+    // iterations either way) or make it diverge (below).
+    const double w = contraction(true), v = contraction(false);
+    wCycle_ = w < 1.0 && !(v < 1.0 && std::log(v) / work(false) < std::log(w) / work(true));
+}
+
+double AggregationMultigrid::work(bool wCycle) const {
+    // Entries and unknowns each level's sweeps and residual pass over, the
+    // coarsest level's dense solve, and the visits of the levels below.
+    double below = static_cast<double>(levels_.back().size) * levels_.back().size;
+    for (std::size_t l = levels_.size() - 1; l-- > 0;) {
+        const Level& level = levels_[l];
+        const double pass = static_cast<double>(level.start[level.size]) + level.size;
+        const double visits = wCycle && l + 2 < levels_.size() ? 2.0 : 1.0;
+        below = (2 * kSweeps + 1) * pass + visits * below;
+    }
+    return below;
+}
+
+double AggregationMultigrid::contraction(bool wCycle) const {
     // Two transposed cycles on B^T z = 1, the second from the first one's
-    // residual. B^T z = 1 is the system of the times w that the error bound
-    // solves for, and its solution is positive and of the size of those times.
+    // residual: the ratio of the residuals they leave. B^T z = 1 is the system
+    // of the times w that the error bound solves for, and its solution is
+    // positive and of the size of those times. A coarse correction that
+    // overshoots, repeated on every level, grows the iterate with the depth of
+    // the levels; the ratio is then above 1 or not a number.
+    const bool keep = wCycle_;
+    wCycle_ = wCycle;
     const bool transposed = true;
     const Level& finest = levels_[0];
     const std::uint32_t n = finest.size;
@@ -99,7 +159,10 @@ bool AggregationMultigrid::grows() const {
     residual(finest, transposed);
     for (std::uint32_t i = 0; i < n; ++i)
         second = std::max(second, std::fabs(finest.r[i]));
-    return !(second <= first);
+    wCycle_ = keep;
+    if (first == 0.0)
+        return 0.0;
+    return second / first;
 }
 
 AggregationMultigrid::Level AggregationMultigrid::pair(const Level& fine, std::uint32_t keep,
@@ -283,6 +346,10 @@ void AggregationMultigrid::solveCoarsest(bool transposed) const {
 
 void AggregationMultigrid::smooth(const Level& level, bool transposed, bool forward,
                                   bool zero) const {
+    if (level.threaded) {
+        smoothParts(level, transposed, forward, zero);
+        return;
+    }
     const std::uint32_t n = level.size;
     std::vector<double>& x = level.x;
     const std::vector<double>& b = level.b;
@@ -322,25 +389,52 @@ void AggregationMultigrid::smooth(const Level& level, bool transposed, bool forw
     }
 }
 
+void AggregationMultigrid::smoothParts(const Level& level, bool transposed, bool forward,
+                                       bool zero) const {
+    const Rows m = level.rows(transposed);
+    std::vector<double>& x = level.x;
+    std::vector<double>& before = level.before;
+    const std::vector<double>& b = level.b;
+    forRows(true, level.size, [&](std::uint64_t begin, std::uint64_t end) {
+        if (zero) {
+            std::fill(x.begin() + begin, x.begin() + end, 0.0);
+            std::fill(before.begin() + begin, before.begin() + end, 0.0);
+        } else {
+            std::copy(x.begin() + begin, x.begin() + end, before.begin() + begin);
+        }
+    });
+    sharedPool().forParts(kParts, [&](std::uint64_t p) {
+        const std::uint32_t lo = level.partStart[p], hi = level.partStart[p + 1];
+        for (std::uint32_t step = 0; step < hi - lo; ++step) {
+            const std::uint32_t i = forward ? lo + step : hi - 1 - step;
+            double s = b[i];
+            for (std::uint64_t e = m.start[i]; e < m.start[i + 1]; ++e) {
+                const std::uint32_t j = m.column[e];
+                s += m.rate[e] * (j - lo < hi - lo ? x[j] : before[j]);
+            }
+            x[i] = s / level.diagonal[i];
+        }
+    });
+}
+
 void AggregationMultigrid::residual(const Level& level, bool transposed) const {
     const std::uint32_t n = level.size;
     const std::vector<double>& x = level.x;
     std::vector<double>& r = level.r;
-    if (!transposed) {
-        forRows(n, [&](std::uint64_t begin, std::uint64_t end) {
+    if (!transposed || level.threaded) {
+        const Rows m = level.rows(transposed);
+        forRows(level.threaded, n, [&](std::uint64_t begin, std::uint64_t end) {
             for (std::uint64_t i = begin; i < end; ++i) {
                 double s = level.b[i] - level.diagonal[i] * x[i];
-                for (std::uint64_t e = level.start[i]; e < level.start[i + 1]; ++e)
-                    s += level.rate[e] * x[level.column[e]];
+                for (std::uint64_t e = m.start[i]; e < m.start[i + 1]; ++e)
+                    s += m.rate[e] * x[m.column[e]];
                 r[i] = s;
             }
         });
         return;
     }
-    forRows(n, [&](std::uint64_t begin, std::uint64_t end) {
-        for (std::uint64_t i = begin; i < end; ++i)
-            r[i] = level.b[i] - level.diagonal[i] * x[i];
-    });
+    for (std::uint32_t i = 0; i < n; ++i)
+        r[i] = level.b[i] - level.diagonal[i] * x[i];
     for (std::uint32_t j = 0; j < n; ++j)
         for (std::uint64_t e = level.start[j]; e < level.start[j + 1]; ++e)
             r[level.column[e]] += level.rate[e] * x[j];
@@ -364,7 +458,7 @@ void AggregationMultigrid::cycle(std::uint32_t l, bool transposed, bool zero) co
     cycle(l + 1, transposed, true);
     if (wCycle_ && l + 2 < levels_.size()) // the coarsest level's solve is exact already
         cycle(l + 1, transposed, false);
-    forRows(fine.size, [&](std::uint64_t begin, std::uint64_t end) {
+    forRows(fine.threaded, fine.size, [&](std::uint64_t begin, std::uint64_t end) {
         for (std::uint64_t i = begin; i < end; ++i)
             fine.x[i] += transposed ? coarse.x[fine.aggregate[i]]
                                     : fine.weight[i] * coarse.x[fine.aggregate[i]];

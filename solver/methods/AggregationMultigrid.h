@@ -7,10 +7,19 @@
 // product with piecewise constant interpolation, which keeps an M-matrix an
 // M-matrix), and the coarsest level is solved densely. One application is a
 // W-cycle: forward Gauss-Seidel sweeps, two corrections from the level below,
-// backward sweeps; a V-cycle (one correction) where checkCycle() finds that two
-// transposed W-cycles in a row grow the residual on B^T z = 1. The transposed application is the
-// exact transpose of that operator, for the transposed system. Both run on one thread, so the
-// results do not depend on the number of threads.
+// backward sweeps; a V-cycle (one correction) where checkCycle() finds that the
+// W-cycle grows the residual on B^T z = 1 or cuts it by less per unit of work.
+// The transposed application is the exact transpose of that operator, for the
+// transposed system.
+//
+// Levels of at least threadedFrom unknowns run on the solver's threads. Their
+// sweeps cut the level into kParts fixed parts of about equal entries; each part
+// sweeps its own unknowns in order and reads the others' as they were before the
+// sweep (Gauss-Seidel inside a part, Jacobi between parts). Those levels also keep
+// their matrix transposed, so that the transposed cycle gathers along rows as the
+// forward one does. The parts do not depend on the number of threads, and every
+// value is computed in the same order whatever their number: the results are the
+// same on one thread and on several.
 
 #include "methods/Preconditioner.h"
 #include "methods/SparseSystem.h"
@@ -30,16 +39,28 @@ public:
     // Gauss-Seidel sweeps before and after the coarse corrections: two rather
     // than one halve the BiCGSTAB iterations on large chains (bench/README.md).
     static constexpr std::uint32_t kSweeps = 2;
+    // Levels of at least this many unknowns run on the threads.
+    static constexpr std::uint32_t kThreadedFrom = 1u << 16;
+    // Parts of a threaded level's sweeps.
+    static constexpr std::uint32_t kParts = 4;
 
     // Builds the levels down to at most coarsest unknowns; ok() is false when a pivot of the
     // coarsest level's factorisation is not positive and finite (not for an M-matrix, barring
     // rounding), or when the coarsening stalls above kDenseLimit unknowns. The system must
     // outlive this.
-    explicit AggregationMultigrid(const SparseSystem& system, std::uint32_t coarsest = kCoarsest);
+    // With transposed false the threaded levels' transposed rows are left out
+    // (applyTransposed then needs transposeLevels() first).
+    explicit AggregationMultigrid(const SparseSystem& system, std::uint32_t coarsest = kCoarsest,
+                                  std::uint32_t threadedFrom = kThreadedFrom,
+                                  bool transposed = true);
 
     bool ok() const { return ok_; }
+    // Gives the threaded levels their transposed rows where they lack them: the
+    // finest level takes the system's when it has them by now.
+    void transposeLevels();
     // Turns the application into a V-cycle where two transposed W-cycles in a row
-    // grow the residual on B^T z = 1 (see grows()). Not part of the constructor:
+    // grow the residual on B^T z = 1, or where two V-cycles cut it by more per
+    // unit of work (see contraction()). Needs the transposed levels. Not part of the constructor:
     // the first cycle that picks the reference is applied forward only, and the
     // system solved (and its w) is the one built with that reference.
     void checkCycle();
@@ -53,6 +74,13 @@ public:
                          std::vector<double>& z) const override;
 
 private:
+    // Rows of a matrix without its diagonal: entries [start[i], start[i + 1])
+    // hold the columns and the rates (the matrix's entries are their negatives).
+    struct Rows {
+        const std::uint64_t* start = nullptr;
+        const std::uint32_t* column = nullptr;
+        const double* rate = nullptr;
+    };
     // One level: the matrix as in SparseSystem (off-diagonal entries are minus
     // the rates), the map to the next level and the cycle's vectors.
     struct Level {
@@ -68,6 +96,23 @@ private:
         std::vector<std::uint32_t> aggregate; // per unknown, its unknown on the next level
         std::vector<double> weight;           // per unknown, its share of its aggregate's value
         mutable std::vector<double> x, b, r;  // solution, right-hand side, scratch
+        // A threaded level: its matrix transposed (the rows of the transposed
+        // system), the first unknown of each sweep part and one past the last
+        // (kParts + 1 of them), and the values before the current sweep.
+        // The finest level's transposed rows are the system's when it has them.
+        bool threaded = false;
+        Rows t;
+        std::vector<std::uint64_t> ownTStart;
+        std::vector<std::uint32_t> ownTColumn;
+        std::vector<double> ownTRate;
+        std::vector<std::uint32_t> partStart;
+        mutable std::vector<double> before;
+
+        Rows rows(bool transposed) const {
+            if (transposed && threaded)
+                return t;
+            return {start, column, rate};
+        }
     };
 
     // Pairs the unknowns of fine (keep, unless kNone, stays alone), fills each
@@ -78,22 +123,27 @@ private:
     // a group, P giving each member its share (weight) of the group's value.
     static Level galerkin(const Level& fine, const std::vector<std::uint32_t>& map,
                           const std::vector<double>& weight, std::uint32_t count);
+    // Makes level a threaded one: its sweep parts and the values they read.
+    static void thread(Level& level);
     void factorCoarsest();
     // Improves levels_[l].x for levels_[l].b (from x = 0 when zero is set).
     void cycle(std::uint32_t l, bool transposed, bool zero) const;
     void smooth(const Level& level, bool transposed, bool forward, bool zero) const;
+    // One sweep of a threaded level, part by part on the threads.
+    void smoothParts(const Level& level, bool transposed, bool forward, bool zero) const;
     void residual(const Level& level, bool transposed) const;
     void solveCoarsest(bool transposed) const;
-    // Whether a second transposed W-cycle on B^T z = 1, from the first one's
-    // residual, leaves a larger residual than the first (or one that is not a
-    // number): a coarse correction that overshoots, repeated on every level,
-    // grows the iterate with the depth of the levels.
-    bool grows() const;
+    // The factor by which a transposed cycle (W or V) cuts the residual on
+    // B^T z = 1, from two cycles: above 1 or not a number where it grows.
+    double contraction(bool wCycle) const;
+    // The entries and unknowns one cycle passes over.
+    double work(bool wCycle) const;
 
+    const SparseSystem* system_;
     std::vector<Level> levels_;
     std::vector<double> lu_; // the coarsest level's LU factors, row-major
     bool ok_ = true;
-    bool wCycle_ = true; // two corrections from each level below, else one
+    mutable bool wCycle_ = true; // two corrections from each level below, else one
 };
 
 } // namespace gensolver

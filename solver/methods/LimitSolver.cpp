@@ -119,41 +119,66 @@ struct KrylovSolve {
 // BiCGSTAB, preconditioned by ILU(0) or by aggregation multigrid, on the
 // component's SparseSystem B y = b, with the error bound of boundedBicgstab: w =
 // B^-T 1 is, for a closed class, the expected times to reach the reference state,
-// for a transient component those to leave it. On return x holds the solution,
-// normalised to sum 1 for a closed class, whatever the outcome.
+// for a transient component those to leave it. swept: x holds the component's
+// values from sweeps given up, which point to its likely states. On return x
+// holds the solution, normalised to sum 1 for a closed class, whatever the outcome.
 KrylovSolve krylov(const RateMatrix& m, const Components& comps, std::uint32_t c, bool closed,
                    const LimitOptions& options, std::vector<std::uint32_t>& local,
-                   std::vector<double>& x) {
+                   std::vector<double>& x, bool swept) {
     Parallel& pool = sharedPool();
     auto built =
         std::make_unique<SparseSystem>(m, comps, c, closed, x, local, 0, options.multigrid);
     KrylovSolve out;
     std::unique_ptr<Preconditioner> preconditioner;
     if (options.multigrid) {
-        auto multigrid = std::make_unique<AggregationMultigrid>(*built, options.multigridCoarsest);
-        if (closed && multigrid->ok()) {
+        std::unique_ptr<AggregationMultigrid> multigrid;
+        auto levels = [&] {
+            // The threaded levels sweep the transposed system along its rows; the
+            // finest level's are the system's, whose transposed products then run
+            // on the threads too.
+            if (built->size() >= options.multigridThreadedFrom)
+                built->transpose();
+            return std::make_unique<AggregationMultigrid>(*built, options.multigridCoarsest,
+                                                          options.multigridThreadedFrom);
+        };
+        if (closed) {
             // The reference is best a likely state: the expected times to reach it
             // (w below) weigh the residual in the bound, and a rarely visited
-            // reference makes them, and the range of y, huge. One cycle from the
-            // first state as the reference tells roughly where the likely states
-            // are. Where the cycle's largest entry is far off (on chains whose
-            // probabilities span more than the range of a double its far entries
-            // are rounding noise), climbing the two-state balances from there
-            // finds a likely state: the climb is taken when it gains more than a
-            // factor kClimbGain, and the cycle's choice kept otherwise.
+            // reference makes them, and the range of y, huge. The sweeps given up
+            // for the multigrid, or else one cycle from the first state as the
+            // reference, tell roughly where the likely states are. Where the
+            // guess's largest entry is far off (on chains whose probabilities
+            // span more than the range of a double a cycle's far entries are
+            // rounding noise), climbing the two-state balances from there finds
+            // a likely state: the climb is taken when it gains more than a
+            // factor kClimbGain, and the guess's choice kept otherwise.
             std::vector<double> guess(built->size());
-            multigrid->apply(pool, built->b, guess);
+            if (swept) {
+                for (std::uint32_t k = 0; k < built->size(); ++k)
+                    guess[k] = x[built->member[k]];
+            } else {
+                multigrid = std::make_unique<AggregationMultigrid>(
+                    *built, options.multigridCoarsest, options.multigridThreadedFrom, false);
+                if (!multigrid->ok())
+                    return out;
+                multigrid->apply(pool, built->b, guess);
+            }
             std::uint32_t top = static_cast<std::uint32_t>(
                 std::max_element(guess.begin(), guess.end()) - guess.begin());
             const Climb climb = climbToLikelyState(*built, top);
             if (climb.logGain > std::log(kClimbGain))
                 top = climb.state;
-            if (top != 0) {
+            if (top != 0 || multigrid == nullptr) {
                 multigrid.reset();
                 built = std::make_unique<SparseSystem>(m, comps, c, closed, x, local, top, true);
-                multigrid =
-                    std::make_unique<AggregationMultigrid>(*built, options.multigridCoarsest);
+                multigrid = levels();
+            } else {
+                if (built->size() >= options.multigridThreadedFrom)
+                    built->transpose();
+                multigrid->transposeLevels();
             }
+        } else {
+            multigrid = levels();
         }
         if (!multigrid->ok())
             return out;
@@ -179,17 +204,18 @@ KrylovSolve krylov(const RateMatrix& m, const Components& comps, std::uint32_t c
 }
 
 // Whether the multigrid's solve of component c, on top of what the sweeps
-// hold, fits the memory the system has free. It measured 1.08 GB more than
+// hold, fits the memory the system has free. It measured 1.57 GB more than
 // Gauss-Seidel on the scaled multiprocessor of 3.8 million states and 24
-// million transitions (the system, its coarse levels and BiCGSTAB's vectors);
-// 32 bytes per transition and 160 per state cover that with a margin.
+// million transitions (the system and its transpose, the coarse levels and the
+// larger ones' transposes, BiCGSTAB's vectors); 48 bytes per transition and 160
+// per state cover that with a margin.
 bool multigridFits(const RateMatrix& m, const Components& comps, std::uint32_t c) {
     std::uint64_t transitions = 0;
     for (std::uint32_t at = comps.first[c]; at < comps.first[c + 1]; ++at) {
         const std::uint32_t j = comps.order[at];
         transitions += m.start[std::size_t{j} + 1] - m.start[j];
     }
-    const double need = 32.0 * static_cast<double>(transitions) + 160.0 * comps.size(c);
+    const double need = 48.0 * static_cast<double>(transitions) + 160.0 * comps.size(c);
     const long pages = sysconf(_SC_AVPHYS_PAGES);
     const long pageSize = sysconf(_SC_PAGESIZE);
     return pages <= 0 || pageSize <= 0 ||
@@ -294,8 +320,9 @@ Limit solveLimit(const RateMatrix& m, const LimitOptions& options) {
             }
             record(r);
         };
-        auto byKrylov = [&](const LimitOptions& krylovOptions) {
-            const KrylovSolve k = krylov(m, comps, c, closed, krylovOptions, local, x);
+        // swept: x holds the component's values after the sweeps given up.
+        auto byKrylov = [&](const LimitOptions& krylovOptions, bool swept) {
+            const KrylovSolve k = krylov(m, comps, c, closed, krylovOptions, local, x, swept);
             limit.krylov = true;
             limit.multigrid = krylovOptions.multigrid;
             limit.krylovIterations += k.iterations;
@@ -305,7 +332,7 @@ Limit solveLimit(const RateMatrix& m, const LimitOptions& options) {
                 gaussSeidelAfter(k);
         };
         if (size >= options.krylovFrom) {
-            byKrylov(options);
+            byKrylov(options, false);
             return;
         }
         LimitOptions sweeping = options;
@@ -328,7 +355,7 @@ Limit solveLimit(const RateMatrix& m, const LimitOptions& options) {
             multigrid.maxSweeps = std::min(options.maxSweeps, std::max<std::uint64_t>(
                                                                   100, r.expected / 20));
         try {
-            byKrylov(multigrid);
+            byKrylov(multigrid, true);
         } catch (const std::bad_alloc&) {
             // The estimate of multigridFits fell short: the sweeps take it.
             gaussSeidelAfter(KrylovSolve{});

@@ -104,6 +104,46 @@ void SparseSystem::multiplyTransposed(const std::vector<double>& x, std::vector<
             y[column[e]] -= rate[e] * x[k];
 }
 
+void SparseSystem::multiplyTransposed(Parallel& pool, const std::vector<double>& x,
+                                      std::vector<double>& y) const {
+    if (tStart.empty()) {
+        multiplyTransposed(x, y);
+        return;
+    }
+    pool.forEach(size(), [&](std::uint64_t begin, std::uint64_t end) {
+        for (std::uint64_t k = begin; k < end; ++k) {
+            double v = diagonal[k] * x[k];
+            for (std::uint64_t e = tStart[k]; e < tStart[k + 1]; ++e)
+                v -= tRate[e] * x[tColumn[e]];
+            y[k] = v;
+        }
+    });
+}
+
+void transposeRows(std::uint32_t n, const std::uint64_t* start, const std::uint32_t* column,
+                   const double* rate, std::vector<std::uint64_t>& tStart,
+                   std::vector<std::uint32_t>& tColumn, std::vector<double>& tRate) {
+    const std::uint64_t entries = start[n];
+    tStart.assign(std::size_t{n} + 1, 0);
+    for (std::uint64_t e = 0; e < entries; ++e)
+        ++tStart[std::size_t{column[e]} + 1];
+    for (std::uint32_t j = 0; j < n; ++j)
+        tStart[j + 1] += tStart[j];
+    tColumn.resize(entries);
+    tRate.resize(entries);
+    std::vector<std::uint64_t> at(tStart.begin(), tStart.end() - 1);
+    for (std::uint32_t k = 0; k < n; ++k)
+        for (std::uint64_t e = start[k]; e < start[std::size_t{k} + 1]; ++e) {
+            const std::uint64_t to = at[column[e]]++;
+            tColumn[to] = k;
+            tRate[to] = rate[e];
+        }
+}
+
+void SparseSystem::transpose() {
+    transposeRows(size(), start.data(), column.data(), rate.data(), tStart, tColumn, tRate);
+}
+
 void SparseSystem::residual(Parallel& pool, const std::vector<double>& b,
                             const std::vector<double>& x, std::vector<double>& r) const {
     pool.forEach(size(), [&](std::uint64_t begin, std::uint64_t end) {

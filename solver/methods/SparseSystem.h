@@ -43,10 +43,12 @@ public:
                   std::vector<double>& y) const override;
     // y = B^T x, one thread (a scatter over the rows).
     void multiplyTransposed(const std::vector<double>& x, std::vector<double>& y) const;
-    void multiplyTransposed(Parallel&, const std::vector<double>& x,
-                            std::vector<double>& y) const override {
-        multiplyTransposed(x, y);
-    }
+    // y = B^T x: in parallel along the transposed rows once transpose() built
+    // them, else the scatter above.
+    void multiplyTransposed(Parallel& pool, const std::vector<double>& x,
+                            std::vector<double>& y) const override;
+    // Builds the transposed rows below (12 bytes per entry and 8 per row more).
+    void transpose();
     // r = b - B x, in parallel over rows, each row in long double.
     void residual(Parallel& pool, const std::vector<double>& b, const std::vector<double>& x,
                   std::vector<double>& r) const override;
@@ -56,11 +58,22 @@ public:
     std::vector<std::uint64_t> start;
     std::vector<std::uint32_t> column;
     std::vector<double> rate;
+    // The rows of B^T without the diagonal (B's columns, their rows ascending),
+    // empty until transpose().
+    std::vector<std::uint64_t> tStart;
+    std::vector<std::uint32_t> tColumn;
+    std::vector<double> tRate;
     std::vector<double> diagonal;      // exit rates; 1 for the reference unless balanced
     std::vector<double> b;             // right-hand side
     std::vector<std::uint32_t> member; // state of each row
     std::uint32_t reference = 0;       // row of the reference (closed classes)
     bool closed = false;
 };
+
+// The rows of the transpose of the n rows [start, column, rate]: entry (k, j)
+// becomes entry (j, k), each new row's columns ascending.
+void transposeRows(std::uint32_t n, const std::uint64_t* start, const std::uint32_t* column,
+                   const double* rate, std::vector<std::uint64_t>& tStart,
+                   std::vector<std::uint32_t>& tColumn, std::vector<double>& tRate);
 
 } // namespace gensolver

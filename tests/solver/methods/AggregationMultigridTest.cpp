@@ -110,28 +110,37 @@ std::vector<Transition> driftGrid(std::uint32_t side, double drift) {
 TEST(AggregationMultigrid, TheTransposedApplicationIsTheTransposeOfTheApplication) {
     // Column k of M^-1 is the application to e_k; row k of M^-1 must then be
     // the transposed application to e_k. Checks that restriction, interpolation,
-    // smoothing order and the coarsest solve are transposed consistently.
+    // smoothing order and the coarsest solve are transposed consistently, with
+    // every level swept in order and with the levels of 16 unknowns or more
+    // swept in parts along their transposed rows (the finest level's being
+    // the system's own).
     const std::uint32_t n = 150;
-    const ClosedSystem c(n, randomIrreducible(n, 5, -2.0, 2.0), 17);
-    const gensolver::AggregationMultigrid mg(*c.system, 8);
-    ASSERT_TRUE(mg.ok());
-    ASSERT_GE(mg.levels(), 3u);
-    gensolver::Parallel pool(1);
-    Dense forward(n), backward(n);
-    std::vector<double> unit(n, 0.0), out(n);
-    for (std::uint32_t k = 0; k < n; ++k) {
-        unit[k] = 1.0;
-        mg.apply(pool, unit, out);
-        forward[k].assign(out.begin(), out.end());
-        mg.applyTransposed(pool, unit, out);
-        backward[k].assign(out.begin(), out.end());
-        unit[k] = 0.0;
+    ClosedSystem c(n, randomIrreducible(n, 5, -2.0, 2.0), 17);
+    for (const std::uint32_t threadedFrom : {gensolver::AggregationMultigrid::kThreadedFrom, 16u}) {
+        SCOPED_TRACE(threadedFrom);
+        if (threadedFrom == 16u)
+            c.system->transpose();
+        const gensolver::AggregationMultigrid mg(*c.system, 8, threadedFrom);
+        ASSERT_TRUE(mg.ok());
+        ASSERT_GE(mg.levels(), 3u);
+        gensolver::Parallel pool(1);
+        Dense forward(n), backward(n);
+        std::vector<double> unit(n, 0.0), out(n);
+        for (std::uint32_t k = 0; k < n; ++k) {
+            unit[k] = 1.0;
+            mg.apply(pool, unit, out);
+            forward[k].assign(out.begin(), out.end());
+            mg.applyTransposed(pool, unit, out);
+            backward[k].assign(out.begin(), out.end());
+            unit[k] = 0.0;
+        }
+        for (std::uint32_t k = 0; k < n; ++k)
+            for (std::uint32_t j = 0; j < n; ++j)
+                ASSERT_NEAR(static_cast<double>(forward[k][j]),
+                            static_cast<double>(backward[j][k]),
+                            1e-9 * (std::fabs(static_cast<double>(forward[k][j])) + 1e-12))
+                    << "entry " << j << ", " << k;
     }
-    for (std::uint32_t k = 0; k < n; ++k)
-        for (std::uint32_t j = 0; j < n; ++j)
-            ASSERT_NEAR(static_cast<double>(forward[k][j]), static_cast<double>(backward[j][k]),
-                        1e-9 * (std::fabs(static_cast<double>(forward[k][j])) + 1e-12))
-                << "entry " << j << ", " << k;
 }
 
 TEST(AggregationMultigrid, CyclesConvergeWhereTheSolutionSpansOrdersOfMagnitude) {
@@ -323,6 +332,26 @@ TEST(AggregationMultigrid, RepairableMultiprocessorMatchesItsProductForm) {
     for (const double speed : {1.0, 100.0}) {
         SCOPED_TRACE(speed);
         expectMultiprocessor(speed);
+    }
+}
+
+TEST(AggregationMultigrid, LevelsSweptInPartsGiveTheSameValuesOnOneThreadAndOnSeveral) {
+    // Levels of 64 unknowns or more swept in parts, on 1, 2 and 3 threads: each
+    // finds the product form's values, and all of them the same bits in the same
+    // number of iterations, as the parts do not depend on the threads.
+    gensolver::LimitOptions options = multigridEverywhere();
+    options.multigridThreadedFrom = 64;
+    std::vector<gensolver::Limit> limits;
+    for (const unsigned threads : {1u, 2u, 3u}) {
+        SCOPED_TRACE(threads);
+        gensolver::setSharedThreads(threads);
+        limits.push_back(expectMultiprocessor(1.0, options, 20));
+    }
+    gensolver::setSharedThreads(0);
+    for (std::size_t t = 1; t < limits.size(); ++t) {
+        EXPECT_EQ(limits[t].krylovIterations, limits[0].krylovIterations);
+        EXPECT_EQ(limits[t].errorEstimate, limits[0].errorEstimate);
+        EXPECT_EQ(limits[t].distribution, limits[0].distribution);
     }
 }
 

@@ -105,6 +105,20 @@ void AggregationMultigrid::thread(Level& level) {
         level.partStart[p] = std::max(level.partStart[p - 1],
                                       static_cast<std::uint32_t>(first - level.start));
     }
+    // The unknowns a part reads from another: both ends of every entry between
+    // parts (the transposed sweeps read the other end). Only they are kept from
+    // before a sweep.
+    std::vector<std::uint8_t> read(n, 0);
+    for (std::uint32_t p = 0; p < kParts; ++p) {
+        const std::uint32_t lo = level.partStart[p], hi = level.partStart[p + 1];
+        for (std::uint32_t i = lo; i < hi; ++i)
+            for (std::uint64_t e = level.start[i]; e < level.start[i + 1]; ++e)
+                if (level.column[e] - lo >= hi - lo)
+                    read[i] = read[level.column[e]] = 1;
+    }
+    for (std::uint32_t i = 0; i < n; ++i)
+        if (read[i])
+            level.border.push_back(i);
 }
 
 void AggregationMultigrid::checkCycle() {
@@ -395,12 +409,14 @@ void AggregationMultigrid::smoothParts(const Level& level, bool transposed, bool
     std::vector<double>& x = level.x;
     std::vector<double>& before = level.before;
     const std::vector<double>& b = level.b;
-    forRows(true, level.size, [&](std::uint64_t begin, std::uint64_t end) {
-        if (zero) {
+    if (zero)
+        forRows(true, level.size, [&](std::uint64_t begin, std::uint64_t end) {
             std::fill(x.begin() + begin, x.begin() + end, 0.0);
-            std::fill(before.begin() + begin, before.begin() + end, 0.0);
-        } else {
-            std::copy(x.begin() + begin, x.begin() + end, before.begin() + begin);
+        });
+    sharedPool().forEach(level.border.size(), [&](std::uint64_t begin, std::uint64_t end) {
+        for (std::uint64_t k = begin; k < end; ++k) {
+            const std::uint32_t j = level.border[k];
+            before[j] = zero ? 0.0 : x[j];
         }
     });
     sharedPool().forParts(kParts, [&](std::uint64_t p) {

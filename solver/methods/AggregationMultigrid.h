@@ -98,7 +98,8 @@ private:
         mutable std::vector<double> x, b, r;  // solution, right-hand side, scratch
         // A threaded level: its matrix transposed (the rows of the transposed
         // system), the first unknown of each sweep part and one past the last
-        // (kParts + 1 of them), and the values before the current sweep.
+        // (kParts + 1 of them), the unknowns that parts read from others, and
+        // their values before the current sweep.
         // The finest level's transposed rows are the system's when it has them.
         bool threaded = false;
         Rows t;
@@ -106,6 +107,7 @@ private:
         std::vector<std::uint32_t> ownTColumn;
         std::vector<double> ownTRate;
         std::vector<std::uint32_t> partStart;
+        std::vector<std::uint32_t> border;
         mutable std::vector<double> before;
 
         Rows rows(bool transposed) const {

@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <limits>
 #include <memory>
 #include <new>
@@ -203,6 +204,27 @@ KrylovSolve krylov(const RateMatrix& m, const Components& comps, std::uint32_t c
     return out;
 }
 
+// Bytes of memory the system can give without swapping: the kernel's
+// MemAvailable, which counts the page cache it can drop (after reading a large
+// .arm most of the memory is cache, not free), else the free pages; 0 when
+// neither is known.
+double availableMemory() {
+    if (std::FILE* info = std::fopen("/proc/meminfo", "r")) {
+        char line[256];
+        unsigned long long kib = 0;
+        bool found = false;
+        while (!found && std::fgets(line, sizeof line, info) != nullptr)
+            found = std::sscanf(line, "MemAvailable: %llu kB", &kib) == 1;
+        std::fclose(info);
+        if (found)
+            return 1024.0 * static_cast<double>(kib);
+    }
+    const long pages = sysconf(_SC_AVPHYS_PAGES);
+    const long pageSize = sysconf(_SC_PAGESIZE);
+    return pages > 0 && pageSize > 0 ? static_cast<double>(pages) * static_cast<double>(pageSize)
+                                     : 0.0;
+}
+
 // Whether the multigrid's solve of component c, on top of what the sweeps
 // hold, fits the memory the system has free. It measured 1.57 GB more than
 // Gauss-Seidel on the scaled multiprocessor of 3.8 million states and 24
@@ -216,10 +238,8 @@ bool multigridFits(const RateMatrix& m, const Components& comps, std::uint32_t c
         transitions += m.start[std::size_t{j} + 1] - m.start[j];
     }
     const double need = 48.0 * static_cast<double>(transitions) + 160.0 * comps.size(c);
-    const long pages = sysconf(_SC_AVPHYS_PAGES);
-    const long pageSize = sysconf(_SC_PAGESIZE);
-    return pages <= 0 || pageSize <= 0 ||
-           need <= static_cast<double>(pages) * static_cast<double>(pageSize);
+    const double available = availableMemory();
+    return available <= 0.0 || need <= available;
 }
 
 // Relative residual of a closed class: sum |(x Q)_j| / sum x_j exit_j.

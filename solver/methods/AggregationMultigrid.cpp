@@ -81,11 +81,34 @@ void AggregationMultigrid::transposeLevels() {
             continue;
         if (l == 0 && !system_->tStart.empty()) {
             level.t = {system_->tStart.data(), system_->tColumn.data(), system_->tRate.data()};
-            continue;
+        } else {
+            transposeRows(level.size, level.start, level.column, level.rate, level.ownTStart,
+                          level.ownTColumn, level.ownTRate);
+            level.t = {level.ownTStart.data(), level.ownTColumn.data(), level.ownTRate.data()};
         }
-        transposeRows(level.size, level.start, level.column, level.rate, level.ownTStart,
-                      level.ownTColumn, level.ownTRate);
-        level.t = {level.ownTStart.data(), level.ownTColumn.data(), level.ownTRate.data()};
+        makeSingle(level, l > 0);
+    }
+}
+
+void AggregationMultigrid::makeSingle(Level& level, bool ownRates) {
+    const std::uint64_t entries = level.start[level.size];
+    for (std::uint64_t e = 0; e < entries; ++e) {
+        const double r = level.rate[e];
+        if (r != 0.0 && !(std::fabs(r) >= std::numeric_limits<float>::min() &&
+                          std::fabs(r) <= std::numeric_limits<float>::max()))
+            return;
+    }
+    level.single.resize(entries);
+    level.tSingle.resize(entries);
+    for (std::uint64_t e = 0; e < entries; ++e) {
+        level.single[e] = static_cast<float>(level.rate[e]);
+        level.tSingle[e] = static_cast<float>(level.t.rate[e]);
+    }
+    if (ownRates) {
+        level.ownRate = {};
+        level.ownTRate = {};
+        level.rate = nullptr;
+        level.t.rate = nullptr;
     }
 }
 
@@ -257,6 +280,11 @@ AggregationMultigrid::Level AggregationMultigrid::galerkin(const Level& fine,
     coarse.size = count;
     coarse.ownStart.assign(std::size_t{count} + 1, 0);
     coarse.ownDiagonal.resize(count);
+    // At most the fine level's entries: reserved at once, the rows grow
+    // without copying their entries, and the pages the entries do not reach
+    // are never touched.
+    coarse.ownColumn.reserve(fine.start[fine.size]);
+    coarse.ownRate.reserve(fine.start[fine.size]);
     // Per coarse column, its entry in the current row (+1), 0 for none.
     std::vector<std::uint64_t> where(count, 0);
     for (std::uint32_t g = 0; g < count; ++g) {
@@ -405,10 +433,8 @@ void AggregationMultigrid::smooth(const Level& level, bool transposed, bool forw
 
 void AggregationMultigrid::smoothParts(const Level& level, bool transposed, bool forward,
                                        bool zero) const {
-    const Rows m = level.rows(transposed);
     std::vector<double>& x = level.x;
     std::vector<double>& before = level.before;
-    const std::vector<double>& b = level.b;
     if (zero)
         forRows(true, level.size, [&](std::uint64_t begin, std::uint64_t end) {
             std::fill(x.begin() + begin, x.begin() + end, 0.0);
@@ -419,6 +445,17 @@ void AggregationMultigrid::smoothParts(const Level& level, bool transposed, bool
             before[j] = zero ? 0.0 : x[j];
         }
     });
+    if (level.single.empty())
+        sweepParts(level, level.rows(transposed), forward);
+    else
+        sweepParts(level, level.singleRows(transposed), forward);
+}
+
+template <class Rate>
+void AggregationMultigrid::sweepParts(const Level& level, const RowsOf<Rate>& m, bool forward) {
+    std::vector<double>& x = level.x;
+    const std::vector<double>& before = level.before;
+    const std::vector<double>& b = level.b;
     sharedPool().forParts(kParts, [&](std::uint64_t p) {
         const std::uint32_t lo = level.partStart[p], hi = level.partStart[p + 1];
         for (std::uint32_t step = 0; step < hi - lo; ++step) {
@@ -426,9 +463,23 @@ void AggregationMultigrid::smoothParts(const Level& level, bool transposed, bool
             double s = b[i];
             for (std::uint64_t e = m.start[i]; e < m.start[i + 1]; ++e) {
                 const std::uint32_t j = m.column[e];
-                s += m.rate[e] * (j - lo < hi - lo ? x[j] : before[j]);
+                s += static_cast<double>(m.rate[e]) * (j - lo < hi - lo ? x[j] : before[j]);
             }
             x[i] = s / level.diagonal[i];
+        }
+    });
+}
+
+template <class Rate>
+void AggregationMultigrid::residualRows(const Level& level, const RowsOf<Rate>& m) {
+    const std::vector<double>& x = level.x;
+    std::vector<double>& r = level.r;
+    forRows(level.threaded, level.size, [&](std::uint64_t begin, std::uint64_t end) {
+        for (std::uint64_t i = begin; i < end; ++i) {
+            double s = level.b[i] - level.diagonal[i] * x[i];
+            for (std::uint64_t e = m.start[i]; e < m.start[i + 1]; ++e)
+                s += static_cast<double>(m.rate[e]) * x[m.column[e]];
+            r[i] = s;
         }
     });
 }
@@ -437,16 +488,12 @@ void AggregationMultigrid::residual(const Level& level, bool transposed) const {
     const std::uint32_t n = level.size;
     const std::vector<double>& x = level.x;
     std::vector<double>& r = level.r;
+    if (!level.single.empty()) {
+        residualRows(level, level.singleRows(transposed));
+        return;
+    }
     if (!transposed || level.threaded) {
-        const Rows m = level.rows(transposed);
-        forRows(level.threaded, n, [&](std::uint64_t begin, std::uint64_t end) {
-            for (std::uint64_t i = begin; i < end; ++i) {
-                double s = level.b[i] - level.diagonal[i] * x[i];
-                for (std::uint64_t e = m.start[i]; e < m.start[i + 1]; ++e)
-                    s += m.rate[e] * x[m.column[e]];
-                r[i] = s;
-            }
-        });
+        residualRows(level, level.rows(transposed));
         return;
     }
     for (std::uint32_t i = 0; i < n; ++i)

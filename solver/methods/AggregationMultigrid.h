@@ -76,11 +76,12 @@ public:
 private:
     // Rows of a matrix without its diagonal: entries [start[i], start[i + 1])
     // hold the columns and the rates (the matrix's entries are their negatives).
-    struct Rows {
+    template <class Rate> struct RowsOf {
         const std::uint64_t* start = nullptr;
         const std::uint32_t* column = nullptr;
-        const double* rate = nullptr;
+        const Rate* rate = nullptr;
     };
+    using Rows = RowsOf<double>;
     // One level: the matrix as in SparseSystem (off-diagonal entries are minus
     // the rates), the map to the next level and the cycle's vectors.
     struct Level {
@@ -109,11 +110,21 @@ private:
         std::vector<std::uint32_t> partStart;
         std::vector<std::uint32_t> border;
         mutable std::vector<double> before;
+        // Once transposed, a threaded level's sweeps and residuals read its
+        // rates in single precision (a preconditioner needs no more, and it
+        // passes over 8 bytes per entry instead of 12), unless a rate lies
+        // outside float's normal range; a coarse level then drops its doubles.
+        std::vector<float> single, tSingle;
 
         Rows rows(bool transposed) const {
             if (transposed && threaded)
                 return t;
             return {start, column, rate};
+        }
+        RowsOf<float> singleRows(bool transposed) const {
+            if (transposed)
+                return {t.start, t.column, tSingle.data()};
+            return {start, column, single.data()};
         }
     };
 
@@ -133,6 +144,12 @@ private:
     void smooth(const Level& level, bool transposed, bool forward, bool zero) const;
     // One sweep of a threaded level, part by part on the threads.
     void smoothParts(const Level& level, bool transposed, bool forward, bool zero) const;
+    template <class Rate>
+    static void sweepParts(const Level& level, const RowsOf<Rate>& m, bool forward);
+    template <class Rate> static void residualRows(const Level& level, const RowsOf<Rate>& m);
+    // The single-precision rates of a threaded level whose rates fit them;
+    // ownRates: the level's doubles are its own and are let go.
+    static void makeSingle(Level& level, bool ownRates);
     void residual(const Level& level, bool transposed) const;
     void solveCoarsest(bool transposed) const;
     // The factor by which a transposed cycle (W or V) cuts the residual on

@@ -471,6 +471,12 @@ TEST(AggregationMultigrid, ABinomialChainSpanningBeyondTheRangeOfADoubleMatchesI
                      k * std::log(0.02L) + (n - k) * std::log(0.98L));
     EXPECT_LT(exact[0], 1e-300L);
     expectLimit(n + 1, ts, exact, "binomial, 600 units");
+    // The same with the levels of 16 unknowns or more swept in parts, where
+    // the coarse rates, scaled by shares of that span, leave float's range and
+    // the sweeps keep their doubles.
+    gensolver::LimitOptions parts = multigridEverywhere();
+    parts.multigridThreadedFrom = 16;
+    expectLimit(n + 1, ts, exact, "binomial, 600 units, levels in parts", parts);
 }
 
 TEST(AggregationMultigrid, AChainThatOnlyMovesForwardCoarsensAndMatchesItsClosedForm) {

@@ -28,14 +28,31 @@ Parallel::Parallel(unsigned threads) : threads_(resolveThreads(threads)) {
 }
 
 Parallel::~Parallel() {
+    stopping_.store(true);
     {
         std::lock_guard<std::mutex> lock(mutex_);
-        stopping_ = true;
     }
     wake_.notify_all();
     for (std::thread& w : workers_)
         w.join();
 }
+
+namespace {
+
+// Rounds of a spin before a thread sleeps: about 50 to 100 microseconds, longer
+// than most waits at a meeting and short enough that a pool whose threads
+// outnumber the cores (solves side by side) loses little to it.
+constexpr int kSpins = 2000;
+
+inline void relax() {
+#if defined(__x86_64__) || defined(__i386__)
+    __builtin_ia32_pause();
+#else
+    std::this_thread::yield();
+#endif
+}
+
+} // namespace
 
 void Parallel::runShare() {
     try {
@@ -59,20 +76,28 @@ void Parallel::run(std::uint64_t parts, Call call, void* context) {
             call(context, p);
         return;
     }
-    {
-        std::lock_guard<std::mutex> lock(mutex_);
-        call_ = call;
-        context_ = context;
-        parts_ = parts;
-        next_.store(0, std::memory_order_relaxed);
-        error_ = nullptr;
-        pending_ = threads_ - 1;
-        ++generation_;
+    call_ = call;
+    context_ = context;
+    parts_ = parts;
+    next_.store(0, std::memory_order_relaxed);
+    error_ = nullptr;
+    pending_.store(threads_ - 1);
+    generation_.fetch_add(1); // publishes the job to the workers
+    if (sleepingWorkers_.load() > 0) {
+        { // a worker between its check and its sleep holds the mutex
+            std::lock_guard<std::mutex> lock(mutex_);
+        }
+        wake_.notify_all();
     }
-    wake_.notify_all();
     runShare();
-    std::unique_lock<std::mutex> lock(mutex_);
-    finished_.wait(lock, [this] { return pending_ == 0; });
+    for (int spin = 0; spin < kSpins && pending_.load() != 0; ++spin)
+        relax();
+    if (pending_.load() != 0) {
+        std::unique_lock<std::mutex> lock(mutex_);
+        callerSleeping_.store(true);
+        finished_.wait(lock, [this] { return pending_.load() == 0; });
+        callerSleeping_.store(false);
+    }
     if (error_) {
         std::exception_ptr e = error_;
         error_ = nullptr;
@@ -83,21 +108,25 @@ void Parallel::run(std::uint64_t parts, Call call, void* context) {
 void Parallel::work() {
     std::uint64_t seen = 0;
     for (;;) {
-        {
+        for (int spin = 0;
+             spin < kSpins && generation_.load() == seen && !stopping_.load(); ++spin)
+            relax();
+        if (generation_.load() == seen && !stopping_.load()) {
             std::unique_lock<std::mutex> lock(mutex_);
-            wake_.wait(lock, [&] { return stopping_ || generation_ != seen; });
-            if (stopping_)
-                return;
-            seen = generation_;
+            sleepingWorkers_.fetch_add(1);
+            wake_.wait(lock, [&] { return stopping_.load() || generation_.load() != seen; });
+            sleepingWorkers_.fetch_sub(1);
         }
+        if (stopping_.load())
+            return;
+        seen = generation_.load();
         runShare();
-        bool last = false;
-        {
-            std::lock_guard<std::mutex> lock(mutex_);
-            last = --pending_ == 0;
-        }
-        if (last)
+        if (pending_.fetch_sub(1) == 1 && callerSleeping_.load()) {
+            { // the caller between its check and its sleep holds the mutex
+                std::lock_guard<std::mutex> lock(mutex_);
+            }
             finished_.notify_one();
+        }
     }
 }
 

@@ -74,12 +74,22 @@ private:
 
     unsigned threads_;
     std::vector<std::thread> workers_; // owned; joined by the destructor
+    // A meeting of the threads (a job handed out and its end awaited) first
+    // spins on the atomics below and only then sleeps on the condition
+    // variables: the sweeps by wavefront meet once per level, thousands of
+    // times a second, and a wake-up through the kernel costs tens of
+    // microseconds. The sleepers' counts tell the other side whether it must
+    // notify; each side publishes its count before it checks the state it
+    // waits for, and the other changes that state before it reads the count
+    // (both sequentially consistent), so one of them always sees the other.
     std::mutex mutex_;
-    std::condition_variable wake_;     // workers wait here for a job
-    std::condition_variable finished_; // the caller waits here for the workers
-    std::uint64_t generation_ = 0;     // bumped for every job
-    unsigned pending_ = 0;             // workers still busy with the job
-    bool stopping_ = false;
+    std::condition_variable wake_;     // workers sleep here for a job
+    std::condition_variable finished_; // the caller sleeps here for the workers
+    std::atomic<std::uint64_t> generation_{0}; // bumped for every job
+    std::atomic<unsigned> pending_{0};         // workers still busy with the job
+    std::atomic<bool> stopping_{false};
+    std::atomic<unsigned> sleepingWorkers_{0};
+    std::atomic<bool> callerSleeping_{false};
     // The current job.
     Call call_ = nullptr;
     void* context_ = nullptr;

@@ -1,6 +1,7 @@
 // The thread pool: every row visited once, sums that do not depend on the number
-// of threads, a thread held back leaving its work to the others, and a task's
-// exception reaching the caller.
+// of threads, a thread held back leaving its work to the others, a task's
+// exception reaching the caller, and jobs handed to workers and awaited whether
+// the threads were spinning or asleep.
 
 #include "methods/Parallel.h"
 
@@ -98,6 +99,39 @@ TEST(ParallelTest, AThreadHeldBackLeavesTheOtherPartsToTheOthers) {
     });
     EXPECT_TRUE(othersDone);
     EXPECT_EQ(done.load(), parts);
+}
+
+TEST(ParallelTest, JobsRunWhetherTheThreadsSpinOrSleepBetweenThem) {
+    // Gaps between jobs from none (the workers still spin) to well past the
+    // spin (they sleep), and parts that keep the caller or a worker busy past
+    // it (the caller or the worker sleeps for the end of the job): every part
+    // runs once in every job, and pools torn down right after a job or after a
+    // pause end.
+    for (unsigned threads : {2u, 3u}) {
+        Parallel pool(threads);
+        std::vector<int> hits(8, 0);
+        int jobs = 0;
+        for (const int gapMicroseconds : {0, 0, 20, 200, 5000, 0, 30000, 0}) {
+            for (const bool slowPart : {false, true}) {
+                std::this_thread::sleep_for(std::chrono::microseconds(gapMicroseconds));
+                pool.forParts(hits.size(), [&](std::uint64_t part) {
+                    if (slowPart && part == 3)
+                        std::this_thread::sleep_for(std::chrono::milliseconds(3));
+                    ++hits[part];
+                });
+                ++jobs;
+                for (std::size_t p = 0; p < hits.size(); ++p)
+                    ASSERT_EQ(hits[p], jobs) << "part " << p << ", " << threads << " threads";
+            }
+        }
+    }
+    for (const int pauseMilliseconds : {0, 20}) {
+        Parallel pool(2);
+        std::atomic<int> done{0};
+        pool.forParts(4, [&](std::uint64_t) { ++done; });
+        std::this_thread::sleep_for(std::chrono::milliseconds(pauseMilliseconds));
+        EXPECT_EQ(done.load(), 4);
+    }
 }
 
 TEST(ParallelTest, TheSharedPoolTakesTheNumberOfThreadsSet) {

@@ -168,7 +168,7 @@ double AggregationMultigrid::work(bool wCycle) const {
     return below;
 }
 
-double AggregationMultigrid::contraction(bool wCycle) const {
+double AggregationMultigrid::contraction(bool wCycle) {
     // Two transposed cycles on B^T z = 1, the second from the first one's
     // residual: the ratio of the residuals they leave. B^T z = 1 is the system
     // of the times w that the error bound solves for, and its solution is

@@ -100,8 +100,8 @@ private:
         // A threaded level: its matrix transposed (the rows of the transposed
         // system), the first unknown of each sweep part and one past the last
         // (kParts + 1 of them), the unknowns that parts read from others, and
-        // their values before the current sweep.
-        // The finest level's transposed rows are the system's when it has them.
+        // their values before the current sweep. The finest level's transposed
+        // rows are the system's when it has them.
         bool threaded = false;
         Rows t;
         std::vector<std::uint64_t> ownTStart;
@@ -154,7 +154,7 @@ private:
     void solveCoarsest(bool transposed) const;
     // The factor by which a transposed cycle (W or V) cuts the residual on
     // B^T z = 1, from two cycles: above 1 or not a number where it grows.
-    double contraction(bool wCycle) const;
+    double contraction(bool wCycle);
     // The entries and unknowns one cycle passes over.
     double work(bool wCycle) const;
 
@@ -162,7 +162,7 @@ private:
     std::vector<Level> levels_;
     std::vector<double> lu_; // the coarsest level's LU factors, row-major
     bool ok_ = true;
-    mutable bool wCycle_ = true; // two corrections from each level below, else one
+    bool wCycle_ = true; // two corrections from each level below, else one
 };
 
 } // namespace gensolver

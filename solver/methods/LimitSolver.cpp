@@ -133,12 +133,15 @@ KrylovSolve krylov(const RateMatrix& m, const Components& comps, std::uint32_t c
     std::unique_ptr<Preconditioner> preconditioner;
     if (options.multigrid) {
         std::unique_ptr<AggregationMultigrid> multigrid;
-        auto levels = [&] {
-            // The threaded levels sweep the transposed system along its rows; the
-            // finest level's are the system's, whose transposed products then run
-            // on the threads too.
+        // The threaded levels sweep the transposed system along its rows; the
+        // finest level's are the system's, whose transposed products then run
+        // on the threads too.
+        auto transposeSystem = [&] {
             if (built->size() >= options.multigridThreadedFrom)
                 built->transpose();
+        };
+        auto levels = [&] {
+            transposeSystem();
             return std::make_unique<AggregationMultigrid>(*built, options.multigridCoarsest,
                                                           options.multigridThreadedFrom);
         };
@@ -169,13 +172,14 @@ KrylovSolve krylov(const RateMatrix& m, const Components& comps, std::uint32_t c
             const Climb climb = climbToLikelyState(*built, top);
             if (climb.logGain > std::log(kClimbGain))
                 top = climb.state;
-            if (top != 0 || multigrid == nullptr) {
+            if (top != 0) {
                 multigrid.reset();
                 built = std::make_unique<SparseSystem>(m, comps, c, closed, x, local, top, true);
                 multigrid = levels();
+            } else if (multigrid == nullptr) {
+                multigrid = levels();
             } else {
-                if (built->size() >= options.multigridThreadedFrom)
-                    built->transpose();
+                transposeSystem();
                 multigrid->transposeLevels();
             }
         } else {

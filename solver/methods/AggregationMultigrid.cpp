@@ -79,37 +79,41 @@ void AggregationMultigrid::transposeLevels() {
         Level& level = levels_[l];
         if (!level.threaded || level.t.start != nullptr)
             continue;
-        if (l == 0 && !system_->tStart.empty()) {
-            level.t = {system_->tStart.data(), system_->tColumn.data(), system_->tRate.data()};
-        } else {
-            transposeRows(level.size, level.start, level.column, level.rate, level.ownTStart,
-                          level.ownTColumn, level.ownTRate);
-            level.t = {level.ownTStart.data(), level.ownTColumn.data(), level.ownTRate.data()};
+        const SparseSystem& system = *system_;
+        if (l == 0 && !system.tStart.empty()) {
+            // The system's transposed rates are single exactly where the
+            // level's rates, the same numbers, fit floats.
+            level.t = {system.tStart.data(), system.tColumn.data(),
+                       system.tRate.empty() ? nullptr : system.tRate.data()};
+            makeSingle(level, false, system.tSingle.empty() ? nullptr : system.tSingle.data());
+            continue;
         }
-        makeSingle(level, l > 0);
+        transposeRows(level.size, level.start, level.column, level.rate, level.ownTStart,
+                      level.ownTColumn, level.ownTRate);
+        level.t = {level.ownTStart.data(), level.ownTColumn.data(), level.ownTRate.data()};
+        makeSingle(level, l > 0, nullptr);
     }
 }
 
-void AggregationMultigrid::makeSingle(Level& level, bool ownRates) {
+bool AggregationMultigrid::makeSingle(Level& level, bool ownRates, const float* transposed) {
     const std::uint64_t entries = level.start[level.size];
-    for (std::uint64_t e = 0; e < entries; ++e) {
-        const double r = level.rate[e];
-        if (r != 0.0 && !(std::fabs(r) >= std::numeric_limits<float>::min() &&
-                          std::fabs(r) <= std::numeric_limits<float>::max()))
-            return;
-    }
-    level.single.resize(entries);
-    level.tSingle.resize(entries);
-    for (std::uint64_t e = 0; e < entries; ++e) {
-        level.single[e] = static_cast<float>(level.rate[e]);
-        level.tSingle[e] = static_cast<float>(level.t.rate[e]);
+    if (!fitsSingle(level.rate, entries))
+        return false;
+    level.ownSingle.assign(level.rate, level.rate + entries);
+    level.single = level.ownSingle.data();
+    if (transposed != nullptr) {
+        level.tSingle = transposed;
+    } else {
+        level.ownTSingle.assign(level.t.rate, level.t.rate + entries);
+        level.tSingle = level.ownTSingle.data();
     }
     if (ownRates) {
-        level.ownRate = {};
-        level.ownTRate = {};
+        level.ownRate = std::vector<double>();
+        level.ownTRate = std::vector<double>();
         level.rate = nullptr;
         level.t.rate = nullptr;
     }
+    return true;
 }
 
 void AggregationMultigrid::thread(Level& level) {
@@ -445,7 +449,7 @@ void AggregationMultigrid::smoothParts(const Level& level, bool transposed, bool
             before[j] = zero ? 0.0 : x[j];
         }
     });
-    if (level.single.empty())
+    if (level.single == nullptr)
         sweepParts(level, level.rows(transposed), forward);
     else
         sweepParts(level, level.singleRows(transposed), forward);
@@ -488,7 +492,7 @@ void AggregationMultigrid::residual(const Level& level, bool transposed) const {
     const std::uint32_t n = level.size;
     const std::vector<double>& x = level.x;
     std::vector<double>& r = level.r;
-    if (!level.single.empty()) {
+    if (level.single != nullptr) {
         residualRows(level, level.singleRows(transposed));
         return;
     }

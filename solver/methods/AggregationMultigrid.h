@@ -114,7 +114,10 @@ private:
         // rates in single precision (a preconditioner needs no more, and it
         // passes over 8 bytes per entry instead of 12), unless a rate lies
         // outside float's normal range; a coarse level then drops its doubles.
-        std::vector<float> single, tSingle;
+        // The finest level's transposed ones are the system's when it has them.
+        const float* single = nullptr;
+        const float* tSingle = nullptr;
+        std::vector<float> ownSingle, ownTSingle;
 
         Rows rows(bool transposed) const {
             if (transposed && threaded)
@@ -123,8 +126,8 @@ private:
         }
         RowsOf<float> singleRows(bool transposed) const {
             if (transposed)
-                return {t.start, t.column, tSingle.data()};
-            return {start, column, single.data()};
+                return {t.start, t.column, tSingle};
+            return {start, column, single};
         }
     };
 
@@ -147,9 +150,10 @@ private:
     template <class Rate>
     static void sweepParts(const Level& level, const RowsOf<Rate>& m, bool forward);
     template <class Rate> static void residualRows(const Level& level, const RowsOf<Rate>& m);
-    // The single-precision rates of a threaded level whose rates fit them;
-    // ownRates: the level's doubles are its own and are let go.
-    static void makeSingle(Level& level, bool ownRates);
+    // The single-precision rates of a threaded level whose rates fit them
+    // (false where they do not), the transposed ones taken from transposed
+    // when given; ownRates: the level's doubles are its own and are let go.
+    static bool makeSingle(Level& level, bool ownRates, const float* transposed);
     void residual(const Level& level, bool transposed) const;
     void solveCoarsest(bool transposed) const;
     // The factor by which a transposed cycle (W or V) cuts the residual on

@@ -22,7 +22,7 @@ BoundedSolve boundedBicgstab(Parallel& pool, const KrylovOperator& system,
     if (!timed.converged)
         return out;
     std::vector<double> check(n);
-    system.multiplyTransposed(pool, w, check);
+    system.multiplyTransposedExactly(pool, w, check);
     double delta = 0.0;
     for (std::uint64_t k = 0; k < n; ++k)
         delta = std::max(delta, std::fabs(1.0 - check[k]));

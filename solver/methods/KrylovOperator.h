@@ -27,6 +27,11 @@ public:
     // y = B^T x.
     virtual void multiplyTransposed(Parallel& pool, const std::vector<double>& x,
                                     std::vector<double>& y) const = 0;
+    // y = B^T x in double throughout, where multiplyTransposed may round B.
+    virtual void multiplyTransposedExactly(Parallel& pool, const std::vector<double>& x,
+                                           std::vector<double>& y) const {
+        multiplyTransposed(pool, x, y);
+    }
     // r = b - B x, each row summed in long double: a restart from it is a step of
     // iterative refinement, which takes the solution below the rounding level of a
     // residual summed in double.

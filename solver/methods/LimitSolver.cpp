@@ -173,7 +173,9 @@ KrylovSolve krylov(const RateMatrix& m, const Components& comps, std::uint32_t c
             if (climb.logGain > std::log(kClimbGain))
                 top = climb.state;
             if (top != 0) {
+                // The old system and levels go before the new ones are built.
                 multigrid.reset();
+                built.reset();
                 built = std::make_unique<SparseSystem>(m, comps, c, closed, x, local, top, true);
                 multigrid = levels();
             } else if (multigrid == nullptr) {
@@ -230,10 +232,10 @@ double availableMemory() {
 }
 
 // Whether the multigrid's solve of component c, on top of what the sweeps
-// hold, fits the memory the system has free. It measured 1.82 GB more than
+// hold, fits the memory the system has free. It measured 1.5 GB more than
 // Gauss-Seidel on the scaled multiprocessor of 3.8 million states and 24
 // million transitions (the system and its transpose, the coarse levels, the
-// larger levels' transposes and single-precision rates, BiCGSTAB's vectors); 56
+// larger levels' transposes and single-precision rates, BiCGSTAB's vectors); 48
 // bytes per transition and 160 per state cover that with a margin.
 bool multigridFits(const RateMatrix& m, const Components& comps, std::uint32_t c) {
     std::uint64_t transitions = 0;
@@ -241,7 +243,7 @@ bool multigridFits(const RateMatrix& m, const Components& comps, std::uint32_t c
         const std::uint32_t j = comps.order[at];
         transitions += m.start[std::size_t{j} + 1] - m.start[j];
     }
-    const double need = 56.0 * static_cast<double>(transitions) + 160.0 * comps.size(c);
+    const double need = 48.0 * static_cast<double>(transitions) + 160.0 * comps.size(c);
     const double available = availableMemory();
     return available <= 0.0 || need <= available;
 }

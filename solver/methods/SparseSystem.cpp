@@ -1,6 +1,8 @@
 #include "methods/SparseSystem.h"
 
 #include <algorithm>
+#include <cmath>
+#include <limits>
 #include <utility>
 
 namespace gensolver {
@@ -110,14 +112,38 @@ void SparseSystem::multiplyTransposed(Parallel& pool, const std::vector<double>&
         multiplyTransposed(x, y);
         return;
     }
-    pool.forEach(size(), [&](std::uint64_t begin, std::uint64_t end) {
-        for (std::uint64_t k = begin; k < end; ++k) {
-            double v = diagonal[k] * x[k];
-            for (std::uint64_t e = tStart[k]; e < tStart[k + 1]; ++e)
-                v -= tRate[e] * x[tColumn[e]];
-            y[k] = v;
-        }
-    });
+    auto rows = [&](const auto* rate) {
+        pool.forEach(size(), [&](std::uint64_t begin, std::uint64_t end) {
+            for (std::uint64_t k = begin; k < end; ++k) {
+                double v = diagonal[k] * x[k];
+                for (std::uint64_t e = tStart[k]; e < tStart[k + 1]; ++e)
+                    v -= static_cast<double>(rate[e]) * x[tColumn[e]];
+                y[k] = v;
+            }
+        });
+    };
+    if (tSingle.empty())
+        rows(tRate.data());
+    else
+        rows(tSingle.data());
+}
+
+void SparseSystem::multiplyTransposedExactly(Parallel& pool, const std::vector<double>& x,
+                                             std::vector<double>& y) const {
+    if (tSingle.empty())
+        multiplyTransposed(pool, x, y);
+    else
+        multiplyTransposed(x, y);
+}
+
+bool fitsSingle(const double* values, std::uint64_t n) {
+    for (std::uint64_t e = 0; e < n; ++e) {
+        const double v = std::fabs(values[e]);
+        if (v != 0.0 &&
+            !(v >= std::numeric_limits<float>::min() && v <= std::numeric_limits<float>::max()))
+            return false;
+    }
+    return true;
 }
 
 void transposeRows(std::uint32_t n, const std::uint64_t* start, const std::uint32_t* column,
@@ -142,6 +168,10 @@ void transposeRows(std::uint32_t n, const std::uint64_t* start, const std::uint3
 
 void SparseSystem::transpose() {
     transposeRows(size(), start.data(), column.data(), rate.data(), tStart, tColumn, tRate);
+    if (!fitsSingle(tRate.data(), tRate.size()))
+        return;
+    tSingle.assign(tRate.begin(), tRate.end());
+    tRate = std::vector<double>();
 }
 
 void SparseSystem::residual(Parallel& pool, const std::vector<double>& b,

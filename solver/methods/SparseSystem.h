@@ -47,7 +47,12 @@ public:
     // them, else the scatter above.
     void multiplyTransposed(Parallel& pool, const std::vector<double>& x,
                             std::vector<double>& y) const override;
-    // Builds the transposed rows below (12 bytes per entry and 8 per row more).
+    // y = B^T x with the rates in double: along the transposed rows where they
+    // hold doubles, else the scatter above.
+    void multiplyTransposedExactly(Parallel& pool, const std::vector<double>& x,
+                                   std::vector<double>& y) const override;
+    // Builds the transposed rows below: 8 bytes per entry and 8 per row more
+    // where every rate fits float's normal range, 12 per entry otherwise.
     void transpose();
     // r = b - B x, in parallel over rows, each row in long double.
     void residual(Parallel& pool, const std::vector<double>& b, const std::vector<double>& x,
@@ -59,16 +64,25 @@ public:
     std::vector<std::uint32_t> column;
     std::vector<double> rate;
     // The rows of B^T without the diagonal (B's columns, their rows ascending),
-    // empty until transpose().
+    // empty until transpose(). Their rates are in single precision (tSingle)
+    // where every rate fits float's normal range, else in double (tRate): the
+    // transposed products serve the solve for the bound's w, which only has to
+    // come within 1/2 of its right-hand side, and the check of w takes the
+    // doubles (multiplyTransposedExactly).
     std::vector<std::uint64_t> tStart;
     std::vector<std::uint32_t> tColumn;
     std::vector<double> tRate;
+    std::vector<float> tSingle;
     std::vector<double> diagonal;      // exit rates; 1 for the reference unless balanced
     std::vector<double> b;             // right-hand side
     std::vector<std::uint32_t> member; // state of each row
     std::uint32_t reference = 0;       // row of the reference (closed classes)
     bool closed = false;
 };
+
+// Whether each of the n values is 0 or of a size that float holds in its normal
+// range.
+bool fitsSingle(const double* values, std::uint64_t n);
 
 // The rows of the transpose of the n rows [start, column, rate]: entry (k, j)
 // becomes entry (j, k), each new row's columns ascending.

@@ -12,10 +12,10 @@ namespace {
 
 constexpr std::uint32_t kNone = std::numeric_limits<std::uint32_t>::max();
 
-// body(begin, end) over the rows [0, level.size): on the solver's threads for a
-// threaded level. Each row is computed alone, so the values do not depend on the
-// number of threads.
-template <class Body> static void forRows(bool threaded, std::uint32_t n, Body&& body) {
+// body(begin, end) over the rows [0, n): on the solver's threads for a threaded
+// level. Each row is computed alone, so the values do not depend on the number
+// of threads.
+template <class Body> void forRows(bool threaded, std::uint32_t n, Body&& body) {
     if (threaded)
         sharedPool().forEach(n, body);
     else
@@ -95,10 +95,10 @@ void AggregationMultigrid::transposeLevels() {
     }
 }
 
-bool AggregationMultigrid::makeSingle(Level& level, bool ownRates, const float* transposed) {
+void AggregationMultigrid::makeSingle(Level& level, bool ownRates, const float* transposed) {
     const std::uint64_t entries = level.start[level.size];
     if (!fitsSingle(level.rate, entries))
-        return false;
+        return;
     level.ownSingle.assign(level.rate, level.rate + entries);
     level.single = level.ownSingle.data();
     if (transposed != nullptr) {
@@ -113,7 +113,6 @@ bool AggregationMultigrid::makeSingle(Level& level, bool ownRates, const float* 
         level.rate = nullptr;
         level.t.rate = nullptr;
     }
-    return true;
 }
 
 void AggregationMultigrid::thread(Level& level) {

@@ -150,10 +150,10 @@ private:
     template <class Rate>
     static void sweepParts(const Level& level, const RowsOf<Rate>& m, bool forward);
     template <class Rate> static void residualRows(const Level& level, const RowsOf<Rate>& m);
-    // The single-precision rates of a threaded level whose rates fit them
-    // (false where they do not), the transposed ones taken from transposed
-    // when given; ownRates: the level's doubles are its own and are let go.
-    static bool makeSingle(Level& level, bool ownRates, const float* transposed);
+    // The single-precision rates of a threaded level whose rates fit them (none
+    // where they do not), the transposed ones taken from transposed when given;
+    // ownRates: the level's doubles are its own and are let go.
+    static void makeSingle(Level& level, bool ownRates, const float* transposed);
     void residual(const Level& level, bool transposed) const;
     void solveCoarsest(bool transposed) const;
     // The factor by which a transposed cycle (W or V) cuts the residual on

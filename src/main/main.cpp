@@ -6,6 +6,7 @@
 #include "ssg/StateSpaceGen.h"
 #include "study/BaseStudyClass.h"
 
+#include <cstdio>
 #include <cstdlib>
 #include <iostream>
 #include <memory>
@@ -34,6 +35,14 @@ bool requiredOptionsGiven() {
 } // namespace
 
 int main(int argc, char** argv) {
+    // Each report line leaves in one write. The error stream is unbuffered and
+    // flushed after every insertion by default, so a line built from several pieces
+    // went out in several writes, and mpiexec, which merges the processes' output
+    // and error into one stream, could put another process's output between them.
+    // Every report ends with a newline (std::endl), so line buffering holds nothing
+    // back, not even before an abort.
+    std::setvbuf(stderr, nullptr, _IOLBF, BUFSIZ);
+    std::cerr.unsetf(std::ios::unitbuf);
     // Every allocation that fails from here on, checked or not, ends the run with
     // the fatal memory report and status 1, never with an uncaught exception.
     std::set_new_handler(MemoryAllocationError);

@@ -7,6 +7,7 @@
 #include <bit>
 #include <cmath>
 #include <limits>
+#include <memory>
 
 namespace gensolver {
 
@@ -61,7 +62,7 @@ struct LevelRows {
     std::vector<std::uint32_t> state;
     std::vector<double> x;
     std::vector<std::uint32_t> start;
-    std::vector<std::uint32_t> word;
+    std::unique_ptr<std::uint32_t[]> word;
     std::vector<double> inflow; // empty when 0 everywhere (a closed component)
     std::vector<double> weights;
     std::vector<double> exit;
@@ -103,36 +104,60 @@ bool renumber(const RateMatrix& m, const Components& comps, std::uint32_t c, boo
         table = RateTable();
     }
     const unsigned indexBits = table.indexBits();
-    rows.word.reserve(transitions);
     rows.shift = indexBits;
     std::vector<std::uint32_t> row(m.states(), 0);
     for (std::uint32_t r = 0; r < size; ++r)
         row[order[r]] = r;
-    rows.start.reserve(std::size_t{size} + 1);
-    rows.start.push_back(0);
     rows.x.resize(size);
     if (!closed)
         rows.inflow.assign(size, 0.0);
     if (!divided)
         rows.exit.resize(size);
-    for (std::uint32_t r = 0; r < size; ++r) {
-        const std::uint32_t j = order[r];
-        double outside = j == 0 && !closed ? 1.0 : 0.0;
-        for (std::uint64_t e = m.start[j]; e < m.start[std::size_t{j} + 1]; ++e) {
-            const std::uint32_t i = m.source[e];
-            if (comps.component[i] == c)
-                rows.word.push_back(row[i] << indexBits | static_cast<std::uint32_t>(table.indexOf(
-                                                              weight(e, j, divided))));
-            else
-                outside += x[i] * m.rate[e];
-        }
-        rows.start.push_back(static_cast<std::uint32_t>(rows.word.size()));
-        if (!closed)
-            rows.inflow[r] = divided ? outside / m.exitRate[j] : outside;
-        if (!divided)
-            rows.exit[r] = m.exitRate[j];
-        rows.x[r] = x[j];
-    }
+    // The rows are filled on the threads, each its own contiguous share: first
+    // the count of each row's transitions from inside the component, then the
+    // transitions. The words are not zeroed first, so that their pages are
+    // first touched (and cleared by the system) by the thread that fills them.
+    Parallel& pool = sharedPool();
+    const unsigned shares = pool.threads();
+    auto inShare = [&](std::uint64_t t, auto&& body) {
+        for (std::uint64_t r = size * t / shares; r < size * (t + 1) / shares; ++r)
+            body(static_cast<std::uint32_t>(r), order[r]);
+    };
+    rows.start.assign(std::size_t{size} + 1, 0);
+    pool.forParts(shares, [&](std::uint64_t t) {
+        inShare(t, [&](std::uint32_t r, std::uint32_t j) {
+            std::uint32_t inside = 0;
+            for (std::uint64_t e = m.start[j]; e < m.start[std::size_t{j} + 1]; ++e)
+                inside += comps.component[m.source[e]] == c ? 1 : 0;
+            rows.start[std::size_t{r} + 1] = inside;
+        });
+    });
+    for (std::uint32_t r = 0; r < size; ++r)
+        rows.start[std::size_t{r} + 1] += rows.start[r];
+    rows.word = std::make_unique_for_overwrite<std::uint32_t[]>(rows.start[size]);
+    pool.forParts(shares, [&](std::uint64_t t) {
+        // Every weight is in the table already; each thread looks them up in its
+        // own copy, whose cache of recent rates it may change.
+        RateTable lookup = table;
+        inShare(t, [&](std::uint32_t r, std::uint32_t j) {
+            double outside = j == 0 && !closed ? 1.0 : 0.0;
+            std::uint32_t at = rows.start[r];
+            for (std::uint64_t e = m.start[j]; e < m.start[std::size_t{j} + 1]; ++e) {
+                const std::uint32_t i = m.source[e];
+                if (comps.component[i] == c)
+                    rows.word[at++] = row[i] << indexBits |
+                                      static_cast<std::uint32_t>(
+                                          lookup.indexOf(weight(e, j, divided)));
+                else
+                    outside += x[i] * m.rate[e];
+            }
+            if (!closed)
+                rows.inflow[r] = divided ? outside / m.exitRate[j] : outside;
+            if (!divided)
+                rows.exit[r] = m.exitRate[j];
+            rows.x[r] = x[j];
+        });
+    });
     rows.state = std::move(order);
     rows.weights = table.rates();
     return true;
@@ -143,7 +168,7 @@ template <bool Divide>
 SweepSums sweepRows(LevelRows& rows, std::uint32_t begin, std::uint32_t end) {
     const double* table = rows.weights.data();
     const std::uint32_t* start = rows.start.data();
-    const std::uint32_t* word = rows.word.data();
+    const std::uint32_t* word = rows.word.get();
     const double* inflow = rows.inflow.empty() ? nullptr : rows.inflow.data();
     const unsigned shift = rows.shift;
     const std::uint32_t mask = (std::uint32_t{1} << shift) - 1;

@@ -6,9 +6,27 @@
 // is index 0). Self-loops are not stored: they do not move probability.
 
 #include <cstdint>
+#include <memory>
+#include <utility>
 #include <vector>
 
 namespace gensolver {
+
+// An allocator whose vectors leave the numbers that resize adds uninitialised,
+// so that a large array's pages are first touched (and cleared by the system)
+// where, and by the thread that, fills them, not by a zeroing pass before.
+template <class T> struct UninitializedAllocator : std::allocator<T> {
+    template <class U> struct rebind {
+        using other = UninitializedAllocator<U>;
+    };
+    UninitializedAllocator() = default;
+    template <class U> UninitializedAllocator(const UninitializedAllocator<U>&) noexcept {}
+    template <class U> void construct(U* p) noexcept { ::new (static_cast<void*>(p)) U; }
+    template <class U, class... Args> void construct(U* p, Args&&... args) {
+        ::new (static_cast<void*>(p)) U(std::forward<Args>(args)...);
+    }
+};
+template <class T> using UninitializedVector = std::vector<T, UninitializedAllocator<T>>;
 
 class RateMatrix {
 public:
@@ -23,8 +41,8 @@ public:
 
     // Entries [start[j], start[j + 1]) of source and rate are the transitions into j.
     std::vector<std::uint64_t> start;
-    std::vector<std::uint32_t> source;
-    std::vector<double> rate;
+    UninitializedVector<std::uint32_t> source;
+    UninitializedVector<double> rate;
     // Per state, the sum of its rates to other states.
     std::vector<double> exitRate;
 };

@@ -65,6 +65,9 @@ std::vector<Rewards> readPartRecords(std::vector<std::unique_ptr<PartReader>>& p
     PartEntry e;
     for (auto& part : parts) {
         part->rewind();
+        // The rows are passed over without decoding their transitions, which the
+        // walks that build the matrix read (and check) afterwards.
+        part->skipRowsOutside(1, 0);
         while (part->next(e)) {
             if (e.isRow || e.state - 1 < first || e.state - 1 >= last)
                 continue;
@@ -79,6 +82,7 @@ std::vector<Rewards> readPartRecords(std::vector<std::unique_ptr<PartReader>>& p
                     rewards[p].hasImpulses = true;
             }
         }
+        part->skipRowsOutside(0, ~0u);
     }
     for (std::uint32_t k = 0; k < n; ++k)
         if (seen[k] == 0)

@@ -22,7 +22,8 @@ Model readModelFromParts(const std::string& stem);
 // Per variable, its rate rewards and first-entry impulses from the records of
 // the parts, for the states [first, last) (numbered from 0). Each record must be
 // in exactly one part; throws InputError naming the part at fault or the first
-// state without a record.
+// state without a record. Rows are passed over undecoded (and unchecked); the
+// parts are left reading every row in full.
 std::vector<Rewards> readPartRecords(std::vector<std::unique_ptr<PartReader>>& parts,
                                      std::uint32_t first, std::uint32_t last);
 

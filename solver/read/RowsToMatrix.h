@@ -10,7 +10,9 @@
 #include "read/InputError.h"
 #include "read/WalkBeside.h"
 
+#include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -38,6 +40,15 @@ RateMatrix rowsToMatrix(const std::string& path, std::uint32_t states,
     }
     m.source.resize(total);
     m.rate.resize(total);
+    // The fill writes all over these arrays: their pages are touched here first,
+    // on all threads, so that the system clears them side by side and not one
+    // by one under the fill's writes.
+    sharedPool().forEach(total, [&](std::uint64_t begin, std::uint64_t end) {
+        std::fill(m.source.begin() + static_cast<std::ptrdiff_t>(begin),
+                  m.source.begin() + static_cast<std::ptrdiff_t>(end), 0u);
+        std::fill(m.rate.begin() + static_cast<std::ptrdiff_t>(begin),
+                  m.rate.begin() + static_cast<std::ptrdiff_t>(end), 0.0);
+    });
     m.exitRate.assign(states, 0.0);
 
     std::vector<Rewards*> impulsive;

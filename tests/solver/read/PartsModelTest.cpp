@@ -85,8 +85,8 @@ TEST(PartsModelTest, ReadsTheChainAndRewardsOfAllParts) {
     EXPECT_EQ(m.matrix.start, (std::vector<std::uint64_t>{0, 2, 3, 4}));
     // Within a target, ascending sources as the text .arm gives them, though
     // part 0 holds state 3 and part 1 state 2: the sums run in the text's order.
-    EXPECT_EQ(m.matrix.source, (std::vector<std::uint32_t>{1, 2, 0, 0}));
-    EXPECT_EQ(m.matrix.rate, (std::vector<double>{4.0, 0.5, 2.0, 1.0}));
+    EXPECT_EQ(m.matrix.source, (gensolver::UninitializedVector<std::uint32_t>{1, 2, 0, 0}));
+    EXPECT_EQ(m.matrix.rate, (gensolver::UninitializedVector<double>{4.0, 0.5, 2.0, 1.0}));
     EXPECT_EQ(m.matrix.exitRate, (std::vector<double>{3.0, 4.0, 0.5}));
     ASSERT_EQ(m.rewards.size(), 1u);
     EXPECT_EQ(m.rewards[0].rate, (std::vector<double>{0.0, 1.0, 2.0}));

@@ -17,6 +17,10 @@ namespace {
 // (and so the values) do not depend on the number of threads.
 constexpr std::uint32_t kPartStates = 1024;
 
+// Parts of a large component swept in state order: fixed, so that its values do
+// not depend on the number of threads; four let a four-core machine use them.
+constexpr unsigned kInOrderParts = 4;
+
 struct SweepSums {
     double change = 0.0;
     double total = 0.0;
@@ -43,6 +47,82 @@ SweepSums sweepInOrder(const RateMatrix& m, const std::uint32_t* members, std::u
         x[j] = v;
     }
     return sums;
+}
+
+// Sweeps positions [begin, end) of the component's states once, in place, as
+// sweepInOrder does, except that a source outside the states [low, high] is
+// read from `before` (the values from before the sweep) and not from x: the
+// parts of a sweep can then run side by side, each Gauss-Seidel inside, Jacobi
+// between them, and compute the same whatever the thread that runs them.
+SweepSums sweepPart(const RateMatrix& m, const std::uint32_t* members, std::uint32_t begin,
+                    std::uint32_t end, bool closed, double* x, const double* before) {
+    const std::uint64_t* start = m.start.data();
+    const std::uint32_t* source = m.source.data();
+    const double* rate = m.rate.data();
+    const double* exitRate = m.exitRate.data();
+    const std::uint32_t low = members[begin];
+    const std::uint32_t span = members[end - 1] - low;
+    SweepSums sums;
+    for (std::uint32_t k = begin; k < end; ++k) {
+        const std::uint32_t j = members[k];
+        double s = j == 0 && !closed ? 1.0 : 0.0;
+        for (std::uint64_t e = start[j], last = start[std::size_t{j} + 1]; e < last; ++e) {
+            const std::uint32_t i = source[e];
+            s += (i - low <= span ? x[i] : before[i]) * rate[e];
+        }
+        const double v = s / exitRate[j];
+        sums.change += std::fabs(v - x[j]);
+        sums.total += v;
+        x[j] = v;
+    }
+    return sums;
+}
+
+// The fixed parts of a component swept in state order on the threads, and the
+// states whose values a part reads from another (copied before every sweep).
+struct InOrderParts {
+    std::vector<std::uint32_t> bound; // part p is positions [bound[p], bound[p + 1])
+    std::vector<std::uint32_t> border;
+    std::vector<double> before; // per state; outside the component, its fixed value
+};
+
+// Cuts a component whose members ascend into `count` parts of about equal
+// entries; false (and no parts) when the members do not ascend.
+bool cutInOrder(const RateMatrix& m, const Components& comps, std::uint32_t c,
+                const std::vector<double>& x, unsigned count, InOrderParts& parts) {
+    const std::uint32_t* members = comps.order.data() + comps.first[c];
+    const std::uint32_t size = comps.size(c);
+    for (std::uint32_t k = 1; k < size; ++k)
+        if (members[k] <= members[k - 1])
+            return false;
+    std::uint64_t entries = 0;
+    for (std::uint32_t k = 0; k < size; ++k)
+        entries += m.start[std::size_t{members[k]} + 1] - m.start[members[k]];
+    parts.bound.assign(1, 0);
+    std::uint64_t seen = 0;
+    for (std::uint32_t k = 0; k < size && parts.bound.size() < count; ++k) {
+        seen += m.start[std::size_t{members[k]} + 1] - m.start[members[k]];
+        if (seen * count >= entries * parts.bound.size() && k + 1 < size)
+            parts.bound.push_back(k + 1);
+    }
+    parts.bound.push_back(size);
+    std::vector<std::uint8_t> read(m.states(), 0);
+    for (std::size_t p = 0; p + 1 < parts.bound.size(); ++p) {
+        const std::uint32_t low = members[parts.bound[p]];
+        const std::uint32_t high = members[parts.bound[p + 1] - 1];
+        for (std::uint32_t k = parts.bound[p]; k < parts.bound[p + 1]; ++k)
+            for (std::uint64_t e = m.start[members[k]]; e < m.start[std::size_t{members[k]} + 1];
+                 ++e) {
+                const std::uint32_t i = m.source[e];
+                if ((i < low || i > high) && comps.component[i] == c)
+                    read[i] = 1;
+            }
+    }
+    for (std::uint32_t i = 0; i < m.states(); ++i)
+        if (read[i] != 0)
+            parts.border.push_back(i);
+    parts.before = x;
+    return true;
 }
 
 // A component renumbered in wavefront order, so that a sweep level by level reads
@@ -145,9 +225,9 @@ bool renumber(const RateMatrix& m, const Components& comps, std::uint32_t c, boo
             for (std::uint64_t e = m.start[j]; e < m.start[std::size_t{j} + 1]; ++e) {
                 const std::uint32_t i = m.source[e];
                 if (comps.component[i] == c)
-                    rows.word[at++] = row[i] << indexBits |
-                                      static_cast<std::uint32_t>(
-                                          lookup.indexOf(weight(e, j, divided)));
+                    rows.word[at++] =
+                        row[i] << indexBits |
+                        static_cast<std::uint32_t>(lookup.indexOf(weight(e, j, divided)));
                 else
                     outside += x[i] * m.rate[e];
             }
@@ -273,7 +353,13 @@ SweepResult gaussSeidel(const RateMatrix& m, const Components& comps, std::uint3
         partStart.push_back(size);
         levelPart.push_back(1);
     }
-    std::vector<SweepSums> sums(partStart.size() - 1);
+    // A component too large to sweep on one thread and without a wavefront worth
+    // its meetings is swept in state order in kInOrderParts fixed parts, when its
+    // states ascend.
+    InOrderParts inOrder;
+    const bool inParts = !byLevel && size >= options.wavefrontFrom &&
+                         cutInOrder(m, comps, c, x, kInOrderParts, inOrder);
+    std::vector<SweepSums> sums(inParts ? inOrder.bound.size() - 1 : partStart.size() - 1);
     Parallel& pool = sharedPool();
     // Each thread takes the same contiguous share of every level's parts, sweep
     // after sweep: a level's values are gathered mostly by the next level's rows
@@ -317,10 +403,18 @@ SweepResult gaussSeidel(const RateMatrix& m, const Components& comps, std::uint3
     double moreBefore = 0.0; // the sweeps expected at the check before
     while (r.sweeps < options.maxSweeps) {
         ++r.sweeps;
-        if (byLevel)
+        if (byLevel) {
             sweepByLevel();
-        else
+        } else if (inParts) {
+            for (const std::uint32_t i : inOrder.border)
+                inOrder.before[i] = x[i];
+            pool.forParts(sums.size(), [&](std::uint64_t p) {
+                sums[p] = sweepPart(m, members, inOrder.bound[p], inOrder.bound[p + 1], closed,
+                                    x.data(), inOrder.before.data());
+            });
+        } else {
             sums[0] = sweepInOrder(m, members, size, closed, x.data());
+        }
         double change = 0.0;
         double total = 0.0;
         for (const SweepSums& s : sums) {
@@ -364,9 +458,9 @@ SweepResult gaussSeidel(const RateMatrix& m, const Components& comps, std::uint3
             const double before = recent[(r.sweeps - kRateSpan) % (kRateSpan + 1)];
             const double rate = before > 0.0 ? std::pow(relative / before, 1.0 / kRateSpan) : 1.0;
             const double more =
-                rate < 1.0
-                    ? std::log(options.tolerance * (1.0 - rate) / (relative * rate)) / std::log(rate)
-                    : std::numeric_limits<double>::infinity();
+                rate < 1.0 ? std::log(options.tolerance * (1.0 - rate) / (relative * rate)) /
+                                 std::log(rate)
+                           : std::numeric_limits<double>::infinity();
             const auto limit = static_cast<double>(options.switchSweeps);
             if (more > limit && moreBefore > limit) {
                 r.gaveUp = true;

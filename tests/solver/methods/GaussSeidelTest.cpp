@@ -2,7 +2,7 @@
 // state after its lower-numbered neighbours (checked on random chains and on a
 // hypercube, whose levels are known), and the sweeps reach the dense solution
 // for closed classes and for transient states feeding several classes, with the
-// same values on any number of threads.
+// same values on any number of threads; so do the sweeps in state order in parts.
 
 #include "methods/GaussSeidel.h"
 #include "SolverTestSupport.h"
@@ -130,6 +130,44 @@ TEST(GaussSeidel, WavefrontSweepsReachTheDenseSolutionOnRandomStiffAndPeriodicCh
                     1e-12);
 }
 
+// Gauss-Seidel in state order in fixed parts side by side on every component of
+// two or more states whose states ascend (no wavefront is ever wide enough).
+gensolver::LimitOptions inStateOrderParts() {
+    gensolver::LimitOptions o = byWavefront();
+    o.wavefrontRows = 0xFFFFFFFFu;
+    return o;
+}
+
+TEST(GaussSeidel, StateOrderSweepsInPartsGiveTheDenseSolutionAlikeOnAnyNumberOfThreads) {
+    for (const auto& [n, seed, lo, hi] :
+         {std::tuple{300u, 5u, -1.0, 1.0}, std::tuple{200u, 6u, -4.0, 2.0}}) {
+        const std::vector<Transition> ts = randomIrreducible(n, seed, lo, hi);
+        const gensolver::RateMatrix m = gensolver::buildRateMatrix(n, ts);
+        gensolver::setSharedThreads(1);
+        const gensolver::Limit one = gensolver::solveLimit(m, inStateOrderParts());
+        EXPECT_TRUE(one.converged) << one.method();
+        EXPECT_EQ(one.wavefrontLevels, 0u);
+        std::vector<std::uint32_t> all(n);
+        for (std::uint32_t i = 0; i < n; ++i)
+            all[i] = i;
+        const std::vector<long double> exact =
+            solvertest::classStationary(solvertest::denseGenerator(n, ts), all);
+        long double distance = 0.0L;
+        for (std::uint32_t i = 0; i < n; ++i)
+            distance += std::fabs(static_cast<long double>(one.distribution[i]) - exact[i]);
+        EXPECT_LE(static_cast<double>(distance), 1e-10) << "seed " << seed;
+        for (const unsigned threads : {2u, 3u}) {
+            gensolver::setSharedThreads(threads);
+            const gensolver::Limit more = gensolver::solveLimit(m, inStateOrderParts());
+            EXPECT_EQ(one.sweeps, more.sweeps) << threads << " threads";
+            for (std::uint32_t i = 0; i < n; ++i)
+                ASSERT_EQ(one.distribution[i], more.distribution[i])
+                    << "state " << i << ", " << threads << " threads";
+        }
+        gensolver::setSharedThreads(0);
+    }
+}
+
 TEST(GaussSeidel, TransientStatesFeedingTwoClassesGiveTheDenseLimit) {
     // States 0..39 transient and strongly connected, leaking into a random class
     // 40..69 and a cycle 70..79: the open component's sweeps carry the 1 of the
@@ -142,27 +180,31 @@ TEST(GaussSeidel, TransientStatesFeedingTwoClassesGiveTheDenseLimit) {
         ts.push_back({i, i == 79 ? 70 : i + 1, 1.5});
     ts.push_back({7, 45, 0.2});
     ts.push_back({33, 72, 0.05});
-    const gensolver::Limit limit =
-        gensolver::solveLimit(gensolver::buildRateMatrix(n, ts), byWavefront());
-    EXPECT_TRUE(limit.converged) << limit.method();
-    EXPECT_EQ(limit.classesReached, 2u);
-    // The limit is the first row of exp(Q t) once t has let the transient states
-    // empty.
-    const solvertest::Dense p =
-        solvertest::expm(solvertest::generator([&] {
-                             solvertest::Chain c;
-                             c.states = n;
-                             for (const Transition& t : ts)
-                                 c.arcs.push_back({t.from + 1, t.to + 1, t.rate});
-                             return c;
-                         }()),
-                         1e5L);
-    // Squaring the exponential up to t loses digits where long double is only a
-    // double (under Valgrind).
-    const double tolerance = solvertest::extendedPrecision() ? 1e-10 : 1e-8;
-    for (std::uint32_t i = 0; i < n; ++i)
-        EXPECT_NEAR(limit.distribution[i], static_cast<double>(p[0][i]), tolerance)
-            << "state " << i;
+    // By wavefront, and in state order in parts: the open component's parts
+    // and the classes' read the values of the components before them.
+    for (const gensolver::LimitOptions& options : {byWavefront(), inStateOrderParts()}) {
+        const gensolver::Limit limit =
+            gensolver::solveLimit(gensolver::buildRateMatrix(n, ts), options);
+        EXPECT_TRUE(limit.converged) << limit.method();
+        EXPECT_EQ(limit.classesReached, 2u);
+        // The limit is the first row of exp(Q t) once t has let the transient states
+        // empty.
+        const solvertest::Dense p =
+            solvertest::expm(solvertest::generator([&] {
+                                 solvertest::Chain c;
+                                 c.states = n;
+                                 for (const Transition& t : ts)
+                                     c.arcs.push_back({t.from + 1, t.to + 1, t.rate});
+                                 return c;
+                             }()),
+                             1e5L);
+        // Squaring the exponential up to t loses digits where long double is only a
+        // double (under Valgrind).
+        const double tolerance = solvertest::extendedPrecision() ? 1e-10 : 1e-8;
+        for (std::uint32_t i = 0; i < n; ++i)
+            EXPECT_NEAR(limit.distribution[i], static_cast<double>(p[0][i]), tolerance)
+                << "state " << i;
+    }
 }
 
 TEST(GaussSeidel, WavefrontSweepsGiveTheSameValuesOnAnyNumberOfThreads) {

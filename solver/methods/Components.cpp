@@ -90,6 +90,8 @@ bool reachZero(const RateMatrix& m) {
         level.clear();
         for (std::size_t p = 0; p < parts; ++p)
             level.insert(level.end(), found[p].begin(), found[p].end());
+        // In ascending order the next level reads the rows in memory order.
+        std::sort(level.begin(), level.end());
         reached += level.size();
     }
     return reached == n;

@@ -16,9 +16,7 @@ namespace gensolver {
 // so that a large array's pages are first touched (and cleared by the system)
 // where, and by the thread that, fills them, not by a zeroing pass before.
 template <class T> struct UninitializedAllocator : std::allocator<T> {
-    template <class U> struct rebind {
-        using other = UninitializedAllocator<U>;
-    };
+    template <class U> struct rebind { using other = UninitializedAllocator<U>; };
     UninitializedAllocator() = default;
     template <class U> UninitializedAllocator(const UninitializedAllocator<U>&) noexcept {}
     template <class U> void construct(U* p) noexcept { ::new (static_cast<void*>(p)) U; }

@@ -85,7 +85,10 @@ void AggregationMultigrid::transposeLevels() {
             // level's rates, the same numbers, fit floats.
             level.t = {system.tStart.data(), system.tColumn.data(),
                        system.tRate.empty() ? nullptr : system.tRate.data()};
-            makeSingle(level, false, system.tSingle.empty() ? nullptr : system.tSingle.data());
+            if (!system.near.empty() && !system.tNear.empty())
+                level.packed = &system;
+            else
+                makeSingle(level, false, system.tSingle.empty() ? nullptr : system.tSingle.data());
             continue;
         }
         transposeRows(level.size, level.start, level.column, level.rate, level.ownTStart,
@@ -126,10 +129,9 @@ void AggregationMultigrid::thread(Level& level) {
     level.partStart[0] = 0;
     for (std::uint32_t p = 1; p < kParts; ++p) {
         const std::uint64_t target = entries * p / kParts;
-        const std::uint64_t* first =
-            std::lower_bound(level.start, level.start + n, target);
-        level.partStart[p] = std::max(level.partStart[p - 1],
-                                      static_cast<std::uint32_t>(first - level.start));
+        const std::uint64_t* first = std::lower_bound(level.start, level.start + n, target);
+        level.partStart[p] =
+            std::max(level.partStart[p - 1], static_cast<std::uint32_t>(first - level.start));
     }
     // The unknowns a part reads from another: both ends of every entry between
     // parts (the transposed sweeps read the other end). Only they are kept from
@@ -448,14 +450,16 @@ void AggregationMultigrid::smoothParts(const Level& level, bool transposed, bool
             before[j] = zero ? 0.0 : x[j];
         }
     });
-    if (level.single == nullptr)
+    if (level.packed != nullptr)
+        sweepParts(level, level.nearRows(transposed), forward);
+    else if (level.single == nullptr)
         sweepParts(level, level.rows(transposed), forward);
     else
         sweepParts(level, level.singleRows(transposed), forward);
 }
 
-template <class Rate>
-void AggregationMultigrid::sweepParts(const Level& level, const RowsOf<Rate>& m, bool forward) {
+template <class Entries>
+void AggregationMultigrid::sweepParts(const Level& level, const Entries& m, bool forward) {
     std::vector<double>& x = level.x;
     const std::vector<double>& before = level.before;
     const std::vector<double>& b = level.b;
@@ -465,23 +469,24 @@ void AggregationMultigrid::sweepParts(const Level& level, const RowsOf<Rate>& m,
             const std::uint32_t i = forward ? lo + step : hi - 1 - step;
             double s = b[i];
             for (std::uint64_t e = m.start[i]; e < m.start[i + 1]; ++e) {
-                const std::uint32_t j = m.column[e];
-                s += static_cast<double>(m.rate[e]) * (j - lo < hi - lo ? x[j] : before[j]);
+                const std::uint32_t j = m.columnAt(i, e);
+                s += m.rateAt(e) * (j - lo < hi - lo ? x[j] : before[j]);
             }
             x[i] = s / level.diagonal[i];
         }
     });
 }
 
-template <class Rate>
-void AggregationMultigrid::residualRows(const Level& level, const RowsOf<Rate>& m) {
+template <class Entries>
+void AggregationMultigrid::residualRows(const Level& level, const Entries& m) {
     const std::vector<double>& x = level.x;
     std::vector<double>& r = level.r;
     forRows(level.threaded, level.size, [&](std::uint64_t begin, std::uint64_t end) {
         for (std::uint64_t i = begin; i < end; ++i) {
             double s = level.b[i] - level.diagonal[i] * x[i];
+            const auto row = static_cast<std::uint32_t>(i);
             for (std::uint64_t e = m.start[i]; e < m.start[i + 1]; ++e)
-                s += static_cast<double>(m.rate[e]) * x[m.column[e]];
+                s += m.rateAt(e) * x[m.columnAt(row, e)];
             r[i] = s;
         }
     });
@@ -491,6 +496,10 @@ void AggregationMultigrid::residual(const Level& level, bool transposed) const {
     const std::uint32_t n = level.size;
     const std::vector<double>& x = level.x;
     std::vector<double>& r = level.r;
+    if (level.packed != nullptr) {
+        residualRows(level, level.nearRows(transposed));
+        return;
+    }
     if (level.single != nullptr) {
         residualRows(level, level.singleRows(transposed));
         return;

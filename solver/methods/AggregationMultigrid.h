@@ -17,7 +17,9 @@
 // sweeps its own unknowns in order and reads the others' as they were before the
 // sweep (Gauss-Seidel inside a part, Jacobi between parts). Those levels also keep
 // their matrix transposed, so that the transposed cycle gathers along rows as the
-// forward one does. The parts do not depend on the number of threads, and every
+// forward one does; the finest level reads the system's rows, packed one word an
+// entry where they pack (SparseSystem's NearRows). The parts do not depend on the
+// number of threads, and every
 // value is computed in the same order whatever their number: the results are the
 // same on one thread and on several.
 
@@ -80,6 +82,18 @@ private:
         const std::uint64_t* start = nullptr;
         const std::uint32_t* column = nullptr;
         const Rate* rate = nullptr;
+        std::uint32_t columnAt(std::uint32_t, std::uint64_t e) const { return column[e]; }
+        double rateAt(std::uint64_t e) const { return static_cast<double>(rate[e]); }
+    };
+    // The system's packed rows (NearRows), for the finest level.
+    struct NearEntries {
+        const std::uint64_t* start = nullptr;
+        const std::uint32_t* word = nullptr;
+        const NearRows* near = nullptr;
+        std::uint32_t columnAt(std::uint32_t row, std::uint64_t e) const {
+            return NearRows::column(row, word[e]);
+        }
+        double rateAt(std::uint64_t e) const { return near->rate(word[e]); }
     };
     using Rows = RowsOf<double>;
     // One level: the matrix as in SparseSystem (off-diagonal entries are minus
@@ -118,11 +132,19 @@ private:
         const float* single = nullptr;
         const float* tSingle = nullptr;
         std::vector<float> ownSingle, ownTSingle;
+        // The finest level reads the system's packed rows instead, where it has
+        // them both ways (4 bytes per entry, the rates exact).
+        const SparseSystem* packed = nullptr;
 
         Rows rows(bool transposed) const {
             if (transposed && threaded)
                 return t;
             return {start, column, rate};
+        }
+        NearEntries nearRows(bool transposed) const {
+            if (transposed)
+                return {t.start, packed->tNear.data(), &packed->near};
+            return {start, packed->near.word.data(), &packed->near};
         }
         RowsOf<float> singleRows(bool transposed) const {
             if (transposed)
@@ -147,9 +169,9 @@ private:
     void smooth(const Level& level, bool transposed, bool forward, bool zero) const;
     // One sweep of a threaded level, part by part on the threads.
     void smoothParts(const Level& level, bool transposed, bool forward, bool zero) const;
-    template <class Rate>
-    static void sweepParts(const Level& level, const RowsOf<Rate>& m, bool forward);
-    template <class Rate> static void residualRows(const Level& level, const RowsOf<Rate>& m);
+    template <class Entries>
+    static void sweepParts(const Level& level, const Entries& m, bool forward);
+    template <class Entries> static void residualRows(const Level& level, const Entries& m);
     // The single-precision rates of a threaded level whose rates fit them (none
     // where they do not), the transposed ones taken from transposed when given;
     // ownRates: the level's doubles are its own and are let go.

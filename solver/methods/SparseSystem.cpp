@@ -1,5 +1,7 @@
 #include "methods/SparseSystem.h"
 
+#include "methods/PackedRates.h"
+
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -87,6 +89,20 @@ SparseSystem::SparseSystem(const RateMatrix& m, const Components& comps, std::ui
 
 void SparseSystem::multiply(Parallel& pool, const std::vector<double>& x,
                             std::vector<double>& y) const {
+    if (!near.empty()) {
+        pool.forEach(size(), [&](std::uint64_t begin, std::uint64_t end) {
+            for (std::uint64_t k = begin; k < end; ++k) {
+                double s = diagonal[k] * x[k];
+                const auto row = static_cast<std::uint32_t>(k);
+                for (std::uint64_t e = start[k]; e < start[k + 1]; ++e) {
+                    const std::uint32_t w = near.word[e];
+                    s -= near.rate(w) * x[NearRows::column(row, w)];
+                }
+                y[k] = s;
+            }
+        });
+        return;
+    }
     pool.forEach(size(), [&](std::uint64_t begin, std::uint64_t end) {
         for (std::uint64_t k = begin; k < end; ++k) {
             double s = diagonal[k] * x[k];
@@ -112,6 +128,20 @@ void SparseSystem::multiplyTransposed(Parallel& pool, const std::vector<double>&
         multiplyTransposed(x, y);
         return;
     }
+    if (!tNear.empty()) {
+        pool.forEach(size(), [&](std::uint64_t begin, std::uint64_t end) {
+            for (std::uint64_t k = begin; k < end; ++k) {
+                double v = diagonal[k] * x[k];
+                const auto row = static_cast<std::uint32_t>(k);
+                for (std::uint64_t e = tStart[k]; e < tStart[k + 1]; ++e) {
+                    const std::uint32_t w = tNear[e];
+                    v -= near.rate(w) * x[NearRows::column(row, w)];
+                }
+                y[k] = v;
+            }
+        });
+        return;
+    }
     auto rows = [&](const auto* rate) {
         pool.forEach(size(), [&](std::uint64_t begin, std::uint64_t end) {
             for (std::uint64_t k = begin; k < end; ++k) {
@@ -130,7 +160,8 @@ void SparseSystem::multiplyTransposed(Parallel& pool, const std::vector<double>&
 
 void SparseSystem::multiplyTransposedExactly(Parallel& pool, const std::vector<double>& x,
                                              std::vector<double>& y) const {
-    if (tSingle.empty())
+    // The packed rows hold the doubles.
+    if (!tNear.empty() || tSingle.empty())
         multiplyTransposed(pool, x, y);
     else
         multiplyTransposed(x, y);
@@ -166,8 +197,47 @@ void transposeRows(std::uint32_t n, const std::uint64_t* start, const std::uint3
         }
 }
 
-void SparseSystem::transpose() {
-    transposeRows(size(), start.data(), column.data(), rate.data(), tStart, tColumn, tRate);
+bool packNear(std::uint32_t n, const std::uint64_t* start, const std::uint32_t* column,
+              const double* rate, NearRows& near) {
+    RateTable table;
+    near.word.resize(start[n]);
+    for (std::uint32_t k = 0; k < n; ++k)
+        for (std::uint64_t e = start[k]; e < start[std::size_t{k} + 1]; ++e) {
+            const std::int64_t offset = std::int64_t{column[e]} - k;
+            const int index = table.indexOf(rate[e]);
+            if (offset < -32767 || offset > 32767 || index < 0) {
+                near = NearRows();
+                return false;
+            }
+            near.word[e] =
+                static_cast<std::uint32_t>(offset) << 16 | static_cast<std::uint32_t>(index);
+        }
+    near.table = table.rates();
+    return true;
+}
+
+void SparseSystem::transpose(bool pack) {
+    const std::uint32_t n = size();
+    if (pack && packNear(n, start.data(), column.data(), rate.data(), near)) {
+        // Entry (k, j) of row k becomes entry (j, k) of transposed row j, with the
+        // offset negated; the rows are met in ascending order, so each transposed
+        // row lists its columns ascending. The plain transposed rows are not built.
+        tStart.assign(std::size_t{n} + 1, 0);
+        for (std::uint64_t e = 0; e < start[n]; ++e)
+            ++tStart[std::size_t{column[e]} + 1];
+        for (std::uint32_t j = 0; j < n; ++j)
+            tStart[j + 1] += tStart[j];
+        tNear.resize(near.word.size());
+        std::vector<std::uint64_t> at(tStart.begin(), tStart.end() - 1);
+        for (std::uint32_t k = 0; k < n; ++k)
+            for (std::uint64_t e = start[k]; e < start[std::size_t{k} + 1]; ++e) {
+                const std::uint32_t w = near.word[e];
+                const std::uint32_t offset = (0u - (w >> 16)) & 0xFFFFu;
+                tNear[at[column[e]]++] = offset << 16 | (w & 0xFFFFu);
+            }
+        return;
+    }
+    transposeRows(n, start.data(), column.data(), rate.data(), tStart, tColumn, tRate);
     if (!fitsSingle(tRate.data(), tRate.size()))
         return;
     tSingle.assign(tRate.begin(), tRate.end());

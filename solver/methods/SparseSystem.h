@@ -17,6 +17,23 @@
 
 namespace gensolver {
 
+// Rows packed one 32-bit word per entry, for the products and sweeps that pass
+// over them many times: the column's offset from its row (signed) in the high 16
+// bits, the index of the rate in `table` in the low 16. Models have few distinct
+// rates, and a chain numbered breadth-first keeps most transitions between nearby
+// states; where some column lies 32,768 or more from its row, or the rates
+// take more than 65,536 values, the rows are not packed (word empty). The table
+// holds the rates' doubles, so the packed rows are exact.
+struct NearRows {
+    std::vector<std::uint32_t> word;
+    std::vector<double> table;
+    bool empty() const { return word.empty(); }
+    static std::uint32_t column(std::uint32_t row, std::uint32_t word) {
+        return row + static_cast<std::uint32_t>(static_cast<std::int32_t>(word) >> 16);
+    }
+    double rate(std::uint32_t word) const { return table[word & 0xFFFFu]; }
+};
+
 class SparseSystem : public KrylovOperator {
 public:
     // An empty system, whose members the caller fills (a distributed solve builds
@@ -51,9 +68,12 @@ public:
     // hold doubles, else the scatter above.
     void multiplyTransposedExactly(Parallel& pool, const std::vector<double>& x,
                                    std::vector<double>& y) const override;
-    // Builds the transposed rows below: 8 bytes per entry and 8 per row more
-    // where every rate fits float's normal range, 12 per entry otherwise.
-    void transpose();
+    // Builds the transposed rows below: where the rows pack (NearRows), the rows
+    // and the transposed rows packed, 8 bytes per entry and 8 per row more;
+    // otherwise (or with pack false) the plain transposed rows, 8 bytes per
+    // entry and 8 per row more where every rate fits float's normal range, 12
+    // per entry otherwise.
+    void transpose(bool pack = true);
     // r = b - B x, in parallel over rows, each row in long double.
     void residual(Parallel& pool, const std::vector<double>& b, const std::vector<double>& x,
                   std::vector<double>& r) const override;
@@ -73,6 +93,12 @@ public:
     std::vector<std::uint32_t> tColumn;
     std::vector<double> tRate;
     std::vector<float> tSingle;
+    // The rows and the transposed rows packed, empty where they do not fit (and
+    // until transpose()); the products use them where they are there, and the
+    // plain transposed rows above are then not built (tStart is). tNear has
+    // near's table.
+    NearRows near;
+    std::vector<std::uint32_t> tNear;
     std::vector<double> diagonal;      // exit rates; 1 for the reference unless balanced
     std::vector<double> b;             // right-hand side
     std::vector<std::uint32_t> member; // state of each row
@@ -83,6 +109,11 @@ public:
 // Whether each of the n values is 0 or of a size that float holds in its normal
 // range.
 bool fitsSingle(const double* values, std::uint64_t n);
+
+// Packs the n rows [start, column, rate] into near; false, near left empty, where
+// they do not fit.
+bool packNear(std::uint32_t n, const std::uint64_t* start, const std::uint32_t* column,
+              const double* rate, NearRows& near);
 
 // The rows of the transpose of the n rows [start, column, rate]: entry (k, j)
 // becomes entry (j, k), each new row's columns ascending.

@@ -1,4 +1,5 @@
-// The aggregation multigrid preconditioner: its transposed application is the
+// The aggregation multigrid preconditioner: the system's packed rows give the
+// products of its plain ones, its transposed application is the
 // transpose of its application, its cycles converge on a chain whose solution
 // spans orders of magnitude between neighbours, and BiCGSTAB preconditioned by
 // it matches independent answers: the product form of a repairable
@@ -19,6 +20,7 @@
 #include <cmath>
 #include <limits>
 #include <map>
+#include <tuple>
 
 namespace {
 
@@ -107,19 +109,82 @@ std::vector<Transition> driftGrid(std::uint32_t side, double drift) {
     return ts;
 }
 
+// B x and B^T x before transpose() (by rows and by a scatter) and after it,
+// when the rows are packed where they fit: the packed rows hold the rates'
+// doubles and sum in the same order, so the products agree to the bit.
+void expectSameProducts(const gensolver::SparseSystem& before, gensolver::SparseSystem& after,
+                        bool packed) {
+    const std::uint32_t n = before.size();
+    std::vector<double> x(n);
+    for (std::uint32_t k = 0; k < n; ++k)
+        x[k] = 1.0 + static_cast<double>((k * 7919u) % 1000u) / 997.0;
+    gensolver::Parallel pool(2);
+    std::vector<double> y0(n), t0(n), y1(n), t1(n), e1(n);
+    before.multiply(pool, x, y0);
+    before.multiplyTransposed(x, t0);
+    after.transpose();
+    EXPECT_EQ(after.near.empty(), !packed);
+    EXPECT_EQ(after.tNear.empty(), !packed);
+    after.multiply(pool, x, y1);
+    after.multiplyTransposed(pool, x, t1);
+    after.multiplyTransposedExactly(pool, x, e1);
+    for (std::uint32_t k = 0; k < n; ++k) {
+        ASSERT_EQ(y0[k], y1[k]) << "row " << k;
+        ASSERT_EQ(t0[k], e1[k]) << "row " << k;
+        // Without the packed rows the transposed product reads float rates.
+        if (packed) {
+            ASSERT_EQ(t0[k], t1[k]) << "row " << k;
+        }
+    }
+}
+
+TEST(AggregationMultigrid, PackedSystemRowsGiveTheSameProductsWhereTheyFit) {
+    // A random chain; a cycle of 32,768 states, whose row 0 reads state 32,767
+    // (the farthest offset a word holds) and of 32,769 (one too far); the
+    // latter reversed, whose last row reads state 0 (offset -32,768, which a
+    // word holds but its transpose's would not); a path of 70,000 states with
+    // as many distinct rates (more than a word's index holds).
+    const std::vector<Transition> random = randomIrreducible(300, 9, -3.0, 3.0);
+    auto cycle = [](std::uint32_t n, bool reversed = false) {
+        std::vector<Transition> ts;
+        for (std::uint32_t i = 0; i < n; ++i)
+            ts.push_back({i, reversed ? (i + n - 1) % n : (i + 1) % n, 1.0 + i % 3});
+        return ts;
+    };
+    std::vector<Transition> path;
+    const std::uint32_t long_ = 70000;
+    for (std::uint32_t i = 0; i + 1 < long_; ++i) {
+        path.push_back({i, i + 1, 1.0 + i * 1e-3});
+        path.push_back({i + 1, i, 2.0});
+    }
+    for (const auto& [n, ts, packed] :
+         {std::tuple{300u, random, true}, std::tuple{32768u, cycle(32768), true},
+          std::tuple{32769u, cycle(32769), false}, std::tuple{32769u, cycle(32769, true), false},
+          std::tuple{long_, path, false}}) {
+        SCOPED_TRACE(n);
+        const ClosedSystem before(n, ts, n / 2, true);
+        ClosedSystem after(n, ts, n / 2, true);
+        expectSameProducts(*before.system, *after.system, packed);
+    }
+}
+
 TEST(AggregationMultigrid, TheTransposedApplicationIsTheTransposeOfTheApplication) {
     // Column k of M^-1 is the application to e_k; row k of M^-1 must then be
     // the transposed application to e_k. Checks that restriction, interpolation,
     // smoothing order and the coarsest solve are transposed consistently, with
     // every level swept in order and with the levels of 16 unknowns or more
     // swept in parts along their transposed rows (the finest level's being
-    // the system's own).
+    // the system's own, packed or plain).
     const std::uint32_t n = 150;
-    ClosedSystem c(n, randomIrreducible(n, 5, -2.0, 2.0), 17);
-    for (const std::uint32_t threadedFrom : {gensolver::AggregationMultigrid::kThreadedFrom, 16u}) {
-        SCOPED_TRACE(threadedFrom);
+    // The finest level reads the system's rows packed, or plain with single
+    // precision rates where they do not pack.
+    for (const auto& [threadedFrom, pack] :
+         {std::pair{gensolver::AggregationMultigrid::kThreadedFrom, true}, std::pair{16u, true},
+          std::pair{16u, false}}) {
+        SCOPED_TRACE(std::to_string(threadedFrom) + (pack ? " packed" : " plain"));
+        ClosedSystem c(n, randomIrreducible(n, 5, -2.0, 2.0), 17);
         if (threadedFrom == 16u)
-            c.system->transpose();
+            c.system->transpose(pack);
         const gensolver::AggregationMultigrid mg(*c.system, 8, threadedFrom);
         ASSERT_TRUE(mg.ok());
         ASSERT_GE(mg.levels(), 3u);
@@ -136,8 +201,7 @@ TEST(AggregationMultigrid, TheTransposedApplicationIsTheTransposeOfTheApplicatio
         }
         for (std::uint32_t k = 0; k < n; ++k)
             for (std::uint32_t j = 0; j < n; ++j)
-                ASSERT_NEAR(static_cast<double>(forward[k][j]),
-                            static_cast<double>(backward[j][k]),
+                ASSERT_NEAR(static_cast<double>(forward[k][j]), static_cast<double>(backward[j][k]),
                             1e-9 * (std::fabs(static_cast<double>(forward[k][j])) + 1e-12))
                     << "entry " << j << ", " << k;
     }
@@ -265,9 +329,9 @@ TEST(AggregationMultigrid, TransposedCyclesContractOnABreadthFirstNumberedChain)
 // The repairable multiprocessor of n processors and memories with every rate
 // times speed, against its product form (see the test below); the limit found.
 // Its sweeps grow with n: 44 at n = 12.
-gensolver::Limit expectMultiprocessor(double speed,
-                                      const gensolver::LimitOptions& options = multigridEverywhere(),
-                                      int n = 12) {
+gensolver::Limit
+expectMultiprocessor(double speed, const gensolver::LimitOptions& options = multigridEverywhere(),
+                     int n = 12) {
     const double lp = 1e-3, mp = 0.05, lm = 5e-4, mm = 0.05, ls = 1e-4, ms = 0.5, lc = 2e-5,
                  mc = 0.25;
     auto id = [&](int p, int q, int sw, int ctrl) {

@@ -19,9 +19,8 @@
 // their matrix transposed, so that the transposed cycle gathers along rows as the
 // forward one does; the finest level reads the system's rows, packed one word an
 // entry where they pack (SparseSystem's NearRows). The parts do not depend on the
-// number of threads, and every
-// value is computed in the same order whatever their number: the results are the
-// same on one thread and on several.
+// number of threads, and every value is computed in the same order whatever their
+// number: the results are the same on one thread and on several.
 
 #include "methods/Preconditioner.h"
 #include "methods/SparseSystem.h"

@@ -87,20 +87,24 @@ SparseSystem::SparseSystem(const RateMatrix& m, const Components& comps, std::ui
     rate.resize(at);
 }
 
+void SparseSystem::packedProduct(Parallel& pool, const std::uint64_t* rows,
+                                 const std::uint32_t* words, const std::vector<double>& x,
+                                 std::vector<double>& y) const {
+    pool.forEach(size(), [&](std::uint64_t begin, std::uint64_t end) {
+        for (std::uint64_t k = begin; k < end; ++k) {
+            double s = diagonal[k] * x[k];
+            const auto row = static_cast<std::uint32_t>(k);
+            for (std::uint64_t e = rows[k]; e < rows[k + 1]; ++e)
+                s -= near.rate(words[e]) * x[NearRows::column(row, words[e])];
+            y[k] = s;
+        }
+    });
+}
+
 void SparseSystem::multiply(Parallel& pool, const std::vector<double>& x,
                             std::vector<double>& y) const {
     if (!near.empty()) {
-        pool.forEach(size(), [&](std::uint64_t begin, std::uint64_t end) {
-            for (std::uint64_t k = begin; k < end; ++k) {
-                double s = diagonal[k] * x[k];
-                const auto row = static_cast<std::uint32_t>(k);
-                for (std::uint64_t e = start[k]; e < start[k + 1]; ++e) {
-                    const std::uint32_t w = near.word[e];
-                    s -= near.rate(w) * x[NearRows::column(row, w)];
-                }
-                y[k] = s;
-            }
-        });
+        packedProduct(pool, start.data(), near.word.data(), x, y);
         return;
     }
     pool.forEach(size(), [&](std::uint64_t begin, std::uint64_t end) {
@@ -129,17 +133,7 @@ void SparseSystem::multiplyTransposed(Parallel& pool, const std::vector<double>&
         return;
     }
     if (!tNear.empty()) {
-        pool.forEach(size(), [&](std::uint64_t begin, std::uint64_t end) {
-            for (std::uint64_t k = begin; k < end; ++k) {
-                double v = diagonal[k] * x[k];
-                const auto row = static_cast<std::uint32_t>(k);
-                for (std::uint64_t e = tStart[k]; e < tStart[k + 1]; ++e) {
-                    const std::uint32_t w = tNear[e];
-                    v -= near.rate(w) * x[NearRows::column(row, w)];
-                }
-                y[k] = v;
-            }
-        });
+        packedProduct(pool, tStart.data(), tNear.data(), x, y);
         return;
     }
     auto rows = [&](const auto* rate) {

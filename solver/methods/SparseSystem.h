@@ -104,6 +104,11 @@ public:
     std::vector<std::uint32_t> member; // state of each row
     std::uint32_t reference = 0;       // row of the reference (closed classes)
     bool closed = false;
+
+private:
+    // y = (diagonal - the packed rows [rows, words]) x, in parallel over rows.
+    void packedProduct(Parallel& pool, const std::uint64_t* rows, const std::uint32_t* words,
+                       const std::vector<double>& x, std::vector<double>& y) const;
 };
 
 // Whether each of the n values is 0 or of a size that float holds in its normal

@@ -82,6 +82,21 @@ std::vector<Transition> hypercube(unsigned d, unsigned seed) {
     return ts;
 }
 
+// The 1-norm distance of x from the stationary distribution of the irreducible
+// chain, solved densely in long double.
+double distanceToDense(std::uint32_t n, const std::vector<Transition>& ts,
+                       const std::vector<double>& x) {
+    std::vector<std::uint32_t> all(n);
+    for (std::uint32_t i = 0; i < n; ++i)
+        all[i] = i;
+    const std::vector<long double> exact =
+        solvertest::classStationary(solvertest::denseGenerator(n, ts), all);
+    long double distance = 0.0L;
+    for (std::uint32_t i = 0; i < n; ++i)
+        distance += std::fabs(static_cast<long double>(x[i]) - exact[i]);
+    return static_cast<double>(distance);
+}
+
 // Gauss-Seidel everywhere, by wavefront on every component of two or more states.
 gensolver::LimitOptions byWavefront() {
     gensolver::LimitOptions o;
@@ -105,15 +120,7 @@ TEST(GaussSeidel, WavefrontSweepsReachTheDenseSolutionOnRandomStiffAndPeriodicCh
             gensolver::gaussSeidel(m, comps, 0, true, byWavefront(), x);
         EXPECT_TRUE(r.converged);
         EXPECT_GT(r.levels, 1u);
-        std::vector<std::uint32_t> all(n);
-        for (std::uint32_t i = 0; i < n; ++i)
-            all[i] = i;
-        const std::vector<long double> exact =
-            solvertest::classStationary(solvertest::denseGenerator(n, ts), all);
-        long double distance = 0.0L;
-        for (std::uint32_t i = 0; i < n; ++i)
-            distance += std::fabs(static_cast<long double>(x[i]) - exact[i]);
-        EXPECT_LE(static_cast<double>(distance), 1e-10) << "seed " << seed;
+        EXPECT_LE(distanceToDense(n, ts, x), 1e-10) << "seed " << seed;
     }
     // A cycle: one state per level, each 1 / rate of the time.
     const std::uint32_t n = 50;
@@ -147,15 +154,7 @@ TEST(GaussSeidel, StateOrderSweepsInPartsGiveTheDenseSolutionAlikeOnAnyNumberOfT
         const gensolver::Limit one = gensolver::solveLimit(m, inStateOrderParts());
         EXPECT_TRUE(one.converged) << one.method();
         EXPECT_EQ(one.wavefrontLevels, 0u);
-        std::vector<std::uint32_t> all(n);
-        for (std::uint32_t i = 0; i < n; ++i)
-            all[i] = i;
-        const std::vector<long double> exact =
-            solvertest::classStationary(solvertest::denseGenerator(n, ts), all);
-        long double distance = 0.0L;
-        for (std::uint32_t i = 0; i < n; ++i)
-            distance += std::fabs(static_cast<long double>(one.distribution[i]) - exact[i]);
-        EXPECT_LE(static_cast<double>(distance), 1e-10) << "seed " << seed;
+        EXPECT_LE(distanceToDense(n, ts, one.distribution), 1e-10) << "seed " << seed;
         for (const unsigned threads : {2u, 3u}) {
             gensolver::setSharedThreads(threads);
             const gensolver::Limit more = gensolver::solveLimit(m, inStateOrderParts());

@@ -26,36 +26,16 @@ struct SweepSums {
     double total = 0.0;
 };
 
-// Sweeps the component's states in order once, in place. (Reading the rates
+// Sweeps positions [begin, end) of the component's states once, in place. With
+// Parts, a source outside the states [low, high] of those positions is read from
+// `before` (the values from before the sweep) and not from x: the parts of a
+// sweep can then run side by side, each Gauss-Seidel inside, Jacobi between them,
+// and compute the same whatever the thread that runs them. (Reading the rates
 // through a table of the distinct ones, as the wavefront sweep does, measured
 // slower here: in state order the matrix's own arrays stream well enough.)
-SweepSums sweepInOrder(const RateMatrix& m, const std::uint32_t* members, std::uint32_t size,
-                       bool closed, double* x) {
-    const std::uint64_t* start = m.start.data();
-    const std::uint32_t* source = m.source.data();
-    const double* rate = m.rate.data();
-    const double* exitRate = m.exitRate.data();
-    SweepSums sums;
-    for (std::uint32_t k = 0; k < size; ++k) {
-        const std::uint32_t j = members[k];
-        double s = j == 0 && !closed ? 1.0 : 0.0;
-        for (std::uint64_t e = start[j], last = start[std::size_t{j} + 1]; e < last; ++e)
-            s += x[source[e]] * rate[e];
-        const double v = s / exitRate[j];
-        sums.change += std::fabs(v - x[j]);
-        sums.total += v;
-        x[j] = v;
-    }
-    return sums;
-}
-
-// Sweeps positions [begin, end) of the component's states once, in place, as
-// sweepInOrder does, except that a source outside the states [low, high] is
-// read from `before` (the values from before the sweep) and not from x: the
-// parts of a sweep can then run side by side, each Gauss-Seidel inside, Jacobi
-// between them, and compute the same whatever the thread that runs them.
-SweepSums sweepPart(const RateMatrix& m, const std::uint32_t* members, std::uint32_t begin,
-                    std::uint32_t end, bool closed, double* x, const double* before) {
+template <bool Parts>
+SweepSums sweepInOrder(const RateMatrix& m, const std::uint32_t* members, std::uint32_t begin,
+                       std::uint32_t end, bool closed, double* x, const double* before) {
     const std::uint64_t* start = m.start.data();
     const std::uint32_t* source = m.source.data();
     const double* rate = m.rate.data();
@@ -68,7 +48,7 @@ SweepSums sweepPart(const RateMatrix& m, const std::uint32_t* members, std::uint
         double s = j == 0 && !closed ? 1.0 : 0.0;
         for (std::uint64_t e = start[j], last = start[std::size_t{j} + 1]; e < last; ++e) {
             const std::uint32_t i = source[e];
-            s += (i - low <= span ? x[i] : before[i]) * rate[e];
+            s += (!Parts || i - low <= span ? x[i] : before[i]) * rate[e];
         }
         const double v = s / exitRate[j];
         sums.change += std::fabs(v - x[j]);
@@ -409,11 +389,11 @@ SweepResult gaussSeidel(const RateMatrix& m, const Components& comps, std::uint3
             for (const std::uint32_t i : inOrder.border)
                 inOrder.before[i] = x[i];
             pool.forParts(sums.size(), [&](std::uint64_t p) {
-                sums[p] = sweepPart(m, members, inOrder.bound[p], inOrder.bound[p + 1], closed,
-                                    x.data(), inOrder.before.data());
+                sums[p] = sweepInOrder<true>(m, members, inOrder.bound[p], inOrder.bound[p + 1],
+                                             closed, x.data(), inOrder.before.data());
             });
         } else {
-            sums[0] = sweepInOrder(m, members, size, closed, x.data());
+            sums[0] = sweepInOrder<false>(m, members, 0, size, closed, x.data(), nullptr);
         }
         double change = 0.0;
         double total = 0.0;

@@ -171,15 +171,20 @@ bool fitsSingle(const double* values, std::uint64_t n) {
     return true;
 }
 
+void transposedStarts(std::uint32_t n, const std::uint64_t* start, const std::uint32_t* column,
+                      std::vector<std::uint64_t>& tStart) {
+    tStart.assign(std::size_t{n} + 1, 0);
+    for (std::uint64_t e = 0; e < start[n]; ++e)
+        ++tStart[std::size_t{column[e]} + 1];
+    for (std::uint32_t j = 0; j < n; ++j)
+        tStart[j + 1] += tStart[j];
+}
+
 void transposeRows(std::uint32_t n, const std::uint64_t* start, const std::uint32_t* column,
                    const double* rate, std::vector<std::uint64_t>& tStart,
                    std::vector<std::uint32_t>& tColumn, std::vector<double>& tRate) {
     const std::uint64_t entries = start[n];
-    tStart.assign(std::size_t{n} + 1, 0);
-    for (std::uint64_t e = 0; e < entries; ++e)
-        ++tStart[std::size_t{column[e]} + 1];
-    for (std::uint32_t j = 0; j < n; ++j)
-        tStart[j + 1] += tStart[j];
+    transposedStarts(n, start, column, tStart);
     tColumn.resize(entries);
     tRate.resize(entries);
     std::vector<std::uint64_t> at(tStart.begin(), tStart.end() - 1);
@@ -216,11 +221,7 @@ void SparseSystem::transpose(bool pack) {
         // Entry (k, j) of row k becomes entry (j, k) of transposed row j, with the
         // offset negated; the rows are met in ascending order, so each transposed
         // row lists its columns ascending. The plain transposed rows are not built.
-        tStart.assign(std::size_t{n} + 1, 0);
-        for (std::uint64_t e = 0; e < start[n]; ++e)
-            ++tStart[std::size_t{column[e]} + 1];
-        for (std::uint32_t j = 0; j < n; ++j)
-            tStart[j + 1] += tStart[j];
+        transposedStarts(n, start.data(), column.data(), tStart);
         tNear.resize(near.word.size());
         std::vector<std::uint64_t> at(tStart.begin(), tStart.end() - 1);
         for (std::uint32_t k = 0; k < n; ++k)

@@ -120,6 +120,10 @@ bool fitsSingle(const double* values, std::uint64_t n);
 bool packNear(std::uint32_t n, const std::uint64_t* start, const std::uint32_t* column,
               const double* rate, NearRows& near);
 
+// The row starts of the transpose of the n rows [start, column].
+void transposedStarts(std::uint32_t n, const std::uint64_t* start, const std::uint32_t* column,
+                      std::vector<std::uint64_t>& tStart);
+
 // The rows of the transpose of the n rows [start, column, rate]: entry (k, j)
 // becomes entry (j, k), each new row's columns ascending.
 void transposeRows(std::uint32_t n, const std::uint64_t* start, const std::uint32_t* column,

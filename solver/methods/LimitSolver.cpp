@@ -8,6 +8,7 @@
 #include "methods/LikelyState.h"
 #include "methods/Parallel.h"
 #include "methods/SparseSystem.h"
+#include "methods/Transient.h"
 
 #include <algorithm>
 #include <cmath>
@@ -53,21 +54,33 @@ public:
         }
     }
 
-    // Fills x for the component's states.
+    // Fills x for the component's states. Throws a SolveError where the rates
+    // leave the range in which the elimination keeps its relative precision: a
+    // quotient of two rates that overflows or underflows, or an exit rate so small
+    // (below 2^-960) that products rounded to zero beside it would matter.
     void solve(const Components& comps, std::uint32_t c, bool closed, std::vector<double>& x) {
         const std::uint32_t n = size_;
         auto a = [&](std::uint32_t i, std::uint32_t j) -> double& {
             return a_[std::size_t{i} * n + j];
         };
+        constexpr double kSmallestExit = 0x1p-960;
+        bool inRange = true;
         for (std::uint32_t k = n - 1; k >= 1; --k) {
             double e = leak_[k];
             for (std::uint32_t j = 0; j < k; ++j)
                 e += a(k, j);
             exit_[k] = e;
+            if (!(e >= kSmallestExit && e <= std::numeric_limits<double>::max()))
+                inRange = false;
             for (std::uint32_t i = 0; i < k; ++i) {
                 const double f = a(i, k) / e;
-                if (f == 0.0)
+                if (f == 0.0) {
+                    inRange = inRange && a(i, k) == 0.0;
                     continue;
+                }
+                if (!(f >= std::numeric_limits<double>::min() &&
+                      f <= std::numeric_limits<double>::max()))
+                    inRange = false;
                 for (std::uint32_t j = 0; j < k; ++j)
                     if (j != i)
                         a(i, j) += f * a(k, j);
@@ -77,13 +90,27 @@ public:
                 for (std::uint32_t j = 0; j < k; ++j)
                     b_[j] += b_[k] * a(k, j) / e;
         }
+        if (!closed && !(leak_[0] >= kSmallestExit))
+            inRange = false;
+        // Back-substitution. Values that are tiny beside others are harmless (their
+        // share of the total is below any bound); a closed class whose values span
+        // beyond a double's range is rescaled as it goes, the earlier values scaled
+        // down (towards zero, their share) before a later one would overflow.
+        constexpr double kLarge = 0x1p600;
         std::vector<double> y(n);
         y[0] = closed ? 1.0 : b_[0] / leak_[0];
         for (std::uint32_t k = 1; k < n; ++k) {
             double s = b_[k];
             for (std::uint32_t i = 0; i < k; ++i)
                 s += y[i] * a(i, k);
-            y[k] = s / exit_[k];
+            double v = s / exit_[k];
+            while (closed && !(v <= kLarge) && std::isfinite(s) && s > 0.0) {
+                for (std::uint32_t i = 0; i < k; ++i)
+                    y[i] *= 1.0 / kLarge;
+                s *= 1.0 / kLarge;
+                v = s / exit_[k];
+            }
+            y[k] = v;
         }
         double total = 1.0;
         if (closed) {
@@ -91,7 +118,17 @@ public:
             for (const double v : y)
                 total += v;
         }
+        for (const double v : y)
+            if (!std::isfinite(v / total))
+                inRange = false;
         const std::uint32_t* members = comps.order.data() + comps.first[c];
+        if (!inRange)
+            throw SolveError(
+                "long-run values: the rates of the " +
+                std::string(closed ? "closed class" : "transient states") + " of state " +
+                std::to_string(members[0] + 1) + " (" + std::to_string(n) +
+                " states) span beyond the range of a double (a ratio of rates overflows or "
+                "underflows); no value can be given with a bound");
         for (std::uint32_t k = 0; k < n; ++k)
             x[members[k]] = y[k] / total;
     }

@@ -285,6 +285,21 @@ Solution solve(const Model& model, const SolveOptions& options, ChainBackend& ch
         // values that earn them say so.
         const bool firstEntry = !model.exactImpulses && model.rewards[p].hasImpulses;
         auto add = [&](Result& r) {
+            // A value or bound that left a double's range is no answer: the run
+            // stops rather than print it.
+            if (!std::isfinite(r.value) || !std::isfinite(r.bound)) {
+                std::ostringstream msg;
+                msg << "variable " << r.variable << ": its "
+                    << (r.longRun || r.type == RewardType::SteadyState
+                            ? std::string("long-run ")
+                            : "")
+                    << (std::isfinite(r.value) ? "error bound" : "value");
+                if (!r.longRun && r.type != RewardType::SteadyState)
+                    msg << " at time " << r.stop;
+                msg << " is not finite (the chain's rates or rewards span beyond the range of a "
+                       "double); no value is printed";
+                throw SolveError(msg.str());
+            }
             if (firstEntry && r.type != RewardType::InstantOfTime) {
                 r.method += ", first-entry impulses";
                 sol.firstEntryImpulses = true;

@@ -221,6 +221,44 @@ TEST(SolverMethods, BirthDeathStationaryDistributionMatchesItsProductForm) {
     }
 }
 
+TEST(SolverMethods, ClassesWhoseProbabilitiesSpanBeyondADoubleAreRescaledAndRatesBeyondItRefused) {
+    // A birth-death chain of 40 levels whose ratio of neighbours is 1e10 (or 1e-10):
+    // the likeliest and least likely states differ by a factor 1e390, beyond a
+    // double. The direct solve must rescale as it goes, whichever end it starts
+    // from; the product form in long double (range 1e4932) is the reference.
+    for (const double rho : {1e10, 1e-10}) {
+        const std::uint32_t n = 40;
+        const double down = 1e-3, up = down * rho;
+        Chain c;
+        c.states = n;
+        for (std::uint32_t i = 1; i < n; ++i) {
+            c.arcs.push_back({i, i + 1, up});
+            c.arcs.push_back({i + 1, i, down});
+        }
+        Chain::Variable v{"level", 3, {{0.0, 0.0}}, {}, {}};
+        for (std::uint32_t i = 0; i < n; ++i)
+            v.rate.push_back(static_cast<double>(i));
+        c.variables.push_back(v);
+        long double norm = 0.0L, mean = 0.0L, p = 1.0L;
+        for (std::uint32_t k = 0; k < n; ++k, p *= static_cast<long double>(up) / down) {
+            norm += p;
+            mean += k * p;
+        }
+        SCOPED_TRACE("rho = " + std::to_string(rho));
+        const std::vector<Result> results = solveChain(c);
+        ASSERT_EQ(results.size(), 1u);
+        expectClose(results[0].value, mean / norm, 1e-12, results[0]);
+        EXPECT_NE(results[0].method.find("direct elimination"), std::string::npos);
+    }
+    // A rate below the normal range beside one of 1.5: their ratio overflows, and
+    // the long-run value is refused rather than printed as a NaN.
+    Chain tiny;
+    tiny.states = 2;
+    tiny.arcs = {{1, 2, 1.5}, {2, 1, 1e-317}};
+    tiny.variables.push_back({"up", 3, {{0.0, 0.0}}, {1.0, 0.0}, {}});
+    EXPECT_THROW(solveChain(tiny), gensolver::SolveError);
+}
+
 TEST(SolverMethods, LargeTimesSettleAtTheLimitWithoutTakingEveryStep) {
     // At t = 1e9 the Poisson weights lie beyond any step budget: the answer comes
     // from the iterates settling at the limit. At t = 30 both ways must agree with

@@ -164,8 +164,12 @@ KrylovSolve krylov(const RateMatrix& m, const Components& comps, std::uint32_t c
                    const LimitOptions& options, std::vector<std::uint32_t>& local,
                    std::vector<double>& x, bool swept) {
     Parallel& pool = sharedPool();
-    auto built =
-        std::make_unique<SparseSystem>(m, comps, c, closed, x, local, 0, options.multigrid);
+    // A closed class swept before names its reference from the sweeps' values,
+    // so its system is built once, around that reference; otherwise the system
+    // around the first state comes first.
+    std::unique_ptr<SparseSystem> built;
+    if (!(closed && swept && options.multigrid))
+        built = std::make_unique<SparseSystem>(m, comps, c, closed, x, local, 0, options.multigrid);
     KrylovSolve out;
     std::unique_ptr<Preconditioner> preconditioner;
     if (options.multigrid) {
@@ -193,29 +197,40 @@ KrylovSolve krylov(const RateMatrix& m, const Components& comps, std::uint32_t c
             // rounding noise), climbing the two-state balances from there finds
             // a likely state: the climb is taken when it gains more than a
             // factor kClimbGain, and the guess's choice kept otherwise.
-            std::vector<double> guess(built->size());
+            const std::uint32_t* members = comps.order.data() + comps.first[c];
+            const std::uint32_t size = comps.size(c);
+            std::uint32_t top = 0; // a state, numbered as in m
             if (swept) {
-                for (std::uint32_t k = 0; k < built->size(); ++k)
-                    guess[k] = x[built->member[k]];
+                // The largest value, the lowest-numbered state among equals.
+                top = members[0];
+                for (std::uint32_t k = 1; k < size; ++k) {
+                    const std::uint32_t j = members[k];
+                    if (x[j] > x[top] || (x[j] == x[top] && j < top))
+                        top = j;
+                }
             } else {
+                std::vector<double> guess(built->size());
                 multigrid = std::make_unique<AggregationMultigrid>(
                     *built, options.multigridCoarsest, options.multigridThreadedFrom, false);
                 if (!multigrid->ok())
                     return out;
                 multigrid->apply(pool, built->b, guess);
+                top = built->member[static_cast<std::uint32_t>(
+                    std::max_element(guess.begin(), guess.end()) - guess.begin())];
             }
-            std::uint32_t top = static_cast<std::uint32_t>(
-                std::max_element(guess.begin(), guess.end()) - guess.begin());
-            const Climb climb = climbToLikelyState(*built, top);
+            const Climb climb = climbToLikelyState(m, comps, top);
             if (climb.logGain > std::log(kClimbGain))
                 top = climb.state;
-            if (top != 0) {
+            // The system numbers the members in ascending order.
+            std::uint32_t reference = 0;
+            for (std::uint32_t k = 0; k < size; ++k)
+                reference += members[k] < top ? 1 : 0;
+            if (built == nullptr || reference != 0) {
                 // The old system and levels go before the new ones are built.
                 multigrid.reset();
                 built.reset();
-                built = std::make_unique<SparseSystem>(m, comps, c, closed, x, local, top, true);
-                multigrid = levels();
-            } else if (multigrid == nullptr) {
+                built = std::make_unique<SparseSystem>(m, comps, c, closed, x, local, reference,
+                                                       true);
                 multigrid = levels();
             } else {
                 transposeSystem();

@@ -1,34 +1,28 @@
 // Climbing the two-state balances: on reversible chains it ends on the mode of
-// the stationary distribution, known in closed form; it never enters the
-// reference row; on a chain without rates back it stays where it starts.
+// the stationary distribution, known in closed form, with parallel transitions
+// counted as one; on a chain without rates back it stays where it starts.
 
 #include "methods/LikelyState.h"
 #include "methods/Components.h"
 #include "methods/RateMatrix.h"
-#include "methods/SparseSystem.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <memory>
 
 namespace {
 
 using gensolver::Transition;
 
-// The closed-class system of an irreducible chain with the given reference.
+// A chain and its components.
 struct Closed {
-    Closed(std::uint32_t n, const std::vector<Transition>& ts, std::uint32_t reference)
-        : m(gensolver::buildRateMatrix(n, ts)), comps(gensolver::findComponents(m)), local(n),
-          none(n, 0.0) {
-        system = std::make_unique<gensolver::SparseSystem>(m, comps, 0, true, none, local,
-                                                           reference, true);
+    Closed(std::uint32_t n, const std::vector<Transition>& ts)
+        : m(gensolver::buildRateMatrix(n, ts)), comps(gensolver::findComponents(m)) {}
+    gensolver::Climb climb(std::uint32_t from) const {
+        return gensolver::climbToLikelyState(m, comps, from);
     }
     gensolver::RateMatrix m;
     gensolver::Components comps;
-    std::vector<std::uint32_t> local;
-    std::vector<double> none;
-    std::unique_ptr<gensolver::SparseSystem> system;
 };
 
 // n units failing at rate a and repaired at rate b each, states by the number
@@ -47,15 +41,15 @@ TEST(LikelyState, ClimbsReversibleChainsToTheirMode) {
     // One dimension: mode floor(61 * 0.1) = 6 from both ends; the reference
     // (row 0) is on the way from neither.
     {
-        const Closed c(61, unitsFailing(60, 1.0, 9.0), 0);
-        const gensolver::Climb down = gensolver::climbToLikelyState(*c.system, 60);
+        const Closed c(61, unitsFailing(60, 1.0, 9.0));
+        const gensolver::Climb down = c.climb(60);
         EXPECT_EQ(down.state, 6u);
         // log(pi_6 / pi_60) = log(C(60, 6) / C(60, 60)) + 54 log(9 / 1): the gain.
         EXPECT_NEAR(down.logGain,
                     std::lgamma(61.0) - std::lgamma(7.0) - std::lgamma(55.0) + 54 * std::log(9.0),
                     1e-9);
-        EXPECT_EQ(gensolver::climbToLikelyState(*c.system, 1).state, 6u);
-        EXPECT_EQ(gensolver::climbToLikelyState(*c.system, 6).state, 6u);
+        EXPECT_EQ(c.climb(1).state, 6u);
+        EXPECT_EQ(c.climb(6).state, 6u);
     }
     // Two independent groups (state i * 41 + j): modes floor(41 * 0.2) = 8 and
     // floor(41 * 0.05) = 2, reached from every corner but the reference's.
@@ -73,22 +67,29 @@ TEST(LikelyState, ClimbsReversibleChainsToTheirMode) {
                 ts.push_back({s + 1, s, 19.0 * (j + 1)});
             }
         }
-    const Closed c(side * side, ts, 0);
+    const Closed c(side * side, ts);
     for (const std::uint32_t from : {side - 1, (side - 1) * side, side * side - 1})
-        EXPECT_EQ(gensolver::climbToLikelyState(*c.system, from).state, 8 * side + 2) << from;
+        EXPECT_EQ(c.climb(from).state, 8 * side + 2) << from;
 }
 
-TEST(LikelyState, NeverEntersTheReferenceNorMovesWithoutRatesBack) {
-    // The reference sits on the mode: a climb from below stops next to it.
-    const Closed mode(61, unitsFailing(60, 1.0, 9.0), 6);
-    EXPECT_EQ(gensolver::climbToLikelyState(*mode.system, 0).state, 5u);
-    EXPECT_EQ(gensolver::climbToLikelyState(*mode.system, 60).state, 7u);
+TEST(LikelyState, SumsParallelRatesAndNeedsRatesBack) {
+    // The units chain with every rate split in two parallel transitions climbs
+    // as the unsplit one; from the mode it does not move.
+    std::vector<Transition> split;
+    for (const Transition& t : unitsFailing(60, 1.0, 9.0)) {
+        split.push_back({t.from, t.to, 0.25 * t.rate});
+        split.push_back({t.from, t.to, 0.75 * t.rate});
+    }
+    const Closed halves(61, split);
+    EXPECT_EQ(halves.climb(60).state, 6u);
+    EXPECT_EQ(halves.climb(0).state, 6u);
+    EXPECT_EQ(halves.climb(6).logGain, 0.0);
     // A one-way ring: no neighbour has a rate back, so no ratio is known.
     std::vector<Transition> ring;
     for (std::uint32_t k = 0; k < 10; ++k)
         ring.push_back({k, (k + 1) % 10, 1.0 + k});
-    const Closed c(10, ring, 0);
-    EXPECT_EQ(gensolver::climbToLikelyState(*c.system, 4).state, 4u);
+    const Closed c(10, ring);
+    EXPECT_EQ(c.climb(4).state, 4u);
 }
 
 } // namespace

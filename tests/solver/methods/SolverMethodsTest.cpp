@@ -193,30 +193,37 @@ TEST(SolverMethods, LimitWithTwoAbsorbingClassesWeighsEachByItsReachProbability)
     EXPECT_LT(late[0].iterations, 100000u);
 }
 
+// Births at up, deaths at down, states 0 .. n-1 (files: 1 .. n), reward k in
+// level k; mean gets the long-run mean level from the product form: pi_k is
+// proportional to (up / down)^k, summed in long double (range 1e4932).
+Chain birthDeath(std::uint32_t n, double up, double down, long double& mean) {
+    Chain c;
+    c.states = n;
+    for (std::uint32_t i = 1; i < n; ++i) {
+        c.arcs.push_back({i, i + 1, up});
+        c.arcs.push_back({i + 1, i, down});
+    }
+    Chain::Variable v{"level", 3, {{0.0, 0.0}}, {}, {}};
+    for (std::uint32_t i = 0; i < n; ++i)
+        v.rate.push_back(static_cast<double>(i));
+    c.variables.push_back(v);
+    long double norm = 0.0L, sum = 0.0L, p = 1.0L;
+    for (std::uint32_t k = 0; k < n; ++k, p *= static_cast<long double>(up) / down) {
+        norm += p;
+        sum += k * p;
+    }
+    mean = sum / norm;
+    return c;
+}
+
 TEST(SolverMethods, BirthDeathStationaryDistributionMatchesItsProductForm) {
-    // Births at lambda, deaths at mu, states 0 .. n-1 (files: 1 .. n): pi_k is
-    // proportional to rho^k, rho = lambda / mu. Reward k: the mean of the truncated
-    // geometric distribution. Sizes above and below the direct-solve limit.
+    // The mean of the truncated geometric distribution, at sizes above and below
+    // the direct-solve limit.
     for (const std::uint32_t n : {50u, 1500u}) {
-        const double lambda = 1.0, mu = 1.6;
-        Chain c;
-        c.states = n;
-        for (std::uint32_t i = 1; i < n; ++i) {
-            c.arcs.push_back({i, i + 1, lambda});
-            c.arcs.push_back({i + 1, i, mu});
-        }
-        Chain::Variable v{"level", 3, {{0.0, 0.0}}, {}, {}};
-        for (std::uint32_t i = 0; i < n; ++i)
-            v.rate.push_back(static_cast<double>(i));
-        c.variables.push_back(v);
-        long double norm = 0.0L, mean = 0.0L, p = 1.0L;
-        for (std::uint32_t k = 0; k < n; ++k, p *= lambda / mu) {
-            norm += p;
-            mean += k * p;
-        }
-        const std::vector<Result> results = solveChain(c);
+        long double mean = 0.0L;
+        const std::vector<Result> results = solveChain(birthDeath(n, 1.0, 1.6, mean));
         SCOPED_TRACE("n = " + std::to_string(n));
-        expectClose(results[0].value, mean / norm, 1e-9, results[0]);
+        expectClose(results[0].value, mean, 1e-9, results[0]);
         EXPECT_TRUE(results[0].converged);
     }
 }
@@ -225,29 +232,13 @@ TEST(SolverMethods, ClassesWhoseProbabilitiesSpanBeyondADoubleAreRescaledAndRate
     // A birth-death chain of 40 levels whose ratio of neighbours is 1e10 (or 1e-10):
     // the likeliest and least likely states differ by a factor 1e390, beyond a
     // double. The direct solve must rescale as it goes, whichever end it starts
-    // from; the product form in long double (range 1e4932) is the reference.
+    // from.
     for (const double rho : {1e10, 1e-10}) {
-        const std::uint32_t n = 40;
-        const double down = 1e-3, up = down * rho;
-        Chain c;
-        c.states = n;
-        for (std::uint32_t i = 1; i < n; ++i) {
-            c.arcs.push_back({i, i + 1, up});
-            c.arcs.push_back({i + 1, i, down});
-        }
-        Chain::Variable v{"level", 3, {{0.0, 0.0}}, {}, {}};
-        for (std::uint32_t i = 0; i < n; ++i)
-            v.rate.push_back(static_cast<double>(i));
-        c.variables.push_back(v);
-        long double norm = 0.0L, mean = 0.0L, p = 1.0L;
-        for (std::uint32_t k = 0; k < n; ++k, p *= static_cast<long double>(up) / down) {
-            norm += p;
-            mean += k * p;
-        }
+        long double mean = 0.0L;
         SCOPED_TRACE("rho = " + std::to_string(rho));
-        const std::vector<Result> results = solveChain(c);
+        const std::vector<Result> results = solveChain(birthDeath(40, 1e-3 * rho, 1e-3, mean));
         ASSERT_EQ(results.size(), 1u);
-        expectClose(results[0].value, mean / norm, 1e-12, results[0]);
+        expectClose(results[0].value, mean, 1e-12, results[0]);
         EXPECT_NE(results[0].method.find("direct elimination"), std::string::npos);
     }
     // A rate below the normal range beside one of 1.5: their ratio overflows, and

@@ -572,15 +572,8 @@ void DistributedExplorer::packRows() {
 
 void DistributedExplorer::writePartRow(std::uint32_t number) {
     Row.sort();
-    const std::uint32_t n = Row.size();
-    PartTargets.resize(n);
-    PartRates.resize(n);
-    for (std::uint32_t i = 0; i < n; ++i) {
-        PartTargets[i] = Row.target(i);
-        PartRates[i] = Row.rate(i);
-    }
     try {
-        Part->row(number, PartTargets.data(), PartRates.data(), n);
+        Part->row(number, Row);
     } catch (const std::exception& error) {
         partFailed(error);
     }

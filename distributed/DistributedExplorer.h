@@ -168,7 +168,5 @@ private:
     bool Gathered = true;                     // process 0 gathers the batch's rows
     PartWriter* Part = nullptr;               // not owned: this process's part, while open
     std::unique_ptr<PartWriter> OwnPart;      // owned; the part of a process other than 0
-    std::vector<std::uint32_t> PartTargets;   // the row being written to Part
-    std::vector<double> PartRates;            // its rates
     std::uint32_t Levels = 0;                 // levels explored
 };

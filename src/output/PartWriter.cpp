@@ -108,6 +108,12 @@ double PartWriter::roundedRate(double rate) {
 
 void PartWriter::row(std::uint32_t state, const std::uint32_t* targets, const double* rates,
                      std::uint32_t n) {
+    beginRow(state, n);
+    for (std::uint32_t k = 0; k < n; ++k)
+        putEntry(targets[k], rates[k]);
+}
+
+void PartWriter::beginRow(std::uint32_t state, std::uint32_t n) {
     if (state <= LastRow)
         throw std::logic_error(Name + ": row of state " + std::to_string(state) +
                                " after the row of state " + std::to_string(LastRow));
@@ -117,11 +123,6 @@ void PartWriter::row(std::uint32_t state, const std::uint32_t* targets, const do
     put(&tag, 1);
     put(&state, 4);
     put(&n, 4);
-    for (std::uint32_t k = 0; k < n; ++k) {
-        const double rate = roundedRate(rates[k]);
-        put(&targets[k], 4);
-        put(&rate, 8);
-    }
 }
 
 void PartWriter::record(std::uint32_t state, const double* impulseRatePairs) {

@@ -44,6 +44,14 @@ public:
     // (ascending) with `rates`. States come in ascending order within a part.
     void row(std::uint32_t state, const std::uint32_t* targets, const double* rates,
              std::uint32_t n);
+    // The same from a row that gives size(), target(k) and rate(k), targets ascending
+    // (an explorer's sorted rate accumulator), without copying it first.
+    template <class Row> void row(std::uint32_t state, const Row& r) {
+        const std::uint32_t n = r.size();
+        beginRow(state, n);
+        for (std::uint32_t k = 0; k < n; ++k)
+            putEntry(r.target(k), r.rate(k));
+    }
     // The reward record of `state`: per variable its impulse reward, then its
     // rate reward (the order of the .var file). Ascending states within a part.
     void record(std::uint32_t state, const double* impulseRatePairs);
@@ -58,6 +66,13 @@ private:
     // The rate as the text form's digits denote it, through a small cache: a
     // model has few distinct rates, and the rounding (format, parse) is slow.
     double roundedRate(double rate);
+    // A row's tag, state and count, then each of its n entries.
+    void beginRow(std::uint32_t state, std::uint32_t n);
+    void putEntry(std::uint32_t target, double rate) {
+        const double rounded = roundedRate(rate);
+        put(&target, 4);
+        put(&rounded, 8);
+    }
     void put(const void* bytes, std::size_t count);
     void flushBuffer();
     [[noreturn]] void fail(const char* what);

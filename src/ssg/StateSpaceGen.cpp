@@ -278,15 +278,8 @@ void StateSpaceGen::beginExploration(const char* armName, const char* varName,
 
 void StateSpaceGen::writePartRow() {
     RateMap.sort();
-    const std::uint32_t n = RateMap.size();
-    PartTargets.resize(n);
-    PartRates.resize(n);
-    for (std::uint32_t k = 0; k < n; ++k) {
-        PartTargets[k] = RateMap.target(k);
-        PartRates[k] = RateMap.rate(k);
-    }
     try {
-        Parts->row(CurrentStateNumber, PartTargets.data(), PartRates.data(), n);
+        Parts->row(CurrentStateNumber, RateMap);
     } catch (const std::exception& error) {
         partFailed(error);
     }

@@ -193,8 +193,6 @@ private:
     std::unique_ptr<PartWriter> Parts;      // owned during a binary-rows exploration
     std::uint32_t PartCount = 1;            // parts of the run; Parts is part 0
     std::uint64_t PartRunId = 0;            // their shared identifier; 0: a fresh one
-    std::vector<std::uint32_t> PartTargets; // the row being written to Parts
-    std::vector<double> PartRates;          // its rates
     // Per enabling of a deterministic action (as DetActivities), per variable:
     // the impulse its firing and the zero-time path after it earn, weighted by
     // the action's share and the path's probability. Only for a model with

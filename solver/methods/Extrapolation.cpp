@@ -56,7 +56,13 @@ ExtrapolationSolver::ExtrapolationSolver(const RateMatrix& m,
         double mx = 0.0;
         for (const double v : *r)
             mx = std::max(mx, std::fabs(v));
-        integrandMax_.push_back(mx);
+        // (2^1023 at the most: a largest |r| below the normal range then lands
+        // near 2^-20, still far from underflow.)
+        const double scale = mx > 0.0 && (mx < 0x1p-500 || mx > 0x1p500)
+                                 ? std::ldexp(1.0, std::min(1023, -std::ilogb(mx)))
+                                 : 1.0;
+        integrandScale_.push_back(scale);
+        integrandMax_.push_back(mx * scale);
     }
     std::uint64_t maxIn = 0;
     for (std::uint32_t j = 0; j < n; ++j)
@@ -165,8 +171,14 @@ bool ExtrapolationSolver::tryStep(double h, double tolerance, double& err, doubl
         double rowError = 0.0;
         for (int k = 0; k < substeps; ++k) {
             rowError += subStep(g, y, target);
-            for (std::size_t r = 0; r < nr; ++r)
-                s[r] += g * std::inner_product(y.begin(), y.end(), integrands_[r]->begin(), 0.0);
+            for (std::size_t r = 0; r < nr; ++r) {
+                const std::vector<double>& f = *integrands_[r];
+                const double scale = integrandScale_[r];
+                double dot = 0.0;
+                for (std::size_t i = 0; i < y.size(); ++i)
+                    dot += y[i] * (scale * f[i]);
+                s[r] += g * dot;
+            }
         }
         solveError_ += extrapolationWeight(j) * rowError;
         // Aitken-Neville: table_[k] holds T_{j, j-k}, the extrapolation of order
@@ -209,7 +221,7 @@ bool ExtrapolationSolver::tryStep(double h, double tolerance, double& err, doubl
         for (double& v : x_)
             v /= total;
     for (std::size_t r = 0; r < nr; ++r)
-        integrals_[r] += tableIntegrals_[0][r];
+        integrals_[r] += tableIntegrals_[0][r] / integrandScale_[r];
     return true;
 }
 
@@ -228,7 +240,14 @@ void ExtrapolationSolver::advanceTo(double t) {
         h_ = powerOfTwoBelow(maxExit > 0.0 ? std::min(delta, 0.1 / maxExit) : delta);
     const double end = t;
     double distError = 0.0, intError = 0.0;
+    std::uint64_t taken = 0;
     while (now_ < end) {
+        if (++taken > options_.maxSteps) {
+            std::ostringstream msg;
+            msg << "time " << t << ": the extrapolation took more than " << options_.maxSteps
+                << " steps over the interval (raise --max-steps)";
+            throw SolveError(msg.str());
+        }
         const double remaining = end - now_;
         const bool last = h_ >= remaining;
         const double h = last ? remaining : h_;

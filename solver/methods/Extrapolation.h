@@ -30,7 +30,8 @@ public:
     ExtrapolationSolver& operator=(const ExtrapolationSolver&) = delete;
 
     // Throws SolveError when the step length needed falls below what double
-    // precision can resolve.
+    // precision can resolve, or when the interval takes more than
+    // options.maxSteps steps.
     void advanceTo(double t) override;
     std::uint64_t steps() const override { return solves_; }
     bool boundProven() const override { return false; }
@@ -57,7 +58,11 @@ private:
 
     const RateMatrix& m_;
     std::vector<const std::vector<double>*> integrands_;
-    std::vector<double> integrandMax_; // per integrand, max |r|
+    // Per integrand, a power of two that brings its largest |r| near 1 (or as near
+    // as 2^1023 takes it) where that lies beyond 2^+-500 (else 1): products with the solution and the step then
+    // neither underflow nor overflow, and the error estimate keeps its meaning.
+    std::vector<double> integrandScale_;
+    std::vector<double> integrandMax_; // per integrand, max |r| times its scale
     TransientOptions options_;
     RateMatrix augmented_;              // the chain plus one state that every state leaves to
     std::vector<std::uint32_t> states_; // the chain's states in elimination order

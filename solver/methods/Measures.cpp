@@ -119,6 +119,20 @@ bool startsInClosedClass(const RateMatrix& m) {
 
 } // namespace
 
+void refuseUnlessFinite(const Result& r) {
+    if (std::isfinite(r.value) && std::isfinite(r.bound))
+        return;
+    const bool longRun = r.longRun || r.type == RewardType::SteadyState;
+    std::ostringstream msg;
+    msg << "variable " << r.variable << ": its " << (longRun ? "long-run " : "")
+        << (std::isfinite(r.value) ? "error bound" : "value");
+    if (!longRun)
+        msg << " at time " << r.stop;
+    msg << " is not finite (the chain's rates or rewards span beyond the range of a double); no "
+           "value is printed";
+    throw SolveError(msg.str());
+}
+
 bool Solution::allConverged() const {
     return std::all_of(results.begin(), results.end(), [](const Result& r) { return r.converged; });
 }
@@ -285,21 +299,7 @@ Solution solve(const Model& model, const SolveOptions& options, ChainBackend& ch
         // values that earn them say so.
         const bool firstEntry = !model.exactImpulses && model.rewards[p].hasImpulses;
         auto add = [&](Result& r) {
-            // A value or bound that left a double's range is no answer: the run
-            // stops rather than print it.
-            if (!std::isfinite(r.value) || !std::isfinite(r.bound)) {
-                std::ostringstream msg;
-                msg << "variable " << r.variable << ": its "
-                    << (r.longRun || r.type == RewardType::SteadyState
-                            ? std::string("long-run ")
-                            : "")
-                    << (std::isfinite(r.value) ? "error bound" : "value");
-                if (!r.longRun && r.type != RewardType::SteadyState)
-                    msg << " at time " << r.stop;
-                msg << " is not finite (the chain's rates or rewards span beyond the range of a "
-                       "double); no value is printed";
-                throw SolveError(msg.str());
-            }
+            refuseUnlessFinite(r);
             if (firstEntry && r.type != RewardType::InstantOfTime) {
                 r.method += ", first-entry impulses";
                 sol.firstEntryImpulses = true;

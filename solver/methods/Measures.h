@@ -52,6 +52,10 @@ struct Solution {
 
 class ChainBackend;
 
+// Throws SolveError naming r's variable where its value or bound is not finite:
+// such a number is no answer, and the run stops rather than print it.
+void refuseUnlessFinite(const Result& r);
+
 // Throws SolveError when a time point needs more steps than allowed.
 Solution solve(const Model& model, const SolveOptions& options);
 

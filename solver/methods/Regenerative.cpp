@@ -194,6 +194,7 @@ Solution solveRegenerative(const RegenerativeModel& m, const SolveOptions& optio
             continue;
         const Variable& v = m.variables[p];
         auto add = [&](Result& r) {
+            refuseUnlessFinite(r);
             markImpulses(m, p, r, sol);
             sol.results.push_back(r);
         };

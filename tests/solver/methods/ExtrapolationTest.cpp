@@ -317,6 +317,35 @@ TEST(Extrapolation, AutoTriesUniformizationFirstAndExtrapolatesWhereTheChainHasN
     }
 }
 
+TEST(Extrapolation, IntegrandsFarFromOneAreScaledSoTheirIntegralsKeepTheirDigits) {
+    // Rewards 0 .. 5 times 2^-1040 are subnormal: products with the solution
+    // lose their digits, and an error estimate taken on them kept rejecting
+    // steps. Scaled by a power of two, the solve must take the same steps as with
+    // the rewards themselves and give their integral times 2^-1040 (to the
+    // 34 bits that a number near 2^-1040 keeps). Times 2^1000 (near overflow)
+    // alike, to the last bits.
+    TestChain c = randomChain(6, 11, 1e-2, 1e3);
+    for (std::uint32_t i = 0; i < c.states; ++i)
+        c.reward[i] = static_cast<double>(i % 6);
+    const RateMatrix m = gensolver::buildRateMatrix(c.states, c.arcs);
+    gensolver::TransientOptions options;
+    options.maxSteps = 20000;
+    ExtrapolationSolver plain(m, {&c.reward}, options);
+    plain.advanceTo(30.0);
+    ASSERT_GT(plain.integral(0), 1.0);
+    for (const int exponent : {-1040, 1000}) {
+        SCOPED_TRACE("2^" + std::to_string(exponent));
+        std::vector<double> scaled = c.reward;
+        for (double& v : scaled)
+            v = std::ldexp(v, exponent);
+        ExtrapolationSolver s(m, {&scaled}, options);
+        s.advanceTo(30.0);
+        EXPECT_EQ(s.macroSteps(), plain.macroSteps());
+        EXPECT_NEAR(std::ldexp(s.integral(0), -exponent) / plain.integral(0), 1.0,
+                    exponent < 0 ? 1e-9 : 1e-15);
+    }
+}
+
 TEST(Extrapolation, RatesTimesTheIntervalBeyondADoubleAreRefusedByEveryMethod) {
     // q t overflows: uniformization's Poisson mean is infinite and the
     // extrapolation cannot resolve a step; neither may print a value.

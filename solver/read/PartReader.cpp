@@ -33,6 +33,18 @@ PartReader::PartReader(std::string path) : path_(std::move(path)) {
     file_ = std::fopen(path_.c_str(), "rb");
     if (file_ == nullptr)
         throw InputError(path_, std::string("cannot open: ") + std::strerror(errno));
+    // A refused header must not leave the file open: the destructor of an object
+    // whose constructor throws does not run.
+    try {
+        readHeader();
+    } catch (...) {
+        std::fclose(file_);
+        file_ = nullptr;
+        throw;
+    }
+}
+
+void PartReader::readHeader() {
     if (std::fseek(file_, 0, SEEK_END) != 0)
         throw InputError(path_, "cannot read: not a regular file");
     const long end = std::ftell(file_);

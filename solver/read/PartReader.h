@@ -64,6 +64,8 @@ public:
     [[noreturn]] void fail(const std::string& what) const;
 
 private:
+    // Reads and checks the header (the constructor's work once the file is open).
+    void readHeader();
     // Reads `bytes` bytes into `to`, or fails as truncated.
     void read(void* to, std::size_t bytes) {
         if (blockEnd_ - blockAt_ >= bytes) {

@@ -16,6 +16,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <filesystem>
+#include <iterator>
 #include <fstream>
 #include <string>
 #include <vector>
@@ -159,9 +161,18 @@ TEST(PartsModelTest, RefusesBrokenSetsNamingThePart) {
     }
     expectFault(stem, part0, "more than");
 
-    // Not a part at all.
+    // Not a part at all. A refused header closes its file: a process that reads
+    // many (a study, the fuzzer) would otherwise run out of descriptors.
     std::ofstream(part0, std::ios::binary | std::ios::trunc) << std::string(80, 'x');
     expectFault(stem, part0, "not a binary row part");
+    auto openFiles = [] {
+        const std::filesystem::directory_iterator fds("/proc/self/fd");
+        return std::distance(std::filesystem::begin(fds), std::filesystem::end(fds));
+    };
+    const auto before = openFiles();
+    for (int k = 0; k < 50; ++k)
+        EXPECT_THROW(gensolver::PartReader reader(part0), InputError);
+    EXPECT_EQ(openFiles(), before);
 }
 
 } // namespace

@@ -65,6 +65,9 @@ public:
     // the first cycle that picks the reference is applied forward only, and the
     // system solved (and its w) is the one built with that reference.
     void checkCycle();
+    // Whether the applications read the system's plain rows (column and rate):
+    // false where the finest level reads its packed rows.
+    bool readsPlainRows() const { return levels_[0].packed == nullptr; }
     // Levels including the system's own.
     std::uint32_t levels() const { return static_cast<std::uint32_t>(levels_.size()); }
     // Unknowns of level l.

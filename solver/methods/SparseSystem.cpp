@@ -241,6 +241,22 @@ void SparseSystem::transpose(bool pack) {
 
 void SparseSystem::residual(Parallel& pool, const std::vector<double>& b,
                             const std::vector<double>& x, std::vector<double>& r) const {
+    if (!near.empty()) {
+        // The same rates, from the table, in the same order.
+        pool.forEach(size(), [&](std::uint64_t begin, std::uint64_t end) {
+            for (std::uint64_t k = begin; k < end; ++k) {
+                long double v =
+                    static_cast<long double>(b[k]) - static_cast<long double>(diagonal[k]) * x[k];
+                const auto row = static_cast<std::uint32_t>(k);
+                for (std::uint64_t e = start[k]; e < start[k + 1]; ++e) {
+                    const std::uint32_t w = near.word[e];
+                    v += static_cast<long double>(near.rate(w)) * x[NearRows::column(row, w)];
+                }
+                r[k] = static_cast<double>(v);
+            }
+        });
+        return;
+    }
     pool.forEach(size(), [&](std::uint64_t begin, std::uint64_t end) {
         for (std::uint64_t k = begin; k < end; ++k) {
             long double v =
@@ -250,6 +266,14 @@ void SparseSystem::residual(Parallel& pool, const std::vector<double>& b,
             r[k] = static_cast<double>(v);
         }
     });
+}
+
+bool SparseSystem::dropPlainRows() {
+    if (near.empty() || tNear.empty())
+        return false;
+    column = std::vector<std::uint32_t>();
+    rate = std::vector<double>();
+    return true;
 }
 
 } // namespace gensolver

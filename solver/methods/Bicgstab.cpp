@@ -1,6 +1,7 @@
 #include "methods/Bicgstab.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 
 namespace gensolver {
@@ -41,6 +42,47 @@ public:
             problem_.preconditioner->applyTransposed(pool_, v, z);
         else
             problem_.preconditioner->apply(pool_, v, z);
+    }
+
+    // The weighted term of r_i for measure(): |r_i| times its weight, or for an
+    // absolute target |r_i| itself, gathered as a maximum.
+    void addResidualTerm(double& to, double ri, std::uint64_t i) const {
+        const std::vector<double>& w = *problem_.weight;
+        if (problem_.absolute)
+            to = std::max(to, std::fabs(ri));
+        else
+            to += std::fabs(ri) * (w.empty() ? 1.0 : w[i]);
+    }
+
+    // One pass over the chunks of [0, n): body(begin, end, partial) updates the
+    // chunk's vectors and adds its terms into partial (three, from 0). The
+    // partials are combined in chunk order as Parallel::sum combines them (the
+    // first as a maximum when firstIsMax), so each result has the bits of a pass
+    // of its own: the loops below fuse the method's updates with the sums that
+    // follow them, reading the vectors once instead of twice.
+    template <class Body> std::array<double, 3> fused(Body&& body, bool firstIsMax) {
+        const std::uint64_t count = Parallel::chunks(n_);
+        partials_.resize(count);
+        pool_.forParts(count, [&](std::uint64_t c) {
+            std::array<double, 3> a{};
+            const std::uint64_t begin = c * Parallel::kChunk;
+            body(begin, std::min(n_, begin + Parallel::kChunk), a);
+            partials_[c] = a;
+        });
+        std::array<double, 3> total{};
+        for (std::uint64_t c = 0; c < count; ++c) {
+            total[0] = firstIsMax ? std::max(total[0], partials_[c][0]) : total[0] + partials_[c][0];
+            total[1] += partials_[c][1];
+            total[2] += partials_[c][2];
+        }
+        return total;
+    }
+
+    // The measures of a fused pass: the weighted (or largest) residual term and
+    // the sum of x, each over every process.
+    void combine(const std::array<double, 3>& t, double& weighted, double& total) {
+        weighted = problem_.absolute ? problem_.system->max(t[0]) : problem_.system->sum(t[0]);
+        total = problem_.system->sum(t[1]);
     }
 
     // Weighted norm of r and the sum of x.
@@ -105,9 +147,14 @@ public:
         double best = weighted;
         best_ = x;
         std::uint64_t bestAt = result.iterations;
+        // shadow . r for the next iteration, summed in the pass that updates r.
+        double carried = 0.0;
+        bool haveCarried = false;
         while (result.iterations < problem_.maxIterations && result.iterations - bestAt < 30) {
             ++result.iterations;
-            const double rhoNext = dot(pool_, *problem_.system, shadow_, r_);
+            const double rhoNext =
+                haveCarried ? carried : dot(pool_, *problem_.system, shadow_, r_);
+            haveCarried = false;
             if (rhoNext == 0.0 || !std::isfinite(rhoNext))
                 break;
             const double beta = (rhoNext / rho) * (alpha / omega);
@@ -122,28 +169,48 @@ public:
             if (sv == 0.0 || !std::isfinite(sv))
                 break;
             alpha = rho / sv;
-            pool_.forEach(n_, [&](std::uint64_t begin, std::uint64_t end) {
-                for (std::uint64_t i = begin; i < end; ++i) {
-                    s_[i] = r_[i] - alpha * v_[i];
-                    x[i] += alpha * pHat_[i];
-                }
-            });
-            measure(x, s_, weighted, total);
+            combine(fused(
+                        [&](std::uint64_t begin, std::uint64_t end, std::array<double, 3>& a) {
+                            for (std::uint64_t i = begin; i < end; ++i) {
+                                s_[i] = r_[i] - alpha * v_[i];
+                                x[i] += alpha * pHat_[i];
+                                addResidualTerm(a[0], s_[i], i);
+                                a[1] += x[i];
+                            }
+                        },
+                        problem_.absolute),
+                    weighted, total);
             if (met(weighted, total))
                 return true;
             precondition(s_, sHat_);
             multiply(sHat_, t_);
-            const double tt = dot(pool_, *problem_.system, t_, t_);
-            omega = tt > 0.0 ? dot(pool_, *problem_.system, t_, s_) / tt : 0.0;
+            const std::array<double, 3> products = fused(
+                [&](std::uint64_t begin, std::uint64_t end, std::array<double, 3>& a) {
+                    for (std::uint64_t i = begin; i < end; ++i) {
+                        a[0] += t_[i] * t_[i];
+                        a[1] += t_[i] * s_[i];
+                    }
+                },
+                false);
+            const double tt = problem_.system->sum(products[0]);
+            const double ts = problem_.system->sum(products[1]);
+            omega = tt > 0.0 ? ts / tt : 0.0;
             if (omega == 0.0 || !std::isfinite(omega))
                 break;
-            pool_.forEach(n_, [&](std::uint64_t begin, std::uint64_t end) {
-                for (std::uint64_t i = begin; i < end; ++i) {
-                    x[i] += omega * sHat_[i];
-                    r_[i] = s_[i] - omega * t_[i];
-                }
-            });
-            measure(x, r_, weighted, total);
+            const std::array<double, 3> updated = fused(
+                [&](std::uint64_t begin, std::uint64_t end, std::array<double, 3>& a) {
+                    for (std::uint64_t i = begin; i < end; ++i) {
+                        x[i] += omega * sHat_[i];
+                        r_[i] = s_[i] - omega * t_[i];
+                        addResidualTerm(a[0], r_[i], i);
+                        a[1] += x[i];
+                        a[2] += shadow_[i] * r_[i];
+                    }
+                },
+                problem_.absolute);
+            combine(updated, weighted, total);
+            carried = problem_.system->sum(updated[2]);
+            haveCarried = true;
             if (met(weighted, total))
                 return true;
             if (weighted < best) {
@@ -163,6 +230,7 @@ private:
     std::uint64_t n_;
     std::vector<double> r_, shadow_, p_, v_, pHat_, s_, sHat_, t_;
     std::vector<double> top_;  // per chunk, the largest |r_i|
+    std::vector<std::array<double, 3>> partials_; // per chunk, a fused pass's terms
     std::vector<double> best_; // the iterate of the smallest residual
 };
 

@@ -367,7 +367,7 @@ void AggregationMultigrid::solveCoarsest(bool transposed) const {
     const std::uint32_t n = c.size;
     auto a = [&](std::uint32_t i, std::uint32_t j) { return lu_[std::size_t{i} * n + j]; };
     std::vector<double>& x = c.x;
-    x = c.b;
+    x = c.rightHandSide();
     if (!transposed) {
         // L y = b (unit diagonal), then U x = y.
         for (std::uint32_t i = 0; i < n; ++i)
@@ -399,7 +399,7 @@ void AggregationMultigrid::smooth(const Level& level, bool transposed, bool forw
     }
     const std::uint32_t n = level.size;
     std::vector<double>& x = level.x;
-    const std::vector<double>& b = level.b;
+    const std::vector<double>& b = level.rightHandSide();
     if (zero)
         std::fill(x.begin(), x.end(), 0.0);
     if (!transposed) {
@@ -462,7 +462,7 @@ template <class Entries>
 void AggregationMultigrid::sweepParts(const Level& level, const Entries& m, bool forward) {
     std::vector<double>& x = level.x;
     const std::vector<double>& before = level.before;
-    const std::vector<double>& b = level.b;
+    const std::vector<double>& b = level.rightHandSide();
     sharedPool().forParts(kParts, [&](std::uint64_t p) {
         const std::uint32_t lo = level.partStart[p], hi = level.partStart[p + 1];
         for (std::uint32_t step = 0; step < hi - lo; ++step) {
@@ -480,10 +480,11 @@ void AggregationMultigrid::sweepParts(const Level& level, const Entries& m, bool
 template <class Entries>
 void AggregationMultigrid::residualRows(const Level& level, const Entries& m) {
     const std::vector<double>& x = level.x;
+    const std::vector<double>& b = level.rightHandSide();
     std::vector<double>& r = level.r;
     forRows(level.threaded, level.size, [&](std::uint64_t begin, std::uint64_t end) {
         for (std::uint64_t i = begin; i < end; ++i) {
-            double s = level.b[i] - level.diagonal[i] * x[i];
+            double s = b[i] - level.diagonal[i] * x[i];
             const auto row = static_cast<std::uint32_t>(i);
             for (std::uint64_t e = m.start[i]; e < m.start[i + 1]; ++e)
                 s += m.rateAt(e) * x[m.columnAt(row, e)];
@@ -508,8 +509,9 @@ void AggregationMultigrid::residual(const Level& level, bool transposed) const {
         residualRows(level, level.rows(transposed));
         return;
     }
+    const std::vector<double>& b = level.rightHandSide();
     for (std::uint32_t i = 0; i < n; ++i)
-        r[i] = level.b[i] - level.diagonal[i] * x[i];
+        r[i] = b[i] - level.diagonal[i] * x[i];
     for (std::uint32_t j = 0; j < n; ++j)
         for (std::uint64_t e = level.start[j]; e < level.start[j + 1]; ++e)
             r[level.column[e]] += level.rate[e] * x[j];
@@ -544,16 +546,27 @@ void AggregationMultigrid::cycle(std::uint32_t l, bool transposed, bool zero) co
 
 void AggregationMultigrid::apply(Parallel&, const std::vector<double>& v,
                                  std::vector<double>& z) const {
-    levels_[0].b = v;
+    levels_[0].rhs = &v;
     cycle(0, false, true);
-    z = levels_[0].x;
+    levels_[0].rhs = nullptr;
+    handOver(z);
 }
 
 void AggregationMultigrid::applyTransposed(Parallel&, const std::vector<double>& v,
                                            std::vector<double>& z) const {
-    levels_[0].b = v;
+    levels_[0].rhs = &v;
     cycle(0, true, true);
-    z = levels_[0].x;
+    levels_[0].rhs = nullptr;
+    handOver(z);
+}
+
+void AggregationMultigrid::handOver(std::vector<double>& z) const {
+    // A cycle from zero never reads the finest level's x before it writes it,
+    // so z's storage can take its place instead of a copy being made.
+    if (z.size() == levels_[0].x.size())
+        z.swap(levels_[0].x);
+    else
+        z = levels_[0].x;
 }
 
 } // namespace gensolver

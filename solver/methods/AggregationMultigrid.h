@@ -78,6 +78,8 @@ public:
                          std::vector<double>& z) const override;
 
 private:
+    // Gives z the finest level's x after a cycle from zero.
+    void handOver(std::vector<double>& z) const;
     // Rows of a matrix without its diagonal: entries [start[i], start[i + 1])
     // hold the columns and the rates (the matrix's entries are their negatives).
     template <class Rate> struct RowsOf {
@@ -113,6 +115,10 @@ private:
         std::vector<std::uint32_t> aggregate; // per unknown, its unknown on the next level
         std::vector<double> weight;           // per unknown, its share of its aggregate's value
         mutable std::vector<double> x, b, r;  // solution, right-hand side, scratch
+        // The right-hand side the cycles read: b, or (rhs set) on the finest
+        // level the vector an application was given, read where it lies.
+        mutable const std::vector<double>* rhs = nullptr;
+        const std::vector<double>& rightHandSide() const { return rhs != nullptr ? *rhs : b; }
         // A threaded level: its matrix transposed (the rows of the transposed
         // system), the first unknown of each sweep part and one past the last
         // (kParts + 1 of them), the unknowns that parts read from others, and

@@ -53,8 +53,21 @@ AggregationMultigrid::AggregationMultigrid(const SparseSystem& system, std::uint
         }
         if (keep != kNone)
             reference = first[keep];
-        levels_.back().aggregate = std::move(first);
-        levels_.back().weight = std::move(firstWeight);
+        Level& fine = levels_.back();
+        fine.aggregate = std::move(first);
+        fine.weight = std::move(firstWeight);
+        // The members of each aggregate, for the restriction to gather.
+        fine.memberStart.assign(std::size_t{quarter.size} + 1, 0);
+        for (const std::uint32_t g : fine.aggregate)
+            ++fine.memberStart[g + 1];
+        for (std::uint32_t g = 0; g < quarter.size; ++g)
+            fine.memberStart[g + 1] += fine.memberStart[g];
+        fine.members.resize(fine.size);
+        {
+            std::vector<std::uint32_t> at(fine.memberStart.begin(), fine.memberStart.end() - 1);
+            for (std::uint32_t i = 0; i < fine.size; ++i)
+                fine.members[at[fine.aggregate[i]]++] = i;
+        }
         levels_.push_back(std::move(quarter));
     }
     if (levels_.back().size > std::max(coarsest, kDenseLimit)) {
@@ -527,11 +540,19 @@ void AggregationMultigrid::cycle(std::uint32_t l, bool transposed, bool zero) co
     for (std::uint32_t k = 0; k < kSweeps; ++k)
         smooth(fine, transposed, true, zero && k == 0);
     residual(fine, transposed);
-    // Restriction sums over each aggregate, interpolation gives each member its
-    // share; the transposed cycle swaps the two.
-    std::fill(coarse.b.begin(), coarse.b.end(), 0.0);
-    for (std::uint32_t i = 0; i < fine.size; ++i)
-        coarse.b[fine.aggregate[i]] += transposed ? fine.weight[i] * fine.r[i] : fine.r[i];
+    // Restriction sums over each aggregate (its members gathered in ascending
+    // order), interpolation gives each member its share; the transposed cycle
+    // swaps the two.
+    forRows(fine.threaded, coarse.size, [&](std::uint64_t begin, std::uint64_t end) {
+        for (std::uint64_t g = begin; g < end; ++g) {
+            double s = 0.0;
+            for (std::uint32_t k = fine.memberStart[g]; k < fine.memberStart[g + 1]; ++k) {
+                const std::uint32_t i = fine.members[k];
+                s += transposed ? fine.weight[i] * fine.r[i] : fine.r[i];
+            }
+            coarse.b[g] = s;
+        }
+    });
     cycle(l + 1, transposed, true);
     if (wCycle_ && l + 2 < levels_.size()) // the coarsest level's solve is exact already
         cycle(l + 1, transposed, false);

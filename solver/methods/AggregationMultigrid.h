@@ -113,6 +113,9 @@ private:
         const double* rate = nullptr;
         const double* diagonal = nullptr;
         std::vector<std::uint32_t> aggregate; // per unknown, its unknown on the next level
+        // The unknowns of each aggregate, ascending: those of next-level unknown g
+        // are members[memberStart[g] .. memberStart[g + 1]).
+        std::vector<std::uint32_t> memberStart, members;
         std::vector<double> weight;           // per unknown, its share of its aggregate's value
         mutable std::vector<double> x, b, r;  // solution, right-hand side, scratch
         // The right-hand side the cycles read: b, or (rhs set) on the finest

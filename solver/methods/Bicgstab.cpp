@@ -88,33 +88,15 @@ public:
     // Weighted norm of r and the sum of x.
     void measure(const std::vector<double>& x, const std::vector<double>& r, double& weighted,
                  double& total) {
-        const std::vector<double>& w = *problem_.weight;
-        if (problem_.absolute) {
-            // The largest |r_i|: a maximum does not depend on the order either.
-            std::vector<double>& top = top_;
-            top.assign(Parallel::chunks(n_), 0.0);
-            pool_.forParts(top.size(), [&](std::uint64_t c) {
-                const std::uint64_t end = std::min(n_, (c + 1) * Parallel::kChunk);
-                for (std::uint64_t i = c * Parallel::kChunk; i < end; ++i)
-                    top[c] = std::max(top[c], std::fabs(r[i]));
-            });
-            weighted =
-                problem_.system->max(top.empty() ? 0.0 : *std::max_element(top.begin(), top.end()));
-        } else {
-            weighted =
-                problem_.system->sum(pool_.sum(n_, [&](std::uint64_t begin, std::uint64_t end) {
-                    double a = 0.0;
-                    for (std::uint64_t i = begin; i < end; ++i)
-                        a += std::fabs(r[i]) * (w.empty() ? 1.0 : w[i]);
-                    return a;
-                }));
-        }
-        total = problem_.system->sum(pool_.sum(n_, [&](std::uint64_t begin, std::uint64_t end) {
-            double a = 0.0;
-            for (std::uint64_t i = begin; i < end; ++i)
-                a += x[i];
-            return a;
-        }));
+        combine(fused(
+                    [&](std::uint64_t begin, std::uint64_t end, std::array<double, 3>& a) {
+                        for (std::uint64_t i = begin; i < end; ++i) {
+                            addResidualTerm(a[0], r[i], i);
+                            a[1] += x[i];
+                        }
+                    },
+                    problem_.absolute),
+                weighted, total);
     }
 
     // r = rhs - B x, measured. The system's own residual is summed in long double
@@ -229,7 +211,6 @@ private:
     const KrylovProblem& problem_;
     std::uint64_t n_;
     std::vector<double> r_, shadow_, p_, v_, pHat_, s_, sHat_, t_;
-    std::vector<double> top_;  // per chunk, the largest |r_i|
     std::vector<std::array<double, 3>> partials_; // per chunk, a fused pass's terms
     std::vector<double> best_; // the iterate of the smallest residual
 };

@@ -22,6 +22,21 @@ template <class Body> void forRows(bool threaded, std::uint32_t n, Body&& body) 
         body(0, n);
 }
 
+// The members of each of count groups, map giving each unknown's group: those
+// of group g are members[start[g] .. start[g + 1]), ascending.
+void groupMembers(const std::vector<std::uint32_t>& map, std::uint32_t count,
+                  std::vector<std::uint32_t>& start, std::vector<std::uint32_t>& members) {
+    start.assign(std::size_t{count} + 1, 0);
+    for (const std::uint32_t g : map)
+        ++start[g + 1];
+    for (std::uint32_t g = 0; g < count; ++g)
+        start[g + 1] += start[g];
+    members.resize(map.size());
+    std::vector<std::uint32_t> at(start.begin(), start.end() - 1);
+    for (std::uint32_t i = 0; i < map.size(); ++i)
+        members[at[map[i]]++] = i;
+}
+
 } // namespace
 
 AggregationMultigrid::AggregationMultigrid(const SparseSystem& system, std::uint32_t coarsest,
@@ -57,17 +72,7 @@ AggregationMultigrid::AggregationMultigrid(const SparseSystem& system, std::uint
         fine.aggregate = std::move(first);
         fine.weight = std::move(firstWeight);
         // The members of each aggregate, for the restriction to gather.
-        fine.memberStart.assign(std::size_t{quarter.size} + 1, 0);
-        for (const std::uint32_t g : fine.aggregate)
-            ++fine.memberStart[g + 1];
-        for (std::uint32_t g = 0; g < quarter.size; ++g)
-            fine.memberStart[g + 1] += fine.memberStart[g];
-        fine.members.resize(fine.size);
-        {
-            std::vector<std::uint32_t> at(fine.memberStart.begin(), fine.memberStart.end() - 1);
-            for (std::uint32_t i = 0; i < fine.size; ++i)
-                fine.members[at[fine.aggregate[i]]++] = i;
-        }
+        groupMembers(fine.aggregate, quarter.size, fine.memberStart, fine.members);
         levels_.push_back(std::move(quarter));
     }
     if (levels_.back().size > std::max(coarsest, kDenseLimit)) {
@@ -283,17 +288,8 @@ AggregationMultigrid::Level AggregationMultigrid::galerkin(const Level& fine,
                                                            const std::vector<std::uint32_t>& map,
                                                            const std::vector<double>& weight,
                                                            std::uint32_t count) {
-    // The members of each group, group by group.
-    std::vector<std::uint32_t> first(std::size_t{count} + 1, 0), members(fine.size);
-    for (std::uint32_t i = 0; i < fine.size; ++i)
-        ++first[map[i] + 1];
-    for (std::uint32_t g = 0; g < count; ++g)
-        first[g + 1] += first[g];
-    {
-        std::vector<std::uint32_t> at(first.begin(), first.end() - 1);
-        for (std::uint32_t i = 0; i < fine.size; ++i)
-            members[at[map[i]]++] = i;
-    }
+    std::vector<std::uint32_t> first, members;
+    groupMembers(map, count, first, members);
     Level coarse;
     coarse.size = count;
     coarse.ownStart.assign(std::size_t{count} + 1, 0);

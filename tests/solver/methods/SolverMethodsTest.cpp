@@ -195,7 +195,9 @@ TEST(SolverMethods, LimitWithTwoAbsorbingClassesWeighsEachByItsReachProbability)
 
 // Births at up, deaths at down, states 0 .. n-1 (files: 1 .. n), reward k in
 // level k; mean gets the long-run mean level from the product form: pi_k is
-// proportional to (up / down)^k, summed in long double (range 1e4932).
+// proportional to (up / down)^k, taken relative to the largest term (the last
+// for up > down) so that no term overflows, even where long double is only a
+// double (under Valgrind).
 Chain birthDeath(std::uint32_t n, double up, double down, long double& mean) {
     Chain c;
     c.states = n;
@@ -207,8 +209,11 @@ Chain birthDeath(std::uint32_t n, double up, double down, long double& mean) {
     for (std::uint32_t i = 0; i < n; ++i)
         v.rate.push_back(static_cast<double>(i));
     c.variables.push_back(v);
-    long double norm = 0.0L, sum = 0.0L, p = 1.0L;
-    for (std::uint32_t k = 0; k < n; ++k, p *= static_cast<long double>(up) / down) {
+    const long double logRatio = std::log(static_cast<long double>(up) / down);
+    const long double largest = logRatio > 0.0L ? n - 1.0L : 0.0L;
+    long double norm = 0.0L, sum = 0.0L;
+    for (std::uint32_t k = 0; k < n; ++k) {
+        const long double p = std::exp((k - largest) * logRatio);
         norm += p;
         sum += k * p;
     }

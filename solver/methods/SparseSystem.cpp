@@ -241,39 +241,36 @@ void SparseSystem::transpose(bool pack) {
 
 void SparseSystem::residual(Parallel& pool, const std::vector<double>& b,
                             const std::vector<double>& x, std::vector<double>& r) const {
-    if (!near.empty()) {
-        // The same rates, from the table, in the same order.
+    // entry(row, e): the rate and column of entry e, from the packed words where
+    // there are any (the same rates, in the same order) or the plain rows.
+    auto rows = [&](auto entry) {
         pool.forEach(size(), [&](std::uint64_t begin, std::uint64_t end) {
             for (std::uint64_t k = begin; k < end; ++k) {
                 long double v =
                     static_cast<long double>(b[k]) - static_cast<long double>(diagonal[k]) * x[k];
                 const auto row = static_cast<std::uint32_t>(k);
                 for (std::uint64_t e = start[k]; e < start[k + 1]; ++e) {
-                    const std::uint32_t w = near.word[e];
-                    v += static_cast<long double>(near.rate(w)) * x[NearRows::column(row, w)];
+                    const auto [rateOf, columnOf] = entry(row, e);
+                    v += static_cast<long double>(rateOf) * x[columnOf];
                 }
                 r[k] = static_cast<double>(v);
             }
         });
-        return;
-    }
-    pool.forEach(size(), [&](std::uint64_t begin, std::uint64_t end) {
-        for (std::uint64_t k = begin; k < end; ++k) {
-            long double v =
-                static_cast<long double>(b[k]) - static_cast<long double>(diagonal[k]) * x[k];
-            for (std::uint64_t e = start[k]; e < start[k + 1]; ++e)
-                v += static_cast<long double>(rate[e]) * x[column[e]];
-            r[k] = static_cast<double>(v);
-        }
-    });
+    };
+    if (!near.empty())
+        rows([&](std::uint32_t row, std::uint64_t e) {
+            const std::uint32_t w = near.word[e];
+            return std::pair{near.rate(w), NearRows::column(row, w)};
+        });
+    else
+        rows([&](std::uint32_t, std::uint64_t e) { return std::pair{rate[e], column[e]}; });
 }
 
-bool SparseSystem::dropPlainRows() {
+void SparseSystem::dropPlainRows() {
     if (near.empty() || tNear.empty())
-        return false;
+        return;
     column = std::vector<std::uint32_t>();
     rate = std::vector<double>();
-    return true;
 }
 
 } // namespace gensolver

@@ -78,9 +78,9 @@ public:
     void residual(Parallel& pool, const std::vector<double>& b, const std::vector<double>& x,
                   std::vector<double>& r) const override;
     // Frees column and rate where the packed rows and transposed rows serve every
-    // product and residual (false, nothing freed, otherwise). For after whatever
-    // reads the plain rows (a preconditioner's construction) is done with them.
-    bool dropPlainRows();
+    // product and residual (otherwise nothing). For after whatever reads the
+    // plain rows (a preconditioner's construction) is done with them.
+    void dropPlainRows();
 
     // Rows of B without the diagonal: entries [start[k], start[k + 1]) hold the
     // columns (ascending) and the rates (B's entries are their negatives).

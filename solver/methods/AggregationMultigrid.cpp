@@ -81,6 +81,11 @@ AggregationMultigrid::AggregationMultigrid(const SparseSystem& system, std::uint
         return;
     }
     for (Level& level : levels_) {
+        // The sweeps multiply by the diagonal's inverses: a division per row
+        // held each row's update up for its latency.
+        level.inverse.resize(level.size);
+        for (std::uint32_t i = 0; i < level.size; ++i)
+            level.inverse[i] = 1.0 / level.diagonal[i];
         level.x.resize(level.size);
         level.b.resize(level.size);
         level.r.resize(level.size);
@@ -418,7 +423,7 @@ void AggregationMultigrid::smooth(const Level& level, bool transposed, bool forw
             double s = b[i];
             for (std::uint64_t e = level.start[i]; e < level.start[i + 1]; ++e)
                 s += level.rate[e] * x[level.column[e]];
-            x[i] = s / level.diagonal[i];
+            x[i] = s * level.inverse[i];
         }
         return;
     }
@@ -436,7 +441,7 @@ void AggregationMultigrid::smooth(const Level& level, bool transposed, bool forw
             }
     for (std::uint32_t step = 0; step < n; ++step) {
         const std::uint32_t j = forward ? step : n - 1 - step;
-        x[j] = s[j] / level.diagonal[j];
+        x[j] = s[j] * level.inverse[j];
         for (std::uint64_t e = level.start[j]; e < level.start[j + 1]; ++e) {
             const std::uint32_t i = level.column[e];
             if (forward ? i > j : i < j)
@@ -481,7 +486,7 @@ void AggregationMultigrid::sweepParts(const Level& level, const Entries& m, bool
                 const std::uint32_t j = m.columnAt(i, e);
                 s += m.rateAt(e) * (j - lo < hi - lo ? x[j] : before[j]);
             }
-            x[i] = s / level.diagonal[i];
+            x[i] = s * level.inverse[i];
         }
     });
 }

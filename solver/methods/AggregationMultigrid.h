@@ -112,6 +112,7 @@ private:
         const std::uint32_t* column = nullptr;
         const double* rate = nullptr;
         const double* diagonal = nullptr;
+        std::vector<double> inverse; // 1 / diagonal, for the sweeps
         std::vector<std::uint32_t> aggregate; // per unknown, its unknown on the next level
         // The unknowns of each aggregate, ascending: those of next-level unknown g
         // are members[memberStart[g] .. memberStart[g + 1]).

@@ -82,10 +82,13 @@ AggregationMultigrid::AggregationMultigrid(const SparseSystem& system, std::uint
     }
     for (Level& level : levels_) {
         // The sweeps multiply by the diagonal's inverses: a division per row
-        // held each row's update up for its latency.
+        // held each row's update up for its latency. The inverse of a
+        // subnormal diagonal is held at the largest double rather than
+        // infinity, so that a row whose sum is 0 stays 0 as its quotient did.
         level.inverse.resize(level.size);
         for (std::uint32_t i = 0; i < level.size; ++i)
-            level.inverse[i] = 1.0 / level.diagonal[i];
+            level.inverse[i] =
+                std::min(1.0 / level.diagonal[i], std::numeric_limits<double>::max());
         level.x.resize(level.size);
         level.b.resize(level.size);
         level.r.resize(level.size);

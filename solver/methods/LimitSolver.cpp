@@ -387,6 +387,7 @@ Limit solveLimit(const RateMatrix& m, const LimitOptions& options) {
         // too, the better of the two answers is kept.
         auto gaussSeidelAfter = [&](const KrylovSolve& k) {
             std::vector<double> kept;
+            kept.reserve(size);
             for (std::uint32_t at = comps.first[c]; at < comps.first[c + 1]; ++at) {
                 kept.push_back(x[comps.order[at]]);
                 if (!closed)

@@ -1,5 +1,6 @@
 #include "methods/GaussSeidel.h"
 
+#include "methods/IterateExtrapolation.h"
 #include "methods/PackedRates.h"
 #include "methods/Parallel.h"
 
@@ -381,6 +382,29 @@ SweepResult gaussSeidel(const RateMatrix& m, const Components& comps, std::uint3
     double recent[kRateSpan + 1] = {};
     const bool mayGiveUp = options.switchSweeps > 0 && size >= options.switchFrom;
     double moreBefore = 0.0; // the sweeps expected at the check before
+    // The iterates are extrapolated after sweep kExtrapolateFrom and every
+    // kExtrapolateEvery sweeps from there, from the kKept iterates up to it.
+    // The sweeps right after an extrapolation change by more than the rate
+    // they settle to; the rates, for the estimate and for the checks above,
+    // are taken from the sweeps from two after the last one.
+    constexpr std::uint64_t kExtrapolateFrom = 32;
+    constexpr std::uint64_t kExtrapolateEvery = 16;
+    constexpr std::uint64_t kKept = IterateExtrapolation::kKept;
+    bool extrapolating = size >= options.extrapolateFrom;
+    std::unique_ptr<IterateExtrapolation> extrapolation;
+    std::uint64_t lastJump = 0; // the sweep after which the iterate was last extrapolated
+    double settledRate = 0.0;   // the slowest rate of the sweeps before one
+    double jumpChange = 0.0;    // the relative change of sweep lastJump
+    auto rateSince = [&](std::uint64_t from) {
+        // Per sweep, over the sweeps after `from` (at most kRateSpan back); 1
+        // where the changes did not shrink or there are too few.
+        from = std::max(from, r.sweeps > kRateSpan ? r.sweeps - kRateSpan : 1);
+        const double first = recent[from % (kRateSpan + 1)];
+        const double last = recent[r.sweeps % (kRateSpan + 1)];
+        if (r.sweeps < from + 4 || !(first > 0.0) || !(last < first))
+            return 1.0;
+        return std::pow(last / first, 1.0 / static_cast<double>(r.sweeps - from));
+    };
     while (r.sweeps < options.maxSweeps) {
         ++r.sweeps;
         if (byLevel) {
@@ -405,7 +429,9 @@ SweepResult gaussSeidel(const RateMatrix& m, const Components& comps, std::uint3
         // its values scales the next sweep's and leaves the relative change as it
         // is. The renumbered values are normalised only when their total leaves a
         // safe range, and at the end, sparing a pass per sweep.
-        if (closed && total > 0.0 && (!byLevel || total < 0x1p-100 || total > 0x1p100)) {
+        const bool normalise =
+            closed && total > 0.0 && (!byLevel || total < 0x1p-100 || total > 0x1p100);
+        if (normalise) {
             pool.forEach(size, [&](std::uint64_t begin, std::uint64_t end) {
                 if (byLevel)
                     for (std::uint64_t k = begin; k < end; ++k)
@@ -419,8 +445,14 @@ SweepResult gaussSeidel(const RateMatrix& m, const Components& comps, std::uint3
         // The distance to the solution is about change * rho / (1 - rho), with rho
         // the rate at which the changes shrink; a change alone would understate it
         // for a slowly converging iteration.
-        const double rho = previous > 0.0 ? relative / previous : 1.0;
+        double rho = previous > 0.0 ? relative / previous : 1.0;
         previous = relative;
+        // After an extrapolation the slowest modes are smaller than the others
+        // for a while, and the ratio of two changes can understate the rate at
+        // which the rest of the distance shrinks: it is taken no smaller than
+        // the rate the sweeps had settled to before.
+        if (lastJump > 0)
+            rho = std::max(rho, settledRate);
         r.change = rho < 1.0 ? relative * std::max(1.0, rho / (1.0 - rho)) : relative * 1e6;
         if (relative == 0.0 || (r.sweeps >= 3 && r.change <= options.tolerance)) {
             r.converged = true;
@@ -435,8 +467,7 @@ SweepResult gaussSeidel(const RateMatrix& m, const Components& comps, std::uint3
             // first check expects 1438 more sweeps, the second 578, and 119 are
             // needed in all), so the sweeps give up only when two checks in a
             // row expect too many.
-            const double before = recent[(r.sweeps - kRateSpan) % (kRateSpan + 1)];
-            const double rate = before > 0.0 ? std::pow(relative / before, 1.0 / kRateSpan) : 1.0;
+            const double rate = rateSince(lastJump + 2);
             const double more =
                 rate < 1.0 ? std::log(options.tolerance * (1.0 - rate) / (relative * rate)) /
                                  std::log(rate)
@@ -448,6 +479,50 @@ SweepResult gaussSeidel(const RateMatrix& m, const Components& comps, std::uint3
                 break;
             }
             moreBefore = more;
+        }
+        if (extrapolating && r.sweeps + kKept > kExtrapolateFrom && total > 0.0) {
+            const std::uint64_t slot =
+                (r.sweeps + kKept - 1 - kExtrapolateFrom) % kExtrapolateEvery;
+            const bool due = slot + 1 == kKept;
+            auto put = [&](std::uint64_t k, double v) {
+                if (byLevel)
+                    rows.x[k] = v;
+                else
+                    x[members[k]] = v;
+            };
+            if (due && lastJump > 0 &&
+                relative >
+                    jumpChange * std::pow(settledRate, static_cast<double>(r.sweeps - lastJump))) {
+                // The last extrapolation left the changes larger than the sweeps
+                // alone would have (on a chain whose sweeps converge very
+                // slowly the differences are too nearly parallel to combine):
+                // the sweeps go on from the iterate it replaced, and no more
+                // are made.
+                extrapolation->handBackLast(pool, put);
+                --r.extrapolations;
+                extrapolating = false;
+                lastJump = r.sweeps;
+                previous = 0.0;
+            } else if (slot < kKept) {
+                if (!extrapolation)
+                    extrapolation = std::make_unique<IterateExtrapolation>(size);
+                // A closed component's iterates are compared at the same total.
+                const double scale = closed && !normalise ? 1.0 / total : 1.0;
+                if (byLevel)
+                    extrapolation->keep(pool, static_cast<unsigned>(slot), scale,
+                                        [&](std::uint64_t k) { return rows.x[k]; });
+                else
+                    extrapolation->keep(pool, static_cast<unsigned>(slot), scale,
+                                        [&](std::uint64_t k) { return x[members[k]]; });
+                const double rate = rateSince(lastJump + 2);
+                if (due && extrapolation->extrapolate(pool, put)) {
+                    ++r.extrapolations;
+                    jumpChange = relative;
+                    lastJump = r.sweeps;
+                    settledRate = std::max(settledRate, rate < 1.0 ? rate : 0.0);
+                    previous = 0.0;
+                }
+            }
         }
     }
     if (byLevel) {

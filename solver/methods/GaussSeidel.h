@@ -16,6 +16,7 @@ struct SweepResult {
     double change = 0.0; // estimated relative 1-norm distance to the solution
     bool converged = false;
     std::uint32_t levels = 0; // wavefront levels a sweep took, 0 when swept in order
+    std::uint64_t extrapolations = 0; // iterates extrapolated
     // Set when the sweeps stopped because two checks in a row expected them to
     // need more than options.switchSweeps more; expected: the further sweeps
     // the last check expected (0 when the changes did not shrink).
@@ -47,6 +48,12 @@ Wavefront findWavefront(const RateMatrix& m, const Components& comps, std::uint3
 // wavefront has few levels (options.wavefrontFrom, wavefrontRows) is swept level
 // by level over the solver's threads, renumbered so that each level's rows and
 // values lie together; the values are the same whatever the number of threads.
+// A component of at least options.extrapolateFrom states has its iterate replaced,
+// after sweep 32 and every 16 sweeps from there, by the reduced-rank
+// extrapolation of the last five (IterateExtrapolation.h); the estimate then
+// takes the rate at which the changes shrink no smaller than the rate they had
+// settled to before, and whether it has converged is still decided from plain
+// sweeps.
 // A component of at least options.switchFrom states stops early (gaveUp) when,
 // from the rate at which the changes shrink, the sweeps are expected to need more
 // than options.switchSweeps more at two checks in a row (every 32 sweeps).

@@ -359,6 +359,7 @@ Limit solveLimit(const RateMatrix& m, const LimitOptions& options) {
         limit.iterative = true;
         limit.sweeps += r.sweeps;
         limit.wavefrontLevels = std::max(limit.wavefrontLevels, r.levels);
+        limit.extrapolations += r.extrapolations;
         limit.converged = limit.converged && r.converged;
         limit.errorEstimate = std::max(limit.errorEstimate, r.change);
     };

@@ -36,6 +36,10 @@ struct LimitOptions {
     // afresh where the multigrid misses its bound.
     std::uint64_t switchSweeps = 1000;
     std::uint32_t switchFrom = 1u << 17;
+    // Gauss-Seidel on a component of at least extrapolateFrom states
+    // extrapolates its iterates every 16 sweeps (GaussSeidel.h); on smaller
+    // ones a sweep costs too little for the sweeps saved to matter.
+    std::uint32_t extrapolateFrom = 1u << 16;
 };
 
 // How the limit was reached; printed with every value that uses it.
@@ -59,6 +63,7 @@ struct Limit {
     bool distributed = false;           // BiCGSTAB over processes, each preconditioned by the
                                         // ILU(0) of its own rows' block; one closed class,
                                         // holding state 1 (no component figures)
+    std::uint64_t extrapolations = 0;   // Gauss-Seidel iterates extrapolated, over all solves
     std::uint32_t wavefrontLevels = 0;  // most levels of a Gauss-Seidel solve swept by
                                         // wavefront over the threads, 0 for none
     bool converged = true;              // every iterative solve met the tolerance

@@ -381,8 +381,15 @@ Solution solve(const Model& model, const SolveOptions& options, ChainBackend& ch
         s << "limit from state 1: " << l.classesReached << " of " << l.classes
           << " closed class(es) reached, " << l.components << " strongly connected component(s); "
           << l.method();
-        if (l.wavefrontLevels > 0)
-            s << " (swept by wavefront, " << l.wavefrontLevels << " levels)";
+        if (l.wavefrontLevels > 0 || l.extrapolations > 0) {
+            s << " (";
+            if (l.wavefrontLevels > 0)
+                s << "swept by wavefront, " << l.wavefrontLevels << " levels"
+                  << (l.extrapolations > 0 ? "; " : "");
+            if (l.extrapolations > 0)
+                s << "iterates extrapolated " << l.extrapolations << " times";
+            s << ")";
+        }
         s << ", tolerance " << limitOptions.tolerance << "; relative residual " << l.residual
           << ", estimated error " << l.errorEstimate;
         if (!l.fallback.empty())

@@ -9,6 +9,7 @@
 #include <cmath>
 #include <limits>
 #include <memory>
+#include <new>
 
 namespace gensolver {
 
@@ -504,8 +505,16 @@ SweepResult gaussSeidel(const RateMatrix& m, const Components& comps, std::uint3
                 lastJump = r.sweeps;
                 previous = 0.0;
             } else if (slot < kKept) {
-                if (!extrapolation)
-                    extrapolation = std::make_unique<IterateExtrapolation>(size);
+                if (!extrapolation) {
+                    // Five more values a state: where the memory is not there,
+                    // the sweeps go on without.
+                    try {
+                        extrapolation = std::make_unique<IterateExtrapolation>(size);
+                    } catch (const std::bad_alloc&) {
+                        extrapolating = false;
+                        continue;
+                    }
+                }
                 // A closed component's iterates are compared at the same total.
                 const double scale = closed && !normalise ? 1.0 / total : 1.0;
                 if (byLevel)

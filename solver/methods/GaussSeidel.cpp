@@ -485,12 +485,11 @@ SweepResult gaussSeidel(const RateMatrix& m, const Components& comps, std::uint3
             const std::uint64_t slot =
                 (r.sweeps + kKept - 1 - kExtrapolateFrom) % kExtrapolateEvery;
             const bool due = slot + 1 == kKept;
-            auto put = [&](std::uint64_t k, double v) {
-                if (byLevel)
-                    rows.x[k] = v;
-                else
-                    x[members[k]] = v;
+            // The component's values in its order: renumbered, or through members.
+            auto value = [&](std::uint64_t k) -> double& {
+                return byLevel ? rows.x[k] : x[members[k]];
             };
+            auto put = [&](std::uint64_t k, double v) { value(k) = v; };
             if (due && lastJump > 0 &&
                 relative >
                     jumpChange * std::pow(settledRate, static_cast<double>(r.sweeps - lastJump))) {
@@ -517,12 +516,7 @@ SweepResult gaussSeidel(const RateMatrix& m, const Components& comps, std::uint3
                 }
                 // A closed component's iterates are compared at the same total.
                 const double scale = closed && !normalise ? 1.0 / total : 1.0;
-                if (byLevel)
-                    extrapolation->keep(pool, static_cast<unsigned>(slot), scale,
-                                        [&](std::uint64_t k) { return rows.x[k]; });
-                else
-                    extrapolation->keep(pool, static_cast<unsigned>(slot), scale,
-                                        [&](std::uint64_t k) { return x[members[k]]; });
+                extrapolation->keep(pool, static_cast<unsigned>(slot), scale, value);
                 const double rate = rateSince(lastJump + 2);
                 if (due && extrapolation->extrapolate(pool, put)) {
                     ++r.extrapolations;

@@ -88,21 +88,26 @@ void walkRows(LineReader& in, std::uint32_t states, Entry&& entry) {
     std::string_view line;
     RecentRates recent;
     for (std::uint64_t i = 1; i <= states; ++i) {
-        if (!in.next(line))
-            truncated(in, i, states);
         std::uint64_t number = 0;
-        if (!parseUnsigned(line, number))
-            in.fail("expected the row of state " + std::to_string(i) + ", found " + quote(line));
+        if (!in.nextDigits(number)) {
+            if (!in.next(line))
+                truncated(in, i, states);
+            if (!parseUnsigned(line, number))
+                in.fail("expected the row of state " + std::to_string(i) + ", found " +
+                        quote(line));
+        }
         if (number != i)
             in.fail("row of state " + std::to_string(number) + " where the row of state " +
                     std::to_string(i) + " was expected");
         for (;;) {
-            if (!in.next(line))
-                truncated(in, i, states);
             std::uint64_t to = 0;
-            if (!parseUnsigned(line, to))
-                in.fail("expected a target state or the row end 0 in the row of state " +
-                        std::to_string(i) + ", found " + quote(line));
+            if (!in.nextDigits(to)) {
+                if (!in.next(line))
+                    truncated(in, i, states);
+                if (!parseUnsigned(line, to))
+                    in.fail("expected a target state or the row end 0 in the row of state " +
+                            std::to_string(i) + ", found " + quote(line));
+            }
             if (to == 0)
                 break;
             if (to > states)
@@ -150,11 +155,12 @@ std::uint32_t readArmStateCount(const std::string& path) {
     return readHeader(in);
 }
 
-RateMatrix readArm(const std::string& path, std::uint32_t states, std::vector<Rewards>& rewards) {
+RateMatrix readArm(const std::string& path, std::uint32_t states, std::vector<Rewards>& rewards,
+                   const std::function<void()>& beside) {
     LineReader in(path);
     if (readHeader(in) != states)
         in.fail("the state count changed while the file was read");
-    return rowsToMatrix(path, states, rewards, [&](bool fill, auto&& entry) {
+    return rowsToMatrix(path, states, rewards, beside, [&](bool fill, auto&& entry) {
         if (!fill) {
             walkRows<false>(in, states, entry);
             return;

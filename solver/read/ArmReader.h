@@ -7,6 +7,7 @@
 #include "methods/Model.h"
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -20,7 +21,11 @@ std::uint32_t readArmStateCount(const std::string& path);
 // the rows (and its impulse vector released). Throws InputError naming the line
 // of the first fault: a row out of order, a target beyond the count, a rate that
 // is negative or not finite, a file that ends early or goes on after the last row.
-RateMatrix readArm(const std::string& path, std::uint32_t states, std::vector<Rewards>& rewards);
+// `beside`, when given, runs while the first pass counts (on a second thread
+// where the solver may use one, else before it) and may fill `rewards`, which
+// only the second pass reads; its exception is the one reported when both fail.
+RateMatrix readArm(const std::string& path, std::uint32_t states, std::vector<Rewards>& rewards,
+                   const std::function<void()>& beside = {});
 
 // Walks every row of the file, checked as readArm checks it, calling
 // entry(context, from, to, rate) for each transition (states numbered from 0).

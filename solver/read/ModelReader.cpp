@@ -35,14 +35,17 @@ Model readModel(const std::string& stem) {
     model.stem = stem;
     model.variables = readPvType(stem + ".pvtype");
     const std::uint32_t states = readArmStateCount(stem + ".arm");
-    model.rewards = readVar(stem + ".var", model.variables, states);
-    // The impulse rates of the .imp file, when the run wrote one, replace those
-    // that the .arm reader would derive from the first-entry impulses of .var.
-    if (::stat((stem + ".imp").c_str(), &info) == 0) {
-        readImp(stem + ".imp", model.variables, states, model.rewards);
-        model.exactImpulses = true;
-    }
-    model.matrix = readArm(stem + ".arm", states, model.rewards);
+    // The rewards are read while the .arm file's first pass counts its rows.
+    model.matrix = readArm(stem + ".arm", states, model.rewards, [&] {
+        model.rewards = readVar(stem + ".var", model.variables, states);
+        // The impulse rates of the .imp file, when the run wrote one, replace
+        // those that the .arm reader would derive from the first-entry impulses of
+        // .var.
+        if (::stat((stem + ".imp").c_str(), &info) == 0) {
+            readImp(stem + ".imp", model.variables, states, model.rewards);
+            model.exactImpulses = true;
+        }
+    });
     if (::stat((stem + ".abs").c_str(), &info) == 0)
         model.untilAbsorption = readAbsorptionList(stem + ".abs", model.variables);
     return model;
@@ -122,7 +125,7 @@ Model readModelFromParts(const std::string& stem) {
         }
     };
     model.matrix =
-        rowsToMatrix(parts[0]->path(), states, model.rewards, [&](bool fill, auto&& entry) {
+        rowsToMatrix(parts[0]->path(), states, model.rewards, {}, [&](bool fill, auto&& entry) {
             for (std::size_t k = 0; k < parts.size(); ++k) {
                 parts[k]->rewind();
                 nextRow(k);

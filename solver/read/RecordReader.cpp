@@ -18,12 +18,13 @@ RecordReader::RecordReader(const std::string& path, const std::vector<Variable>&
 }
 
 void RecordReader::beginRecord(std::uint32_t record, std::uint32_t state) {
-    if (!In.next(Line))
+    std::uint64_t number = 0;
+    const bool read = In.nextDigits(number);
+    if (!read && !In.next(Line))
         In.fail("the file ends after " + std::to_string(record - 1) + " of " +
                 std::to_string(States) + " records (truncated, or the " + Source +
                 " file is not from the same run)");
-    std::uint64_t number = 0;
-    if (!parseUnsigned(Line, number))
+    if (!read && !parseUnsigned(Line, number))
         In.fail("expected the state number " + std::to_string(state) + ", found " + quote(Line));
     if (number != state)
         In.fail("record of state " + std::to_string(number) + " where state " +
@@ -31,6 +32,10 @@ void RecordReader::beginRecord(std::uint32_t record, std::uint32_t state) {
 }
 
 double RecordReader::value(const char* what, std::uint32_t state) {
+    // A whole number converts to the nearest double as its text would.
+    std::uint64_t whole = 0;
+    if (In.nextDigits(whole))
+        return static_cast<double>(whole);
     if (!In.next(Line))
         In.fail(std::string("the file ends inside the record of state ") + std::to_string(state) +
                 " of " + std::to_string(States) + " (truncated)");

@@ -14,22 +14,57 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <exception>
+#include <functional>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace gensolver {
 
 // walk(fill, entry) calls entry(from, to, rate) for every transition, numbered
 // from 0 (with fill false the rate may be 0). `path` names the input in messages.
+// beside (when not empty) runs during the counting walk, on a second thread where
+// the solver may use one, and may fill `rewards`; where both fail, its exception
+// is the one thrown, as it would be were it run first.
 template <class Walk>
 RateMatrix rowsToMatrix(const std::string& path, std::uint32_t states,
-                        std::vector<Rewards>& rewards, Walk&& walk) {
+                        std::vector<Rewards>& rewards, const std::function<void()>& beside,
+                        Walk&& walk) {
     RateMatrix m;
     m.start.assign(std::size_t{states} + 1, 0);
-    walk(false, [&](std::uint32_t from, std::uint32_t to, double) {
-        if (from != to)
-            ++m.start[std::size_t{to} + 1];
-    });
+    auto count = [&] {
+        walk(false, [&](std::uint32_t from, std::uint32_t to, double) {
+            if (from != to)
+                ++m.start[std::size_t{to} + 1];
+        });
+    };
+    if (!beside) {
+        count();
+    } else if (sharedPool().threads() < 2) {
+        beside();
+        count();
+    } else {
+        std::exception_ptr besideError;
+        std::thread other([&] {
+            try {
+                beside();
+            } catch (...) {
+                besideError = std::current_exception();
+            }
+        });
+        try {
+            count();
+        } catch (...) {
+            other.join();
+            if (besideError)
+                std::rethrow_exception(besideError);
+            throw;
+        }
+        other.join();
+        if (besideError)
+            std::rethrow_exception(besideError);
+    }
     // start[j + 1] becomes the first entry of state j; the fill advances it as a
     // cursor, leaving it at the end of state j, which is the start of state j + 1.
     std::uint64_t total = 0;

@@ -1,6 +1,7 @@
 // Bad input: every fault is one InputError naming the file and the line, and
 // gen-solve turns it into one line on standard error and status 1.
 
+#include "methods/Parallel.h"
 #include "read/InputError.h"
 #include "read/ModelReader.h"
 #include "support/TestSupport.h"
@@ -79,6 +80,10 @@ TEST(InputErrors, EachFaultIsNamedWithItsFileAndLine) {
          "c.var:7: rate reward of state 2 is not a number"},
         {"var infinite impulse", kArm, replaced(kVar, "2\n0\n1\n", "2\n-inf\n1\n"), kPvType,
          "c.var:6: impulse reward of state 2 is not finite"},
+        // The rewards are read beside the rows: the .var fault still comes first.
+        {"var and arm both bad", replaced(kArm, "2\n1\n1.0", "3\n1\n1.0"),
+         replaced(kVar, "\n2\n", "\n7\n"), kPvType,
+         "c.var:5: record of state 7 where state 2 was expected"},
         {"pvtype version", kArm, kVar, replaced(kPvType, "Version:1", "Version:2"),
          "c.pvtype:1: unknown version"},
         {"pvtype key", kArm, kVar, replaced(kPvType, "NumPV:1", "NumPVs:1"),
@@ -97,21 +102,26 @@ TEST(InputErrors, EachFaultIsNamedWithItsFileAndLine) {
         {"pvtype no times", kArm, kVar, replaced(kPvType, "NumTimes:1", "NumTimes:0"),
          "c.pvtype:5: variable \"up\" has no time point"},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        TempDir dir;
-        write(dir.path() + "c.arm", c.arm);
-        write(dir.path() + "c.var", c.var);
-        write(dir.path() + "c.pvtype", c.pvtype);
-        try {
-            gensolver::readModel(dir.path() + "c");
-            ADD_FAILURE() << "no error";
-        } catch (const gensolver::InputError& e) {
-            const std::string message = e.what();
-            EXPECT_EQ(message.rfind(dir.path(), 0), 0u) << message;
-            EXPECT_NE(message.find(c.expected), std::string::npos) << message;
+    // On two threads the rewards are read while the rows are counted.
+    for (const unsigned threads : {1u, 2u}) {
+        gensolver::setSharedThreads(threads);
+        for (const Case& c : cases) {
+            SCOPED_TRACE(std::string(c.name) + ", threads " + std::to_string(threads));
+            TempDir dir;
+            write(dir.path() + "c.arm", c.arm);
+            write(dir.path() + "c.var", c.var);
+            write(dir.path() + "c.pvtype", c.pvtype);
+            try {
+                gensolver::readModel(dir.path() + "c");
+                ADD_FAILURE() << "no error";
+            } catch (const gensolver::InputError& e) {
+                const std::string message = e.what();
+                EXPECT_EQ(message.rfind(dir.path(), 0), 0u) << message;
+                EXPECT_NE(message.find(c.expected), std::string::npos) << message;
+            }
         }
     }
+    gensolver::setSharedThreads(0);
 }
 
 TEST(InputErrors, LineThreeIsFillerWhateverItHolds) {

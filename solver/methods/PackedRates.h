@@ -85,7 +85,7 @@ public:
     }
 
 private:
-    static constexpr unsigned kCacheBits = 8;
+    static constexpr unsigned kCacheBits = 12;
     struct Cached {
         std::uint64_t bits = 0;
         std::uint16_t index = 0;

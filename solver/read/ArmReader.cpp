@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstring>
 #include <string_view>
+#include <vector>
 
 namespace gensolver {
 
@@ -38,42 +39,55 @@ std::uint32_t readHeader(LineReader& in) {
     return static_cast<std::uint32_t>(count);
 }
 
-// The texts of the rates met last, with their values: a model has few distinct
-// rates, and comparing a line with a known text costs a fraction of converting it.
-// Only rates that passed every check are kept.
+// The texts of rates met before, with their values: a model has few distinct
+// rates (or some thousands, where rates grow with a count of units), and finding
+// a line among them costs a fraction of converting it. A text's slot is picked
+// by a hash of its bytes; a text met there later replaces it. Only rates that
+// passed every check are kept.
 class RecentRates {
 public:
     // The value of text if it is known.
     bool find(std::string_view text, double& value) const {
         if (text.size() > kLongest)
             return false;
-        for (const Slot& s : slots_)
-            if (s.length == text.size() && std::memcmp(s.text, text.data(), text.size()) == 0) {
-                value = s.value;
-                return true;
-            }
-        return false;
+        const Slot& s = slots_[slot(text)];
+        if (s.length != text.size() || std::memcmp(s.text, text.data(), text.size()) != 0)
+            return false;
+        value = s.value;
+        return true;
     }
     void add(std::string_view text, double value) {
         if (text.size() > kLongest)
             return;
-        Slot& s = slots_[next_];
-        next_ = (next_ + 1) % kSlots;
+        Slot& s = slots_[slot(text)];
         std::memcpy(s.text, text.data(), text.size());
         s.length = text.size();
         s.value = value;
     }
 
 private:
-    static constexpr std::size_t kSlots = 8;
+    static constexpr unsigned kSlotBits = 12;
     static constexpr std::size_t kLongest = 32;
     struct Slot {
         char text[kLongest] = {};
         std::size_t length = kLongest + 1; // matches no text until filled
         double value = 0.0;
     };
-    Slot slots_[kSlots];
-    std::size_t next_ = 0;
+    // A hash of the text's first and last eight bytes (all of them up to 16) and
+    // its length.
+    static std::size_t slot(std::string_view text) {
+        std::uint64_t head = 0, tail = 0;
+        if (text.size() >= 8) {
+            std::memcpy(&head, text.data(), 8);
+            std::memcpy(&tail, text.data() + text.size() - 8, 8);
+        } else {
+            std::memcpy(&head, text.data(), text.size());
+        }
+        const std::uint64_t h =
+            (head * 0x9E3779B97F4A7C15ull ^ tail) * 0xC2B2AE3D27D4EB4Full ^ text.size();
+        return static_cast<std::size_t>(h >> (64 - kSlotBits));
+    }
+    std::vector<Slot> slots_ = std::vector<Slot>(std::size_t{1} << kSlotBits);
 };
 
 [[noreturn]] void truncated(LineReader& in, std::uint64_t state, std::uint32_t states) {

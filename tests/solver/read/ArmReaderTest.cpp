@@ -1,5 +1,6 @@
-// The .arm reader keeps the texts of the rates it met last with their values; a
-// rate must come back as its own text converts, whichever texts came before.
+// The .arm reader keeps the texts of the rates it met before with their values,
+// in slots picked by a hash of the text; a rate must come back as its own text
+// converts, whichever texts came before or share its slot.
 
 #include "read/ModelReader.h"
 #include "support/TestSupport.h"
@@ -16,7 +17,7 @@ namespace {
 TEST(ArmReader, RatesRepeatedAmongManyKeepTheirOwnValues) {
     // More distinct texts than the reader keeps, some a prefix or an extension of
     // another, some with blanks around them, in an order that returns to each.
-    const std::vector<std::string> texts = {
+    std::vector<std::string> texts = {
         "1e-3",
         "1e-30",
         "1e-31",
@@ -39,7 +40,10 @@ TEST(ArmReader, RatesRepeatedAmongManyKeepTheirOwnValues) {
         "1.0000000000000000000000000000001",
         "1.000000000000000000000000000001",
     };
-    const std::uint32_t states = 60;
+    // Twice as many distinct texts as there are slots, so that texts share them.
+    for (int k = 0; k < 8192; ++k)
+        texts.push_back(std::to_string(k) + ".5e-3");
+    const std::uint32_t states = 9000;
     std::string arm = "1\n" + std::to_string(states) + "\n" + std::string(61, ' ') + "\n";
     std::vector<double> expected; // per transition, in file order
     for (std::uint32_t s = 1; s <= states; ++s) {

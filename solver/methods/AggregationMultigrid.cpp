@@ -178,12 +178,19 @@ void AggregationMultigrid::thread(Level& level) {
 void AggregationMultigrid::checkCycle() {
     if (!ok_ || levels_.size() <= 2)
         return;
-    // The W-cycle is kept where it cuts the residual by more per unit of work
-    // than the V-cycle; it does twice the coarse levels' work, which can buy it
+    // The W-cycle is kept where it costs less work for the same accuracy than
+    // the V-cycle; it does twice the coarse levels' work, which can buy it
     // nothing (the scaled multiprocessor of 3.8 million states took 31
-    // iterations either way) or make it diverge (below).
+    // iterations either way) or make it diverge (below). Repeated cycles alone
+    // would need iterations in proportion to 1 / -log(contraction); under
+    // BiCGSTAB they take about the square root of that (as conjugate
+    // gradients take the square root of a stationary method's), so the cycle
+    // chosen has the smaller work / sqrt(-log(contraction)). The linear ratio
+    // picked the W-cycle on the scaled multiprocessor, whose 13 iterations
+    // there took longer than the V-cycle's 16.
     const double w = contraction(true), v = contraction(false);
-    wCycle_ = w < 1.0 && !(v < 1.0 && std::log(v) / work(false) < std::log(w) / work(true));
+    wCycle_ = w < 1.0 && !(v < 1.0 && work(false) / std::sqrt(-std::log(v)) <
+                                           work(true) / std::sqrt(-std::log(w)));
 }
 
 double AggregationMultigrid::work(bool wCycle) const {
@@ -251,15 +258,40 @@ AggregationMultigrid::Level AggregationMultigrid::pair(const Level& fine, std::u
         }
         if (map[i] != kNone)
             continue; // an earlier state's partner
-        // The neighbour still free or alone that sends i the largest rate.
+        // The partner: the first neighbour in i's row still free or alone with
+        // rates both ways between it and i, else the one that sends i the
+        // largest rate. Both ways, the two-state balance below gives the pair
+        // the shares of their values; one way, the shares are even, and
+        // interpolating evenly between states whose values differ by orders of
+        // magnitude makes the cycle diverge (taking the first free neighbour
+        // either way did on the kanban and tandem chains). The first rather
+        // than the most strongly coupled: a row lists its sources in state
+        // order (on the coarse levels in the order of their members), so the
+        // pairs take the same shape across a chain numbered breadth-first,
+        // and the iterations grow far less with its size (on the scaled
+        // multiprocessor 10, 13 and 16 at 242 k, 965 k and 3.8 million states
+        // against 12, 19 and 30 by the largest rate in, and 13, 18 and 23 by
+        // the coupling (in / d_i) (out / d_j); bench/README.md).
         std::uint32_t best = kNone;
-        double in = 0.0;
+        double in = 0.0, out = 0.0;
         for (std::uint64_t e = fine.start[i]; e < fine.start[i + 1]; ++e) {
             const std::uint32_t j = fine.column[e];
-            if (j != i && j != keep && (map[j] == kNone || (j < i && alone[j])) &&
-                fine.rate[e] > in) {
-                in = fine.rate[e];
+            if (j == i || j == keep || !(map[j] == kNone || (j < i && alone[j])) ||
+                !(fine.rate[e] > 0.0))
+                continue;
+            double back = 0.0;
+            for (std::uint64_t f = fine.start[j]; f < fine.start[j + 1]; ++f)
+                if (fine.column[f] == i)
+                    back += fine.rate[f];
+            if (back > 0.0) {
                 best = j;
+                in = fine.rate[e];
+                out = back;
+                break;
+            }
+            if (fine.rate[e] > in) {
+                best = j;
+                in = fine.rate[e];
             }
         }
         if (best == kNone) {
@@ -278,10 +310,6 @@ AggregationMultigrid::Level AggregationMultigrid::pair(const Level& fine, std::u
         // between them, whose balance i * out = best * in gives them; exact
         // for a reversible chain, and what makes the interpolation follow a
         // solution that differs by orders of magnitude between neighbours.
-        double out = 0.0;
-        for (std::uint64_t e = fine.start[best]; e < fine.start[best + 1]; ++e)
-            if (fine.column[e] == i)
-                out += fine.rate[e];
         if (out > 0.0) {
             weight[i] = in / (in + out);
             weight[best] = out / (in + out);

@@ -23,7 +23,7 @@ struct LimitOptions {
     bool multigrid = false;
     std::uint32_t multigridCoarsest = 600; // its levels of at most this size are solved densely
     // Its levels of at least this size run on the threads (AggregationMultigrid.h).
-    std::uint32_t multigridThreadedFrom = 1u << 16;
+    std::uint32_t multigridThreadedFrom = 1u << 14;
     // Gauss-Seidel sweeps a component of at least wavefrontFrom states level by
     // level over the threads when its wavefront levels hold on average at least
     // wavefrontRows states (GaussSeidel.h); smaller ones in state order.

@@ -292,15 +292,58 @@ std::vector<Transition> breadthFirstMultiprocessor(int n, std::uint32_t& states,
     return ts;
 }
 
-TEST(AggregationMultigrid, TransposedCyclesContractOnABreadthFirstNumberedChain) {
+// A line of machines in tandem, each with a buffer of up to B parts in front
+// of it: parts arrive at rate 0.8 while the first buffer has room, a working
+// machine passes a part on at rate 1 when the next buffer has room (the last
+// lets it leave), fails at 0.01 and is repaired at 0.5. States numbered
+// breadth-first from the empty line. The moves of parts go one way only.
+std::vector<Transition> tandemLine(int machines, int buffer, std::uint32_t& states) {
+    using State = std::vector<int>; // buffers, then 1 for each failed machine
+    std::map<State, std::uint32_t> number;
+    std::vector<State> queue{State(2 * machines, 0)};
+    number[queue[0]] = 0;
+    std::vector<Transition> ts;
+    auto add = [&](std::uint32_t from, const State& to, double rate) {
+        auto [it, added] = number.emplace(to, static_cast<std::uint32_t>(queue.size()));
+        if (added)
+            queue.push_back(to);
+        ts.push_back({from, it->second, rate});
+    };
+    for (std::size_t at = 0; at < queue.size(); ++at) {
+        const State u = queue[at];
+        const auto from = static_cast<std::uint32_t>(at);
+        if (u[0] < buffer) {
+            State v = u;
+            ++v[0];
+            add(from, v, 0.8);
+        }
+        for (int k = 0; k < machines; ++k) {
+            State v = u;
+            v[machines + k] = 1 - u[machines + k];
+            add(from, v, u[machines + k] != 0 ? 0.5 : 0.01);
+            if (u[machines + k] == 0 && u[k] > 0 && (k + 1 == machines || u[k + 1] < buffer)) {
+                v = u;
+                --v[k];
+                if (k + 1 < machines)
+                    ++v[k + 1];
+                add(from, v, 1.0);
+            }
+        }
+    }
+    states = static_cast<std::uint32_t>(queue.size());
+    return ts;
+}
+
+TEST(AggregationMultigrid, TransposedCyclesContractOnBreadthFirstNumberedChains) {
     // Cycles on B^T w = 1 (the times to reach the reference), each from the last
-    // residual, must cut that residual on a chain numbered as the generator
-    // numbers it: a coarse correction that overshoots, repeated on every level,
-    // grows the iterate without bound instead.
-    for (const int n : {20, 40}) {
-        SCOPED_TRACE(n);
-        std::uint32_t states = 0, reference = 0;
-        const std::vector<Transition> ts = breadthFirstMultiprocessor(n, states, reference);
+    // residual, must cut that residual on chains numbered as the generator
+    // numbers them: a coarse correction that overshoots, repeated on every level,
+    // grows the iterate without bound instead. On the tandem lines the cycles
+    // did not contract with each unknown paired with the source of the largest
+    // rate, nor with the first neighbour in its row whichever way the rates
+    // go (a pair joined one way only takes even shares).
+    auto expectContraction = [](std::uint32_t states, const std::vector<Transition>& ts,
+                                std::uint32_t reference) {
         const ClosedSystem c(states, ts, reference, true);
         gensolver::AggregationMultigrid mg(*c.system, 8);
         ASSERT_TRUE(mg.ok());
@@ -323,6 +366,18 @@ TEST(AggregationMultigrid, TransposedCyclesContractOnABreadthFirstNumberedChain)
             }
             previous = norm;
         }
+    };
+    for (const int n : {20, 40}) {
+        SCOPED_TRACE(n);
+        std::uint32_t states = 0, reference = 0;
+        const std::vector<Transition> ts = breadthFirstMultiprocessor(n, states, reference);
+        expectContraction(states, ts, reference);
+    }
+    for (const auto& [machines, buffer] : {std::pair{3, 5}, std::pair{4, 3}}) {
+        SCOPED_TRACE(machines * 10 + buffer);
+        std::uint32_t states = 0;
+        const std::vector<Transition> ts = tandemLine(machines, buffer, states);
+        expectContraction(states, ts, 0);
     }
 }
 

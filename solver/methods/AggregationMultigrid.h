@@ -1,14 +1,15 @@
 #pragma once
 // An algebraic multigrid preconditioner for a SparseSystem built by aggregation:
 // each level joins its unknowns into aggregates of up to four (two rounds of
-// pairing every unknown with the free or still unpaired source that sends it the
-// largest rate), the next
-// level's matrix is the sum of the entries between aggregates (the Galerkin
-// product with piecewise constant interpolation, which keeps an M-matrix an
-// M-matrix), and the coarsest level is solved densely. One application is a
-// W-cycle: forward Gauss-Seidel sweeps, two corrections from the level below,
-// backward sweeps; a V-cycle (one correction) where checkCycle() finds that the
-// W-cycle grows the residual on B^T z = 1 or cuts it by less per unit of work.
+// pairing every unknown with the first free or still unpaired neighbour in its
+// row that exchanges rates with it both ways, else with the source that sends it
+// the largest rate), the next level's matrix is the sum of the entries between
+// aggregates weighted by the members' shares (the Galerkin product, which keeps
+// an M-matrix an M-matrix), and the coarsest level is solved densely. One
+// application is a W-cycle: forward Gauss-Seidel sweeps, two corrections from the
+// level below, backward sweeps; a V-cycle (one correction) where checkCycle()
+// finds that the W-cycle grows the residual on B^T z = 1 or needs more work for
+// the same accuracy under BiCGSTAB.
 // The transposed application is the exact transpose of that operator, for the
 // transposed system.
 //

@@ -9,6 +9,8 @@
 #include <string_view>
 #include <vector>
 
+#include <sys/stat.h>
+
 namespace gensolver {
 
 namespace {
@@ -174,6 +176,20 @@ RateMatrix readArm(const std::string& path, std::uint32_t states, std::vector<Re
     LineReader in(path);
     if (readHeader(in) != states)
         in.fail("the state count changed while the file was read");
+    // Every state has a row of at least four bytes (its number and the row end
+    // 0, each on a line of its own). A count the file cannot hold is refused
+    // before the matrix's per-state arrays are allocated for it: a truncated
+    // file or a corrupted count must not end the run out of memory. The rewards
+    // are read first, so that their fault is still the one reported.
+    struct stat info {};
+    if (::stat(path.c_str(), &info) == 0 &&
+        static_cast<std::uint64_t>(info.st_size) / 4 < std::uint64_t{states}) {
+        if (beside)
+            beside();
+        in.fail("the file's " + std::to_string(info.st_size) +
+                " bytes cannot hold the rows of its " + std::to_string(states) +
+                " states (truncated)");
+    }
     return rowsToMatrix(path, states, rewards, beside, [&](bool fill, auto&& entry) {
         if (!fill) {
             walkRows<false>(in, states, entry);

@@ -2,6 +2,7 @@
 // gen-solve turns it into one line on standard error and status 1.
 
 #include "methods/Parallel.h"
+#include "read/ArmReader.h"
 #include "read/InputError.h"
 #include "read/ModelReader.h"
 #include "support/TestSupport.h"
@@ -10,6 +11,7 @@
 
 #include <fstream>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -68,6 +70,7 @@ TEST(InputErrors, EachFaultIsNamedWithItsFileAndLine) {
          "c.arm:12: the rate from state 2 to 1 is not a number"},
         {"text after rows", kArm + "4\n", kVar, kPvType,
          "c.arm:18: text after the row of the last state 3"},
+
         {"var header", kArm, replaced(kVar, "up\n", "down\n"), kPvType,
          "c.var:1: header names \"down\" where the .pvtype file has \"up\""},
         {"var record order", kArm, replaced(kVar, "\n2\n", "\n7\n"), kPvType,
@@ -131,6 +134,40 @@ TEST(InputErrors, LineThreeIsFillerWhateverItHolds) {
     write(dir.path() + "c.var", kVar);
     write(dir.path() + "c.pvtype", kPvType);
     EXPECT_EQ(gensolver::readModel(dir.path() + "c").matrix.transitions(), 4u);
+}
+
+TEST(InputErrors, ACountTheFileCannotHoldIsRefusedWithoutTheMemoryForIt) {
+    // 4e9 states in a file of some hundred bytes: the rows' arrays would take 32
+    // GB. The .arm reader refuses the count on its own; read with the rewards,
+    // their file's fault comes first, and on two threads too before any array
+    // is allocated for the count (they were read beside an allocation of 32 GB).
+    TempDir dir;
+    const std::string arm = replaced(kArm, "1\n3\n", "1\n4000000000\n");
+    write(dir.path() + "c.arm", arm);
+    write(dir.path() + "c.var", kVar);
+    write(dir.path() + "c.pvtype", kPvType);
+    std::vector<gensolver::Rewards> rewards;
+    try {
+        gensolver::readArm(dir.path() + "c.arm", 4000000000u, rewards, {});
+        ADD_FAILURE() << "no error";
+    } catch (const gensolver::InputError& e) {
+        EXPECT_NE(std::string(e.what()).find(
+                      "c.arm:3: the file's " + std::to_string(arm.size()) +
+                      " bytes cannot hold the rows of its 4000000000 states (truncated)"),
+                  std::string::npos)
+            << e.what();
+    }
+#if defined(__SANITIZE_ADDRESS__)
+    GTEST_SKIP() << "the address sanitizer cannot run under an address-space limit";
+#endif
+    const auto result = run("ulimit -v 1048576; " + binary("gen-solve") + " -P" + dir.path() +
+                            " -Nc --threads 2");
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.err.rfind("gen-solve: " + dir.path() +
+                                   "c.var:10: the file ends after 3 of 4000000000 records",
+                               0),
+              0u)
+        << result.err;
 }
 
 TEST(InputErrors, TheCommandReportsOneLineAndStatusOne) {

@@ -38,6 +38,9 @@ public:
     // Where the pairing stalls above this many unknowns, the level is not solved
     // densely (its factors would take size^2 numbers) and ok() is false.
     static constexpr std::uint32_t kDenseLimit = 4096;
+    // From this many unknowns the levels serve only where a cycle contracts
+    // (checkCycle()).
+    static constexpr std::uint32_t kContractionNeededFrom = 4096;
     // Gauss-Seidel sweeps before and after the coarse corrections: two rather
     // than one halved the BiCGSTAB iterations on large chains with the pairs
     // of the largest rate in; with the pairs in row order one takes 17
@@ -64,12 +67,16 @@ public:
                                   bool transposed = true);
 
     bool ok() const { return ok_; }
+    // False where checkCycle() found that neither cycle contracts (ok() is
+    // then false too).
+    bool contracts() const { return contracts_; }
     // Gives the threaded levels their transposed rows where they lack them: the
     // finest level takes the system's when it has them by now.
     void transposeLevels();
     // Turns the application into a V-cycle where two transposed W-cycles in a row
     // grow the residual on B^T z = 1, or where two V-cycles cut it by more per
-    // unit of work (see contraction()). Needs the transposed levels. Not part of the constructor:
+    // unit of work (see contraction()); makes ok() false where neither cycle
+    // cuts it on a chain of kContractionNeededFrom unknowns or more. Needs the transposed levels. Not part of the constructor:
     // the first cycle that picks the reference is applied forward only, and the
     // system solved (and its w) is the one built with that reference.
     void checkCycle();
@@ -208,6 +215,7 @@ private:
     std::vector<Level> levels_;
     std::vector<double> lu_; // the coarsest level's LU factors, row-major
     bool ok_ = true;
+    bool contracts_ = true;
     bool wCycle_ = true; // two corrections from each level below, else one
 };
 

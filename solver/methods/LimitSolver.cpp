@@ -152,6 +152,7 @@ struct KrylovSolve {
     double bound = std::numeric_limits<double>::infinity(); // relative 1-norm error of the
                                                             // component's part of x
     bool converged = false;                                 // bound <= tolerance
+    Limit::Refusal refused = Limit::Refusal::None;          // not run, and why
 };
 
 // BiCGSTAB, preconditioned by ILU(0) or by aggregation multigrid, on the
@@ -212,8 +213,10 @@ KrylovSolve krylov(const RateMatrix& m, const Components& comps, std::uint32_t c
                 std::vector<double> guess(built->size());
                 multigrid = std::make_unique<AggregationMultigrid>(
                     *built, options.multigridCoarsest, options.multigridThreadedFrom, false);
-                if (!multigrid->ok())
+                if (!multigrid->ok()) {
+                    out.refused = Limit::Refusal::NoLevels;
                     return out;
+                }
                 multigrid->apply(pool, built->b, guess);
                 top = built->member[static_cast<std::uint32_t>(
                     std::max_element(guess.begin(), guess.end()) - guess.begin())];
@@ -239,9 +242,15 @@ KrylovSolve krylov(const RateMatrix& m, const Components& comps, std::uint32_t c
         } else {
             multigrid = levels();
         }
-        if (!multigrid->ok())
+        if (!multigrid->ok()) {
+            out.refused = Limit::Refusal::NoLevels;
             return out;
+        }
         multigrid->checkCycle();
+        if (!multigrid->ok()) {
+            out.refused = Limit::Refusal::NotContracting;
+            return out;
+        }
         // Built and checked, the levels no longer need the plain rows where the
         // packed ones serve: 12 bytes an entry less while BiCGSTAB runs.
         if (!multigrid->readsPlainRows())
@@ -249,8 +258,10 @@ KrylovSolve krylov(const RateMatrix& m, const Components& comps, std::uint32_t c
         preconditioner = std::move(multigrid);
     } else {
         auto ilu = std::make_unique<IluPreconditioner>(pool, *built);
-        if (!ilu->ok())
+        if (!ilu->ok()) {
+            out.refused = Limit::Refusal::IluPivot;
             return out;
+        }
         preconditioner = std::move(ilu);
     }
     const SparseSystem& system = *built;
@@ -335,11 +346,22 @@ std::string Limit::method() const {
                (sweepsExpected > 0 ? "about " + std::to_string(sweepsExpected) + " more expected"
                                    : std::string("its changes did not shrink")) +
                "), then ";
-    if (krylov)
-        text += std::string(multigrid     ? "BiCGSTAB+aggregation multigrid, "
-                           : distributed ? "BiCGSTAB+ILU(0) per process, "
-                                         : "BiCGSTAB+ILU(0), ") +
-               std::to_string(krylovIterations) + " iterations";
+    if (krylov) {
+        const char* why = krylovRefused == Refusal::NoLevels ? "its levels could not be built"
+                          : krylovRefused == Refusal::NotContracting
+                              ? "its cycles do not contract"
+                          : krylovRefused == Refusal::IluPivot ? "a pivot is not positive"
+                                                               : nullptr;
+        text += multigrid     ? "BiCGSTAB+aggregation multigrid"
+                : distributed ? "BiCGSTAB+ILU(0) per process"
+                              : "BiCGSTAB+ILU(0)";
+        if (why != nullptr && krylovIterations == 0)
+            text += std::string(" not run (") + why + ")";
+        else
+            text += ", " + std::to_string(krylovIterations) + " iterations" +
+                    (why != nullptr ? std::string(" (not run on a component: ") + why + ")"
+                                    : std::string());
+    }
     if (iterative)
         text += std::string(krylov ? ", then " : "") + "Gauss-Seidel, " + std::to_string(sweeps) +
                 " sweeps";
@@ -410,6 +432,8 @@ Limit solveLimit(const RateMatrix& m, const LimitOptions& options) {
             limit.krylov = true;
             limit.multigrid = krylovOptions.multigrid;
             limit.krylovIterations += k.iterations;
+            if (k.refused != Limit::Refusal::None)
+                limit.krylovRefused = k.refused;
             if (k.converged)
                 limit.errorEstimate = std::max(limit.errorEstimate, k.bound);
             else

@@ -206,13 +206,20 @@ Limit DistributedBackend::gatheredLimit(const LimitOptions& options, Limit power
     agree(comm_, fault);
     // The figures of process 0's solve, then each process's slice of the distribution.
     double reals[2] = {l.residual, l.errorEstimate};
-    std::uint64_t whole_numbers[10] = {l.classesReached,   l.classes,   l.components,
-                                       l.sweeps,           l.krylovIterations,
-                                       l.iterative,        l.krylov,    l.multigrid,
-                                       l.sweepsGivenUp,    l.sweepsExpected};
+    std::uint64_t whole_numbers[11] = {l.classesReached,
+                                       l.classes,
+                                       l.components,
+                                       l.sweeps,
+                                       l.krylovIterations,
+                                       l.iterative,
+                                       l.krylov,
+                                       l.multigrid,
+                                       l.sweepsGivenUp,
+                                       l.sweepsExpected,
+                                       static_cast<std::uint64_t>(l.krylovRefused)};
     int converged = l.converged ? 1 : 0;
     MPI_Bcast(reals, 2, MPI_DOUBLE, 0, comm_);
-    MPI_Bcast(whole_numbers, 10, MPI_UINT64_T, 0, comm_);
+    MPI_Bcast(whole_numbers, 11, MPI_UINT64_T, 0, comm_);
     MPI_Bcast(&converged, 1, MPI_INT, 0, comm_);
     l.residual = reals[0];
     l.errorEstimate = reals[1];
@@ -226,6 +233,7 @@ Limit DistributedBackend::gatheredLimit(const LimitOptions& options, Limit power
     l.multigrid = whole_numbers[7] != 0;
     l.sweepsGivenUp = whole_numbers[8];
     l.sweepsExpected = whole_numbers[9];
+    l.krylovRefused = static_cast<Limit::Refusal>(whole_numbers[10]);
     l.converged = converged != 0;
     const std::vector<std::uint32_t> bounds = stateRanges(states_, processes);
     std::vector<int> sizes(static_cast<std::size_t>(processes)), starts(sizes.size());

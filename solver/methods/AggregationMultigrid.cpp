@@ -190,7 +190,6 @@ void AggregationMultigrid::checkCycle() {
     // cycles grew the residual 1e11-fold).
     if (!(v < 1.0) && !(w < 1.0) && levels_[0].size >= kContractionNeededFrom) {
         ok_ = false;
-        contracts_ = false;
         return;
     }
     // The W-cycle is kept where it costs less work for the same accuracy than
@@ -204,7 +203,7 @@ void AggregationMultigrid::checkCycle() {
     // picked the W-cycle on the scaled multiprocessor, whose 13 iterations
     // there took longer than the V-cycle's 16.
     wCycle_ = w < 1.0 && !(v < 1.0 && work(false) / std::sqrt(-std::log(v)) <
-                                           work(true) / std::sqrt(-std::log(w)));
+                                          work(true) / std::sqrt(-std::log(w)));
 }
 
 double AggregationMultigrid::work(bool wCycle) const {

@@ -67,18 +67,16 @@ public:
                                   bool transposed = true);
 
     bool ok() const { return ok_; }
-    // False where checkCycle() found that neither cycle contracts (ok() is
-    // then false too).
-    bool contracts() const { return contracts_; }
     // Gives the threaded levels their transposed rows where they lack them: the
     // finest level takes the system's when it has them by now.
     void transposeLevels();
     // Turns the application into a V-cycle where two transposed W-cycles in a row
     // grow the residual on B^T z = 1, or where two V-cycles cut it by more per
     // unit of work (see contraction()); makes ok() false where neither cycle
-    // cuts it on a chain of kContractionNeededFrom unknowns or more. Needs the transposed levels. Not part of the constructor:
-    // the first cycle that picks the reference is applied forward only, and the
-    // system solved (and its w) is the one built with that reference.
+    // cuts it on a chain of kContractionNeededFrom unknowns or more. Needs the
+    // transposed levels. Not part of the constructor: the first cycle that
+    // picks the reference is applied forward only, and the system solved (and
+    // its w) is the one built with that reference.
     void checkCycle();
     // Whether the applications read the system's plain rows (column and rate):
     // false where the finest level reads its packed rows.
@@ -215,7 +213,6 @@ private:
     std::vector<Level> levels_;
     std::vector<double> lu_; // the coarsest level's LU factors, row-major
     bool ok_ = true;
-    bool contracts_ = true;
     bool wCycle_ = true; // two corrections from each level below, else one
 };
 

@@ -348,10 +348,9 @@ std::string Limit::method() const {
                "), then ";
     if (krylov) {
         const char* why = krylovRefused == Refusal::NoLevels ? "its levels could not be built"
-                          : krylovRefused == Refusal::NotContracting
-                              ? "its cycles do not contract"
-                          : krylovRefused == Refusal::IluPivot ? "a pivot is not positive"
-                                                               : nullptr;
+                          : krylovRefused == Refusal::NotContracting ? "its cycles do not contract"
+                          : krylovRefused == Refusal::IluPivot       ? "a pivot is not positive"
+                                                                     : nullptr;
         text += multigrid     ? "BiCGSTAB+aggregation multigrid"
                 : distributed ? "BiCGSTAB+ILU(0) per process"
                               : "BiCGSTAB+ILU(0)";

@@ -58,15 +58,6 @@ struct Limit {
     bool iterative = false;             // some part was solved by Gauss-Seidel
     bool krylov = false;                // some part was solved by BiCGSTAB
     bool multigrid = false;             // ... preconditioned by aggregation multigrid
-    // Why BiCGSTAB was not run where it was chosen (its preconditioner failed
-    // its checks), the sweeps solving the component instead.
-    enum class Refusal : std::uint8_t {
-        None,
-        NoLevels,       // the multigrid's levels could not be built or factored
-        NotContracting, // neither of the multigrid's cycles contracts
-        IluPivot,       // a pivot of ILU(0) is not positive
-    };
-    Refusal krylovRefused = Refusal::None;
     bool power = false;                 // the power iteration of the uniformized chain
                                         // (sweeps counts its steps; no class figures)
     bool distributed = false;           // BiCGSTAB over processes, each preconditioned by the
@@ -84,6 +75,15 @@ struct Limit {
     double errorEstimate = 0.0;
     std::string fallback; // how a distributed solve came to this limit, when not
                           // by its own method; printed in the summary
+    // Why BiCGSTAB was not run where it was chosen (its preconditioner failed
+    // its checks), the sweeps solving the component instead.
+    enum class Refusal : std::uint8_t {
+        None,
+        NoLevels,       // the multigrid's levels could not be built or factored
+        NotContracting, // neither of the multigrid's cycles contracts
+        IluPivot,       // a pivot of ILU(0) is not positive
+    };
+    Refusal krylovRefused = Refusal::None;
     // e.g. "BiCGSTAB+ILU(0), 23 iterations" or "BiCGSTAB+aggregation multigrid, 9
     // iterations"
     std::string method() const;

@@ -382,6 +382,11 @@ SweepResult gaussSeidel(const RateMatrix& m, const Components& comps, std::uint3
     constexpr std::uint64_t kCheckEvery = 32;
     double recent[kRateSpan + 1] = {};
     const bool mayGiveUp = options.switchSweeps > 0 && size >= options.switchFrom;
+    // A smaller component gives up only where the sweeps expect to need more
+    // than they have left: its changes do not shrink (a cycle against the state
+    // numbering passes its values round for ever), or shrink too slowly to meet
+    // the tolerance within options.maxSweeps (at the rounding level, say).
+    const bool mayStall = options.switchSweeps > 0 && size < options.switchFrom;
     double moreBefore = 0.0; // the sweeps expected at the check before
     // The iterates are extrapolated after sweep kExtrapolateFrom and every
     // kExtrapolateEvery sweeps from there, from the kKept iterates up to it.
@@ -460,7 +465,7 @@ SweepResult gaussSeidel(const RateMatrix& m, const Components& comps, std::uint3
             break;
         }
         recent[r.sweeps % (kRateSpan + 1)] = relative;
-        if (mayGiveUp && r.sweeps % kCheckEvery == 0) {
+        if ((mayGiveUp || mayStall) && r.sweeps % kCheckEvery == 0) {
             // With the changes shrinking by rate per sweep, the estimate
             // relative * rate / (1 - rate) reaches the tolerance after `more`
             // sweeps. The rate often improves once the first sweeps have moved
@@ -473,7 +478,8 @@ SweepResult gaussSeidel(const RateMatrix& m, const Components& comps, std::uint3
                 rate < 1.0 ? std::log(options.tolerance * (1.0 - rate) / (relative * rate)) /
                                  std::log(rate)
                            : std::numeric_limits<double>::infinity();
-            const auto limit = static_cast<double>(options.switchSweeps);
+            const double limit = static_cast<double>(
+                mayGiveUp ? options.switchSweeps : options.maxSweeps - r.sweeps);
             if (more > limit && moreBefore > limit) {
                 r.gaveUp = true;
                 r.expected = std::isfinite(more) ? static_cast<std::uint64_t>(std::ceil(more)) : 0;

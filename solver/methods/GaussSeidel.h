@@ -18,8 +18,9 @@ struct SweepResult {
     std::uint32_t levels = 0; // wavefront levels a sweep took, 0 when swept in order
     std::uint64_t extrapolations = 0; // iterates extrapolated
     // Set when the sweeps stopped because two checks in a row expected them to
-    // need more than options.switchSweeps more; expected: the further sweeps
-    // the last check expected (0 when the changes did not shrink).
+    // need more than options.switchSweeps more (on a component below
+    // options.switchFrom, more than maxSweeps leaves); expected: the further
+    // sweeps the last check expected (0 when the changes did not shrink).
     bool gaveUp = false;
     std::uint64_t expected = 0;
 };
@@ -56,7 +57,10 @@ Wavefront findWavefront(const RateMatrix& m, const Components& comps, std::uint3
 // sweeps.
 // A component of at least options.switchFrom states stops early (gaveUp) when,
 // from the rate at which the changes shrink, the sweeps are expected to need more
-// than options.switchSweeps more at two checks in a row (every 32 sweeps).
+// than options.switchSweeps more at two checks in a row (every 32 sweeps); a
+// smaller one, with switchSweeps set, when two checks in a row expect more than
+// the sweeps left of options.maxSweeps (expected 0 where the changes did not
+// shrink).
 SweepResult gaussSeidel(const RateMatrix& m, const Components& comps, std::uint32_t c, bool closed,
                         const LimitOptions& options, std::vector<double>& x);
 

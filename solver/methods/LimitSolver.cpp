@@ -433,10 +433,17 @@ Limit solveLimit(const RateMatrix& m, const LimitOptions& options) {
             limit.krylovIterations += k.iterations;
             if (k.refused != Limit::Refusal::None)
                 limit.krylovRefused = k.refused;
-            if (k.converged)
+            if (k.converged) {
                 limit.errorEstimate = std::max(limit.errorEstimate, k.bound);
-            else
+            } else if (k.bound <= krylovOptions.acceptable) {
+                // Short of the tighter target, within the bound asked: the
+                // sweeps afresh would take long to do no better (on a cycle
+                // against the numbering they never settle).
+                limit.errorEstimate = std::max(limit.errorEstimate, k.bound);
+                limit.accepted = true;
+            } else {
                 gaussSeidelAfter(k);
+            }
         };
         if (size >= options.krylovFrom) {
             byKrylov(options, false);
@@ -450,12 +457,20 @@ Limit solveLimit(const RateMatrix& m, const LimitOptions& options) {
             record(r);
             return;
         }
+        limit.sweepsGivenUp += r.sweeps;
+        limit.sweepsExpected = std::max(limit.sweepsExpected, r.expected);
+        if (size < options.switchFrom) {
+            // The sweeps stalled: BiCGSTAB+ILU(0) solves the component, and
+            // the sweeps afresh only where it misses its bound.
+            LimitOptions ilu = options;
+            ilu.multigrid = false;
+            byKrylov(ilu, true);
+            return;
+        }
         // Gauss-Seidel would take long: the multigrid, whose iterations grow far
         // more slowly with the chain, is tried, for at most about as much work as
         // the sweeps expected (an iteration costs some twenty sweeps), and at
         // least 100 iterations.
-        limit.sweepsGivenUp += r.sweeps;
-        limit.sweepsExpected = std::max(limit.sweepsExpected, r.expected);
         LimitOptions multigrid = options;
         multigrid.multigrid = true;
         if (r.expected > 0)

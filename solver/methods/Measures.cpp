@@ -250,8 +250,11 @@ Solution solve(const Model& model, const SolveOptions& options, ChainBackend& ch
     std::map<double, Snapshot> snapshots;
     // The limit serves steady-state detection too, where its own error must stay
     // well below the detection threshold (a sixteenth of the transient bound).
+    // A solve short of that but within the bound asked still gives the long-run
+    // values (Limit::accepted), not detection.
     LimitOptions limitOptions = options.limit;
     limitOptions.tolerance = std::min(limitOptions.tolerance, options.transient.epsilon / 16.0);
+    limitOptions.acceptable = std::max(limitOptions.acceptable, options.limit.tolerance);
     BackendLimit limits(chain, limitOptions);
     if (!instants.empty()) {
         TransientOptions transientOptions = options.transient;

@@ -227,7 +227,9 @@ double TransientSolver::distanceToLimit(std::uint64_t k, std::uint64_t remaining
         }
         limit_ = &limits_->limit();
     }
-    if (!limit_->converged)
+    // A limit kept short of its target (Limit::accepted) is too far off for
+    // detection, which compares the iterate with it to a sixteenth of the bound.
+    if (!limit_->converged || limit_->accepted)
         return -1.0;
     const double d = chain_.distance(v_.data(), limit_->distribution.data());
     // Detected once the iterate agrees with the computed limit to a sixteenth of the

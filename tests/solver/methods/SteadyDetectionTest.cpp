@@ -2,7 +2,8 @@
 // iterate's mass on transient states is below its threshold: a chain that is
 // absorbed only slowly never pays for the limit (its mean times to absorption),
 // and gives the same bits as without detection; a chain that drains into a
-// closed class quickly still detects, at that class's closed-form distribution.
+// closed class quickly still detects, at that class's closed-form distribution,
+// unless its limit was kept short of its target.
 
 #include "methods/LimitSolver.h"
 #include "methods/Transient.h"
@@ -25,12 +26,15 @@ public:
         : m_(m), transient_(std::move(transient)) {}
     const gensolver::Limit& limit() override {
         ++requests;
-        if (!limit_)
+        if (!limit_) {
             limit_ = gensolver::solveLimit(m_, gensolver::LimitOptions{});
+            limit_->accepted = accepted;
+        }
         return *limit_;
     }
     const std::vector<char>* transientStates() override { return &transient_; }
     int requests = 0;
+    bool accepted = false; // the limit as kept short of its target
 
 private:
     const RateMatrix& m_;
@@ -87,6 +91,24 @@ TEST(SteadyDetectionTest, QuickDrainStillDetects) {
     e.advanceTo(0.2);
     EXPECT_EQ(early.requests, 0);
     EXPECT_FALSE(e.steadyStateDetected());
+}
+
+TEST(SteadyDetectionTest, ALimitKeptShortOfItsTargetIsNotUsed) {
+    // The chain of QuickDrainStillDetects, its limit marked as kept above its
+    // target: it is fetched, but the steps run to the end as without one.
+    const RateMatrix m =
+        gensolver::buildRateMatrix(3, {{0, 1, 50.0}, {1, 2, 1000.0}, {2, 1, 500.0}});
+    const std::vector<double> atTwo{0.0, 0.0, 1.0};
+    CountingLimit limits(m, {1, 0, 0});
+    limits.accepted = true;
+    TransientSolver detecting(m, {&atTwo}, &limits, uniformization());
+    TransientSolver plain(m, {&atTwo}, nullptr, uniformization());
+    detecting.advanceTo(100.0);
+    plain.advanceTo(100.0);
+    EXPECT_FALSE(detecting.steadyStateDetected());
+    EXPECT_EQ(limits.requests, 1);
+    EXPECT_EQ(detecting.distribution(), plain.distribution());
+    EXPECT_EQ(detecting.distributionBound(), plain.distributionBound());
 }
 
 } // namespace

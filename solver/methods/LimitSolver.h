@@ -39,15 +39,14 @@ struct LimitOptions {
     // Gauss-Seidel on a component of at least switchFrom states gives way to
     // BiCGSTAB with aggregation multigrid when, from the rate at which its
     // changes shrink, it is expected to need more than switchSweeps further
-    // sweeps (0: never; GaussSeidel.h); Gauss-Seidel finishes the component
-    // afresh where the multigrid misses its bound.
+    // sweeps (0: never, here and below; GaussSeidel.h). On a smaller one (of
+    // more than denseLimit states) it gives way to BiCGSTAB+ILU(0) when it is
+    // expected to need more sweeps than maxSweeps leaves: the sweeps of a cycle
+    // that runs against the state numbering pass the values round it and never
+    // settle. Gauss-Seidel finishes the component afresh where BiCGSTAB misses
+    // its bound.
     std::uint64_t switchSweeps = 1000;
     std::uint32_t switchFrom = 1u << 17;
-    // On a component of fewer than switchFrom states (and more than
-    // denseLimit), Gauss-Seidel that expects to need more sweeps than maxSweeps
-    // leaves gives way to BiCGSTAB+ILU(0) (unless switchSweeps is 0): the
-    // sweeps of a cycle that runs against the state numbering pass the values
-    // round it and never settle.
     // Gauss-Seidel on a component of at least extrapolateFrom states
     // extrapolates its iterates every 16 sweeps (GaussSeidel.h); on smaller
     // ones a sweep costs too little for the sweeps saved to matter.

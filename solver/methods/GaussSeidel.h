@@ -19,8 +19,9 @@ struct SweepResult {
     std::uint64_t extrapolations = 0; // iterates extrapolated
     // Set when the sweeps stopped because two checks in a row expected them to
     // need more than options.switchSweeps more (on a component below
-    // options.switchFrom, more than maxSweeps leaves); expected: the further
-    // sweeps the last check expected (0 when the changes did not shrink).
+    // options.switchFrom and extrapolateFrom, more than maxSweeps leaves);
+    // expected: the further sweeps the last check expected (0 when the changes
+    // did not shrink).
     bool gaveUp = false;
     std::uint64_t expected = 0;
 };
@@ -58,9 +59,9 @@ Wavefront findWavefront(const RateMatrix& m, const Components& comps, std::uint3
 // A component of at least options.switchFrom states stops early (gaveUp) when,
 // from the rate at which the changes shrink, the sweeps are expected to need more
 // than options.switchSweeps more at two checks in a row (every 32 sweeps); a
-// smaller one, with switchSweeps set, when two checks in a row expect more than
-// the sweeps left of options.maxSweeps (expected 0 where the changes did not
-// shrink).
+// smaller one that is not extrapolated, with switchSweeps set, when two checks
+// in a row expect more than the sweeps left of options.maxSweeps (expected 0
+// where the changes did not shrink).
 SweepResult gaussSeidel(const RateMatrix& m, const Components& comps, std::uint32_t c, bool closed,
                         const LimitOptions& options, std::vector<double>& x);
 

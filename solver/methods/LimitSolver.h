@@ -39,12 +39,13 @@ struct LimitOptions {
     // Gauss-Seidel on a component of at least switchFrom states gives way to
     // BiCGSTAB with aggregation multigrid when, from the rate at which its
     // changes shrink, it is expected to need more than switchSweeps further
-    // sweeps (0: never, here and below; GaussSeidel.h). On a smaller one (of
-    // more than denseLimit states) it gives way to BiCGSTAB+ILU(0) when it is
-    // expected to need more sweeps than maxSweeps leaves: the sweeps of a cycle
-    // that runs against the state numbering pass the values round it and never
-    // settle. Gauss-Seidel finishes the component afresh where BiCGSTAB misses
-    // its bound.
+    // sweeps (0: never, here and below; GaussSeidel.h). On one of more than
+    // denseLimit states and fewer than extrapolateFrom (whose iterates are not
+    // extrapolated) it gives way to BiCGSTAB+ILU(0) when it is expected to need
+    // more sweeps than maxSweeps leaves: the sweeps of a cycle that runs
+    // against the state numbering pass the values round it and never settle.
+    // Gauss-Seidel finishes the component afresh where BiCGSTAB misses its
+    // bound.
     std::uint64_t switchSweeps = 1000;
     std::uint32_t switchFrom = 1u << 17;
     // Gauss-Seidel on a component of at least extrapolateFrom states

@@ -271,32 +271,38 @@ TEST(KrylovLimit, SweepsThatStallOnACycleAgainstTheNumberingGiveWayToIlu) {
 }
 
 TEST(KrylovLimit, ABoundShortOfItsTargetIsKeptWhereItMeetsTheAcceptableOne) {
-    // On the backward cycle of 10,000 states the rounding of BiCGSTAB's residual
-    // leaves a bound of about 2.3e-13: short of a target of 1e-12 / 16, within
-    // 1e-12. Without an acceptable bound, the sweeps afresh (which stall) take
-    // over and the limit is not converged; with one, BiCGSTAB's result stands.
-    const std::uint32_t n = 10000;
-    const gensolver::RateMatrix m = gensolver::buildRateMatrix(n, backwardCycle(n));
-    gensolver::LimitOptions strict;
-    strict.tolerance = 1e-12 / 16;
-    strict.maxSweeps = 3000;
+    // A target of 1e-20 is beyond what a residual rounded to doubles can bound,
+    // 1e-9 within it. Without an acceptable bound, the sweeps afresh take over
+    // (here they reach a fixed point of the rounded sweep); with one, BiCGSTAB's
+    // result stands.
+    const std::uint32_t n = 200;
+    const std::vector<Transition> ts = randomIrreducible(n, 7, -1.0, 1.0);
+    const gensolver::RateMatrix m = gensolver::buildRateMatrix(n, ts);
+    const std::vector<long double> exact = wholeChainStationary(n, ts);
+    auto distance = [&](const gensolver::Limit& limit) {
+        long double d = 0.0L;
+        for (std::uint32_t i = 0; i < n; ++i)
+            d += std::fabs(static_cast<long double>(limit.distribution[i]) - exact[i]);
+        return static_cast<double>(d);
+    };
+    gensolver::LimitOptions strict = krylovEverywhere();
+    strict.tolerance = 1e-20;
+    strict.maxSweeps = 2000;
     const gensolver::Limit missed = gensolver::solveLimit(m, strict);
     ASSERT_TRUE(missed.krylov) << missed.method();
-    EXPECT_FALSE(missed.converged) << missed.method();
     EXPECT_FALSE(missed.accepted);
-    EXPECT_GT(missed.errorEstimate, strict.tolerance);
-    // The better of the two answers is kept, within its estimate all the same.
-    EXPECT_LE(distanceFromBackwardCycle(missed, n), missed.errorEstimate);
+    EXPECT_NE(missed.method().find("then Gauss-Seidel"), std::string::npos) << missed.method();
+    EXPECT_LE(distance(missed), 1e-12);
 
     gensolver::LimitOptions lenient = strict;
-    lenient.acceptable = 1e-12;
+    lenient.acceptable = 1e-9;
     const gensolver::Limit kept = gensolver::solveLimit(m, lenient);
     EXPECT_TRUE(kept.converged) << kept.method();
     EXPECT_TRUE(kept.accepted);
     EXPECT_EQ(kept.method().find("then Gauss-Seidel"), std::string::npos) << kept.method();
     EXPECT_GT(kept.errorEstimate, strict.tolerance);
     EXPECT_LE(kept.errorEstimate, lenient.acceptable);
-    EXPECT_LE(distanceFromBackwardCycle(kept, n), kept.errorEstimate);
+    EXPECT_LE(distance(kept), kept.errorEstimate + 1e-15);
 }
 
 } // namespace

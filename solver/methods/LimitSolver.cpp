@@ -433,14 +433,12 @@ Limit solveLimit(const RateMatrix& m, const LimitOptions& options) {
             limit.krylovIterations += k.iterations;
             if (k.refused != Limit::Refusal::None)
                 limit.krylovRefused = k.refused;
-            if (k.converged) {
+            // A bound short of the tighter target but within the bound asked
+            // is kept too: the sweeps afresh would take long to do no better
+            // (on a cycle against the numbering they never settle).
+            if (k.converged || k.bound <= krylovOptions.acceptable) {
                 limit.errorEstimate = std::max(limit.errorEstimate, k.bound);
-            } else if (k.bound <= krylovOptions.acceptable) {
-                // Short of the tighter target, within the bound asked: the
-                // sweeps afresh would take long to do no better (on a cycle
-                // against the numbering they never settle).
-                limit.errorEstimate = std::max(limit.errorEstimate, k.bound);
-                limit.accepted = true;
+                limit.accepted = limit.accepted || !k.converged;
             } else {
                 gaussSeidelAfter(k);
             }

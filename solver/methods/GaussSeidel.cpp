@@ -391,6 +391,13 @@ SweepResult gaussSeidel(const RateMatrix& m, const Components& comps, std::uint3
     // looked stalled after 96 under Valgrind's arithmetic).
     const bool mayStall = options.switchSweeps > 0 && size < options.switchFrom &&
                           size < options.extrapolateFrom;
+    // Sweeps that only try to better an answer in hand stop where they have
+    // no hope of meeting the tolerance: late enough for the rate to have
+    // settled (estimates of the first checks run up to 30 times too high), and
+    // by a margin beyond that.
+    constexpr std::uint64_t kHopelessFrom = 1024;
+    constexpr double kHopelessMargin = 100.0;
+    const bool mayStop = options.stopWhenHopeless;
     double moreBefore = 0.0; // the sweeps expected at the check before
     // The iterates are extrapolated after sweep kExtrapolateFrom and every
     // kExtrapolateEvery sweeps from there, from the kKept iterates up to it.
@@ -469,7 +476,7 @@ SweepResult gaussSeidel(const RateMatrix& m, const Components& comps, std::uint3
             break;
         }
         recent[r.sweeps % (kRateSpan + 1)] = relative;
-        if ((mayGiveUp || mayStall) && r.sweeps % kCheckEvery == 0) {
+        if ((mayGiveUp || mayStall || mayStop) && r.sweeps % kCheckEvery == 0) {
             // With the changes shrinking by rate per sweep, the estimate
             // relative * rate / (1 - rate) reaches the tolerance after `more`
             // sweeps. The rate often improves once the first sweeps have moved
@@ -482,8 +489,12 @@ SweepResult gaussSeidel(const RateMatrix& m, const Components& comps, std::uint3
                 rate < 1.0 ? std::log(options.tolerance * (1.0 - rate) / (relative * rate)) /
                                  std::log(rate)
                            : std::numeric_limits<double>::infinity();
-            const double limit = static_cast<double>(
-                mayGiveUp ? options.switchSweeps : options.maxSweeps - r.sweeps);
+            const double left = static_cast<double>(options.maxSweeps - r.sweeps);
+            const double limit =
+                mayGiveUp ? static_cast<double>(options.switchSweeps)
+                : mayStall ? left
+                           : (r.sweeps >= kHopelessFrom ? kHopelessMargin * left
+                                                        : std::numeric_limits<double>::infinity());
             if (more > limit && moreBefore > limit) {
                 r.gaveUp = true;
                 r.expected = std::isfinite(more) ? static_cast<std::uint64_t>(std::ceil(more)) : 0;

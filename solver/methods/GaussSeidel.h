@@ -21,7 +21,9 @@ struct SweepResult {
     // need more than options.switchSweeps more (on a component below
     // options.switchFrom and extrapolateFrom, more than maxSweeps leaves);
     // expected: the further sweeps the last check expected (0 when the changes
-    // did not shrink).
+    // did not shrink). With options.stopWhenHopeless, also set when two checks
+    // in a row, from sweep 1,024 on, expect more than a hundred times the
+    // sweeps left of options.maxSweeps.
     bool gaveUp = false;
     std::uint64_t expected = 0;
 };
@@ -61,7 +63,9 @@ Wavefront findWavefront(const RateMatrix& m, const Components& comps, std::uint3
 // than options.switchSweeps more at two checks in a row (every 32 sweeps); a
 // smaller one that is not extrapolated, with switchSweeps set, when two checks
 // in a row expect more than the sweeps left of options.maxSweeps (expected 0
-// where the changes did not shrink).
+// where the changes did not shrink). With options.stopWhenHopeless, any
+// component stops when, from sweep 1,024 on, two checks in a row expect more
+// than a hundred times the sweeps left.
 SweepResult gaussSeidel(const RateMatrix& m, const Components& comps, std::uint32_t c, bool closed,
                         const LimitOptions& options, std::vector<double>& x);
 

@@ -363,7 +363,12 @@ std::string Limit::method() const {
     }
     if (iterative)
         text += std::string(krylov ? ", then " : "") + "Gauss-Seidel, " + std::to_string(sweeps) +
-                " sweeps";
+                " sweeps" +
+                (!sweepsStopped ? std::string()
+                 : sweepsStoppedExpected > 0
+                     ? " (stopped: about " + std::to_string(sweepsStoppedExpected) +
+                           " more expected)"
+                     : std::string(" (stopped: its changes did not shrink)"));
     return text + (converged ? "" : ", NOT CONVERGED");
 }
 
@@ -406,7 +411,9 @@ Limit solveLimit(const RateMatrix& m, const LimitOptions& options) {
         // Gauss-Seidel after a BiCGSTAB solve k that missed its bound. It starts
         // afresh: its estimate of the distance rests on the rate at which its
         // changes shrink, which a start near the solution hides. Should it miss
-        // too, the better of the two answers is kept.
+        // too, the better of the two answers is kept; with BiCGSTAB's answer in
+        // hand, sweeps that expect to need far more than they have left stop
+        // (a cycle against the state numbering never settles).
         auto gaussSeidelAfter = [&](const KrylovSolve& k) {
             std::vector<double> kept;
             kept.reserve(size);
@@ -417,7 +424,12 @@ Limit solveLimit(const RateMatrix& m, const LimitOptions& options) {
             }
             LimitOptions toTheEnd = options;
             toTheEnd.switchSweeps = 0;
+            toTheEnd.stopWhenHopeless = std::isfinite(k.bound);
             SweepResult r = gaussSeidel(m, comps, c, closed, toTheEnd, x);
+            if (r.gaveUp) {
+                limit.sweepsStopped = true;
+                limit.sweepsStoppedExpected = std::max(limit.sweepsStoppedExpected, r.expected);
+            }
             if (!r.converged && k.bound < r.change) {
                 for (std::uint32_t at = comps.first[c]; at < comps.first[c + 1]; ++at)
                     x[comps.order[at]] = kept[at - comps.first[c]];

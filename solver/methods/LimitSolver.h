@@ -52,6 +52,12 @@ struct LimitOptions {
     // extrapolates its iterates every 16 sweeps (GaussSeidel.h); on smaller
     // ones a sweep costs too little for the sweeps saved to matter.
     std::uint32_t extrapolateFrom = 1u << 16;
+    // Set for the sweeps that solve a component afresh after BiCGSTAB missed its
+    // bound, BiCGSTAB's answer in hand: they stop once 1,024 sweeps are done and
+    // two checks in a row expect them to need a hundred times more than
+    // maxSweeps leaves, keeping the better answer. Without it the sweeps of a
+    // periodic chain run to maxSweeps only to be marked NOT CONVERGED.
+    bool stopWhenHopeless = false;
 };
 
 // How the limit was reached; printed with every value that uses it.
@@ -67,6 +73,11 @@ struct Limit {
     // did not shrink).
     std::uint64_t sweepsGivenUp = 0;
     std::uint64_t sweepsExpected = 0;
+    // Sweeps afresh that stopped as hopeless (LimitOptions::stopWhenHopeless),
+    // and the most further sweeps one was expected to need (0: its changes did
+    // not shrink).
+    bool sweepsStopped = false;
+    std::uint64_t sweepsStoppedExpected = 0;
     bool iterative = false;             // some part was solved by Gauss-Seidel
     bool krylov = false;                // some part was solved by BiCGSTAB
     bool multigrid = false;             // ... preconditioned by aggregation multigrid

@@ -206,7 +206,7 @@ Limit DistributedBackend::gatheredLimit(const LimitOptions& options, Limit power
     agree(comm_, fault);
     // The figures of process 0's solve, then each process's slice of the distribution.
     double reals[2] = {l.residual, l.errorEstimate};
-    std::uint64_t whole_numbers[12] = {l.classesReached,
+    std::uint64_t whole_numbers[14] = {l.classesReached,
                                        l.classes,
                                        l.components,
                                        l.sweeps,
@@ -217,10 +217,12 @@ Limit DistributedBackend::gatheredLimit(const LimitOptions& options, Limit power
                                        l.sweepsGivenUp,
                                        l.sweepsExpected,
                                        static_cast<std::uint64_t>(l.krylovRefused),
-                                       l.accepted};
+                                       l.accepted,
+                                       l.sweepsStopped,
+                                       l.sweepsStoppedExpected};
     int converged = l.converged ? 1 : 0;
     MPI_Bcast(reals, 2, MPI_DOUBLE, 0, comm_);
-    MPI_Bcast(whole_numbers, 12, MPI_UINT64_T, 0, comm_);
+    MPI_Bcast(whole_numbers, 14, MPI_UINT64_T, 0, comm_);
     MPI_Bcast(&converged, 1, MPI_INT, 0, comm_);
     l.residual = reals[0];
     l.errorEstimate = reals[1];
@@ -236,6 +238,8 @@ Limit DistributedBackend::gatheredLimit(const LimitOptions& options, Limit power
     l.sweepsExpected = whole_numbers[9];
     l.krylovRefused = static_cast<Limit::Refusal>(whole_numbers[10]);
     l.accepted = whole_numbers[11] != 0;
+    l.sweepsStopped = whole_numbers[12] != 0;
+    l.sweepsStoppedExpected = whole_numbers[13];
     l.converged = converged != 0;
     const std::vector<std::uint32_t> bounds = stateRanges(states_, processes);
     std::vector<int> sizes(static_cast<std::size_t>(processes)), starts(sizes.size());

@@ -270,6 +270,28 @@ TEST(KrylovLimit, SweepsThatStallOnACycleAgainstTheNumberingGiveWayToIlu) {
     EXPECT_FALSE(swept.krylov);
 }
 
+TEST(KrylovLimit, SweepsAfreshThatCannotSettleStopAndKeepBiCgstabsAnswer) {
+    // A target of 1e-20 that ILU(0)'s answer (exact but for rounding) cannot
+    // prove: the sweeps afresh, which on this cycle never settle, stop soon
+    // after their 1,024th instead of running to the 100,000 allowed, and the
+    // answer in hand stands, marked not converged.
+    const std::uint32_t n = 2000;
+    const gensolver::RateMatrix m = gensolver::buildRateMatrix(n, backwardCycle(n));
+    gensolver::LimitOptions strict;
+    strict.tolerance = 1e-20;
+    const gensolver::Limit limit = gensolver::solveLimit(m, strict);
+    EXPECT_FALSE(limit.converged) << limit.method();
+    EXPECT_TRUE(limit.krylov) << limit.method();
+    EXPECT_TRUE(limit.sweepsStopped) << limit.method();
+    EXPECT_NE(limit.method().find(" sweeps (stopped: its changes did not shrink), NOT CONVERGED"),
+              std::string::npos)
+        << limit.method();
+    EXPECT_GE(limit.sweeps, 1024u);
+    EXPECT_LT(limit.sweeps, 1200u);
+    EXPECT_LE(limit.errorEstimate, 1e-12);
+    EXPECT_LE(distanceFromBackwardCycle(limit, n), limit.errorEstimate + 1e-14);
+}
+
 TEST(KrylovLimit, ABoundShortOfItsTargetIsKeptWhereItMeetsTheAcceptableOne) {
     // A target of 1e-20 is beyond what a residual rounded to doubles can bound,
     // 1e-9 within it. Without an acceptable bound, the sweeps afresh take over

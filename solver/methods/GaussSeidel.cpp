@@ -382,19 +382,20 @@ SweepResult gaussSeidel(const RateMatrix& m, const Components& comps, std::uint3
     constexpr std::uint64_t kCheckEvery = 32;
     double recent[kRateSpan + 1] = {};
     const bool mayGiveUp = options.switchSweeps > 0 && size >= options.switchFrom;
-    // A smaller component gives up only where the sweeps expect to need more
-    // than they have left: its changes do not shrink (a cycle against the state
-    // numbering passes its values round for ever), or shrink too slowly to meet
-    // the tolerance within options.maxSweeps (at the rounding level, say). Not
-    // where the iterates are extrapolated: the changes after each jump upset
-    // the rate the check reads (a chain that converges in 1,600 sweeps so
-    // looked stalled after 96 under Valgrind's arithmetic).
-    const bool mayStall = options.switchSweeps > 0 && size < options.switchFrom &&
-                          size < options.extrapolateFrom;
-    // Sweeps that only try to better an answer in hand stop where they have
-    // no hope of meeting the tolerance: late enough for the rate to have
-    // settled (estimates of the first checks run up to 30 times too high), and
-    // by a margin beyond that.
+    // A smaller component gives up (stalls) only where the sweeps expect to
+    // need more than they have left: its changes do not shrink (a cycle against
+    // the state numbering passes its values round for ever), or shrink too
+    // slowly to meet the tolerance within options.maxSweeps (at the rounding
+    // level, say). Where the iterates are extrapolated, the changes after each
+    // jump upset the rate the check reads (a chain that converges in 1,600
+    // sweeps so looked stalled after 96 under Valgrind's arithmetic): there it
+    // stalls only on the hopeless test below.
+    const bool mayStall = options.switchSweeps > 0 && size < options.switchFrom;
+    const bool stallHopelessOnly = size >= options.extrapolateFrom;
+    // Hopeless: from sweep 1,024 on, late enough for the rate to have settled
+    // (the first checks' estimates run up to 30 times too high), two checks in
+    // a row expect more than a hundred times the sweeps left. Sweeps that only
+    // try to better an answer in hand (options.stopWhenHopeless) stop so too.
     constexpr std::uint64_t kHopelessFrom = 1024;
     constexpr double kHopelessMargin = 100.0;
     const bool mayStop = options.stopWhenHopeless;
@@ -491,10 +492,10 @@ SweepResult gaussSeidel(const RateMatrix& m, const Components& comps, std::uint3
                            : std::numeric_limits<double>::infinity();
             const double left = static_cast<double>(options.maxSweeps - r.sweeps);
             const double limit =
-                mayGiveUp ? static_cast<double>(options.switchSweeps)
-                : mayStall ? left
-                           : (r.sweeps >= kHopelessFrom ? kHopelessMargin * left
-                                                        : std::numeric_limits<double>::infinity());
+                mayGiveUp                        ? static_cast<double>(options.switchSweeps)
+                : mayStall && !stallHopelessOnly ? left
+                : r.sweeps >= kHopelessFrom      ? kHopelessMargin * left
+                                                 : std::numeric_limits<double>::infinity();
             if (more > limit && moreBefore > limit) {
                 r.gaveUp = true;
                 r.expected = std::isfinite(more) ? static_cast<std::uint64_t>(std::ceil(more)) : 0;

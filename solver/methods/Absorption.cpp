@@ -57,21 +57,26 @@ struct Sets {
     bool certain = true;               // every reachable state can reach one
 };
 
-Sets findSets(const RateMatrix& m) {
+// absorbing: per chain state, 1 where it counts as absorbing whatever its rates
+// (empty: the states without exit rate).
+Sets findSets(const RateMatrix& m, const std::vector<char>& absorbing) {
     const std::uint32_t n = m.states();
+    auto absorbs = [&](std::uint32_t j) {
+        return absorbing.empty() ? m.exitRate[j] == 0.0 : absorbing[j] != 0;
+    };
     Sets s;
     // Backwards from the absorbing states along the stored (by target) rates.
     std::vector<char> reaches(n, 0);
     std::vector<std::uint32_t> queue;
     for (std::uint32_t j = 0; j < n; ++j)
-        if (m.exitRate[j] == 0.0) {
+        if (absorbs(j)) {
             reaches[j] = 1;
             queue.push_back(j);
         }
     for (std::size_t q = 0; q < queue.size(); ++q) {
         const std::uint32_t j = queue[q];
         for (std::uint64_t e = m.start[j]; e < m.start[std::size_t{j} + 1]; ++e)
-            if (m.rate[e] > 0.0 && !reaches[m.source[e]]) {
+            if (m.rate[e] > 0.0 && !reaches[m.source[e]] && !absorbs(m.source[e])) {
                 reaches[m.source[e]] = 1;
                 queue.push_back(m.source[e]);
             }
@@ -88,7 +93,7 @@ Sets findSets(const RateMatrix& m) {
         if (!reached[j])
             continue;
         s.certain = s.certain && reaches[j];
-        if (m.exitRate[j] == 0.0) {
+        if (absorbs(j)) {
             s.absorbing[j] = 1;
         } else if (reaches[j]) {
             s.local[j] = static_cast<std::uint32_t>(s.states.size());
@@ -213,9 +218,12 @@ std::string Absorption::method() const {
            (refinements == 1 ? "" : "s");
 }
 
-Absorption solveAbsorption(const RateMatrix& m) {
+Absorption solveAbsorption(const RateMatrix& m) { return solveAbsorption(m, {}, {}); }
+
+Absorption solveAbsorption(const RateMatrix& m, const std::vector<char>& absorbing,
+                           EliminationBudget budget) {
     const std::uint32_t n = m.states();
-    const Sets s = findSets(m);
+    const Sets s = findSets(m, absorbing);
     Absorption a;
     a.time.assign(n, 0.0);
     a.timeLow.assign(n, 0.0);
@@ -231,7 +239,7 @@ Absorption solveAbsorption(const RateMatrix& m) {
     a.probability = 1.0;
     if (s.states.empty())
         return a; // state 1 is absorbing
-    const SparseElimination lu(m, s.states, s.local);
+    const SparseElimination lu(m, s.states, s.local, budget);
     a.factorSize = lu.entries();
     // Mean times to absorption m from every state of T, with an upper bound: for
     // s = 1 - A m, m* = m + A^{-1} s <= m + max|s| m*, so m* <= m / (1 - max|s|).
@@ -285,9 +293,11 @@ Absorption solveAbsorption(const RateMatrix& m) {
         }
         residualSum += x.residualBound[k];
     }
-    if (!s.certain) {
+    {
         // The probability of absorption is x . (rates into absorbing states); its
         // error is at most |r| A^{-1} h with h <= 1 the absorption probabilities.
+        // So is the sum of the errors of the probabilities of absorption into
+        // each absorbing state, each x . (rates into it).
         Accumulator p;
         // With the roundings' bound, the error is at most the sum of x's bounds
         // times the rates into absorbing states.
@@ -305,11 +315,13 @@ Absorption solveAbsorption(const RateMatrix& m) {
                 ++terms;
             }
         }
-        a.probability = p.value();
         // A sum of k terms that are not negative is low by at most (k + 1) u of itself.
-        a.probabilityBound = (a.byRounding ? b * (1.0 + (terms + 4.0) * kUnit)
-                                           : residualSum * (1.0 + (n + 4.0) * kUnit)) +
-                             p.error();
+        a.eachBound = (a.byRounding ? b * (1.0 + (terms + 4.0) * kUnit)
+                                    : residualSum * (1.0 + (n + 4.0) * kUnit));
+        if (!s.certain) {
+            a.probability = p.value();
+            a.probabilityBound = a.eachBound + p.error();
+        }
     }
     return a;
 }

@@ -7,6 +7,7 @@
 // or, where tighter, from the rounding errors of the elimination.
 
 #include "methods/RateMatrix.h"
+#include "methods/SparseElimination.h"
 
 #include <cstdint>
 #include <string>
@@ -32,6 +33,9 @@ public:
     bool byRounding = false;
     double probability = 0.0;      // of being absorbed, from state 1
     double probabilityBound = 0.0; // proven bound on its error
+    // Proven bound on the sum over the absorbing states of the errors of x . (the
+    // rates into each), from x's error alone (the rounding of those sums aside).
+    double eachBound = 0.0;
     double longestMean = 0.0;      // upper bound of the mean time to leave T from any state of T
     std::vector<double> time;      // per chain state, expected time spent there before absorption
     std::vector<double> timeLow;   // per chain state, the low-order part of time (double-double)
@@ -43,7 +47,8 @@ public:
     std::string method() const;
 
 private:
-    friend Absorption solveAbsorption(const RateMatrix& m);
+    friend Absorption solveAbsorption(const RateMatrix& m, const std::vector<char>& absorbing,
+                                      EliminationBudget budget);
     // Per chain state i in T: the bound |r_i| on the residual of x times an upper
     // bound of the mean time to absorption from i, or the bound on |x_i - x*_i|
     // from the roundings; their sum bounds |x - x*| . |w| for |w| <= 1.
@@ -51,5 +56,12 @@ private:
 };
 
 Absorption solveAbsorption(const RateMatrix& m);
+// The same with the states marked in absorbing (one per chain state) taken as
+// absorbing whatever their rates: the time spent in each other state before
+// reaching any of them, as where the rates out of them were removed. The marked
+// states must be a union of closed classes (nothing else is reached through
+// them). Throws EliminationOverBudget where the elimination exceeds budget.
+Absorption solveAbsorption(const RateMatrix& m, const std::vector<char>& absorbing,
+                           EliminationBudget budget);
 
 } // namespace gensolver

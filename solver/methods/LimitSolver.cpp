@@ -1,4 +1,5 @@
 #include "methods/LimitSolver.h"
+#include "methods/Absorption.h"
 
 #include "methods/AggregationMultigrid.h"
 #include "methods/BoundedKrylov.h"
@@ -332,6 +333,67 @@ double classResidual(const RateMatrix& m, const Components& comps, std::uint32_t
     return scale > 0.0 ? residual / scale : 0.0;
 }
 
+// Where the iterative solves of the time spent in the transient states missed
+// their bound (on stiff chains these times can be 1e80 and more), the sparse
+// elimination of the values until absorption, with the closed classes taken as
+// absorbing, gives them with a proven bound. Its probabilities of reaching
+// each class replace reach where that bound is the smaller. It is tried within
+// a budget of time and memory: beyond it, the iterative answer stands.
+void eliminateTransient(const RateMatrix& m, const Components& comps, double tolerance,
+                        Limit& limit, std::vector<double>& reach) {
+    const std::uint32_t n = m.states();
+    double reached = 0.0;
+    for (const double r : reach)
+        reached += r;
+    const double iterative = limit.errorEstimate + std::fabs(1.0 - reached);
+    try {
+        std::vector<char> closed(n);
+        for (std::uint32_t j = 0; j < n; ++j)
+            closed[j] = comps.bottom[comps.component[j]];
+        // Some seconds and some hundreds of megabytes at most: on a stiff model
+        // of a million states the elimination, in state order, ran for more than
+        // ten minutes.
+        EliminationBudget budget;
+        budget.folds = std::uint64_t{1} << 28;
+        budget.fill = std::uint64_t{1} << 25;
+        const Absorption a = solveAbsorption(m, closed, budget);
+        // The classes' probabilities, x . (the rates into each), are sums of
+        // terms not negative: low by at most (terms + 1) u of themselves, and
+        // as much again for the products and the two parts of x.
+        std::vector<double> eliminated(reach.size(), 0.0);
+        std::uint64_t terms = 0;
+        double total = 0.0;
+        for (std::uint32_t j = 0; j < n; ++j) {
+            const std::uint32_t c = comps.component[j];
+            if (!comps.bottom[c])
+                continue;
+            for (std::uint64_t e = m.start[j]; e < m.start[std::size_t{j} + 1]; ++e) {
+                const std::uint32_t i = m.source[e];
+                if (closed[i])
+                    continue;
+                const double term = (a.time[i] + a.timeLow[i]) * m.rate[e];
+                eliminated[c] += term;
+                total += term;
+                ++terms;
+            }
+        }
+        const double bound =
+            a.eachBound + (2.0 * static_cast<double>(terms) + 8.0) *
+                              std::numeric_limits<double>::epsilon() * total;
+        if (!(bound < iterative))
+            return;
+        reach = std::move(eliminated);
+        limit.errorEstimate = bound;
+        limit.converged = true;
+        // A bound above the solve's target keeps the limit from steady-state
+        // detection, as a BiCGSTAB result kept short of it does.
+        limit.accepted = limit.accepted || bound > tolerance;
+        limit.transientEliminated = true;
+    } catch (const std::bad_alloc&) {
+    } catch (const EliminationOverBudget&) {
+    }
+}
+
 } // namespace
 
 std::string Limit::method() const {
@@ -369,6 +431,8 @@ std::string Limit::method() const {
                      ? " (stopped: about " + std::to_string(sweepsStoppedExpected) +
                            " more expected)"
                      : std::string(" (stopped: its changes did not shrink)"));
+    if (transientEliminated)
+        text += ", then the times before a closed class by sparse elimination";
     return text + (converged ? "" : ", NOT CONVERGED");
 }
 
@@ -525,6 +589,8 @@ Limit solveLimit(const RateMatrix& m, const LimitOptions& options) {
             for (std::uint64_t e = m.start[j]; e < m.start[std::size_t{j} + 1]; ++e)
                 reach[c] += z[m.source[e]] * m.rate[e];
         }
+        if (!limit.converged)
+            eliminateTransient(m, comps, options.tolerance, limit, reach);
     }
     double reached = 0.0;
     for (std::uint32_t c = 0; c < comps.count(); ++c) {

@@ -78,6 +78,10 @@ struct Limit {
     // not shrink).
     bool sweepsStopped = false;
     std::uint64_t sweepsStoppedExpected = 0;
+    // The probabilities of reaching the closed classes came from the sparse
+    // elimination of the times before one, where the iterative solves of those
+    // times missed their bound.
+    bool transientEliminated = false;
     bool iterative = false;             // some part was solved by Gauss-Seidel
     bool krylov = false;                // some part was solved by BiCGSTAB
     bool multigrid = false;             // ... preconditioned by aggregation multigrid
@@ -90,8 +94,10 @@ struct Limit {
     std::uint32_t wavefrontLevels = 0;  // most levels of a Gauss-Seidel solve swept by
                                         // wavefront over the threads, 0 for none
     bool converged = true;              // every iterative solve met the tolerance
-    // Some solve missed the tolerance but met options.acceptable: the values
-    // stand, but the limit is not close enough for steady-state detection.
+    // Some solve missed the tolerance but met options.acceptable, or the
+    // elimination of the times before a class bounds them above the tolerance:
+    // the values stand, but the limit is not close enough for steady-state
+    // detection.
     bool accepted = false;
     double residual = 0.0; // largest relative residual |pi Q| / |pi diag(Q)| of a class
     // Estimated 1-norm error of the distribution: the largest over the solves of

@@ -38,7 +38,8 @@ std::uint32_t productCount(std::uint32_t count, double r, double a, double b) {
 // each rounding of the exit rate that the stored rates do not carry.
 void eliminate(const RateMatrix& m, const std::vector<std::uint32_t>& states,
                const std::vector<std::uint32_t>& local, std::vector<std::vector<Entry>>& out,
-               std::vector<std::vector<Entry>>& lower, std::vector<double>& exit, double& weight) {
+               std::vector<std::vector<Entry>>& lower, std::vector<double>& exit, double& weight,
+               EliminationBudget budget) {
     const std::size_t n = states.size();
     // out[k]: rates from k to states of the set not yet eliminated; into[j]: the
     // states that may hold a rate to j (eliminated ones are skipped when read).
@@ -116,6 +117,9 @@ void eliminate(const RateMatrix& m, const std::vector<std::uint32_t>& states,
         into[k].shrink_to_fit();
         // Fold k: i -> k -> j becomes i -> j with rate a(i, k) a(k, j) / e; the
         // loop i -> k -> i only returns to i and is dropped.
+        if (out[k].size() * in.size() > budget.folds)
+            throw EliminationOverBudget{};
+        budget.folds -= out[k].size() * in.size();
         for (const Entry& ik : in) {
             const std::uint32_t i = ik.first;
             const double f = ik.second / e;
@@ -136,6 +140,8 @@ void eliminate(const RateMatrix& m, const std::vector<std::uint32_t>& states,
                 if (position[kj.first] != UINT32_MAX) {
                     row[position[kj.first]].second += add;
                 } else {
+                    if (budget.fill-- == 0)
+                        throw EliminationOverBudget{};
                     position[kj.first] = static_cast<std::uint32_t>(row.size());
                     row.push_back({kj.first, add});
                     into[kj.first].push_back(i);
@@ -164,10 +170,10 @@ SparseElimination::Rows::Rows(const std::vector<std::vector<Entry>>& rows)
 }
 
 SparseElimination::SparseElimination(const RateMatrix& m, const std::vector<std::uint32_t>& states,
-                                     const std::vector<std::uint32_t>& local)
+                                     const std::vector<std::uint32_t>& local, EliminationBudget budget)
     : exit_(states.size(), 0.0) {
     std::vector<std::vector<Entry>> upper(states.size()), lower(states.size());
-    eliminate(m, states, local, upper, lower, exit_, roundingWeight_);
+    eliminate(m, states, local, upper, lower, exit_, roundingWeight_, budget);
     upper_ = Rows(upper);
     lower_ = Rows(lower);
 }

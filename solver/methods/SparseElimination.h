@@ -25,12 +25,21 @@
 
 namespace gensolver {
 
+// What an elimination may cost where it is only tried: the rates folded (about
+// its time) and the entries it adds (its memory beyond the chain's).
+struct EliminationBudget {
+    std::uint64_t folds = UINT64_MAX;
+    std::uint64_t fill = UINT64_MAX;
+};
+// Thrown where an elimination would exceed its budget.
+struct EliminationOverBudget {};
+
 class SparseElimination {
 public:
     // states: the chain's states in the set, in elimination order (local index =
     // position); local: per chain state, its position or UINT32_MAX outside the set.
     SparseElimination(const RateMatrix& m, const std::vector<std::uint32_t>& states,
-                      const std::vector<std::uint32_t>& local);
+                      const std::vector<std::uint32_t>& local, EliminationBudget budget = {});
     SparseElimination(const SparseElimination&) = delete;
     SparseElimination& operator=(const SparseElimination&) = delete;
     SparseElimination(SparseElimination&&) = default;

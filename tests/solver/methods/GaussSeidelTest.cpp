@@ -9,6 +9,7 @@
 #include "methods/Components.h"
 #include "methods/LimitSolver.h"
 #include "methods/Parallel.h"
+#include "methods/SparseElimination.h"
 
 #include <gtest/gtest.h>
 
@@ -204,6 +205,70 @@ TEST(GaussSeidel, TransientStatesFeedingTwoClassesGiveTheDenseLimit) {
             EXPECT_NEAR(limit.distribution[i], static_cast<double>(p[0][i]), tolerance)
                 << "state " << i;
     }
+}
+
+TEST(GaussSeidel, TimesBeforeAClassThatTheSweepsCannotReachAreEliminated) {
+    // A system of 20 levels (state 0 all up): failures at 1e-6 a level down,
+    // repairs at 1e3 a level up, so the times spent before failing span 1e180.
+    // From the lowest level it fails for good into state 20 or into the pair
+    // 21 <-> 22 (rates 2 and 1), each at 1e-6: each is reached with probability
+    // 1/2, and the pair holds 1/3 and 2/3 of it. The sweeps and ILU(0) give up
+    // on the levels; the elimination of the times before a class, with its
+    // proven bound, gives the answer.
+    const std::uint32_t levels = 20, n = levels + 3;
+    std::vector<Transition> ts;
+    for (std::uint32_t k = 0; k < levels; ++k) {
+        if (k + 1 < levels)
+            ts.push_back({k, k + 1, 1e-6});
+        if (k > 0)
+            ts.push_back({k, k - 1, 1e3});
+    }
+    ts.push_back({levels - 1, levels, 1e-6});
+    ts.push_back({levels - 1, levels + 1, 1e-6});
+    ts.push_back({levels + 1, levels + 2, 2.0});
+    ts.push_back({levels + 2, levels + 1, 1.0});
+    gensolver::LimitOptions options;
+    options.denseLimit = 8;
+    options.maxSweeps = 2000;
+    const gensolver::Limit limit = gensolver::solveLimit(gensolver::buildRateMatrix(n, ts), options);
+    EXPECT_TRUE(limit.converged) << limit.method();
+    EXPECT_TRUE(limit.transientEliminated) << limit.method();
+    EXPECT_NE(limit.method().find(", then the times before a closed class by sparse elimination"),
+              std::string::npos)
+        << limit.method();
+    EXPECT_LE(limit.errorEstimate, 1e-12);
+    const double exact[] = {0.5, 1.0 / 6.0, 1.0 / 3.0};
+    double distance = 0.0;
+    for (std::uint32_t i = 0; i < levels; ++i)
+        distance += std::fabs(limit.distribution[i]);
+    for (std::uint32_t i = 0; i < 3; ++i)
+        distance += std::fabs(limit.distribution[levels + i] - exact[i]);
+    EXPECT_LE(distance, limit.errorEstimate + 1e-15);
+
+    // The elimination is tried within a budget: the levels, a path, fold one
+    // rate into one state per level but the last, and fill nothing; a budget
+    // one short stops it.
+    std::vector<std::uint32_t> states(levels), local(n, UINT32_MAX);
+    for (std::uint32_t k = 0; k < levels; ++k)
+        states[k] = local[k] = k;
+    const gensolver::RateMatrix m = gensolver::buildRateMatrix(n, ts);
+    EXPECT_NO_THROW(gensolver::SparseElimination(m, states, local, {levels - 1, 0}));
+    EXPECT_THROW(gensolver::SparseElimination(m, states, local, {levels - 2, 0}),
+                 gensolver::EliminationOverBudget);
+    // A star eliminated from its centre joins its 5 points to one another:
+    // 20 entries of fill.
+    std::vector<Transition> star;
+    for (std::uint32_t i = 1; i <= 5; ++i) {
+        star.push_back({0, i, 1.0});
+        star.push_back({i, 0, 1.0});
+        star.push_back({i, 6, 0.5});
+    }
+    const gensolver::RateMatrix s = gensolver::buildRateMatrix(7, star);
+    const std::vector<std::uint32_t> points = {0, 1, 2, 3, 4, 5};
+    const std::vector<std::uint32_t> at = {0, 1, 2, 3, 4, 5, UINT32_MAX};
+    EXPECT_NO_THROW(gensolver::SparseElimination(s, points, at, {UINT64_MAX, 20}));
+    EXPECT_THROW(gensolver::SparseElimination(s, points, at, {UINT64_MAX, 19}),
+                 gensolver::EliminationOverBudget);
 }
 
 TEST(GaussSeidel, WavefrontSweepsGiveTheSameValuesOnAnyNumberOfThreads) {

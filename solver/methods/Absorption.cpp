@@ -1,6 +1,7 @@
 #include "methods/Absorption.h"
 
 #include "methods/Components.h"
+#include "methods/EliminationOrder.h"
 #include "methods/SparseElimination.h"
 
 #include <algorithm>
@@ -15,6 +16,8 @@ namespace {
 constexpr double kUnit = std::numeric_limits<double>::epsilon() / 2; // unit roundoff
 constexpr std::uint32_t kOutside = UINT32_MAX;
 constexpr std::uint32_t kMaxRefinements = 8;
+// Neighbour-list operations allowed for a minimum-degree order.
+constexpr std::uint64_t kOrderBudget = 400000000;
 
 // A sum kept as an unevaluated pair hi + lo (cascaded summation with exact
 // products), with the magnitude and count of its terms for its error bound.
@@ -218,12 +221,23 @@ std::string Absorption::method() const {
            (refinements == 1 ? "" : "s");
 }
 
-Absorption solveAbsorption(const RateMatrix& m) { return solveAbsorption(m, {}, {}); }
+Absorption solveAbsorption(const RateMatrix& m) { return solveAbsorption(m, {}, {}, false); }
 
 Absorption solveAbsorption(const RateMatrix& m, const std::vector<char>& absorbing,
-                           EliminationBudget budget) {
+                           EliminationBudget budget, bool minimumDegree) {
     const std::uint32_t n = m.states();
-    const Sets s = findSets(m, absorbing);
+    Sets s = findSets(m, absorbing);
+    if (minimumDegree) {
+        const std::vector<std::uint32_t> order = minimumDegreeOrder(m, kOrderBudget);
+        if (!order.empty()) {
+            std::size_t k = 0;
+            for (const std::uint32_t j : order)
+                if (s.local[j] != kOutside) {
+                    s.states[k] = j;
+                    s.local[j] = static_cast<std::uint32_t>(k++);
+                }
+        }
+    }
     Absorption a;
     a.time.assign(n, 0.0);
     a.timeLow.assign(n, 0.0);

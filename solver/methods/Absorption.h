@@ -48,7 +48,7 @@ public:
 
 private:
     friend Absorption solveAbsorption(const RateMatrix& m, const std::vector<char>& absorbing,
-                                      EliminationBudget budget);
+                                      EliminationBudget budget, bool minimumDegree);
     // Per chain state i in T: the bound |r_i| on the residual of x times an upper
     // bound of the mean time to absorption from i, or the bound on |x_i - x*_i|
     // from the roundings; their sum bounds |x - x*| . |w| for |w| <= 1.
@@ -60,8 +60,10 @@ Absorption solveAbsorption(const RateMatrix& m);
 // absorbing whatever their rates: the time spent in each other state before
 // reaching any of them, as where the rates out of them were removed. The marked
 // states must be a union of closed classes (nothing else is reached through
-// them). Throws EliminationOverBudget where the elimination exceeds budget.
+// them). Throws EliminationOverBudget where the elimination exceeds budget. With
+// minimumDegree, the states are eliminated in minimum-degree order where it can
+// be had within its own budget (less fill), else in state order.
 Absorption solveAbsorption(const RateMatrix& m, const std::vector<char>& absorbing,
-                           EliminationBudget budget);
+                           EliminationBudget budget, bool minimumDegree);
 
 } // namespace gensolver

@@ -395,7 +395,9 @@ SweepResult gaussSeidel(const RateMatrix& m, const Components& comps, std::uint3
     // Hopeless: from sweep 1,024 on, late enough for the rate to have settled
     // (the first checks' estimates run up to 30 times too high), two checks in
     // a row expect more than a hundred times the sweeps left. Sweeps that only
-    // try to better an answer in hand (options.stopWhenHopeless) stop so too.
+    // try to better an answer in hand (options.stopWhenHopeless) stop from
+    // sweep 1,024 on where two checks expect more than the sweeps left: a stop
+    // too soon costs them no answer, only a tighter bound.
     constexpr std::uint64_t kHopelessFrom = 1024;
     constexpr double kHopelessMargin = 100.0;
     const bool mayStop = options.stopWhenHopeless;
@@ -494,8 +496,9 @@ SweepResult gaussSeidel(const RateMatrix& m, const Components& comps, std::uint3
             const double limit =
                 mayGiveUp                        ? static_cast<double>(options.switchSweeps)
                 : mayStall && !stallHopelessOnly ? left
-                : r.sweeps >= kHopelessFrom      ? kHopelessMargin * left
-                                                 : std::numeric_limits<double>::infinity();
+                : r.sweeps < kHopelessFrom       ? std::numeric_limits<double>::infinity()
+                : mayStop                        ? left
+                                                 : kHopelessMargin * left;
             if (more > limit && moreBefore > limit) {
                 r.gaveUp = true;
                 r.expected = std::isfinite(more) ? static_cast<std::uint64_t>(std::ceil(more)) : 0;

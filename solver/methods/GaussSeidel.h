@@ -22,8 +22,9 @@ struct SweepResult {
     // options.switchFrom and extrapolateFrom, more than maxSweeps leaves);
     // expected: the further sweeps the last check expected (0 when the changes
     // did not shrink). With options.stopWhenHopeless, also set when two checks
-    // in a row, from sweep 1,024 on, expect more than a hundred times the
-    // sweeps left of options.maxSweeps.
+    // in a row, from sweep 1,024 on, expect more than the sweeps left of
+    // options.maxSweeps; on an extrapolated component below options.switchFrom,
+    // more than a hundred times as many.
     bool gaveUp = false;
     std::uint64_t expected = 0;
 };
@@ -63,9 +64,10 @@ Wavefront findWavefront(const RateMatrix& m, const Components& comps, std::uint3
 // than options.switchSweeps more at two checks in a row (every 32 sweeps); a
 // smaller one that is not extrapolated, with switchSweeps set, when two checks
 // in a row expect more than the sweeps left of options.maxSweeps (expected 0
-// where the changes did not shrink). With options.stopWhenHopeless, any
-// component stops when, from sweep 1,024 on, two checks in a row expect more
-// than a hundred times the sweeps left.
+// where the changes did not shrink); an extrapolated one below switchFrom when,
+// from sweep 1,024 on, two checks in a row expect more than a hundred times the
+// sweeps left. With options.stopWhenHopeless, any component stops when, from
+// sweep 1,024 on, two checks in a row expect more than the sweeps left.
 SweepResult gaussSeidel(const RateMatrix& m, const Components& comps, std::uint32_t c, bool closed,
                         const LimitOptions& options, std::vector<double>& x);
 

@@ -4,10 +4,12 @@
 #include "methods/AggregationMultigrid.h"
 #include "methods/BoundedKrylov.h"
 #include "methods/Components.h"
+#include "methods/EliminationOrder.h"
 #include "methods/GaussSeidel.h"
 #include "methods/IluPreconditioner.h"
 #include "methods/LikelyState.h"
 #include "methods/Parallel.h"
+#include "methods/SparseElimination.h"
 #include "methods/SparseSystem.h"
 #include "methods/Transient.h"
 
@@ -333,14 +335,100 @@ double classResidual(const RateMatrix& m, const Components& comps, std::uint32_t
     return scale > 0.0 ? residual / scale : 0.0;
 }
 
+// What an elimination tried after the iterative methods missed may cost: some
+// seconds and some hundreds of megabytes. In state order, the elimination of
+// the times before failing on a stiff model of a million states ran for more
+// than ten minutes.
+// Neighbour-list operations allowed for the minimum-degree order of such an
+// elimination (as for the extrapolation's).
+constexpr std::uint64_t kOrderBudget = 400000000;
+
+EliminationBudget tryBudget() {
+    EliminationBudget budget;
+    budget.folds = std::uint64_t{1} << 28;
+    budget.fill = std::uint64_t{1} << 25;
+    return budget;
+}
+
+// The stationary distribution of closed component c by sparse elimination
+// without subtraction, where the iterative methods missed their bound (on a
+// nearly decomposable class the residual's rounding, weighted by the long
+// times between its blocks, bounds nothing useful). With r the member x holds
+// most mass in, and T the other members, x' (-Q_TT) = R(r, T) gives the time
+// spent in each state of T between visits to r, per unit of time in r: pi is
+// proportional to 1 at r and x' on T. Every x'_j has a relative error bound
+// of its own from the roundings, however ill-conditioned the class (see
+// SparseElimination.h), and so has their normalisation. values receives pi in
+// the component's order, bound its 1-norm error; false where the elimination
+// exceeds its budget or leaves no bound.
+bool eliminateClass(const RateMatrix& m, const Components& comps, std::uint32_t c,
+                    const std::vector<double>& x, std::vector<double>& values, double& bound) {
+    const std::uint32_t* members = comps.order.data() + comps.first[c];
+    const std::uint32_t size = comps.size(c);
+    std::uint32_t r = members[0];
+    for (std::uint32_t k = 1; k < size; ++k)
+        if (x[members[k]] > x[r])
+            r = members[k];
+    try {
+        // In minimum-degree order where it can be had: on a nearly decomposable
+        // class of 50,000 states in blocks of 50 the state order's fill
+        // exceeded the budget.
+        std::vector<std::uint32_t> states;
+        states.reserve(size - 1);
+        std::vector<std::uint32_t> order = minimumDegreeOrder(m, kOrderBudget);
+        if (order.empty()) {
+            order.assign(members, members + size);
+            std::sort(order.begin(), order.end());
+        }
+        for (const std::uint32_t j : order)
+            if (comps.component[j] == c && j != r)
+                states.push_back(j);
+        std::vector<std::uint32_t> local(m.states(), UINT32_MAX);
+        for (std::uint32_t k = 0; k < states.size(); ++k)
+            local[states[k]] = k;
+        const SparseElimination lu(m, states, local, tryBudget());
+        std::vector<double> time(states.size(), 0.0);
+        for (std::uint32_t k = 0; k < states.size(); ++k) {
+            const std::uint32_t j = states[k];
+            for (std::uint64_t e = m.start[j]; e < m.start[std::size_t{j} + 1]; ++e)
+                if (m.source[e] == r)
+                    time[k] += m.rate[e];
+        }
+        std::vector<std::uint32_t> counts(states.size(), 0);
+        lu.solveLeft(time, counts);
+        double worst = 0.0;
+        double total = 1.0;
+        for (std::uint32_t k = 0; k < states.size(); ++k) {
+            worst = std::max(worst, lu.relativeError(counts[k]));
+            total += time[k];
+        }
+        if (!(worst < 0.5) || !std::isfinite(total))
+            return false;
+        // Each pi_j = x'_j / (1 + sum x') is within (1 + w) / (1 - w) of its
+        // exact value, w the worst relative error of the x'; the sum and the
+        // quotients add their roundings.
+        const double eps = std::numeric_limits<double>::epsilon();
+        bound = 2.0 * worst / (1.0 - worst) + (static_cast<double>(size) + 4.0) * eps;
+        values.assign(size, 0.0);
+        for (std::uint32_t k = 0; k < size; ++k) {
+            const std::uint32_t j = members[k];
+            values[k] = j == r ? 1.0 / total : time[local[j]] / total;
+        }
+        return true;
+    } catch (const std::bad_alloc&) {
+    } catch (const EliminationOverBudget&) {
+    }
+    return false;
+}
+
 // Where the iterative solves of the time spent in the transient states missed
 // their bound (on stiff chains these times can be 1e80 and more), the sparse
 // elimination of the values until absorption, with the closed classes taken as
 // absorbing, gives them with a proven bound. Its probabilities of reaching
 // each class replace reach where that bound is the smaller. It is tried within
 // a budget of time and memory: beyond it, the iterative answer stands.
-void eliminateTransient(const RateMatrix& m, const Components& comps, double tolerance,
-                        Limit& limit, std::vector<double>& reach) {
+void eliminateTransient(const RateMatrix& m, const Components& comps,
+                        const LimitOptions& options, Limit& limit, std::vector<double>& reach) {
     const std::uint32_t n = m.states();
     double reached = 0.0;
     for (const double r : reach)
@@ -350,13 +438,7 @@ void eliminateTransient(const RateMatrix& m, const Components& comps, double tol
         std::vector<char> closed(n);
         for (std::uint32_t j = 0; j < n; ++j)
             closed[j] = comps.bottom[comps.component[j]];
-        // Some seconds and some hundreds of megabytes at most: on a stiff model
-        // of a million states the elimination, in state order, ran for more than
-        // ten minutes.
-        EliminationBudget budget;
-        budget.folds = std::uint64_t{1} << 28;
-        budget.fill = std::uint64_t{1} << 25;
-        const Absorption a = solveAbsorption(m, closed, budget);
+        const Absorption a = solveAbsorption(m, closed, tryBudget(), true);
         // The classes' probabilities, x . (the rates into each), are sums of
         // terms not negative: low by at most (terms + 1) u of themselves, and
         // as much again for the products and the two parts of x.
@@ -384,10 +466,10 @@ void eliminateTransient(const RateMatrix& m, const Components& comps, double tol
             return;
         reach = std::move(eliminated);
         limit.errorEstimate = bound;
-        limit.converged = true;
-        // A bound above the solve's target keeps the limit from steady-state
-        // detection, as a BiCGSTAB result kept short of it does.
-        limit.accepted = limit.accepted || bound > tolerance;
+        // As for a BiCGSTAB result: a bound above the solve's target but
+        // within the one asked stands, and keeps the limit from detection.
+        limit.converged = bound <= std::max(options.tolerance, options.acceptable);
+        limit.accepted = limit.accepted || (limit.converged && bound > options.tolerance);
         limit.transientEliminated = true;
     } catch (const std::bad_alloc&) {
     } catch (const EliminationOverBudget&) {
@@ -431,6 +513,8 @@ std::string Limit::method() const {
                      ? " (stopped: about " + std::to_string(sweepsStoppedExpected) +
                            " more expected)"
                      : std::string(" (stopped: its changes did not shrink)"));
+    if (classEliminated)
+        text += ", then sparse elimination of the class";
     if (transientEliminated)
         text += ", then the times before a closed class by sparse elimination";
     return text + (converged ? "" : ", NOT CONVERGED");
@@ -478,26 +562,50 @@ Limit solveLimit(const RateMatrix& m, const LimitOptions& options) {
         // too, the better of the two answers is kept; with BiCGSTAB's answer in
         // hand, sweeps that expect to need far more than they have left stop
         // (a cycle against the state numbering never settles).
+        // A closed class is first eliminated (within a budget), whose bound,
+        // from its roundings alone, may be all that is needed.
         auto gaussSeidelAfter = [&](const KrylovSolve& k) {
             std::vector<double> kept;
             kept.reserve(size);
-            for (std::uint32_t at = comps.first[c]; at < comps.first[c + 1]; ++at) {
+            for (std::uint32_t at = comps.first[c]; at < comps.first[c + 1]; ++at)
                 kept.push_back(x[comps.order[at]]);
-                if (!closed)
-                    x[comps.order[at]] = 0.0;
+            double keptBound = k.bound;
+            bool eliminated = false;
+            std::vector<double> values;
+            double bound = 0.0;
+            if (closed && eliminateClass(m, comps, c, x, values, bound) && bound < keptBound) {
+                kept = std::move(values);
+                keptBound = bound;
+                eliminated = true;
             }
+            auto keep = [&] {
+                for (std::uint32_t at = comps.first[c]; at < comps.first[c + 1]; ++at)
+                    x[comps.order[at]] = kept[at - comps.first[c]];
+                limit.classEliminated = limit.classEliminated || eliminated;
+            };
+            if (eliminated && keptBound <= options.tolerance) {
+                keep();
+                limit.errorEstimate = std::max(limit.errorEstimate, keptBound);
+                return;
+            }
+            if (!closed)
+                for (std::uint32_t at = comps.first[c]; at < comps.first[c + 1]; ++at)
+                    x[comps.order[at]] = 0.0;
             LimitOptions toTheEnd = options;
             toTheEnd.switchSweeps = 0;
-            toTheEnd.stopWhenHopeless = std::isfinite(k.bound);
+            toTheEnd.stopWhenHopeless = std::isfinite(keptBound);
             SweepResult r = gaussSeidel(m, comps, c, closed, toTheEnd, x);
             if (r.gaveUp) {
                 limit.sweepsStopped = true;
                 limit.sweepsStoppedExpected = std::max(limit.sweepsStoppedExpected, r.expected);
             }
-            if (!r.converged && k.bound < r.change) {
-                for (std::uint32_t at = comps.first[c]; at < comps.first[c + 1]; ++at)
-                    x[comps.order[at]] = kept[at - comps.first[c]];
-                r.change = k.bound;
+            if (!r.converged && keptBound < r.change) {
+                keep();
+                r.change = keptBound;
+                // The elimination's answer counts as a BiCGSTAB one would: kept
+                // within the bound asked, it stands, but not for detection.
+                r.converged = eliminated && keptBound <= options.acceptable;
+                limit.accepted = limit.accepted || r.converged;
             }
             record(r);
         };
@@ -590,7 +698,7 @@ Limit solveLimit(const RateMatrix& m, const LimitOptions& options) {
                 reach[c] += z[m.source[e]] * m.rate[e];
         }
         if (!limit.converged)
-            eliminateTransient(m, comps, options.tolerance, limit, reach);
+            eliminateTransient(m, comps, options, limit, reach);
     }
     double reached = 0.0;
     for (std::uint32_t c = 0; c < comps.count(); ++c) {

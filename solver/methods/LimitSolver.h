@@ -53,10 +53,10 @@ struct LimitOptions {
     // ones a sweep costs too little for the sweeps saved to matter.
     std::uint32_t extrapolateFrom = 1u << 16;
     // Set for the sweeps that solve a component afresh after BiCGSTAB missed its
-    // bound, BiCGSTAB's answer in hand: they stop once 1,024 sweeps are done and
-    // two checks in a row expect them to need a hundred times more than
-    // maxSweeps leaves, keeping the better answer. Without it the sweeps of a
-    // periodic chain run to maxSweeps only to be marked NOT CONVERGED.
+    // bound, with its answer or the class's elimination in hand: they stop once
+    // 1,024 sweeps are done and two checks in a row expect them to need more
+    // than maxSweeps leaves, keeping the better answer. Without it the sweeps
+    // of a periodic chain run to maxSweeps only to be marked NOT CONVERGED.
     bool stopWhenHopeless = false;
 };
 
@@ -82,6 +82,9 @@ struct Limit {
     // elimination of the times before one, where the iterative solves of those
     // times missed their bound.
     bool transientEliminated = false;
+    // A closed class's distribution came from its sparse elimination, where
+    // the iterative methods missed their bound.
+    bool classEliminated = false;
     bool iterative = false;             // some part was solved by Gauss-Seidel
     bool krylov = false;                // some part was solved by BiCGSTAB
     bool multigrid = false;             // ... preconditioned by aggregation multigrid
@@ -94,10 +97,9 @@ struct Limit {
     std::uint32_t wavefrontLevels = 0;  // most levels of a Gauss-Seidel solve swept by
                                         // wavefront over the threads, 0 for none
     bool converged = true;              // every iterative solve met the tolerance
-    // Some solve missed the tolerance but met options.acceptable, or the
-    // elimination of the times before a class bounds them above the tolerance:
-    // the values stand, but the limit is not close enough for steady-state
-    // detection.
+    // Some solve (BiCGSTAB, or an elimination tried where the iterations
+    // missed) missed the tolerance but met options.acceptable: the values
+    // stand, but the limit is not close enough for steady-state detection.
     bool accepted = false;
     double residual = 0.0; // largest relative residual |pi Q| / |pi diag(Q)| of a class
     // Estimated 1-norm error of the distribution: the largest over the solves of

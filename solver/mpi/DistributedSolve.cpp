@@ -206,7 +206,7 @@ Limit DistributedBackend::gatheredLimit(const LimitOptions& options, Limit power
     agree(comm_, fault);
     // The figures of process 0's solve, then each process's slice of the distribution.
     double reals[2] = {l.residual, l.errorEstimate};
-    std::uint64_t whole_numbers[15] = {l.classesReached,
+    std::uint64_t whole_numbers[16] = {l.classesReached,
                                        l.classes,
                                        l.components,
                                        l.sweeps,
@@ -220,10 +220,11 @@ Limit DistributedBackend::gatheredLimit(const LimitOptions& options, Limit power
                                        l.accepted,
                                        l.sweepsStopped,
                                        l.sweepsStoppedExpected,
-                                       l.transientEliminated};
+                                       l.transientEliminated,
+                                       l.classEliminated};
     int converged = l.converged ? 1 : 0;
     MPI_Bcast(reals, 2, MPI_DOUBLE, 0, comm_);
-    MPI_Bcast(whole_numbers, 15, MPI_UINT64_T, 0, comm_);
+    MPI_Bcast(whole_numbers, 16, MPI_UINT64_T, 0, comm_);
     MPI_Bcast(&converged, 1, MPI_INT, 0, comm_);
     l.residual = reals[0];
     l.errorEstimate = reals[1];
@@ -242,6 +243,7 @@ Limit DistributedBackend::gatheredLimit(const LimitOptions& options, Limit power
     l.sweepsStopped = whole_numbers[12] != 0;
     l.sweepsStoppedExpected = whole_numbers[13];
     l.transientEliminated = whole_numbers[14] != 0;
+    l.classEliminated = whole_numbers[15] != 0;
     l.converged = converged != 0;
     const std::vector<std::uint32_t> bounds = stateRanges(states_, processes);
     std::vector<int> sizes(static_cast<std::size_t>(processes)), starts(sizes.size());

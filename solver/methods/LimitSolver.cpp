@@ -1,6 +1,6 @@
 #include "methods/LimitSolver.h"
-#include "methods/Absorption.h"
 
+#include "methods/Absorption.h"
 #include "methods/AggregationMultigrid.h"
 #include "methods/BoundedKrylov.h"
 #include "methods/Components.h"
@@ -335,14 +335,14 @@ double classResidual(const RateMatrix& m, const Components& comps, std::uint32_t
     return scale > 0.0 ? residual / scale : 0.0;
 }
 
-// What an elimination tried after the iterative methods missed may cost: some
-// seconds and some hundreds of megabytes. In state order, the elimination of
-// the times before failing on a stiff model of a million states ran for more
-// than ten minutes.
-// Neighbour-list operations allowed for the minimum-degree order of such an
-// elimination (as for the extrapolation's).
+// Neighbour-list operations allowed for the minimum-degree order of an
+// elimination tried after the iterative methods missed (as for the
+// extrapolation's).
 constexpr std::uint64_t kOrderBudget = 400000000;
 
+// What such an elimination may cost: some seconds and some hundreds of
+// megabytes. In state order, the elimination of the times before failing on a
+// stiff model of a million states ran for more than ten minutes.
 EliminationBudget tryBudget() {
     EliminationBudget budget;
     budget.folds = std::uint64_t{1} << 28;
@@ -462,7 +462,9 @@ void eliminateTransient(const RateMatrix& m, const Components& comps,
         const double bound =
             a.eachBound + (2.0 * static_cast<double>(terms) + 8.0) *
                               std::numeric_limits<double>::epsilon() * total;
-        if (!(bound < iterative))
+        // Taken where its bound is finite and the iterative one is larger or
+        // not a number.
+        if (!std::isfinite(bound) || iterative <= bound)
             return;
         reach = std::move(eliminated);
         limit.errorEstimate = bound;
@@ -573,7 +575,8 @@ Limit solveLimit(const RateMatrix& m, const LimitOptions& options) {
             bool eliminated = false;
             std::vector<double> values;
             double bound = 0.0;
-            if (closed && eliminateClass(m, comps, c, x, values, bound) && bound < keptBound) {
+            if (closed && eliminateClass(m, comps, c, x, values, bound) && std::isfinite(bound) &&
+                !(keptBound <= bound)) {
                 kept = std::move(values);
                 keptBound = bound;
                 eliminated = true;
@@ -599,7 +602,7 @@ Limit solveLimit(const RateMatrix& m, const LimitOptions& options) {
                 limit.sweepsStopped = true;
                 limit.sweepsStoppedExpected = std::max(limit.sweepsStoppedExpected, r.expected);
             }
-            if (!r.converged && keptBound < r.change) {
+            if (!r.converged && (keptBound < r.change || (eliminated && std::isnan(r.change)))) {
                 keep();
                 r.change = keptBound;
                 // The elimination's answer counts as a BiCGSTAB one would: kept

@@ -16,8 +16,6 @@ namespace {
 constexpr double kUnit = std::numeric_limits<double>::epsilon() / 2; // unit roundoff
 constexpr std::uint32_t kOutside = UINT32_MAX;
 constexpr std::uint32_t kMaxRefinements = 8;
-// Neighbour-list operations allowed for a minimum-degree order.
-constexpr std::uint64_t kOrderBudget = 400000000;
 
 // A sum kept as an unevaluated pair hi + lo (cascaded summation with exact
 // products), with the magnitude and count of its terms for its error bound.
@@ -228,7 +226,7 @@ Absorption solveAbsorption(const RateMatrix& m, const std::vector<char>& absorbi
     const std::uint32_t n = m.states();
     Sets s = findSets(m, absorbing);
     if (minimumDegree) {
-        const std::vector<std::uint32_t> order = minimumDegreeOrder(m, kOrderBudget);
+        const std::vector<std::uint32_t> order = minimumDegreeOrder(m, kMinimumDegreeBudget);
         if (!order.empty()) {
             std::size_t k = 0;
             for (const std::uint32_t j : order)

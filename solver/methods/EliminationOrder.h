@@ -17,4 +17,7 @@ namespace gensolver {
 // fill grows too fast to be worth the ordering; the caller keeps its own order).
 std::vector<std::uint32_t> minimumDegreeOrder(const RateMatrix& m, std::uint64_t budget);
 
+// A budget of about a second.
+constexpr std::uint64_t kMinimumDegreeBudget = 400000000;
+
 } // namespace gensolver

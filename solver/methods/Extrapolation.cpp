@@ -96,7 +96,7 @@ ExtrapolationSolver::ExtrapolationSolver(const RateMatrix& m,
     // Eliminated in minimum-degree order: on the stiff model's 5,200 states the
     // generator's breadth-first order fills the factors to 700,754 entries, this
     // order to 287,974, and every sub-step's solve runs over all of them.
-    states_ = minimumDegreeOrder(m, kOrderBudget);
+    states_ = minimumDegreeOrder(m, kMinimumDegreeBudget);
     if (states_.empty()) {
         states_.resize(n);
         for (std::uint32_t i = 0; i < n; ++i)

@@ -68,8 +68,6 @@ private:
     std::vector<std::uint32_t> states_; // the chain's states in elimination order
     std::vector<std::uint32_t> local_;  // per augmented state, its position (none for the extra)
     std::vector<double> permuted_;      // a sub-step's vector in elimination order
-    // Neighbour-list operations the minimum-degree order may take (about a second).
-    static constexpr std::uint64_t kOrderBudget = 400000000;
     StepFactorCache<SparseElimination> factors_;
     std::unique_ptr<ImplicitStepSolver> iterative_; // the iterative solves, or null
     double solveError_ = 0.0; // the last step's bound from the iterative solves

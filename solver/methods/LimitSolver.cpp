@@ -335,11 +335,6 @@ double classResidual(const RateMatrix& m, const Components& comps, std::uint32_t
     return scale > 0.0 ? residual / scale : 0.0;
 }
 
-// Neighbour-list operations allowed for the minimum-degree order of an
-// elimination tried after the iterative methods missed (as for the
-// extrapolation's).
-constexpr std::uint64_t kOrderBudget = 400000000;
-
 // What such an elimination may cost: some seconds and some hundreds of
 // megabytes. In state order, the elimination of the times before failing on a
 // stiff model of a million states ran for more than ten minutes.
@@ -375,7 +370,7 @@ bool eliminateClass(const RateMatrix& m, const Components& comps, std::uint32_t 
         // exceeded the budget.
         std::vector<std::uint32_t> states;
         states.reserve(size - 1);
-        std::vector<std::uint32_t> order = minimumDegreeOrder(m, kOrderBudget);
+        std::vector<std::uint32_t> order = minimumDegreeOrder(m, kMinimumDegreeBudget);
         if (order.empty()) {
             order.assign(members, members + size);
             std::sort(order.begin(), order.end());

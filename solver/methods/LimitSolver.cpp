@@ -340,7 +340,7 @@ double classResidual(const RateMatrix& m, const Components& comps, std::uint32_t
 // stiff model of a million states ran for more than ten minutes.
 EliminationBudget tryBudget() {
     EliminationBudget budget;
-    budget.folds = std::uint64_t{1} << 28;
+    budget.folds = std::uint64_t{1} << 27;
     budget.fill = std::uint64_t{1} << 25;
     return budget;
 }
@@ -556,11 +556,14 @@ Limit solveLimit(const RateMatrix& m, const LimitOptions& options) {
         // Gauss-Seidel after a BiCGSTAB solve k that missed its bound. It starts
         // afresh: its estimate of the distance rests on the rate at which its
         // changes shrink, which a start near the solution hides. Should it miss
-        // too, the better of the two answers is kept; with BiCGSTAB's answer in
-        // hand, sweeps that expect to need far more than they have left stop
-        // (a cycle against the state numbering never settles).
-        // A closed class is first eliminated (within a budget), whose bound,
-        // from its roundings alone, may be all that is needed.
+        // too, the better of the two answers is kept; with an answer in hand,
+        // sweeps that expect to need more than they have left stop (a cycle
+        // against the state numbering never settles).
+        // A closed class is also solved by sparse elimination (within a
+        // budget), whose bound comes from its roundings alone: after the
+        // sweeps where BiCGSTAB left an answer in hand (the sweeps often
+        // settle soon, and the elimination of a class with much fill takes
+        // seconds to give up), before them where it left none.
         auto gaussSeidelAfter = [&](const KrylovSolve& k) {
             std::vector<double> kept;
             kept.reserve(size);
@@ -568,23 +571,28 @@ Limit solveLimit(const RateMatrix& m, const LimitOptions& options) {
                 kept.push_back(x[comps.order[at]]);
             double keptBound = k.bound;
             bool eliminated = false;
-            std::vector<double> values;
-            double bound = 0.0;
-            if (closed && eliminateClass(m, comps, c, x, values, bound) && std::isfinite(bound) &&
-                !(keptBound <= bound)) {
-                kept = std::move(values);
-                keptBound = bound;
-                eliminated = true;
-            }
+            auto eliminate = [&] {
+                std::vector<double> values;
+                double bound = 0.0;
+                if (eliminateClass(m, comps, c, x, values, bound) && std::isfinite(bound) &&
+                    !(keptBound <= bound)) {
+                    kept = std::move(values);
+                    keptBound = bound;
+                    eliminated = true;
+                }
+            };
             auto keep = [&] {
                 for (std::uint32_t at = comps.first[c]; at < comps.first[c + 1]; ++at)
                     x[comps.order[at]] = kept[at - comps.first[c]];
                 limit.classEliminated = limit.classEliminated || eliminated;
             };
-            if (eliminated && keptBound <= options.tolerance) {
-                keep();
-                limit.errorEstimate = std::max(limit.errorEstimate, keptBound);
-                return;
+            if (closed && !std::isfinite(keptBound)) {
+                eliminate();
+                if (eliminated && keptBound <= options.tolerance) {
+                    keep();
+                    limit.errorEstimate = std::max(limit.errorEstimate, keptBound);
+                    return;
+                }
             }
             if (!closed)
                 for (std::uint32_t at = comps.first[c]; at < comps.first[c + 1]; ++at)
@@ -597,6 +605,8 @@ Limit solveLimit(const RateMatrix& m, const LimitOptions& options) {
                 limit.sweepsStopped = true;
                 limit.sweepsStoppedExpected = std::max(limit.sweepsStoppedExpected, r.expected);
             }
+            if (closed && !r.converged && !eliminated && std::isfinite(k.bound))
+                eliminate();
             if (!r.converged && (keptBound < r.change || (eliminated && std::isnan(r.change)))) {
                 keep();
                 r.change = keptBound;

@@ -219,7 +219,9 @@ std::string Absorption::method() const {
            (refinements == 1 ? "" : "s");
 }
 
-Absorption solveAbsorption(const RateMatrix& m) { return solveAbsorption(m, {}, {}, false); }
+Absorption solveAbsorption(const RateMatrix& m) {
+    return solveAbsorption(m, {}, {}, false);
+}
 
 Absorption solveAbsorption(const RateMatrix& m, const std::vector<char>& absorbing,
                            EliminationBudget budget, bool minimumDegree) {
@@ -305,35 +307,33 @@ Absorption solveAbsorption(const RateMatrix& m, const std::vector<char>& absorbi
         }
         residualSum += x.residualBound[k];
     }
-    {
-        // The probability of absorption is x . (rates into absorbing states); its
-        // error is at most |r| A^{-1} h with h <= 1 the absorption probabilities.
-        // So is the sum of the errors of the probabilities of absorption into
-        // each absorbing state, each x . (rates into it).
-        Accumulator p;
-        // With the roundings' bound, the error is at most the sum of x's bounds
-        // times the rates into absorbing states.
-        double b = 0.0;
-        std::uint64_t terms = 0;
-        for (std::uint32_t j = 0; j < n; ++j) {
-            if (!s.absorbing[j])
+    // The probability of absorption is x . (rates into absorbing states); its
+    // error is at most |r| A^{-1} h with h <= 1 the absorption probabilities.
+    // So is the sum of the errors of the probabilities of absorption into
+    // each absorbing state, each x . (rates into it).
+    Accumulator p;
+    // With the roundings' bound, the error is at most the sum of x's bounds
+    // times the rates into absorbing states.
+    double b = 0.0;
+    std::uint64_t terms = 0;
+    for (std::uint32_t j = 0; j < n; ++j) {
+        if (!s.absorbing[j])
+            continue;
+        for (std::uint64_t e = m.start[j]; e < m.start[std::size_t{j} + 1]; ++e) {
+            const std::uint32_t i = m.source[e];
+            if (s.local[i] == kOutside)
                 continue;
-            for (std::uint64_t e = m.start[j]; e < m.start[std::size_t{j} + 1]; ++e) {
-                const std::uint32_t i = m.source[e];
-                if (s.local[i] == kOutside)
-                    continue;
-                p.addProduct(a.time[i], a.timeLow[i], m.rate[e]);
-                b += a.weight_[i] * m.rate[e];
-                ++terms;
-            }
+            p.addProduct(a.time[i], a.timeLow[i], m.rate[e]);
+            b += a.weight_[i] * m.rate[e];
+            ++terms;
         }
-        // A sum of k terms that are not negative is low by at most (k + 1) u of itself.
-        a.eachBound = (a.byRounding ? b * (1.0 + (terms + 4.0) * kUnit)
-                                    : residualSum * (1.0 + (n + 4.0) * kUnit));
-        if (!s.certain) {
-            a.probability = p.value();
-            a.probabilityBound = a.eachBound + p.error();
-        }
+    }
+    // A sum of k terms that are not negative is low by at most (k + 1) u of itself.
+    a.eachBound = (a.byRounding ? b * (1.0 + (terms + 4.0) * kUnit)
+                                : residualSum * (1.0 + (n + 4.0) * kUnit));
+    if (!s.certain) {
+        a.probability = p.value();
+        a.probabilityBound = a.eachBound + p.error();
     }
     return a;
 }

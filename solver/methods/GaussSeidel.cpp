@@ -493,12 +493,12 @@ SweepResult gaussSeidel(const RateMatrix& m, const Components& comps, std::uint3
                                  std::log(rate)
                            : std::numeric_limits<double>::infinity();
             const double left = static_cast<double>(options.maxSweeps - r.sweeps);
-            const double limit =
-                mayGiveUp                        ? static_cast<double>(options.switchSweeps)
-                : mayStall && !stallHopelessOnly ? left
-                : r.sweeps < kHopelessFrom       ? std::numeric_limits<double>::infinity()
-                : mayStop                        ? left
-                                                 : kHopelessMargin * left;
+            const double limit = mayGiveUp ? static_cast<double>(options.switchSweeps)
+                                 : mayStall && !stallHopelessOnly ? left
+                                 : r.sweeps < kHopelessFrom
+                                     ? std::numeric_limits<double>::infinity()
+                                 : mayStop ? left
+                                           : kHopelessMargin * left;
             if (more > limit && moreBefore > limit) {
                 r.gaveUp = true;
                 r.expected = std::isfinite(more) ? static_cast<std::uint64_t>(std::ceil(more)) : 0;

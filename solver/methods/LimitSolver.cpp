@@ -422,8 +422,8 @@ bool eliminateClass(const RateMatrix& m, const Components& comps, std::uint32_t 
 // absorbing, gives them with a proven bound. Its probabilities of reaching
 // each class replace reach where that bound is the smaller. It is tried within
 // a budget of time and memory: beyond it, the iterative answer stands.
-void eliminateTransient(const RateMatrix& m, const Components& comps,
-                        const LimitOptions& options, Limit& limit, std::vector<double>& reach) {
+void eliminateTransient(const RateMatrix& m, const Components& comps, const LimitOptions& options,
+                        Limit& limit, std::vector<double>& reach) {
     const std::uint32_t n = m.states();
     double reached = 0.0;
     for (const double r : reach)
@@ -454,9 +454,8 @@ void eliminateTransient(const RateMatrix& m, const Components& comps,
                 ++terms;
             }
         }
-        const double bound =
-            a.eachBound + (2.0 * static_cast<double>(terms) + 8.0) *
-                              std::numeric_limits<double>::epsilon() * total;
+        const double bound = a.eachBound + (2.0 * static_cast<double>(terms) + 8.0) *
+                                               std::numeric_limits<double>::epsilon() * total;
         // Taken where its bound is finite and the iterative one is larger or
         // not a number.
         if (!std::isfinite(bound) || iterative <= bound)
@@ -503,13 +502,13 @@ std::string Limit::method() const {
                                     : std::string());
     }
     if (iterative)
-        text += std::string(krylov ? ", then " : "") + "Gauss-Seidel, " + std::to_string(sweeps) +
-                " sweeps" +
-                (!sweepsStopped ? std::string()
-                 : sweepsStoppedExpected > 0
-                     ? " (stopped: about " + std::to_string(sweepsStoppedExpected) +
-                           " more expected)"
-                     : std::string(" (stopped: its changes did not shrink)"));
+        text +=
+            std::string(krylov ? ", then " : "") + "Gauss-Seidel, " + std::to_string(sweeps) +
+            " sweeps" +
+            (!sweepsStopped ? std::string()
+             : sweepsStoppedExpected > 0
+                 ? " (stopped: about " + std::to_string(sweepsStoppedExpected) + " more expected)"
+                 : std::string(" (stopped: its changes did not shrink)"));
     if (classEliminated)
         text += ", then sparse elimination of the class";
     if (transientEliminated)

@@ -170,7 +170,8 @@ SparseElimination::Rows::Rows(const std::vector<std::vector<Entry>>& rows)
 }
 
 SparseElimination::SparseElimination(const RateMatrix& m, const std::vector<std::uint32_t>& states,
-                                     const std::vector<std::uint32_t>& local, EliminationBudget budget)
+                                     const std::vector<std::uint32_t>& local,
+                                     EliminationBudget budget)
     : exit_(states.size(), 0.0) {
     std::vector<std::vector<Entry>> upper(states.size()), lower(states.size());
     eliminate(m, states, local, upper, lower, exit_, roundingWeight_, budget);

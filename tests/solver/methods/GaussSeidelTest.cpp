@@ -230,7 +230,8 @@ TEST(GaussSeidel, TimesBeforeAClassThatTheSweepsCannotReachAreEliminated) {
     gensolver::LimitOptions options;
     options.denseLimit = 8;
     options.maxSweeps = 2000;
-    const gensolver::Limit limit = gensolver::solveLimit(gensolver::buildRateMatrix(n, ts), options);
+    const gensolver::Limit limit =
+        gensolver::solveLimit(gensolver::buildRateMatrix(n, ts), options);
     EXPECT_TRUE(limit.converged) << limit.method();
     EXPECT_TRUE(limit.transientEliminated) << limit.method();
     EXPECT_NE(limit.method().find(", then the times before a closed class by sparse elimination"),

@@ -14,6 +14,9 @@ namespace gensolver {
 namespace {
 
 constexpr double kUnit = std::numeric_limits<double>::epsilon() / 2; // unit roundoff
+// The smallest positive double, added to a product that may have been rounded
+// below the normal range so that it still bounds from above.
+constexpr double kTinyProduct = 0x1p-1074;
 constexpr std::uint32_t kOutside = UINT32_MAX;
 constexpr std::uint32_t kMaxRefinements = 8;
 
@@ -148,17 +151,29 @@ void residual(const RateMatrix& m, const Sets& s, const Refined& v, bool left,
 // Solves, then refines while the weighted residual sum(bound * weight) at least
 // halves (weight empty: the largest bound).
 Refined refine(const RateMatrix& m, const Sets& s, const SparseElimination& lu, bool left,
-               const std::vector<double>& weight) {
+               const std::vector<double>& weight, bool tracked = false) {
     const std::size_t n = s.states.size();
     Refined v;
     v.hi.assign(n, left ? 0.0 : 1.0);
     if (left)
         v.hi[s.local[0]] = 1.0;
     std::vector<std::uint32_t> counts(n, 0);
-    left ? lu.solveLeft(v.hi, counts) : lu.solveRight(v.hi, counts);
+    std::vector<double> absolute;
+    if (tracked)
+        lu.solveLeft(v.hi, counts, absolute);
+    else
+        left ? lu.solveLeft(v.hi, counts) : lu.solveRight(v.hi, counts);
     v.first = v.hi;
     v.firstError.resize(n);
     for (std::size_t k = 0; k < n; ++k) {
+        if (tracked) {
+            // The relative part taken of x^ + absolute, which bounds x, and
+            // over 1 - e, where it is taken of x.
+            const double e = lu.relativeErrorBesideSlack(counts[k]);
+            v.firstError[k] =
+                ((v.first[k] + absolute[k]) * e / (1.0 - e) + absolute[k]) * (1.0 + 4.0 * kUnit);
+            continue;
+        }
         // An entry flushed to 0 below the normal range has an infinite relative error.
         const double e = lu.relativeError(counts[k]);
         v.firstError[k] = std::isinf(e) ? e : v.first[k] * e;
@@ -220,11 +235,11 @@ std::string Absorption::method() const {
 }
 
 Absorption solveAbsorption(const RateMatrix& m) {
-    return solveAbsorption(m, {}, {}, false);
+    return solveAbsorption(m, {}, {}, false, AbsorptionBound::Times);
 }
 
 Absorption solveAbsorption(const RateMatrix& m, const std::vector<char>& absorbing,
-                           EliminationBudget budget, bool minimumDegree) {
+                           EliminationBudget budget, bool minimumDegree, AbsorptionBound boundFor) {
     const std::uint32_t n = m.states();
     Sets s = findSets(m, absorbing);
     if (minimumDegree) {
@@ -255,45 +270,81 @@ Absorption solveAbsorption(const RateMatrix& m, const std::vector<char>& absorbi
         return a; // state 1 is absorbing
     const SparseElimination lu(m, s.states, s.local, budget);
     a.factorSize = lu.entries();
-    // Mean times to absorption m from every state of T, with an upper bound: for
-    // s = 1 - A m, m* = m + A^{-1} s <= m + max|s| m*, so m* <= m / (1 - max|s|).
-    const Refined mean = refine(m, s, lu, false, {});
-    // Mean times or residuals that overflowed (intermediate values of the solve
-    // beyond the range of a double, on chains whose mean times near it) leave no
-    // finite bound.
-    double delta = 0.0;
-    for (std::size_t k = 0; k < mean.hi.size(); ++k) {
-        const double b = mean.residualBound[k];
-        if (!std::isfinite(b) || !std::isfinite(mean.hi[k]) || !std::isfinite(mean.lo[k]))
-            delta = std::numeric_limits<double>::infinity();
-        else
-            delta = std::max(delta, b);
+    std::vector<double> upper;
+    if (boundFor == AbsorptionBound::Times) {
+        // Mean times to absorption m from every state of T, with an upper bound:
+        // for s = 1 - A m, m* = m + A^{-1} s <= m + max|s| m*, so m* <= m / (1 -
+        // max|s|).
+        const Refined mean = refine(m, s, lu, false, {});
+        // Mean times or residuals that overflowed (intermediate values of the
+        // solve beyond the range of a double, on chains whose mean times near it)
+        // leave no finite bound.
+        double delta = 0.0;
+        for (std::size_t k = 0; k < mean.hi.size(); ++k) {
+            const double b = mean.residualBound[k];
+            if (!std::isfinite(b) || !std::isfinite(mean.hi[k]) || !std::isfinite(mean.lo[k]))
+                delta = std::numeric_limits<double>::infinity();
+            else
+                delta = std::max(delta, b);
+        }
+        // The first solve's rounding counts give a second upper bound, which holds
+        // however ill-conditioned the chain (a mean time of 1e23 behind rates of
+        // 1e4, where the residual can no longer be summed finely enough); the
+        // smaller one is kept.
+        upper.resize(s.states.size());
+        for (std::size_t k = 0; k < upper.size(); ++k) {
+            upper[k] = delta < 1.0 ? (mean.hi[k] + std::fabs(mean.lo[k])) / (1.0 - delta) *
+                                         (1.0 + 4.0 * kUnit)
+                                   : std::numeric_limits<double>::infinity();
+            upper[k] =
+                std::min(upper[k], (mean.first[k] + mean.firstError[k]) * (1.0 + 2.0 * kUnit));
+            a.longestMean = std::max(a.longestMean, upper[k]);
+        }
     }
-    // The first solve's rounding counts give a second upper bound, which holds
-    // however ill-conditioned the chain (a mean time of 1e23 behind rates of 1e4,
-    // where the residual can no longer be summed finely enough); the smaller one
-    // is kept.
-    std::vector<double> upper(s.states.size());
-    for (std::size_t k = 0; k < upper.size(); ++k) {
-        upper[k] = delta < 1.0
-                       ? (mean.hi[k] + std::fabs(mean.lo[k])) / (1.0 - delta) * (1.0 + 4.0 * kUnit)
-                       : std::numeric_limits<double>::infinity();
-        upper[k] = std::min(upper[k], (mean.first[k] + mean.firstError[k]) * (1.0 + 2.0 * kUnit));
-        a.longestMean = std::max(a.longestMean, upper[k]);
+    const Refined x = refine(m, s, lu, true, upper, boundFor == AbsorptionBound::Probabilities);
+    // Where the elimination went below the normal range, its factors are those
+    // of A + E: the probabilities move by at most sum_k x_k |E_k| (h <= 1 the
+    // probabilities of reaching each absorbing state from each state: x E h for
+    // the rates, the exit rates with them), taken twice over for the roundings
+    // that act on E afterwards.
+    double perturbation = 0.0;
+    if (boundFor == AbsorptionBound::Probabilities)
+        for (std::size_t k = 0; k < s.states.size(); ++k)
+            if (lu.slack()[k] > 0.0)
+                perturbation +=
+                    (x.first[k] + x.firstError[k]) * 4.0 * lu.slack()[k] * (1.0 + 4.0 * kUnit) +
+                    kTinyProduct;
+    if (boundFor == AbsorptionBound::Times) {
+        // x's error is bounded either by its residual, weighted by the mean times,
+        // or by the first solve's rounding counts: the sum of the per-state bounds
+        // decides.
+        double residualWeight = 0.0;
+        double roundingWeight = 0.0;
+        for (std::size_t k = 0; k < s.states.size(); ++k) {
+            // A residual of exactly 0 adds nothing, even where the mean times have
+            // no finite upper bound.
+            residualWeight += x.residualBound[k] > 0.0 ? x.residualBound[k] * upper[k] : 0.0;
+            roundingWeight += x.firstError[k];
+        }
+        a.byRounding = roundingWeight < residualWeight;
+    } else {
+        // The probabilities' bounds themselves decide: the residual's sum, or the
+        // rounding bounds times the rates into the absorbing states. On a chain
+        // whose times are 1e140 the residual, summed in double-double, is still
+        // 1e120 where the roundings bound the probabilities to 1e-12.
+        double residualSum = 0.0;
+        for (const double r : x.residualBound)
+            residualSum += r;
+        double rounding = 0.0;
+        for (std::uint32_t j = 0; j < n; ++j) {
+            if (!s.absorbing[j])
+                continue;
+            for (std::uint64_t e = m.start[j]; e < m.start[std::size_t{j} + 1]; ++e)
+                if (s.local[m.source[e]] != kOutside)
+                    rounding += x.firstError[s.local[m.source[e]]] * m.rate[e];
+        }
+        a.byRounding = !(residualSum <= rounding + perturbation);
     }
-    const Refined x = refine(m, s, lu, true, upper);
-    // x's error is bounded either by its residual, weighted by the mean times, or by
-    // the first solve's rounding counts: the sum of the per-state bounds decides.
-    double residualWeight = 0.0;
-    double roundingWeight = 0.0;
-    for (std::size_t k = 0; k < s.states.size(); ++k) {
-        // A residual of exactly 0 adds nothing, even where the mean times have no
-        // finite upper bound.
-        residualWeight += x.residualBound[k] > 0.0 ? x.residualBound[k] * upper[k] : 0.0;
-        roundingWeight += x.firstError[k];
-    }
-    a.byRounding = roundingWeight < residualWeight;
-    a.refinements = a.byRounding ? 0 : x.steps;
     double residualSum = 0.0;
     for (std::size_t k = 0; k < s.states.size(); ++k) {
         const std::uint32_t j = s.states[k];
@@ -303,7 +354,8 @@ Absorption solveAbsorption(const RateMatrix& m, const std::vector<char>& absorbi
         } else {
             a.time[j] = x.hi[k];
             a.timeLow[j] = x.lo[k];
-            a.weight_[j] = x.residualBound[k] > 0.0 ? x.residualBound[k] * upper[k] : 0.0;
+            a.weight_[j] =
+                x.residualBound[k] > 0.0 && !upper.empty() ? x.residualBound[k] * upper[k] : 0.0;
         }
         residualSum += x.residualBound[k];
     }
@@ -329,7 +381,7 @@ Absorption solveAbsorption(const RateMatrix& m, const std::vector<char>& absorbi
         }
     }
     // A sum of k terms that are not negative is low by at most (k + 1) u of itself.
-    a.eachBound = (a.byRounding ? b * (1.0 + (terms + 4.0) * kUnit)
+    a.eachBound = (a.byRounding ? b * (1.0 + (terms + 4.0) * kUnit) + perturbation
                                 : residualSum * (1.0 + (n + 4.0) * kUnit));
     if (!s.certain) {
         a.probability = p.value();

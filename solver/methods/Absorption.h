@@ -15,6 +15,10 @@
 
 namespace gensolver {
 
+// What a solve's bounds are chosen for: the times (and the accumulated values
+// from them), or only the probabilities of reaching the absorbing states.
+enum class AbsorptionBound { Times, Probabilities };
+
 class Absorption {
 public:
     enum class Outcome {
@@ -48,7 +52,8 @@ public:
 
 private:
     friend Absorption solveAbsorption(const RateMatrix& m, const std::vector<char>& absorbing,
-                                      EliminationBudget budget, bool minimumDegree);
+                                      EliminationBudget budget, bool minimumDegree,
+                                      AbsorptionBound boundFor);
     // Per chain state i in T: the bound |r_i| on the residual of x times an upper
     // bound of the mean time to absorption from i, or the bound on |x_i - x*_i|
     // from the roundings; their sum bounds |x - x*| . |w| for |w| <= 1.
@@ -62,8 +67,11 @@ Absorption solveAbsorption(const RateMatrix& m);
 // states must be a union of closed classes (nothing else is reached through
 // them). Throws EliminationOverBudget where the elimination exceeds budget. With
 // minimumDegree, the states are eliminated in minimum-degree order where it can
-// be had within its own budget (less fill), else in state order.
+// be had within its own budget (less fill), else in state order. With boundFor
+// Probabilities, the mean times are not solved for (longestMean stays 0), and
+// the bound of the probabilities (eachBound) picks the solution given, the
+// times' weights then not bounding accumulated values.
 Absorption solveAbsorption(const RateMatrix& m, const std::vector<char>& absorbing,
-                           EliminationBudget budget, bool minimumDegree);
+                           EliminationBudget budget, bool minimumDegree, AbsorptionBound boundFor);
 
 } // namespace gensolver

@@ -433,7 +433,8 @@ void eliminateTransient(const RateMatrix& m, const Components& comps, const Limi
         std::vector<char> closed(n);
         for (std::uint32_t j = 0; j < n; ++j)
             closed[j] = comps.bottom[comps.component[j]];
-        const Absorption a = solveAbsorption(m, closed, tryBudget(), true);
+        const Absorption a =
+            solveAbsorption(m, closed, tryBudget(), true, AbsorptionBound::Probabilities);
         // The classes' probabilities, x . (the rates into each), are sums of
         // terms not negative: low by at most (terms + 1) u of themselves, and
         // as much again for the products and the two parts of x.
@@ -454,8 +455,12 @@ void eliminateTransient(const RateMatrix& m, const Components& comps, const Limi
                 ++terms;
             }
         }
-        const double bound = a.eachBound + (2.0 * static_cast<double>(terms) + 8.0) *
-                                               std::numeric_limits<double>::epsilon() * total;
+        // Products rounded below the normal range add at most the smallest
+        // double each.
+        const double bound = a.eachBound +
+                             (2.0 * static_cast<double>(terms) + 8.0) *
+                                 std::numeric_limits<double>::epsilon() * total +
+                             static_cast<double>(terms) * 0x1p-1074;
         // Taken where its bound is finite and the iterative one is larger or
         // not a number.
         if (!std::isfinite(bound) || iterative <= bound)
@@ -598,7 +603,9 @@ Limit solveLimit(const RateMatrix& m, const LimitOptions& options) {
                     x[comps.order[at]] = 0.0;
             LimitOptions toTheEnd = options;
             toTheEnd.switchSweeps = 0;
-            toTheEnd.stopWhenHopeless = std::isfinite(keptBound);
+            // An open component's times are eliminated after the transient
+            // phase where its sweeps miss: those sweeps stop once hopeless too.
+            toTheEnd.stopWhenHopeless = std::isfinite(keptBound) || !closed;
             SweepResult r = gaussSeidel(m, comps, c, closed, toTheEnd, x);
             if (r.gaveUp) {
                 limit.sweepsStopped = true;

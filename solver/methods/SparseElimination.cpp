@@ -14,6 +14,9 @@ using Entry = std::pair<std::uint32_t, double>;
 constexpr double kUnit = std::numeric_limits<double>::epsilon() / 2;
 constexpr double kNormal = std::numeric_limits<double>::min();
 constexpr std::uint32_t kUnbounded = UINT32_MAX;
+// The smallest positive double: twice the largest error of a result rounded
+// below the normal range.
+constexpr double kTiny = 0x1p-1074;
 
 std::uint32_t plus(std::uint64_t a, std::uint64_t b) {
     return static_cast<std::uint32_t>(std::min<std::uint64_t>(a + b, kUnbounded));
@@ -39,7 +42,7 @@ std::uint32_t productCount(std::uint32_t count, double r, double a, double b) {
 void eliminate(const RateMatrix& m, const std::vector<std::uint32_t>& states,
                const std::vector<std::uint32_t>& local, std::vector<std::vector<Entry>>& out,
                std::vector<std::vector<Entry>>& lower, std::vector<double>& exit, double& weight,
-               EliminationBudget budget) {
+               std::vector<double>& slack, EliminationBudget budget) {
     const std::size_t n = states.size();
     // out[k]: rates from k to states of the set not yet eliminated; into[j]: the
     // states that may hold a rate to j (eliminated ones are skipped when read).
@@ -125,8 +128,13 @@ void eliminate(const RateMatrix& m, const std::vector<std::uint32_t>& states,
             const double f = ik.second / e;
             // i's rates: a product, a quotient and a sum on k's rates moved as above.
             weight += 2.0 * (d + 3.0);
-            if (underflows(f, ik.second, e) || underflows(f * leak[k], f, leak[k]))
-                weight = std::numeric_limits<double>::infinity();
+            // A quotient or product below the normal range is off by at most
+            // 2^-1075, absolutely: as a perturbation of i's rates (a rounded f
+            // moves all of k's rates folded into i, e in all), kept in slack.
+            if (underflows(f, ik.second, e))
+                slack[i] += kTiny * std::max(e, 1.0);
+            if (underflows(f * leak[k], f, leak[k]))
+                slack[i] += kTiny;
             leak[i] += f * leak[k];
             std::vector<Entry>& row = out[i];
             for (std::size_t p = 0; p < row.size(); ++p)
@@ -136,7 +144,7 @@ void eliminate(const RateMatrix& m, const std::vector<std::uint32_t>& states,
                     continue;
                 const double add = f * kj.second;
                 if (underflows(add, f, kj.second))
-                    weight = std::numeric_limits<double>::infinity();
+                    slack[i] += kTiny;
                 if (position[kj.first] != UINT32_MAX) {
                     row[position[kj.first]].second += add;
                 } else {
@@ -172,32 +180,44 @@ SparseElimination::Rows::Rows(const std::vector<std::vector<Entry>>& rows)
 SparseElimination::SparseElimination(const RateMatrix& m, const std::vector<std::uint32_t>& states,
                                      const std::vector<std::uint32_t>& local,
                                      EliminationBudget budget)
-    : exit_(states.size(), 0.0) {
+    : exit_(states.size(), 0.0), slack_(states.size(), 0.0) {
     std::vector<std::vector<Entry>> upper(states.size()), lower(states.size());
-    eliminate(m, states, local, upper, lower, exit_, roundingWeight_, budget);
+    eliminate(m, states, local, upper, lower, exit_, roundingWeight_, slack_, budget);
+    for (const double a : slack_)
+        underflowed_ = underflowed_ || a > 0.0;
     upper_ = Rows(upper);
     lower_ = Rows(lower);
 }
 
 void SparseElimination::solveLeft(std::vector<double>& b) const {
-    substitute<false>(b, nullptr, upper_, lower_);
+    substitute<Mode::Plain>(b, nullptr, nullptr, upper_, lower_);
 }
 
 void SparseElimination::solveRight(std::vector<double>& c) const {
-    substitute<false>(c, nullptr, lower_, upper_);
+    substitute<Mode::Plain>(c, nullptr, nullptr, lower_, upper_);
 }
 
 void SparseElimination::solveLeft(std::vector<double>& b,
                                   std::vector<std::uint32_t>& counts) const {
-    substitute<true>(b, counts.data(), upper_, lower_);
+    substitute<Mode::Counted>(b, counts.data(), nullptr, upper_, lower_);
 }
 
 void SparseElimination::solveRight(std::vector<double>& c,
                                    std::vector<std::uint32_t>& counts) const {
-    substitute<true>(c, counts.data(), lower_, upper_);
+    substitute<Mode::Counted>(c, counts.data(), nullptr, lower_, upper_);
+}
+
+void SparseElimination::solveLeft(std::vector<double>& b, std::vector<std::uint32_t>& counts,
+                                  std::vector<double>& absolute) const {
+    absolute.assign(b.size(), 0.0);
+    substitute<Mode::Tracked>(b, counts.data(), absolute.data(), upper_, lower_);
 }
 
 double SparseElimination::relativeError(std::uint32_t count) const {
+    return underflowed_ ? std::numeric_limits<double>::infinity() : relativeErrorBesideSlack(count);
+}
+
+double SparseElimination::relativeErrorBesideSlack(std::uint32_t count) const {
     // e^phi - 1 with phi the sum of the exponents; 1.02 u per rounding covers
     // -log(1 - gamma) while each factor's count times u stays below 1e-2.
     const double phi = 1.02 * kUnit * (roundingWeight_ + count);
@@ -210,46 +230,74 @@ double SparseElimination::relativeError(std::uint32_t count) const {
 // of `forward`; backward: each state gathers the later states' values along
 // `backward` and divides by its exit rate. Counted, each entry's count is the
 // largest count of the terms summed into it, plus one for each rounding of the sum
-// and of its products and quotient.
-template <bool Counted>
-void SparseElimination::substitute(std::vector<double>& v, std::uint32_t* counts,
+// and of its products and quotient. Tracked, a result below the normal range
+// counts one rounding too, and its error, at most 2^-1075, goes with what is
+// computed from it into absolute: |x^ - x| <= (relative error of the count) x +
+// absolute, each operation rounding the absolute part up.
+template <SparseElimination::Mode M>
+void SparseElimination::substitute(std::vector<double>& v, std::uint32_t* counts, double* absolute,
                                    const Rows& forward, const Rows& backward) const {
+    // The count of a product or quotient r of a and b with count c.
+    auto count = [](std::uint32_t c, double r, double a, double b) {
+        return M == Mode::Tracked ? plus(c, 1) : productCount(c, r, a, b);
+    };
+    // The absolute part of r = a b (or a / b'), a's being of a, f the factor.
+    auto carried = [](double aAbsolute, double factor, double r, double a, double b) {
+        double out = aAbsolute > 0.0 ? aAbsolute * factor * (1.0 + 4.0 * kUnit) + kTiny : 0.0;
+        if (underflows(r, a, b))
+            out += kTiny;
+        return out;
+    };
     const std::size_t n = exit_.size();
     for (std::size_t k = 0; k < n; ++k) {
-        if (v[k] == 0.0)
+        if (v[k] == 0.0 && (M != Mode::Tracked || absolute[k] == 0.0))
             continue;
         const double f = v[k] / exit_[k];
-        if constexpr (!Counted) {
+        if constexpr (M == Mode::Plain) {
             for (std::uint64_t e = forward.start[k]; e < forward.start[k + 1]; ++e)
                 v[forward.index[e]] += forward.rate[e] * f;
         } else {
-            const std::uint32_t fCount = productCount(counts[k], f, v[k], exit_[k]);
+            const std::uint32_t fCount = count(counts[k], f, v[k], exit_[k]);
+            double fAbsolute = 0.0;
+            if constexpr (M == Mode::Tracked)
+                fAbsolute = carried(absolute[k], 1.0 / exit_[k], f, v[k], exit_[k]);
             for (std::uint64_t e = forward.start[k]; e < forward.start[k + 1]; ++e) {
                 const std::uint32_t j = forward.index[e];
                 const double add = forward.rate[e] * f;
-                const std::uint32_t addCount = productCount(fCount, add, forward.rate[e], f);
+                const std::uint32_t addCount = count(fCount, add, forward.rate[e], f);
                 counts[j] = v[j] != 0.0 ? plus(std::max(counts[j], addCount), 1) : addCount;
                 v[j] += add;
+                if constexpr (M == Mode::Tracked)
+                    absolute[j] = (absolute[j] +
+                                   carried(fAbsolute, forward.rate[e], add, forward.rate[e], f)) *
+                                  (1.0 + 2.0 * kUnit);
             }
         }
     }
     for (std::size_t k = n; k-- > 0;) {
         double s = v[k];
-        if constexpr (!Counted) {
+        if constexpr (M == Mode::Plain) {
             for (std::uint64_t e = backward.start[k]; e < backward.start[k + 1]; ++e)
                 s += v[backward.index[e]] * backward.rate[e];
             v[k] = s / exit_[k];
         } else {
             std::uint32_t largest = counts[k];
+            double sAbsolute = M == Mode::Tracked ? absolute[k] : 0.0;
             for (std::uint64_t e = backward.start[k]; e < backward.start[k + 1]; ++e) {
                 const std::uint32_t i = backward.index[e];
                 const double add = v[i] * backward.rate[e];
-                largest = std::max(largest, productCount(counts[i], add, v[i], backward.rate[e]));
+                largest = std::max(largest, count(counts[i], add, v[i], backward.rate[e]));
                 s += add;
+                if constexpr (M == Mode::Tracked)
+                    sAbsolute = (sAbsolute + carried(absolute[i], backward.rate[e], add, v[i],
+                                                     backward.rate[e])) *
+                                (1.0 + 2.0 * kUnit);
             }
             const std::uint32_t sCount = plus(largest, backward.start[k + 1] - backward.start[k]);
             v[k] = s / exit_[k];
-            counts[k] = productCount(sCount, v[k], s, exit_[k]);
+            counts[k] = count(sCount, v[k], s, exit_[k]);
+            if constexpr (M == Mode::Tracked)
+                absolute[k] = carried(sAbsolute, 1.0 / exit_[k], v[k], s, exit_[k]);
         }
     }
 }

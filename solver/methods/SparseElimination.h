@@ -53,6 +53,12 @@ public:
     // roundings of the solve behind each entry of the solution.
     void solveLeft(std::vector<double>& b, std::vector<std::uint32_t>& counts) const;
     void solveRight(std::vector<double>& c, std::vector<std::uint32_t>& counts) const;
+    // x A = b counted, where results below the normal range count one rounding
+    // and their errors are carried: |x^_k - x_k| <= relativeErrorBesideSlack(
+    // counts[k]) x^_k + absolute[k] (assigned), x the exact solution of the
+    // factors' system (slack() says how far those are from A's).
+    void solveLeft(std::vector<double>& b, std::vector<std::uint32_t>& counts,
+                   std::vector<double>& absolute) const;
     // Sum of the exponents of the elimination's rounding factors, in units of u.
     double roundingWeight() const { return roundingWeight_; }
     // A bound on |x^ - x| / x^ for an entry x^ of a counted solve with the given
@@ -60,6 +66,12 @@ public:
     // entries that fell below the normal range of a double (flushed to zero or
     // denormal, they have no relative error bound).
     double relativeError(std::uint32_t count) const;
+    // The same where the elimination went below the normal range: then the
+    // factors are those of A + E, E moving each state k's rates (to the set's
+    // states and out of it, the exit rate with them) by at most slack()[k] in
+    // all, its relative rounding errors aside.
+    double relativeErrorBesideSlack(std::uint32_t count) const;
+    const std::vector<double>& slack() const { return slack_; }
     // Entries of both factors together (the fill-in shows as the excess over the
     // transitions inside the set).
     std::uint64_t entries() const;
@@ -75,12 +87,15 @@ private:
         Rows() = default;
         explicit Rows(const std::vector<std::vector<Entry>>& rows);
     };
-    template <bool Counted>
-    void substitute(std::vector<double>& v, std::uint32_t* counts, const Rows& forward,
-                    const Rows& backward) const;
+    enum class Mode { Plain, Counted, Tracked };
+    template <Mode M>
+    void substitute(std::vector<double>& v, std::uint32_t* counts, double* absolute,
+                    const Rows& forward, const Rows& backward) const;
     Rows upper_;               // per state, its rates to later states when eliminated
     Rows lower_;               // per state, the rates into it from later states
     std::vector<double> exit_; // per state, its exit rate when it was eliminated
+    std::vector<double> slack_; // per state, the perturbation of its rates from underflows
+    bool underflowed_ = false;
     double roundingWeight_ = 0.0;
 };
 

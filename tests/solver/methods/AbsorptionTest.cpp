@@ -195,6 +195,53 @@ TEST(Absorption, AnExpectedTimeBelowTheNormalRangeHasNoRelativeBound) {
     EXPECT_NEAR(x[0], 1.0, 1e-15);
 }
 
+TEST(Absorption, ResultsBelowTheNormalRangeCarryTheirErrorAbsolutely) {
+    // The chain above, solved with the errors below the normal range carried:
+    // state 1's entry, 0 where the exact value is 1e-400, has an absolute bound
+    // that covers that and no more than a few of the smallest doubles, and
+    // state 0's relative bound stands.
+    const gensolver::RateMatrix m =
+        gensolver::buildRateMatrix(3, {{0, 2, 1.0}, {0, 1, 1e-200}, {1, 2, 1e200}});
+    const gensolver::SparseElimination lu(m, {0, 1}, {0, 1, UINT32_MAX});
+    std::vector<double> x = {1.0, 0.0};
+    std::vector<std::uint32_t> counts(2, 0);
+    std::vector<double> absolute;
+    lu.solveLeft(x, counts, absolute);
+    EXPECT_EQ(x[1], 0.0);
+    EXPECT_GT(absolute[1], 0.0);
+    EXPECT_LE(absolute[1], 0x1p-1070);
+    EXPECT_LE(lu.relativeErrorBesideSlack(counts[1]), 1e-14);
+    EXPECT_LE(lu.relativeErrorBesideSlack(counts[0]), 1e-14);
+    EXPECT_NEAR(x[0], 1.0, 1e-15);
+    EXPECT_LE(absolute[0], 0x1p-1070);
+
+    // Eliminated from its far end, a path whose states go on at 1e-20 or back at
+    // 1 hands its start rates of 1e-20, 1e-40, ... out of it: below the normal
+    // range they are kept as perturbations of the rates, not relative errors.
+    const std::uint32_t length = 20;
+    std::vector<gensolver::Transition> ts;
+    for (std::uint32_t k = 0; k < length; ++k) {
+        ts.push_back({k, k + 1, k + 1 < length ? 1e-20 : 1.0});
+        if (k > 0)
+            ts.push_back({k, k - 1, 1.0});
+    }
+    ts.push_back({0, length + 1, 1.0});
+    const gensolver::RateMatrix p = gensolver::buildRateMatrix(length + 2, ts);
+    std::vector<std::uint32_t> states, local(length + 2, UINT32_MAX);
+    for (std::uint32_t k = length; k-- > 0;) {
+        local[k] = static_cast<std::uint32_t>(states.size());
+        states.push_back(k);
+    }
+    const gensolver::SparseElimination far(p, states, local);
+    double slack = 0.0;
+    for (const double a : far.slack())
+        slack += a;
+    EXPECT_GT(slack, 0.0);
+    EXPECT_LE(slack, 0x1p-1060);
+    EXPECT_TRUE(std::isinf(far.relativeError(0)));
+    EXPECT_LE(far.relativeErrorBesideSlack(0), 1e-13);
+}
+
 TEST(Absorption, RewardsAndRepairsUntilFailureMatchTheHandDerivation) {
     // Parallel with repair: x2 lambda = 1 (failure leaves state 2 once), so the
     // times spent are x2 = 1 / lambda and x1 = (1 + mu x2) / (2 lambda). Units up

@@ -272,6 +272,53 @@ TEST(GaussSeidel, TimesBeforeAClassThatTheSweepsCannotReachAreEliminated) {
                  gensolver::EliminationOverBudget);
 }
 
+TEST(GaussSeidel, TimesBeforeAClassKeepTheirBoundWhereTheEliminationUnderflows) {
+    // The 20 stiff levels above fail from the lowest into state 20, the pair
+    // 21 <-> 22, or state 23, each at 1e-6. State 23 goes to 20 at 1, or at
+    // 1e-20 on along a path 24..47 whose states go on at 1e-20 or back at 1,
+    // and whose last goes to state 48 at 1. State 48 is reached with
+    // probability about 1e-480 / 3, below any double: eliminated from its far
+    // end, the path's rates out fall below the normal range, and the times
+    // spent on it do too, so the elimination's own bound must carry those
+    // absolute errors, where the times (1e170) leave the residual's bound no
+    // use. Exact: 20 holds 2/3, the pair 1/9 and 2/9.
+    const std::uint32_t levels = 20, path = 24, n = levels + 4 + path + 1;
+    std::vector<Transition> ts;
+    for (std::uint32_t k = 0; k < levels; ++k) {
+        if (k + 1 < levels)
+            ts.push_back({k, k + 1, 1e-6});
+        if (k > 0)
+            ts.push_back({k, k - 1, 1e3});
+    }
+    for (std::uint32_t to = levels; to <= levels + 3; to += to == levels ? 1 : 2)
+        ts.push_back({levels - 1, to, 1e-6});
+    ts.push_back({levels + 1, levels + 2, 2.0});
+    ts.push_back({levels + 2, levels + 1, 1.0});
+    ts.push_back({levels + 3, levels, 1.0});
+    for (std::uint32_t k = levels + 3; k < levels + 4 + path; ++k) {
+        ts.push_back({k, k + 1, k + 1 < levels + 4 + path ? 1e-20 : 1.0});
+        if (k > levels + 3)
+            ts.push_back({k, k - 1, 1.0});
+    }
+    gensolver::LimitOptions options;
+    options.denseLimit = 8;
+    options.maxSweeps = 2000;
+    const gensolver::Limit limit =
+        gensolver::solveLimit(gensolver::buildRateMatrix(n, ts), options);
+    EXPECT_TRUE(limit.converged) << limit.method();
+    EXPECT_TRUE(limit.transientEliminated) << limit.method();
+    EXPECT_LE(limit.errorEstimate, 1e-12);
+    double distance = 0.0;
+    for (std::uint32_t i = 0; i < n; ++i) {
+        const double exact = i == levels       ? 2.0 / 3.0
+                             : i == levels + 1 ? 1.0 / 9.0
+                             : i == levels + 2 ? 2.0 / 9.0
+                                               : 0.0;
+        distance += std::fabs(limit.distribution[i] - exact);
+    }
+    EXPECT_LE(distance, limit.errorEstimate + 1e-15);
+}
+
 TEST(GaussSeidel, WavefrontSweepsGiveTheSameValuesOnAnyNumberOfThreads) {
     // Levels of up to 3,432 states, cut into parts of 1,024 that threads share:
     // two threads split the levels of four parts into two halves, three take

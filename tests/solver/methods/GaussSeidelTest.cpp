@@ -15,6 +15,7 @@
 
 #include <bit>
 #include <cmath>
+#include <random>
 
 namespace {
 
@@ -317,6 +318,77 @@ TEST(GaussSeidel, TimesBeforeAClassKeepTheirBoundWhereTheEliminationUnderflows) 
         distance += std::fabs(limit.distribution[i] - exact);
     }
     EXPECT_LE(distance, limit.errorEstimate + 1e-15);
+}
+
+TEST(GaussSeidel, RandomStiffChainsBeforeTheirClassesMatchTheFoldedLimit) {
+    // Random systems of 14 to 20 stiff levels (failures at 3e-7 to 3e-6 a
+    // level down, repairs at 3e2 to 3e3 up), whose lowest level fails into 2
+    // to 4 classes (a state, or a random class of up to 5), and from a random
+    // level onto a path of up to 24 states, each going on at 1e-25 to 1e-15 or
+    // back at 1, the first also into a class and the last into a class: the
+    // sweeps give up, and wherever the elimination of the times before a class
+    // takes over (whose rates and times fall below the doubles on the longer
+    // paths), its values must lie within its bound of the folded limit.
+    std::mt19937 random(20261127);
+    auto uniform = [&](double lo, double hi) {
+        return std::uniform_real_distribution<double>(lo, hi)(random);
+    };
+    auto between = [&](std::uint32_t lo, std::uint32_t hi) {
+        return std::uniform_int_distribution<std::uint32_t>(lo, hi)(random);
+    };
+    std::uint32_t eliminated = 0;
+    const std::uint32_t chains = 24;
+    for (std::uint32_t round = 0; round < chains; ++round) {
+        const std::uint32_t levels = between(14, 20), path = between(0, 24);
+        const std::uint32_t transient = levels + path;
+        std::vector<Transition> ts;
+        const double failure = std::pow(10.0, uniform(-6.5, -5.5));
+        const double repair = std::pow(10.0, uniform(2.5, 3.5));
+        for (std::uint32_t k = 0; k < levels; ++k) {
+            if (k + 1 < levels)
+                ts.push_back({k, k + 1, failure * uniform(0.5, 2.0)});
+            if (k > 0)
+                ts.push_back({k, k - 1, repair * uniform(0.5, 2.0)});
+        }
+        std::vector<std::vector<std::uint32_t>> classes;
+        std::uint32_t n = transient;
+        for (std::uint32_t c = between(2, 4); c-- > 0;) {
+            const std::uint32_t size = between(1, 5);
+            classes.emplace_back();
+            for (std::uint32_t k = 0; k < size; ++k)
+                classes.back().push_back(n + k);
+            if (size > 1)
+                for (const Transition& t : randomIrreducible(size, between(1, 1000), -1.0, 1.0))
+                    ts.push_back({t.from + n, t.to + n, t.rate});
+            ts.push_back({levels - 1, n, 1e-6 * uniform(0.5, 2.0)});
+            n += size;
+        }
+        auto someClass = [&] { return classes[between(0, classes.size() - 1)].front(); };
+        if (path > 0) {
+            ts.push_back({between(0, levels - 1), levels, 1e-6});
+            ts.push_back({levels, someClass(), 1.0});
+            for (std::uint32_t k = levels; k < transient; ++k) {
+                if (k > levels)
+                    ts.push_back({k, k - 1, 1.0});
+                ts.push_back({k, k + 1 < transient ? k + 1 : someClass(),
+                              k + 1 < transient ? std::pow(10.0, uniform(-25.0, -15.0)) : 1.0});
+            }
+        }
+        gensolver::LimitOptions options;
+        options.denseLimit = 8;
+        options.maxSweeps = 2000;
+        const gensolver::Limit limit =
+            gensolver::solveLimit(gensolver::buildRateMatrix(n, ts), options);
+        const std::vector<long double> exact = solvertest::foldedLimit(n, ts, transient, classes);
+        long double distance = 0.0L;
+        for (std::uint32_t i = 0; i < n; ++i)
+            distance += std::fabs(static_cast<long double>(limit.distribution[i]) - exact[i]);
+        SCOPED_TRACE("chain " + std::to_string(round) + ": " + limit.method());
+        EXPECT_TRUE(limit.converged);
+        EXPECT_LE(static_cast<double>(distance), limit.errorEstimate + 1e-14);
+        eliminated += limit.transientEliminated ? 1 : 0;
+    }
+    EXPECT_GE(eliminated, chains / 2);
 }
 
 TEST(GaussSeidel, WavefrontSweepsGiveTheSameValuesOnAnyNumberOfThreads) {

@@ -51,46 +51,13 @@ void expectLimit(std::uint32_t n, const std::vector<Transition>& ts,
     EXPECT_LE(static_cast<double>(distance), limit.errorEstimate + 1e-14) << limit.method();
 }
 
-// The stationary distribution of an irreducible chain by the dense elimination
-// of Grassmann, Taksar and Heyman: states are folded away from the last, their
-// rates redistributed, with no subtraction, so that the result keeps its
-// relative precision however nearly decomposable the chain, even where long
-// double is only a double (under Valgrind).
-std::vector<long double> wholeChainStationary(std::uint32_t n, const std::vector<Transition>& ts) {
-    Dense p = denseGenerator(n, ts);
-    for (std::uint32_t i = 0; i < n; ++i)
-        p[i][i] = 0.0L;
-    for (std::uint32_t k = n; k-- > 1;) {
-        long double out = 0.0L;
-        for (std::uint32_t j = 0; j < k; ++j)
-            out += p[k][j];
-        for (std::uint32_t i = 0; i < k; ++i)
-            p[i][k] /= out;
-        for (std::uint32_t i = 0; i < k; ++i)
-            for (std::uint32_t j = 0; j < k; ++j)
-                if (i != j)
-                    p[i][j] += p[i][k] * p[k][j];
-    }
-    std::vector<long double> pi(n, 0.0L);
-    pi[0] = 1.0L;
-    long double total = 1.0L;
-    for (std::uint32_t j = 1; j < n; ++j) {
-        for (std::uint32_t i = 0; i < j; ++i)
-            pi[j] += pi[i] * p[i][j];
-        total += pi[j];
-    }
-    for (long double& v : pi)
-        v /= total;
-    return pi;
-}
-
 TEST(KrylovLimit, IrreducibleChainsRandomStiffAndPeriodicMatchTheDenseSolve) {
     // Random rates of one order of magnitude, and stiff ones from 1e-6 to 1e4.
     for (const auto& [n, seed, lo, hi] :
          {std::tuple{40u, 1u, -1.0, 0.7}, std::tuple{150u, 2u, -1.0, 0.7},
           std::tuple{60u, 3u, -6.0, 4.0}, std::tuple{120u, 4u, -6.0, 4.0}}) {
         const std::vector<Transition> ts = randomIrreducible(n, seed, lo, hi);
-        expectLimit(n, ts, wholeChainStationary(n, ts),
+        expectLimit(n, ts, solvertest::foldedStationary(n, ts),
                     lo < -2 ? "stiff random chain" : "random chain");
     }
     // A cycle is periodic: the stationary probability of state i is proportional
@@ -122,7 +89,7 @@ TEST(KrylovLimit, NearlyDecomposableChainsMatchTheDenseSolveOrSayTheyMissed) {
             ts.push_back({t.from + half, t.to + half, t.rate});
         ts.push_back({3, half + 10, coupling});
         ts.push_back({half + 20, 9, 3 * coupling});
-        const std::vector<long double> exact = wholeChainStationary(2 * half, ts);
+        const std::vector<long double> exact = solvertest::foldedStationary(2 * half, ts);
         if (coupling > 1e-3) {
             expectLimit(2 * half, ts, exact, "coupling 1e-2");
             continue;
@@ -400,7 +367,7 @@ TEST(KrylovLimit, ABoundShortOfItsTargetIsKeptWhereItMeetsTheAcceptableOne) {
     const std::uint32_t n = 200;
     const std::vector<Transition> ts = randomIrreducible(n, 7, -1.0, 1.0);
     const gensolver::RateMatrix m = gensolver::buildRateMatrix(n, ts);
-    const std::vector<long double> exact = wholeChainStationary(n, ts);
+    const std::vector<long double> exact = solvertest::foldedStationary(n, ts);
     auto distance = [&](const gensolver::Limit& limit) {
         long double d = 0.0L;
         for (std::uint32_t i = 0; i < n; ++i)

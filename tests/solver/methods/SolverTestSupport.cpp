@@ -186,4 +186,91 @@ std::vector<long double> classStationary(const Dense& q, const std::vector<std::
     return solveLeft(a, b);
 }
 
+// Folds state k away from the matrix of rates p (diagonal 0) over the states in
+// `left` (k excluded): each i's rate into k is passed on along k's rates, in
+// proportion, the loop back to i dropped. Nothing is subtracted.
+void foldAway(Dense& p, std::uint32_t k, const std::vector<std::uint32_t>& left) {
+    long double out = 0.0L;
+    for (const std::uint32_t j : left)
+        out += p[k][j];
+    for (const std::uint32_t i : left) {
+        if (p[i][k] == 0.0L)
+            continue;
+        const long double f = p[i][k] / out;
+        for (const std::uint32_t j : left)
+            if (j != i)
+                p[i][j] += f * p[k][j];
+    }
+}
+
+std::vector<long double> foldedStationary(std::uint32_t n,
+                                          const std::vector<gensolver::Transition>& ts) {
+    Dense p = denseGenerator(n, ts);
+    for (std::uint32_t i = 0; i < n; ++i)
+        p[i][i] = 0.0L;
+    std::vector<std::uint32_t> left;
+    for (std::uint32_t k = n; k-- > 1;) {
+        left.resize(k);
+        for (std::uint32_t j = 0; j < k; ++j)
+            left[j] = j;
+        foldAway(p, k, left);
+    }
+    // State j's mass is the flow into it from the states before it, over its
+    // rate out to them (kept in p[j][i] of the folded chain).
+    std::vector<long double> pi(n, 0.0L);
+    pi[0] = 1.0L;
+    long double total = 1.0L;
+    for (std::uint32_t j = 1; j < n; ++j) {
+        long double in = 0.0L, out = 0.0L;
+        for (std::uint32_t i = 0; i < j; ++i) {
+            in += pi[i] * p[i][j];
+            out += p[j][i];
+        }
+        pi[j] = in / out;
+        total += pi[j];
+    }
+    for (long double& v : pi)
+        v /= total;
+    return pi;
+}
+
+std::vector<long double> foldedLimit(std::uint32_t n, const std::vector<gensolver::Transition>& ts,
+                                     std::uint32_t transient,
+                                     const std::vector<std::vector<std::uint32_t>>& classes) {
+    Dense p = denseGenerator(n, ts);
+    for (std::uint32_t i = 0; i < n; ++i)
+        p[i][i] = 0.0L;
+    // The transient states but state 0 folded away: state 0's rates then say
+    // where in the classes the chain lands.
+    std::vector<std::uint32_t> left;
+    for (std::uint32_t k = transient; k-- > 1;) {
+        left.clear();
+        for (std::uint32_t j = 0; j < n; ++j)
+            if (j < k || j >= transient)
+                left.push_back(j);
+        foldAway(p, k, left);
+    }
+    long double into = 0.0L;
+    for (std::uint32_t j = transient; j < n; ++j)
+        into += p[0][j];
+    std::vector<long double> limit(n, 0.0L);
+    for (const std::vector<std::uint32_t>& c : classes) {
+        long double reached = 0.0L;
+        std::vector<std::uint32_t> at(n, UINT32_MAX);
+        for (std::uint32_t k = 0; k < c.size(); ++k) {
+            reached += p[0][c[k]] / into;
+            at[c[k]] = k;
+        }
+        std::vector<gensolver::Transition> inside;
+        for (const gensolver::Transition& t : ts)
+            if (at[t.from] != UINT32_MAX && at[t.to] != UINT32_MAX)
+                inside.push_back({at[t.from], at[t.to], t.rate});
+        const std::vector<long double> pi =
+            foldedStationary(static_cast<std::uint32_t>(c.size()), inside);
+        for (std::uint32_t k = 0; k < c.size(); ++k)
+            limit[c[k]] = reached * pi[k];
+    }
+    return limit;
+}
+
 } // namespace solvertest

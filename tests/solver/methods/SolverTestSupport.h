@@ -48,14 +48,28 @@ Dense expm(const Dense& a, long double t);
 // Solves x A = b by Gaussian elimination with partial pivoting (A square, regular).
 std::vector<long double> solveLeft(const Dense& a, const std::vector<long double>& b);
 
-// True when long double carries more precision than double. It does on x86-64,
-// but not under Valgrind, which computes long double in double precision: the
-// oracles above then lose digits, and the tests widen their tolerances.
 // Dense generator of n states from transitions numbered from 0.
 Dense denseGenerator(std::uint32_t n, const std::vector<gensolver::Transition>& ts);
 // Stationary distribution of the closed class `states` (indices into q), by
 // replacing one equation of pi Q = 0 with the normalisation.
 std::vector<long double> classStationary(const Dense& q, const std::vector<std::uint32_t>& states);
+// The stationary distribution of an irreducible chain of n states by the dense
+// elimination of Grassmann, Taksar and Heyman: states are folded away from the
+// last, their rates redistributed, with no subtraction, so that the result
+// keeps its relative precision however nearly decomposable or stiff the chain,
+// even where long double is only a double (under Valgrind).
+std::vector<long double> foldedStationary(std::uint32_t n,
+                                          const std::vector<gensolver::Transition>& ts);
+// The same elimination for the limit from state 0 of a chain whose states 0 to
+// transient - 1 are transient and whose other states form the closed classes
+// listed: the transient states are folded away, and each class's share of the
+// flow out of state 0 weights its stationary distribution.
+std::vector<long double> foldedLimit(std::uint32_t n, const std::vector<gensolver::Transition>& ts,
+                                     std::uint32_t transient,
+                                     const std::vector<std::vector<std::uint32_t>>& classes);
+// True when long double carries more precision than double. It does on x86-64,
+// but not under Valgrind, which computes long double in double precision: the
+// oracles above then lose digits, and the tests widen their tolerances.
 bool extendedPrecision();
 
 // Per state i: sum over arcs i -> j (self-loops included) of rate * impulse[j].

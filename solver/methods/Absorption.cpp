@@ -151,7 +151,7 @@ void residual(const RateMatrix& m, const Sets& s, const Refined& v, bool left,
 // Solves, then refines while the weighted residual sum(bound * weight) at least
 // halves (weight empty: the largest bound).
 Refined refine(const RateMatrix& m, const Sets& s, const SparseElimination& lu, bool left,
-               const std::vector<double>& weight, bool tracked = false) {
+               const std::vector<double>& weight) {
     const std::size_t n = s.states.size();
     Refined v;
     v.hi.assign(n, left ? 0.0 : 1.0);
@@ -159,26 +159,20 @@ Refined refine(const RateMatrix& m, const Sets& s, const SparseElimination& lu, 
         v.hi[s.local[0]] = 1.0;
     std::vector<std::uint32_t> counts(n, 0);
     std::vector<double> absolute;
-    if (tracked)
-        lu.solveLeft(v.hi, counts, absolute);
-    else
-        left ? lu.solveLeft(v.hi, counts) : lu.solveRight(v.hi, counts);
+    left ? lu.solveLeft(v.hi, counts, absolute) : lu.solveRight(v.hi, counts, absolute);
     v.first = v.hi;
     v.firstError.resize(n);
     for (std::size_t k = 0; k < n; ++k) {
-        if (tracked) {
-            // The relative part taken of x^ + absolute, which bounds x, and
-            // over 1 - e, where it is taken of x.
-            const double e = lu.relativeErrorBesideSlack(counts[k]);
-            v.firstError[k] =
-                ((v.first[k] + absolute[k]) * e / (1.0 - e) + absolute[k]) * (1.0 + 4.0 * kUnit);
-            continue;
-        }
-        // An entry flushed to 0 below the normal range has an infinite relative error.
-        const double e = lu.relativeError(counts[k]);
-        v.firstError[k] = std::isinf(e) ? e : v.first[k] * e;
+        const double e = lu.relativeErrorBesideSlack(counts[k]);
+        // Below the normal range, the relative part is taken of x^ + absolute,
+        // which bounds x, and over 1 - e, where it is taken of x.
+        v.firstError[k] =
+            absolute[k] == 0.0
+                ? v.first[k] * e
+                : ((v.first[k] + absolute[k]) * e / (1.0 - e) + absolute[k]) * (1.0 + 4.0 * kUnit);
     }
-    v.lo.assign(n, 0.0);
+    for (std::size_t k = 0; k < n; ++k)
+        v.lo.assign(n, 0.0);
     v.residualBound.assign(n, 0.0);
     std::vector<double> r(n);
     double previous = std::numeric_limits<double>::infinity();
@@ -209,7 +203,7 @@ Refined refine(const RateMatrix& m, const Sets& s, const SparseElimination& lu, 
 double Absorption::accumulated(const std::vector<double>& w, double& bound) const {
     Accumulator sum;
     double largest = 0.0;
-    double weighted = 0.0;
+    double weighted = perturbed_;
     double terms = 0.0;
     for (std::size_t j = 0; j < time.size(); ++j) {
         if (time[j] == 0.0 && timeLow[j] == 0.0)
@@ -270,6 +264,10 @@ Absorption solveAbsorption(const RateMatrix& m, const std::vector<char>& absorbi
         return a; // state 1 is absorbing
     const SparseElimination lu(m, s.states, s.local, budget);
     a.factorSize = lu.entries();
+    double totalSlack = 0.0;
+    for (const double a : lu.slack())
+        totalSlack += a;
+    totalSlack *= 1.0 + static_cast<double>(s.states.size()) * kUnit;
     std::vector<double> upper;
     if (boundFor == AbsorptionBound::Times) {
         // Mean times to absorption m from every state of T, with an upper bound:
@@ -291,29 +289,44 @@ Absorption solveAbsorption(const RateMatrix& m, const std::vector<char>& absorbi
         // however ill-conditioned the chain (a mean time of 1e23 behind rates of
         // 1e4, where the residual can no longer be summed finely enough); the
         // smaller one is kept.
+        // Where the elimination went below the normal range, that second bound
+        // is of the mean times of A + E (see below): m - m'' = A^{-1} E m'', so
+        // they move by at most 2 S M'' M, M <= M'' / (1 - 2 S M''), with S the
+        // slack summed and M'' the largest of them.
+        double largest = 0.0;
+        for (std::size_t k = 0; k < mean.first.size(); ++k)
+            largest = std::max(largest, mean.first[k] + mean.firstError[k]);
+        const double slack = totalSlack * 2.0 * largest * (1.0 + 4.0 * kUnit);
+        const double shift =
+            totalSlack == 0.0 ? 0.0
+            : slack < 0.5     ? largest * slack / (1.0 - slack) * (1.0 + 4.0 * kUnit) + kTinyProduct
+                              : std::numeric_limits<double>::infinity();
         upper.resize(s.states.size());
         for (std::size_t k = 0; k < upper.size(); ++k) {
             upper[k] = delta < 1.0 ? (mean.hi[k] + std::fabs(mean.lo[k])) / (1.0 - delta) *
                                          (1.0 + 4.0 * kUnit)
                                    : std::numeric_limits<double>::infinity();
-            upper[k] =
-                std::min(upper[k], (mean.first[k] + mean.firstError[k]) * (1.0 + 2.0 * kUnit));
+            upper[k] = std::min(upper[k],
+                                (mean.first[k] + mean.firstError[k] + shift) * (1.0 + 2.0 * kUnit));
             a.longestMean = std::max(a.longestMean, upper[k]);
         }
     }
-    const Refined x = refine(m, s, lu, true, upper, boundFor == AbsorptionBound::Probabilities);
+    const Refined x = refine(m, s, lu, true, upper);
     // Where the elimination went below the normal range, its factors are those
-    // of A + E: the probabilities move by at most sum_k x_k |E_k| (h <= 1 the
-    // probabilities of reaching each absorbing state from each state: x E h for
-    // the rates, the exit rates with them), taken twice over for the roundings
-    // that act on E afterwards.
+    // of A + E (see SparseElimination::slack), and the first solve's bounds
+    // those of x'' = x(A + E): x - x'' = x'' E A^{-1}. The probabilities move by
+    // at most sum_k x''_k |E_k| (h = A^{-1} R <= 1: x'' E h for the rates, the
+    // exit rates with them), and x . w by that times the longest mean time and
+    // max|w|; each is taken twice over for the roundings that act on E
+    // afterwards.
     double perturbation = 0.0;
-    if (boundFor == AbsorptionBound::Probabilities)
-        for (std::size_t k = 0; k < s.states.size(); ++k)
-            if (lu.slack()[k] > 0.0)
-                perturbation +=
-                    (x.first[k] + x.firstError[k]) * 4.0 * lu.slack()[k] * (1.0 + 4.0 * kUnit) +
-                    kTinyProduct;
+    for (std::size_t k = 0; k < s.states.size(); ++k)
+        if (lu.slack()[k] > 0.0)
+            perturbation +=
+                (x.first[k] + x.firstError[k]) * 4.0 * lu.slack()[k] * (1.0 + 4.0 * kUnit) +
+                kTinyProduct;
+    if (perturbation > 0.0 && boundFor == AbsorptionBound::Times)
+        a.perturbed_ = perturbation * a.longestMean * (1.0 + 2.0 * kUnit) + kTinyProduct;
     if (boundFor == AbsorptionBound::Times) {
         // x's error is bounded either by its residual, weighted by the mean times,
         // or by the first solve's rounding counts: the sum of the per-state bounds
@@ -326,7 +339,9 @@ Absorption solveAbsorption(const RateMatrix& m, const std::vector<char>& absorbi
             residualWeight += x.residualBound[k] > 0.0 ? x.residualBound[k] * upper[k] : 0.0;
             roundingWeight += x.firstError[k];
         }
-        a.byRounding = roundingWeight < residualWeight;
+        a.byRounding = roundingWeight + a.perturbed_ < residualWeight;
+        if (!a.byRounding)
+            a.perturbed_ = 0.0;
     } else {
         // The probabilities' bounds themselves decide: the residual's sum, or the
         // rounding bounds times the rates into the absorbing states. On a chain
@@ -345,6 +360,7 @@ Absorption solveAbsorption(const RateMatrix& m, const std::vector<char>& absorbi
         }
         a.byRounding = !(residualSum <= rounding + perturbation);
     }
+    a.refinements = a.byRounding ? 0 : x.steps;
     double residualSum = 0.0;
     for (std::size_t k = 0; k < s.states.size(); ++k) {
         const std::uint32_t j = s.states[k];

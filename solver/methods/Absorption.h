@@ -58,6 +58,9 @@ private:
     // bound of the mean time to absorption from i, or the bound on |x_i - x*_i|
     // from the roundings; their sum bounds |x - x*| . |w| for |w| <= 1.
     std::vector<double> weight_;
+    // With the roundings' bounds, where the elimination went below the normal
+    // range: a bound on |x(A) - x(A + E)| . |w| for |w| <= 1 (see slack()).
+    double perturbed_ = 0.0;
 };
 
 Absorption solveAbsorption(const RateMatrix& m);

@@ -213,6 +213,12 @@ void SparseElimination::solveLeft(std::vector<double>& b, std::vector<std::uint3
     substitute<Mode::Tracked>(b, counts.data(), absolute.data(), upper_, lower_);
 }
 
+void SparseElimination::solveRight(std::vector<double>& c, std::vector<std::uint32_t>& counts,
+                                   std::vector<double>& absolute) const {
+    absolute.assign(c.size(), 0.0);
+    substitute<Mode::Tracked>(c, counts.data(), absolute.data(), lower_, upper_);
+}
+
 double SparseElimination::relativeError(std::uint32_t count) const {
     return underflowed_ ? std::numeric_limits<double>::infinity() : relativeErrorBesideSlack(count);
 }

@@ -123,6 +123,20 @@ TwoOutOfN twoOutOfN(std::uint32_t n) {
     return t;
 }
 
+TEST(Absorption, TheResidualsRefinementsAreCountedInTheMethod) {
+    // Two units in parallel with repair: the residual, refined, bounds the mean
+    // time more tightly than the roundings, and the method says how many
+    // refinements that took (at least one: the first residual is that of the
+    // solve in doubles).
+    const Solution s = solveAbsorption(parallel(1e-3, 1.0));
+    const Result* r = find(s, "time to absorption");
+    ASSERT_NE(r, nullptr);
+    const std::string prefix = "sparse elimination, ";
+    ASSERT_EQ(r->method.rfind(prefix, 0), 0u) << r->method;
+    EXPECT_GE(std::stoi(r->method.substr(prefix.size())), 1) << r->method;
+    EXPECT_NE(r->method.find(" refinement"), std::string::npos) << r->method;
+}
+
 TEST(Absorption, StiffSystemsAreSolvedToFullAccuracy) {
     const long double lambda = 1e-6L, mu = 1e3L;
     expectValue(solveAbsorption(parallel(1e-6, 1e3)), "time to absorption",
@@ -177,6 +191,32 @@ TEST(Absorption, MeanTimesBeyondTheResidualsReachAreBoundedByTheRoundingsOfTheEl
         EXPECT_EQ(zero->value, 0.0);
         EXPECT_EQ(zero->bound, 0.0);
     }
+}
+
+TEST(Absorption, TimesBelowTheNormalRangeLeaveTheMeanTimeItsBound) {
+    // 2-out-of-20 (a mean time to failure of 4e149) with an excursion from the
+    // all-up state onto a path of 30 states, each going on at 1e-20 or back at
+    // 1, the last failing: the times spent on the path fall from 1e129 to below
+    // 1e-308, and the elimination's rates with them, while they move the mean
+    // time by less than 1e-19 of itself. The bound must stay finite and cover
+    // the closed form.
+    TwoOutOfN system = twoOutOfN(20);
+    const std::uint32_t failed = system.chain.states, path = 30;
+    for (std::uint32_t k = 1; k <= path; ++k) {
+        const std::uint32_t at = failed + k;
+        system.chain.arcs.push_back({k == 1 ? 1 : at - 1, at, 1e-20});
+        system.chain.arcs.push_back({at, k == 1 ? 1 : at - 1, 1.0});
+    }
+    system.chain.arcs.push_back({failed + path, failed, 1.0});
+    system.chain.states += path;
+    system.chain.variables.front().rate.assign(system.chain.states, 0.0);
+    const Solution big = solveAbsorption(system.chain);
+    const Result* r = find(big, "time to absorption");
+    ASSERT_NE(r, nullptr);
+    const long double exact = system.meanTime;
+    EXPECT_TRUE(r->boundProven);
+    EXPECT_LE(r->bound, 1e-12 * r->value) << r->method;
+    EXPECT_LE(std::fabs(r->value - exact), r->bound + 1e-16L * exact);
 }
 
 TEST(Absorption, AnExpectedTimeBelowTheNormalRangeHasNoRelativeBound) {

@@ -167,12 +167,12 @@ Refined refine(const RateMatrix& m, const Sets& s, const SparseElimination& lu, 
         // Below the normal range, the relative part is taken of x^ + absolute,
         // which bounds x, and over 1 - e, where it is taken of x.
         v.firstError[k] =
-            absolute[k] == 0.0
+            std::isinf(e) ? e
+            : absolute[k] == 0.0
                 ? v.first[k] * e
                 : ((v.first[k] + absolute[k]) * e / (1.0 - e) + absolute[k]) * (1.0 + 4.0 * kUnit);
     }
-    for (std::size_t k = 0; k < n; ++k)
-        v.lo.assign(n, 0.0);
+    v.lo.assign(n, 0.0);
     v.residualBound.assign(n, 0.0);
     std::vector<double> r(n);
     double previous = std::numeric_limits<double>::infinity();

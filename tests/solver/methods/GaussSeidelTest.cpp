@@ -208,15 +208,20 @@ TEST(GaussSeidel, TransientStatesFeedingTwoClassesGiveTheDenseLimit) {
     }
 }
 
-TEST(GaussSeidel, TimesBeforeAClassThatTheSweepsCannotReachAreEliminated) {
-    // A system of 20 levels (state 0 all up): failures at 1e-6 a level down,
-    // repairs at 1e3 a level up, so the times spent before failing span 1e180.
-    // From the lowest level it fails for good into state 20 or into the pair
-    // 21 <-> 22 (rates 2 and 1), each at 1e-6: each is reached with probability
-    // 1/2, and the pair holds 1/3 and 2/3 of it. The sweeps and ILU(0) give up
-    // on the levels; the elimination of the times before a class, with its
-    // proven bound, gives the answer.
-    const std::uint32_t levels = 20, n = levels + 3;
+// Options under which the sweeps give up on stiff levels soon: components of
+// more than 8 states are solved iteratively, within 2,000 sweeps.
+gensolver::LimitOptions sweepsThatGiveUp() {
+    gensolver::LimitOptions options;
+    options.denseLimit = 8;
+    options.maxSweeps = 2000;
+    return options;
+}
+
+// A system of `levels` levels (state 0 all up): failures at 1e-6 a level down,
+// repairs at 1e3 a level up. From the lowest level it fails for good, at 1e-6
+// each, into state `levels` or into the pair levels + 1 <-> levels + 2 (rates
+// 2 and 1).
+std::vector<Transition> stiffLevelsAndTwoClasses(std::uint32_t levels) {
     std::vector<Transition> ts;
     for (std::uint32_t k = 0; k < levels; ++k) {
         if (k + 1 < levels)
@@ -228,11 +233,21 @@ TEST(GaussSeidel, TimesBeforeAClassThatTheSweepsCannotReachAreEliminated) {
     ts.push_back({levels - 1, levels + 1, 1e-6});
     ts.push_back({levels + 1, levels + 2, 2.0});
     ts.push_back({levels + 2, levels + 1, 1.0});
-    gensolver::LimitOptions options;
-    options.denseLimit = 8;
-    options.maxSweeps = 2000;
+    return ts;
+}
+
+TEST(GaussSeidel, TimesBeforeAClassThatTheSweepsCannotReachAreEliminated) {
+    // A system of 20 levels (state 0 all up): failures at 1e-6 a level down,
+    // repairs at 1e3 a level up, so the times spent before failing span 1e180.
+    // From the lowest level it fails for good into state 20 or into the pair
+    // 21 <-> 22 (rates 2 and 1), each at 1e-6: each is reached with probability
+    // 1/2, and the pair holds 1/3 and 2/3 of it. The sweeps and ILU(0) give up
+    // on the levels; the elimination of the times before a class, with its
+    // proven bound, gives the answer.
+    const std::uint32_t levels = 20, n = levels + 3;
+    const std::vector<Transition> ts = stiffLevelsAndTwoClasses(levels);
     const gensolver::Limit limit =
-        gensolver::solveLimit(gensolver::buildRateMatrix(n, ts), options);
+        gensolver::solveLimit(gensolver::buildRateMatrix(n, ts), sweepsThatGiveUp());
     EXPECT_TRUE(limit.converged) << limit.method();
     EXPECT_TRUE(limit.transientEliminated) << limit.method();
     EXPECT_NE(limit.method().find(", then the times before a closed class by sparse elimination"),
@@ -284,28 +299,16 @@ TEST(GaussSeidel, TimesBeforeAClassKeepTheirBoundWhereTheEliminationUnderflows) 
     // absolute errors, where the times (1e170) leave the residual's bound no
     // use. Exact: 20 holds 2/3, the pair 1/9 and 2/9.
     const std::uint32_t levels = 20, path = 24, n = levels + 4 + path + 1;
-    std::vector<Transition> ts;
-    for (std::uint32_t k = 0; k < levels; ++k) {
-        if (k + 1 < levels)
-            ts.push_back({k, k + 1, 1e-6});
-        if (k > 0)
-            ts.push_back({k, k - 1, 1e3});
-    }
-    for (std::uint32_t to = levels; to <= levels + 3; to += to == levels ? 1 : 2)
-        ts.push_back({levels - 1, to, 1e-6});
-    ts.push_back({levels + 1, levels + 2, 2.0});
-    ts.push_back({levels + 2, levels + 1, 1.0});
+    std::vector<Transition> ts = stiffLevelsAndTwoClasses(levels);
+    ts.push_back({levels - 1, levels + 3, 1e-6});
     ts.push_back({levels + 3, levels, 1.0});
     for (std::uint32_t k = levels + 3; k < levels + 4 + path; ++k) {
         ts.push_back({k, k + 1, k + 1 < levels + 4 + path ? 1e-20 : 1.0});
         if (k > levels + 3)
             ts.push_back({k, k - 1, 1.0});
     }
-    gensolver::LimitOptions options;
-    options.denseLimit = 8;
-    options.maxSweeps = 2000;
     const gensolver::Limit limit =
-        gensolver::solveLimit(gensolver::buildRateMatrix(n, ts), options);
+        gensolver::solveLimit(gensolver::buildRateMatrix(n, ts), sweepsThatGiveUp());
     EXPECT_TRUE(limit.converged) << limit.method();
     EXPECT_TRUE(limit.transientEliminated) << limit.method();
     EXPECT_LE(limit.errorEstimate, 1e-12);
@@ -374,11 +377,8 @@ TEST(GaussSeidel, RandomStiffChainsBeforeTheirClassesMatchTheFoldedLimit) {
                               k + 1 < transient ? std::pow(10.0, uniform(-25.0, -15.0)) : 1.0});
             }
         }
-        gensolver::LimitOptions options;
-        options.denseLimit = 8;
-        options.maxSweeps = 2000;
         const gensolver::Limit limit =
-            gensolver::solveLimit(gensolver::buildRateMatrix(n, ts), options);
+            gensolver::solveLimit(gensolver::buildRateMatrix(n, ts), sweepsThatGiveUp());
         const std::vector<long double> exact = solvertest::foldedLimit(n, ts, transient, classes);
         long double distance = 0.0L;
         for (std::uint32_t i = 0; i < n; ++i)

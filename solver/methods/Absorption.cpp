@@ -1,5 +1,7 @@
 #include "methods/Absorption.h"
 
+#include "methods/CompensatedSum.h"
+
 #include "methods/Components.h"
 #include "methods/EliminationOrder.h"
 #include "methods/SparseElimination.h"
@@ -19,38 +21,6 @@ constexpr double kUnit = std::numeric_limits<double>::epsilon() / 2; // unit rou
 constexpr double kTinyProduct = 0x1p-1074;
 constexpr std::uint32_t kOutside = UINT32_MAX;
 constexpr std::uint32_t kMaxRefinements = 8;
-
-// A sum kept as an unevaluated pair hi + lo (cascaded summation with exact
-// products), with the magnitude and count of its terms for its error bound.
-struct Accumulator {
-    double hi = 0.0;
-    double lo = 0.0;
-    double magnitude = 0.0;
-    std::uint32_t terms = 0;
-
-    void add(double v) {
-        const double s = hi + v;
-        const double b = s - hi;
-        lo += (hi - (s - b)) + (v - b);
-        hi = s;
-        magnitude += std::fabs(v);
-        ++terms;
-    }
-    // Adds (a + aLow) * r.
-    void addProduct(double a, double aLow, double r) {
-        const double p = a * r;
-        add(p);
-        lo += std::fma(a, r, -p) + aLow * r;
-        ++terms;
-    }
-    double value() const { return hi + lo; }
-    // Bounds |exact - value()|: the rounding of the result plus the second-order
-    // error of the cascaded sum.
-    double error() const {
-        const double g = (2.0 * terms + 8.0) * kUnit;
-        return 2.0 * kUnit * std::fabs(value()) + g * g * magnitude;
-    }
-};
 
 // The transient set, its local numbering and the chain's rates by source.
 struct Sets {

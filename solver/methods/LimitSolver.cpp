@@ -3,6 +3,7 @@
 #include "methods/Absorption.h"
 #include "methods/AggregationMultigrid.h"
 #include "methods/BoundedKrylov.h"
+#include "methods/CompensatedSum.h"
 #include "methods/Components.h"
 #include "methods/EliminationOrder.h"
 #include "methods/GaussSeidel.h"
@@ -477,6 +478,36 @@ void eliminateTransient(const RateMatrix& m, const Components& comps, const Limi
     }
 }
 
+// A proven bound on the summed errors of the probabilities of reaching the
+// closed classes, z . R, from the residual r = e_1 - z (-Q_TT) of the times z
+// spent in the transient states: the errors are r A^{-1} R, and A^{-1} R 1 <= 1
+// (from any state a class is reached with probability at most 1), so they sum
+// to at most sum |r|. The residual is summed in twice the precision, each
+// state's outflow as the sum of its rates times its time, so that nothing is
+// lost before the terms cancel.
+double reachResidualBound(const RateMatrix& m, const Components& comps,
+                          const std::vector<double>& z) {
+    const std::uint32_t n = m.states();
+    std::vector<Accumulator> balance(n);
+    balance[0].add(1.0);
+    for (std::uint32_t j = 0; j < n; ++j) {
+        const bool into = !comps.bottom[comps.component[j]];
+        for (std::uint64_t e = m.start[j]; e < m.start[std::size_t{j} + 1]; ++e) {
+            const std::uint32_t i = m.source[e];
+            if (z[i] == 0.0)
+                continue;
+            balance[i].addProduct(-z[i], 0.0, m.rate[e]);
+            if (into)
+                balance[j].addProduct(z[i], 0.0, m.rate[e]);
+        }
+    }
+    double bound = 0.0;
+    for (std::uint32_t j = 0; j < n; ++j)
+        if (!comps.bottom[comps.component[j]])
+            bound += std::fabs(balance[j].value()) + balance[j].error();
+    return bound * (1.0 + (static_cast<double>(n) + 2.0) * std::numeric_limits<double>::epsilon());
+}
+
 } // namespace
 
 std::string Limit::method() const {
@@ -530,6 +561,7 @@ Limit solveLimit(const RateMatrix& m, const LimitOptions& options) {
         limit.classes += b ? 1 : 0;
 
     std::vector<std::uint32_t> local;
+    bool openIterative = false; // a transient component was solved iteratively
     auto record = [&](const SweepResult& r) {
         limit.iterative = true;
         limit.sweeps += r.sweeps;
@@ -557,6 +589,7 @@ Limit solveLimit(const RateMatrix& m, const LimitOptions& options) {
         }
         if (local.empty())
             local.assign(n, 0);
+        openIterative = openIterative || !closed;
         // Gauss-Seidel after a BiCGSTAB solve k that missed its bound. It starts
         // afresh: its estimate of the distance rests on the rate at which its
         // changes shrink, which a start near the solution hides. Should it miss
@@ -710,6 +743,17 @@ Limit solveLimit(const RateMatrix& m, const LimitOptions& options) {
                 continue;
             for (std::uint64_t e = m.start[j]; e < m.start[std::size_t{j} + 1]; ++e)
                 reach[c] += z[m.source[e]] * m.rate[e];
+        }
+        // The iterations' estimates of the times are relative to their total,
+        // which a few states of long times can dwarf, while the states of
+        // short times carry the flow to the classes: where any transient
+        // component was solved iteratively, the residual's proven bound on the
+        // probabilities of reaching the classes decides instead.
+        if (openIterative) {
+            const double bound = reachResidualBound(m, comps, z);
+            limit.errorEstimate = bound;
+            limit.converged = bound <= std::max(options.tolerance, options.acceptable);
+            limit.accepted = limit.converged && bound > options.tolerance;
         }
         if (!limit.converged)
             eliminateTransient(m, comps, options, limit, reach);

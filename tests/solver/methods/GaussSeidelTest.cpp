@@ -391,6 +391,33 @@ TEST(GaussSeidel, RandomStiffChainsBeforeTheirClassesMatchTheFoldedLimit) {
     EXPECT_GE(eliminated, chains / 2);
 }
 
+TEST(GaussSeidel, ALongTimeInATransientComponentDoesNotHideItsFastStates) {
+    // State 0 leaves at 1e-12 for a ring 1..40 run against the numbering (i to
+    // i - 1 at 1, 1 to 40), which returns to 0 from state 1 at 1e-3 and leaks
+    // into state 41 from state 20 and into state 42 from state 39, each at
+    // 0.05. The times in the ring (about 1 each) are 1e-12 of state 0's, so
+    // the sweeps' relative change says nothing of them: the values must still
+    // be those of the folded limit, within the bound printed.
+    const std::uint32_t ring = 40, n = ring + 3;
+    std::vector<Transition> ts = {{0, 1, 1e-12}, {1, 0, 1e-3}, {1, ring, 1.0}};
+    for (std::uint32_t k = 2; k <= ring; ++k)
+        ts.push_back({k, k - 1, 1.0});
+    ts.push_back({20, ring + 1, 0.05});
+    ts.push_back({ring - 1, ring + 2, 0.05});
+    gensolver::LimitOptions options;
+    options.denseLimit = 4;
+    const gensolver::Limit limit =
+        gensolver::solveLimit(gensolver::buildRateMatrix(n, ts), options);
+    const std::vector<long double> exact =
+        solvertest::foldedLimit(n, ts, ring + 1, {{ring + 1}, {ring + 2}});
+    long double distance = 0.0L;
+    for (std::uint32_t i = 0; i < n; ++i)
+        distance += std::fabs(static_cast<long double>(limit.distribution[i]) - exact[i]);
+    EXPECT_TRUE(limit.converged) << limit.method();
+    EXPECT_LE(limit.errorEstimate, 1e-12) << limit.method();
+    EXPECT_LE(static_cast<double>(distance), limit.errorEstimate + 1e-15) << limit.method();
+}
+
 TEST(GaussSeidel, WavefrontSweepsGiveTheSameValuesOnAnyNumberOfThreads) {
     // Levels of up to 3,432 states, cut into parts of 1,024 that threads share:
     // two threads split the levels of four parts into two halves, three take

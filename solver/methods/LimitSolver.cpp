@@ -17,6 +17,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <exception>
 #include <limits>
 #include <memory>
 #include <new>
@@ -523,7 +524,10 @@ std::string Limit::method() const {
         return "power iteration, " + std::to_string(sweeps) + " steps" +
                (converged ? "" : ", NOT CONVERGED");
     if (!iterative && !krylov)
-        return "direct elimination";
+        return std::string("direct elimination") +
+               (transientEliminated ? ", then the times before a closed class by sparse elimination"
+                                    : "") +
+               (converged ? "" : ", NOT CONVERGED");
     std::string text;
     if (sweepsGivenUp > 0)
         text = "Gauss-Seidel, " + std::to_string(sweepsGivenUp) + " sweeps (" +
@@ -570,6 +574,7 @@ Limit solveLimit(const RateMatrix& m, const LimitOptions& options) {
 
     std::vector<std::uint32_t> local;
     bool openIterative = false; // a transient component was solved iteratively
+    std::exception_ptr outOfRange; // a transient component's dense elimination refused
     auto record = [&](const SweepResult& r) {
         limit.iterative = true;
         limit.sweeps += r.sweeps;
@@ -588,7 +593,24 @@ Limit solveLimit(const RateMatrix& m, const LimitOptions& options) {
             if (local.empty())
                 local.assign(n, 0);
             DenseSolve solve(m, comps, c, closed, local, x);
-            solve.solve(comps, c, closed, x);
+            if (closed) {
+                solve.solve(comps, c, closed, x);
+            } else {
+                // Rates of transient states beyond a double's range for the
+                // dense elimination: the sparse elimination of the times before
+                // a class, which carries results below the normal range, is
+                // tried after the transient phase; where it gives no answer
+                // either, this refusal stands.
+                try {
+                    solve.solve(comps, c, closed, x);
+                } catch (const SolveError&) {
+                    if (!outOfRange)
+                        outOfRange = std::current_exception();
+                    limit.converged = false;
+                    limit.errorEstimate = std::numeric_limits<double>::infinity();
+                    return;
+                }
+            }
             // Elimination without subtraction keeps small relative errors; size
             // times the rounding unit is the estimate used.
             limit.errorEstimate =
@@ -777,6 +799,8 @@ Limit solveLimit(const RateMatrix& m, const LimitOptions& options) {
         }
         if (!limit.converged)
             eliminateTransient(m, comps, options, limit, reach);
+        if (outOfRange && !limit.transientEliminated)
+            std::rethrow_exception(outOfRange);
     }
     double reached = 0.0;
     for (std::uint32_t c = 0; c < comps.count(); ++c) {

@@ -10,6 +10,7 @@
 #include "methods/LimitSolver.h"
 #include "methods/Parallel.h"
 #include "methods/SparseElimination.h"
+#include "methods/Transient.h"
 
 #include <gtest/gtest.h>
 
@@ -416,6 +417,29 @@ TEST(GaussSeidel, ALongTimeInATransientComponentDoesNotHideItsFastStates) {
     EXPECT_TRUE(limit.converged) << limit.method();
     EXPECT_LE(limit.errorEstimate, 1e-12) << limit.method();
     EXPECT_LE(static_cast<double>(distance), limit.errorEstimate + 1e-15) << limit.method();
+}
+
+TEST(GaussSeidel, TransientRatesBeyondTheDenseRangeGoToTheSparseElimination) {
+    // States 0, 1 and 2 transient: 0 goes to 1 at 1 and to 2 at 1e-200; 1
+    // returns at 1 or ends in state 3 at 1; 2 returns at 1e200 or ends in state
+    // 4 at 1. Folding state 2 into 0 divides 1e-200 by 1e200: the dense
+    // elimination refuses, and the sparse one, which carries such a quotient
+    // as a perturbation of 0's rates, answers: state 3 holds all but 1e-400.
+    const std::uint32_t n = 5;
+    const std::vector<Transition> ts = {{0, 1, 1.0}, {0, 2, 1e-200}, {1, 0, 1.0},
+                                        {1, 3, 1.0}, {2, 0, 1e200},  {2, 4, 1.0}};
+    const gensolver::Limit limit =
+        gensolver::solveLimit(gensolver::buildRateMatrix(n, ts), gensolver::LimitOptions{});
+    EXPECT_TRUE(limit.converged) << limit.method();
+    EXPECT_EQ(limit.method(),
+              "direct elimination, then the times before a closed class by sparse elimination");
+    EXPECT_LE(limit.errorEstimate, 1e-14);
+    EXPECT_LE(std::fabs(limit.distribution[3] - 1.0) + limit.distribution[4],
+              limit.errorEstimate + 1e-16);
+    // A closed class out of range for the dense elimination is still refused.
+    EXPECT_THROW(gensolver::solveLimit(gensolver::buildRateMatrix(2, {{0, 1, 1.5}, {1, 0, 1e-317}}),
+                                       gensolver::LimitOptions{}),
+                 gensolver::SolveError);
 }
 
 TEST(GaussSeidel, WavefrontSweepsGiveTheSameValuesOnAnyNumberOfThreads) {

@@ -53,10 +53,11 @@ public:
     // roundings of the solve behind each entry of the solution.
     void solveLeft(std::vector<double>& b, std::vector<std::uint32_t>& counts) const;
     void solveRight(std::vector<double>& c, std::vector<std::uint32_t>& counts) const;
-    // x A = b (or A m = c) counted, where results below the normal range count one rounding
-    // and their errors are carried: |x^_k - x_k| <= relativeErrorBesideSlack(
-    // counts[k]) x^_k + absolute[k] (assigned), x the exact solution of the
-    // factors' system (slack() says how far those are from A's).
+    // x A = b (or A m = c) counted, where results below the normal range count
+    // one rounding and their errors are carried: |x^_k - x_k| <=
+    // relativeErrorBesideSlack(counts[k]) x^_k + absolute[k] (assigned), x the
+    // exact solution of the factors' system (slack() says how far those are
+    // from A's).
     void solveLeft(std::vector<double>& b, std::vector<std::uint32_t>& counts,
                    std::vector<double>& absolute) const;
     void solveRight(std::vector<double>& c, std::vector<std::uint32_t>& counts,

@@ -219,12 +219,17 @@ TEST(Absorption, TimesBelowTheNormalRangeLeaveTheMeanTimeItsBound) {
     EXPECT_LE(std::fabs(r->value - exact), r->bound + 1e-16L * exact);
 }
 
+// State 0 goes to 1 at 1e-200 and leaves T (state 2) at 1; state 1 leaves at
+// 1e200: the time spent in 1 is 1e-400, below the doubles.
+gensolver::RateMatrix timeBelowTheNormalRange() {
+    return gensolver::buildRateMatrix(3, {{0, 2, 1.0}, {0, 1, 1e-200}, {1, 2, 1e200}});
+}
+
 TEST(Absorption, AnExpectedTimeBelowTheNormalRangeHasNoRelativeBound) {
     // State 0 goes to 1 at 1e-200 and leaves T at 1; state 1 leaves at 1e200. The
     // time spent in 1, 1e-400, is no double: its entry must not claim a relative
     // error bound, while state 0's keeps one.
-    const gensolver::RateMatrix m =
-        gensolver::buildRateMatrix(3, {{0, 2, 1.0}, {0, 1, 1e-200}, {1, 2, 1e200}});
+    const gensolver::RateMatrix m = timeBelowTheNormalRange();
     const gensolver::SparseElimination lu(m, {0, 1}, {0, 1, UINT32_MAX});
     std::vector<double> x = {1.0, 0.0};
     std::vector<std::uint32_t> counts(2, 0);
@@ -240,8 +245,7 @@ TEST(Absorption, ResultsBelowTheNormalRangeCarryTheirErrorAbsolutely) {
     // state 1's entry, 0 where the exact value is 1e-400, has an absolute bound
     // that covers that and no more than a few of the smallest doubles, and
     // state 0's relative bound stands.
-    const gensolver::RateMatrix m =
-        gensolver::buildRateMatrix(3, {{0, 2, 1.0}, {0, 1, 1e-200}, {1, 2, 1e200}});
+    const gensolver::RateMatrix m = timeBelowTheNormalRange();
     const gensolver::SparseElimination lu(m, {0, 1}, {0, 1, UINT32_MAX});
     std::vector<double> x = {1.0, 0.0};
     std::vector<std::uint32_t> counts(2, 0);

@@ -2,12 +2,14 @@
 
 #include "methods/AbsorptionResults.h"
 #include "methods/ChainBackend.h"
+#include "methods/CompensatedSum.h"
 #include "methods/Components.h"
 #include "methods/Extrapolation.h"
 #include "methods/WindowedTransient.h"
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <map>
 #include <memory>
 #include <optional>
@@ -41,13 +43,6 @@ double localMaxAbs(const std::vector<double>& v) {
     for (const double x : v)
         m = std::max(m, std::fabs(x));
     return m;
-}
-
-double localDot(const std::vector<double>& a, const std::vector<double>& b) {
-    double s = 0.0;
-    for (std::size_t j = 0; j < a.size(); ++j)
-        s += a[j] * b[j];
-    return s;
 }
 
 // Auto's choice on a chain whose limit is solved directly when uniformization would
@@ -188,8 +183,17 @@ Solution solve(const Model& model, const SolveOptions& options, ChainBackend& ch
     sol.stem = model.stem;
     sol.states = chain.states();
     sol.transitions = chain.transitions();
-    auto dot = [&chain](const std::vector<double>& a, const std::vector<double>& b) {
-        return chain.sum(localDot(a, b));
+    // Over several processes the partial sums add up with roundings of their own.
+    const double processes = chain.sum(1.0);
+    auto dot = [&chain, processes](const std::vector<double>& a, const std::vector<double>& b) {
+        const BoundedDot local = boundedDot(a.data(), b.data(), a.size());
+        BoundedDot d;
+        d.value = chain.sum(local.value);
+        d.bound = chain.sum(local.bound);
+        if (processes > 1.0)
+            d.bound += processes * std::numeric_limits<double>::epsilon() *
+                       chain.sum(std::fabs(local.value));
+        return d;
     };
     auto maxAbs = [&chain](const std::vector<double>& v) { return chain.max(localMaxAbs(v)); };
     const std::size_t nv = model.variables.size();
@@ -238,8 +242,8 @@ Solution solve(const Model& model, const SolveOptions& options, ChainBackend& ch
     instants.erase(std::unique(instants.begin(), instants.end()), instants.end());
 
     struct Snapshot {
-        std::vector<double> rateValue;    // per variable: distribution . rate reward
-        std::vector<double> earningValue; // per variable: distribution . earning
+        std::vector<BoundedDot> rateValue;    // per variable: distribution . rate reward
+        std::vector<BoundedDot> earningValue; // per variable: distribution . earning
         std::vector<double> integral;     // per integrand
         double distBound = 0.0, intBound = 0.0;
         std::uint64_t steps = 0;
@@ -285,8 +289,9 @@ Solution solve(const Model& model, const SolveOptions& options, ChainBackend& ch
     auto limitResult = [&](Result& r, const std::vector<double>& reward) {
         const Limit& l = limits.limit();
         r.longRun = true;
-        r.value = dot(l.distribution, reward);
-        r.bound = l.errorEstimate * maxAbs(reward);
+        const BoundedDot d = dot(l.distribution, reward);
+        r.value = d.value;
+        r.bound = l.errorEstimate * maxAbs(reward) + d.bound;
         r.boundProven = false;
         r.method = "limit, " + l.method();
         r.iterations = l.sweeps + l.krylovIterations + l.sweepsGivenUp;
@@ -330,21 +335,26 @@ Solution solve(const Model& model, const SolveOptions& options, ChainBackend& ch
             r.boundProven =
                 b.proven && (v.type == RewardType::InstantOfTime || snapshots.at(t.start).proven);
             if (v.type == RewardType::InstantOfTime) {
-                r.value = b.rateValue[p];
-                r.bound = b.distBound * rMax;
+                r.value = b.rateValue[p].value;
+                r.bound = b.distBound * rMax + b.rateValue[p].bound;
             } else {
                 const Snapshot& a = snapshots.at(t.start);
                 const std::size_t i = integrandOf[p];
                 double value = b.integral[i] - a.integral[i];
-                double bound = (b.intBound + a.intBound) * eMax;
+                // The subtraction's rounding, recovered exactly.
+                const double back = value - b.integral[i];
+                const double lost = (b.integral[i] - (value - back)) + (-a.integral[i] - back);
+                double bound = (b.intBound + a.intBound) * eMax + std::fabs(lost);
                 if (v.type == RewardType::TimeAveragedInterval) {
                     if (t.stop > t.start) {
+                        // The length and the quotient each round by at most a unit.
                         value /= t.stop - t.start;
-                        bound /= t.stop - t.start;
+                        bound = bound / (t.stop - t.start) * (1.0 + 2.0 * Accumulator::kUnit) +
+                                2.0 * Accumulator::kUnit * std::fabs(value);
                     } else {
                         // An empty interval averages to the earning rate at that time.
-                        value = b.earningValue[p];
-                        bound = b.distBound * eMax;
+                        value = b.earningValue[p].value;
+                        bound = b.distBound * eMax + b.earningValue[p].bound;
                     }
                 }
                 r.value = value;

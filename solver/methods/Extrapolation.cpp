@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <new>
 #include <numeric>
 #include <sstream>
 
@@ -139,6 +140,20 @@ double ExtrapolationSolver::subStep(double g, std::vector<double>& y, double tar
     for (std::size_t k = 0; k < n; ++k)
         y[states_[k]] = permuted_[k];
     return 0.0;
+}
+
+bool ExtrapolationSolver::factorsFit(EliminationBudget budget) {
+    if (iterative_ || m_.states() == 0)
+        return true;
+    for (std::uint64_t e = m_.start.back(); e < augmented_.rate.size(); ++e)
+        augmented_.rate[e] = 1.0;
+    try {
+        const SparseElimination trial(augmented_, states_, local_, budget);
+        return true;
+    } catch (const EliminationOverBudget&) {
+    } catch (const std::bad_alloc&) {
+    }
+    return false;
 }
 
 const SparseElimination& ExtrapolationSolver::factor(double g) {

@@ -34,7 +34,8 @@ public:
     // options.maxSteps steps.
     void advanceTo(double t) override;
     std::uint64_t steps() const override { return solves_; }
-    bool boundProven() const override { return false; }
+    // Before its first step the solution is the start, exactly.
+    bool boundProven() const override { return accepted_ == 0 && rejected_ == 0; }
     std::string describe() const override;
     // Steps taken (accepted and rejected) so far.
     std::uint64_t macroSteps() const { return accepted_ + rejected_; }
@@ -44,6 +45,10 @@ public:
     bool iterative() const { return iterative_ != nullptr; }
     // BiCGSTAB iterations so far (0 unless iterative()).
     std::uint64_t iterations() const;
+    // Whether the elimination of the sub-steps stays within budget (its fill
+    // does not depend on the sub-step's length, so one trial factorisation
+    // tells); true for iterative solves.
+    bool factorsFit(EliminationBudget budget);
 
 private:
     // The factorisation of (1/g) I - Q, from the cache or made.

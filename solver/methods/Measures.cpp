@@ -132,6 +132,28 @@ bool Solution::allConverged() const {
     return std::all_of(results.begin(), results.end(), [](const Result& r) { return r.converged; });
 }
 
+// What auto lets the extrapolation's factors cost before it takes the methods
+// of a larger chain instead: every sub-step's solve runs over the factors, where
+// a uniformization step runs over the transitions, and a time point takes some
+// thousands of solves; so the fill may reach the transitions times the steps
+// uniformization would take, over 2,000 (within 2^16 to 2^25 entries, and 2^27
+// rates folded: a second or two to find that it does not fit). On a random
+// chain of 12,000 states, whose transitions reach far across its numbering, the
+// factors had grown past a gigabyte after five minutes, where uniformization
+// took six seconds.
+namespace {
+
+EliminationBudget autoFactorBudget(const RateMatrix& m, double lastTime) {
+    const double steps = uniformizationRate(m) * lastTime;
+    const double fill = static_cast<double>(m.source.size()) * steps / 2000.0;
+    EliminationBudget budget;
+    budget.fill = static_cast<std::uint64_t>(std::clamp(fill, 0x1p16, 0x1p25));
+    budget.folds = std::uint64_t{1} << 27;
+    return budget;
+}
+
+} // namespace
+
 std::unique_ptr<TransientMethod>
 wholeChainTransient(const RateMatrix& m, std::vector<const std::vector<double>*> integrands,
                     LimitSource* limits, const TransientOptions& options, double lastTime,
@@ -143,8 +165,21 @@ wholeChainTransient(const RateMatrix& m, std::vector<const std::vector<double>*>
             rate = p->rate();
             return p;
         }
-        rate = 0.0;
-        return std::make_unique<ExtrapolationSolver>(m, integrands, options);
+        auto e = std::make_unique<ExtrapolationSolver>(m, integrands, options);
+        if (options.method != TransientChoice::Auto ||
+            e->factorsFit(autoFactorBudget(m, lastTime))) {
+            rate = 0.0;
+            return e;
+        }
+        // The factors would fill in far beyond the chain (its transitions reach
+        // across its numbering): the choice is made as on a larger chain.
+        e.reset();
+        if (uniformizationRate(m) * lastTime > options.iterateAbove) {
+            TransientOptions iterative = options;
+            iterative.method = TransientChoice::Iterative;
+            rate = 0.0;
+            return std::make_unique<ExtrapolationSolver>(m, std::move(integrands), iterative);
+        }
     }
     auto u = std::make_unique<TransientSolver>(m, std::move(integrands), limits, options);
     rate = u->rate();

@@ -11,6 +11,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <random>
 
@@ -361,6 +362,66 @@ TEST(Extrapolation, RatesTimesTheIntervalBeyondADoubleAreRefusedByEveryMethod) {
         gensolver::SolveOptions o;
         o.transient.method = method;
         EXPECT_THROW(gensolver::solve(model, o), gensolver::SolveError);
+    }
+}
+
+// A chain of 600 states whose time t takes uniformization some 25,000 steps:
+// auto extrapolates where its factors stay small (a birth-death chain), and
+// takes uniformization where they would fill in (random arcs across the
+// numbering, on which the elimination had run for minutes on 12,000 states).
+// At t both chains have long settled, so each value is checked against the
+// stationary distribution by the dense elimination without subtraction.
+TEST(Extrapolation, AutoTakesUniformizationWhereTheFactorsWouldFillIn) {
+    constexpr std::uint32_t n = 600;
+    std::mt19937 gen(3);
+    std::uniform_int_distribution<std::uint32_t> pick(0, n - 1);
+    std::uniform_real_distribution<double> rate(1.0, 10.0);
+    std::vector<Transition> random, banded;
+    for (std::uint32_t i = 0; i < n; ++i) {
+        random.push_back({i, (i + 1) % n, rate(gen)});
+        for (int k = 0; k < 4; ++k)
+            random.push_back({i, pick(gen), rate(gen)});
+        if (i + 1 < n) {
+            banded.push_back({i, i + 1, 2.0});
+            banded.push_back({i + 1, i, 3.0});
+        }
+    }
+    const bool extended = solvertest::extendedPrecision();
+    for (const bool fills : {true, false}) {
+        SCOPED_TRACE(fills ? "random arcs" : "birth-death");
+        const std::vector<Transition>& ts = fills ? random : banded;
+        solvertest::Chain c;
+        c.states = n;
+        std::vector<double> exit(n, 0.0);
+        for (const Transition& t : ts) {
+            if (t.from == t.to)
+                continue;
+            c.arcs.push_back({t.from + 1, t.to + 1, t.rate});
+            exit[t.from] += t.rate;
+        }
+        std::vector<double> reward(n);
+        for (std::uint32_t i = 0; i < n; ++i)
+            reward[i] = static_cast<double>(i % 7) / 3.0;
+        const double q = 1.02 * *std::max_element(exit.begin(), exit.end());
+        const double t = 25000.0 / q;
+        c.variables.push_back({"r", 0, {{t, t}}, reward, {}});
+        testsupport::TempDir dir;
+        solvertest::writeChain(dir.path() + "c", c);
+        // Past the dense limit, so that auto does not first probe for the limit.
+        gensolver::SolveOptions o;
+        o.limit.denseLimit = 100;
+        const gensolver::Solution sol = gensolver::solve(gensolver::readModel(dir.path() + "c"), o);
+        ASSERT_EQ(sol.results.size(), 1u);
+        const gensolver::Result& r = sol.results[0];
+        EXPECT_EQ(r.method.rfind(fills ? "uniformization" : "implicit extrapolation", 0), 0u)
+            << r.method;
+        EXPECT_EQ(r.boundProven, fills);
+        const std::vector<long double> pi = solvertest::foldedStationary(n, ts);
+        long double exact = 0.0L;
+        for (std::uint32_t i = 0; i < n; ++i)
+            exact += pi[i] * reward[i];
+        EXPECT_LE(std::fabs(r.value - static_cast<double>(exact)),
+                  (fills ? 1.0 : 10.0) * r.bound + (extended ? 1e-15 : 1e-12));
     }
 }
 

@@ -132,6 +132,8 @@ bool Solution::allConverged() const {
     return std::all_of(results.begin(), results.end(), [](const Result& r) { return r.converged; });
 }
 
+namespace {
+
 // What auto lets the extrapolation's factors cost before it takes the methods
 // of a larger chain instead: every sub-step's solve runs over the factors, where
 // a uniformization step runs over the transitions, and a time point takes some
@@ -140,9 +142,7 @@ bool Solution::allConverged() const {
 // rates folded: a second or two to find that it does not fit). On a random
 // chain of 12,000 states, whose transitions reach far across its numbering, the
 // factors had grown past a gigabyte after five minutes, where uniformization
-// took six seconds.
-namespace {
-
+// took two seconds.
 EliminationBudget autoFactorBudget(const RateMatrix& m, double lastTime) {
     const double steps = uniformizationRate(m) * lastTime;
     const double fill = static_cast<double>(m.source.size()) * steps / 2000.0;

@@ -49,7 +49,9 @@ struct Accumulator {
 // off by a million units of roundoff in the worst case, more than the bounds it
 // sits beside. Each product's and each addition's rounding is recovered exactly
 // (fma, two-sum) and summed apart; what remains is the rounding of that small
-// sum and of the result, both bounded, and zero where every step was exact.
+// sum and of the result, both bounded. Unlike Accumulator::error(), the bound is
+// zero where every step was exact (a value at time 0 keeps its bound of 0), and
+// products below the normal range are counted.
 struct BoundedDot {
     double value = 0.0;
     double bound = 0.0;

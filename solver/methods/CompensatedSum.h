@@ -10,6 +10,18 @@
 
 namespace gensolver {
 
+// fl(a + b) and what its rounding lost, exactly: a + b = sum + error.
+struct ExactSum {
+    double sum;
+    double error;
+};
+
+inline ExactSum twoSum(double a, double b) {
+    const double s = a + b;
+    const double back = s - a;
+    return {s, (a - (s - back)) + (b - back)};
+}
+
 // A sum kept as an unevaluated pair hi + lo (cascaded summation with exact
 // products), with the magnitude and count of its terms for its error bound.
 struct Accumulator {
@@ -21,10 +33,9 @@ struct Accumulator {
     std::uint32_t terms = 0;
 
     void add(double v) {
-        const double s = hi + v;
-        const double b = s - hi;
-        lo += (hi - (s - b)) + (v - b);
-        hi = s;
+        const ExactSum s = twoSum(hi, v);
+        lo += s.error;
+        hi = s.sum;
         magnitude += std::fabs(v);
         ++terms;
     }
@@ -68,17 +79,15 @@ inline BoundedDot boundedDot(const double* a, const double* b, std::size_t n) {
         const double productError = std::fma(a[j], b[j], -p);
         if (std::fabs(p) < kTiny && a[j] != 0.0 && b[j] != 0.0)
             ++tiny;
-        const double s = hi + p;
-        const double back = s - hi;
-        const double sumError = (hi - (s - back)) + (p - back);
-        hi = s;
-        lo += productError + sumError;
-        errors += std::fabs(productError) + std::fabs(sumError);
+        const ExactSum s = twoSum(hi, p);
+        hi = s.sum;
+        lo += productError + s.error;
+        errors += std::fabs(productError) + std::fabs(s.error);
     }
+    const ExactSum result = twoSum(hi, lo);
     BoundedDot d;
-    d.value = hi + lo;
-    const double back = d.value - hi;
-    const double last = (hi - (d.value - back)) + (lo - back);
+    d.value = result.sum;
+    const double last = result.error;
     const double g = static_cast<double>(2 * n + 4) * Accumulator::kUnit;
     d.bound = std::fabs(last) + g * (1.0 + g) * errors +
               static_cast<double>(tiny) * std::numeric_limits<double>::denorm_min();

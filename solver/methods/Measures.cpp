@@ -375,11 +375,10 @@ Solution solve(const Model& model, const SolveOptions& options, ChainBackend& ch
             } else {
                 const Snapshot& a = snapshots.at(t.start);
                 const std::size_t i = integrandOf[p];
-                double value = b.integral[i] - a.integral[i];
                 // The subtraction's rounding, recovered exactly.
-                const double back = value - b.integral[i];
-                const double lost = (b.integral[i] - (value - back)) + (-a.integral[i] - back);
-                double bound = (b.intBound + a.intBound) * eMax + std::fabs(lost);
+                const ExactSum difference = twoSum(b.integral[i], -a.integral[i]);
+                double value = difference.sum;
+                double bound = (b.intBound + a.intBound) * eMax + std::fabs(difference.error);
                 if (v.type == RewardType::TimeAveragedInterval) {
                     if (t.stop > t.start) {
                         // The length and the quotient each round by at most a unit.

@@ -7,9 +7,17 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <limits>
 #include <string>
 
 namespace gensolver {
+
+namespace {
+
+// The unit roundoff of a double.
+constexpr double kUnitRoundoff = 0x1p-53;
+
+} // namespace
 
 EmbeddedChain::EmbeddedChain(const RegenerativeModel& m, double epsilon, std::uint64_t maxSteps)
     : m_(m), subordinated_(m.delays.size()), local_(m.states(), 0) {
@@ -40,13 +48,15 @@ EmbeddedChain::EmbeddedChain(const RegenerativeModel& m, double epsilon, std::ui
                              " allowed (raise --max-steps)");
         }
         s.weights = poissonWeights(lambda, epsilon);
-        // P(N > k) = 1 below the first weight kept, then 1 minus the kept weights.
-        double below = 1.0;
+        // P(N > k) = 1 below the first weight kept, then the kept weights above k,
+        // summed from the right: 1 minus the weights up to k would lose the small
+        // tails to cancellation, an absolute error of a unit of roundoff that the
+        // division by a small rate turns into a large part of the delay.
         s.tailOverRate.resize(s.weights.right + 1 - s.weights.left);
-        for (std::uint64_t k = s.weights.left; k <= s.weights.right; ++k) {
-            below -= s.weights.at(k);
-            s.tailOverRate[k - s.weights.left] =
-                s.rate > 0.0 ? std::max(below, 0.0) / s.rate : 0.0;
+        double above = 0.0;
+        for (std::uint64_t k = s.weights.right + 1; k-- > s.weights.left;) {
+            s.tailOverRate[k - s.weights.left] = s.rate > 0.0 ? above / s.rate : 0.0;
+            above += s.weights.at(k);
         }
         // Mixing with the kept weights errs by their bound; the integral by the tail
         // cut off after `right`, per unit of rate.
@@ -59,8 +69,36 @@ EmbeddedChain::EmbeddedChain(const RegenerativeModel& m, double epsilon, std::ui
                                        (static_cast<double>(s.weights.right + 1) * s.weights.bound +
                                         s.weights.integralTail) /
                                            s.rate);
+        // Rounding. Every number here is a sum of nonnegative terms (the list's
+        // chain loses mass, it never gains it, and 1 - exit / q_d >= 0), so the
+        // errors are relative ones, entry by entry. A step (each new entry a sum of
+        // at most `inflow` + 1 products of three factors) adds (inflow + 4) units
+        // of roundoff; mixing the `right` iterates into the expiry probabilities
+        // adds (right + 2) units, and into the times `right` more for the tails
+        // summed from the right. The times are at most the delay, and the mass
+        // that leaves the list through them at most 1.
+        if (s.rate > 0.0) {
+            std::uint64_t inflow = 0;
+            std::vector<std::uint32_t> into(s.states.size(), 0);
+            for (const std::uint32_t i : s.states)
+                for (std::uint64_t a = m.exponential.start[i]; a < m.exponential.start[i + 1]; ++a)
+                    if (m.group[m.exponential.target[a]] == static_cast<std::int32_t>(g))
+                        inflow = std::max<std::uint64_t>(inflow,
+                                                         ++into[local_[m.exponential.target[a]]]);
+            const double right = static_cast<double>(s.weights.right);
+            const double expiry =
+                kUnitRoundoff * 1.01 * (right * static_cast<double>(inflow + 4) + right + 2.0);
+            const double times = expiry + kUnitRoundoff * 1.01 * (right + 2.0);
+            expiryRounding_ = std::max(expiryRounding_, expiry);
+            occupancyRounding_ = std::max(occupancyRounding_, s.delay * times);
+            stepRounding_ = std::max(stepRounding_, expiry + times);
+        } else {
+            occupancyRounding_ = std::max(occupancyRounding_, s.delay * kUnitRoundoff);
+        }
         largest = std::max(largest, s.states.size());
     }
+    expiryBound_ += expiryRounding_;
+    occupancyBound_ += occupancyRounding_;
     v_.resize(largest);
     w_.resize(largest);
     y_.resize(largest);
@@ -231,7 +269,10 @@ RegenerativeLimit solveRegenerativeLimit(const RegenerativeModel& m, double tole
     const std::vector<std::uint32_t> cls = closedClassFromFirst(m);
     RegenerativeLimit limit;
     limit.classStates = static_cast<std::uint32_t>(cls.size());
-    EmbeddedChain chain(m, tolerance / 4.0, maxSteps);
+    // The weights' truncation is kept far below the tolerance: it perturbs every
+    // step alike, and the iteration's fixed point moves by about that much over
+    // the gap of the chain.
+    EmbeddedChain chain(m, tolerance / 1024.0, maxSteps);
     // From state 1 when it lies in the class (a queue starting empty settles
     // soonest from there), else evenly over the class.
     std::vector<double> nu(n, 0.0);
@@ -242,8 +283,14 @@ RegenerativeLimit solveRegenerativeLimit(const RegenerativeModel& m, double tole
             nu[i] = 1.0 / static_cast<double>(cls.size());
     EmbeddedStep step;
     // The lazy chain (half a step of the embedded chain, half staying) has the same
-    // stationary distribution and is aperiodic, so its powers converge.
-    double lastChange = 0.0;
+    // stationary distribution and is aperiodic, so its powers converge. Where the
+    // chain's slowest modes are complex the changes oscillate, and the ratio of two
+    // successive ones may be far below their decay (0.52 and 0.95 in turn where
+    // they decay by 0.7 a sweep): the decay is measured over blocks of kBlock
+    // sweeps, whose sums decay smoothly, as well as from the last two changes.
+    constexpr std::uint64_t kBlock = 8;
+    std::vector<double> changes;
+    double floor = 0.0; // what the steps leave, over the gap, once measured
     limit.converged = false;
     for (std::uint64_t sweep = 1; sweep <= maxSweeps; ++sweep) {
         chain.apply(nu, step);
@@ -255,24 +302,56 @@ RegenerativeLimit solveRegenerativeLimit(const RegenerativeModel& m, double tole
             nu[i] = x;
         }
         limit.sweeps = sweep;
-        // Distance to the limit from the geometric decay of the changes.
-        const double ratio = lastChange > 0.0 ? change / lastChange : 1.0;
-        const double estimate =
-            ratio < 1.0 ? change * ratio / (1.0 - ratio) + chain.stepBound() : change;
-        // Printed with the conversion's margin.
-        limit.errorEstimate = 16.0 * estimate;
-        // A sixteenth of the tolerance leaves room for the conversion into
-        // fractions of time, which weighs states by their sojourns.
-        if (sweep >= 3 && estimate <= tolerance / 16.0) {
-            limit.converged = true;
-            break;
-        }
+        changes.push_back(change);
+        const double lastChange = changes.size() > 1 ? changes[changes.size() - 2] : 0.0;
+        // What the truncation and the rounding leave, per step, moved by the gap.
+        const double perturbation =
+            chain.stepBound() + chain.stepRounding() + 8.0 * std::numeric_limits<double>::epsilon();
         if (change == 0.0) {
-            limit.errorEstimate = 16.0 * chain.stepBound();
+            limit.errorEstimate = 16.0 * perturbation;
             limit.converged = true;
             break;
         }
-        lastChange = change;
+        limit.errorEstimate = 16.0 * (change + perturbation);
+        if (sweep < 2 * kBlock)
+            continue;
+        double current = 0.0, previous = 0.0;
+        for (std::uint64_t k = 0; k < kBlock; ++k) {
+            current += changes[changes.size() - 1 - k];
+            previous += changes[changes.size() - 1 - kBlock - k];
+        }
+        const double blockRatio = current / previous;
+        const double ratio = change / lastChange;
+        if (blockRatio < 1.0 && ratio < 1.0) {
+            // The changes still to come, block by block, and by the last ratio.
+            const double geometric =
+                std::max(current * blockRatio / (1.0 - blockRatio), change * ratio / (1.0 - ratio));
+            const double perSweep = std::pow(blockRatio, 1.0 / static_cast<double>(kBlock));
+            floor = 0.5 * perturbation / (1.0 - perSweep);
+            // Printed with the conversion's margin: a sixteenth of the tolerance
+            // leaves room for the conversion into fractions of time, which weighs
+            // states by their sojourns.
+            limit.errorEstimate = 16.0 * (geometric + floor);
+            if (limit.errorEstimate <= tolerance) {
+                limit.converged = true;
+                break;
+            }
+            // Where what the steps leave exceeds the tolerance, the iteration goes
+            // on until its own part is negligible beside it: the estimate printed
+            // then exceeds the tolerance, as any method's does when asked for less
+            // than its rounding.
+            if (geometric <= floor / 64.0) {
+                limit.converged = true;
+                break;
+            }
+        }
+        // Changes that no longer shrink, at the level of the steps' rounding: the
+        // iterates only move by it, and sweeping on cannot help.
+        if (!(blockRatio < 1.0) && current <= static_cast<double>(kBlock) * perturbation) {
+            limit.errorEstimate = 16.0 * (current + std::max(floor, perturbation));
+            limit.converged = true;
+            break;
+        }
     }
     chain.apply(nu, step);
     const double cycle = sum(step.sojourn);

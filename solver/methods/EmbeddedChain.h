@@ -37,6 +37,9 @@ public:
     void apply(const std::vector<double>& nu, EmbeddedStep& out);
     // Bound on the 1-norm truncation error of one step per unit mass.
     double stepBound() const { return stepBound_; }
+    // Bound on the 1-norm rounding error of one step per unit mass (the
+    // expiry's and the exits' share of it).
+    double stepRounding() const { return stepRounding_; }
     // Uniformization steps taken over all products.
     std::uint64_t steps() const { return steps_; }
 
@@ -47,7 +50,8 @@ public:
     void fromListed(std::uint32_t i, std::vector<double>& expired, std::vector<double>& occupied);
     const std::vector<std::uint32_t>& listOf(std::uint32_t i) const;
     // Bounds, per unit mass, on the 1-norm errors of one step's expiry
-    // probabilities and expected times (the latter in units of time).
+    // probabilities and expected times (the latter in units of time): the
+    // truncation of the weights and the rounding.
     double expiryBound() const { return expiryBound_; }
     double occupancyBound() const { return occupancyBound_; }
     // Uniformization steps one step from any state of group g's list takes.
@@ -80,6 +84,9 @@ private:
     double stepBound_ = 0.0;
     double expiryBound_ = 0.0;
     double occupancyBound_ = 0.0;
+    double expiryRounding_ = 0.0;
+    double occupancyRounding_ = 0.0;
+    double stepRounding_ = 0.0;
     std::uint64_t steps_ = 0;
 };
 

@@ -25,6 +25,15 @@ double largest(const std::vector<double>& v) {
     return x;
 }
 
+// The unit roundoff of a double.
+constexpr double kUnitRoundoff = 0x1p-53;
+
+// Bound on the rounding of a row's mass: the list's uniformization, and the
+// sums and divisions that form the row.
+double rowRounding(const EmbeddedChain& chain) {
+    return chain.stepRounding() + 8.0 * kUnitRoundoff;
+}
+
 // The embedded chain as a Markov chain over the model's states and one more, the
 // last, which absorbs the mass the truncated rows lose.
 struct EmbeddedRows {
@@ -96,7 +105,11 @@ EmbeddedRows embeddedRows(const RegenerativeModel& m, EmbeddedChain& chain,
             next[j] = 0.0;
         }
         touched.clear();
-        r.lost[i] = std::max(0.0, 1.0 - kept);
+        // Within the rounding, the row is taken as it is: the chain below reads it
+        // as rates, which scales it to 1. Only a real loss (the truncation's) goes
+        // to the extra absorbing state; a rounding's would end a share of the
+        // paths, a large one where absorption comes only after many regenerations.
+        r.lost[i] = 1.0 - kept > rowRounding(chain) ? 1.0 - kept : 0.0;
         r.closed[i] = leaves ? 0 : 1;
     }
     return r;
@@ -218,8 +231,17 @@ void appendRegenerativeAbsorption(const RegenerativeModel& m, const SolveOptions
             maxExit = std::max(maxExit, m.exitRate[i]);
     for (const double d : m.delays)
         minDelay = std::min(minDelay, d);
-    const double eh = chain.occupancyBound();
-    const double eP = chain.expiryBound() + eh * maxExit;
+    // Forming a row rounds too: its sums over the list and the divisions by h_i
+    // (the rates P_ij / h_i and the rewards per unit time) add a few units of
+    // roundoff of the row's mass, of h_i and of the reward.
+    double holdMax = 0.0;
+    for (std::uint32_t i = 0; i < n; ++i)
+        if (m.group[i] != RegenerativeModel::kNoDelay)
+            holdMax = std::max(holdMax, rows.hold[i]);
+    // A row kept within its rounding is scaled to 1 by up to that much more.
+    constexpr double kRowRounding = 8.0 * kUnitRoundoff;
+    const double eh = chain.occupancyBound() + kRowRounding * holdMax;
+    const double eP = chain.expiryBound() + eh * maxExit + kRowRounding + rowRounding(chain);
     std::vector<double> perVisit(n + 1, 0.0);
     double hMin = HUGE_VAL;
     for (std::uint32_t i = 0; i < n; ++i)
@@ -237,7 +259,7 @@ void appendRegenerativeAbsorption(const RegenerativeModel& m, const SolveOptions
     if (a.outcome == Absorption::Outcome::Certain && a.transient > 0) {
         const double c = (eh + eP * a.longestMean) / (hMin - eh);
         if (!(hMin > eh) || !(c < 0.5))
-            throw SolveError("values until absorption: the truncation of the delays' "
+            throw SolveError("values until absorption: the truncation and rounding of the delays' "
                              "uniformizations (" +
                              number(eP) + " per regeneration step) cannot be bounded over the " +
                              number(a.longestMean / hMin) +
@@ -246,7 +268,8 @@ void appendRegenerativeAbsorption(const RegenerativeModel& m, const SolveOptions
         margins.time = visits * (eh + eP * tMax);
         for (std::size_t p = 0; p < nv; ++p) {
             const double perTime = largest(rate[p]) + largest(firing[p]) / minDelay;
-            const double eR = eh * largest(rate[p]) + chain.expiryBound() * largest(firing[p]);
+            const double eR =
+                eh * largest(rate[p]) + (chain.expiryBound() + kRowRounding) * largest(firing[p]);
             margins.variable[p] = visits * (eR + eP * perTime * tMax);
         }
     }

@@ -17,7 +17,7 @@ namespace gensolver {
 // names none until absorption, else the named ones). Throws SolveError naming the
 // state whose deterministic activity only ever fires back into it, or when the
 // rows would take more uniformization steps than options.transient.maxSteps, or
-// when their truncation cannot be bounded.
+// when their truncation and rounding cannot be bounded.
 void appendRegenerativeAbsorption(const RegenerativeModel& m, const SolveOptions& options,
                                   Solution& solution);
 

@@ -13,6 +13,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <numeric>
 #include <string>
@@ -170,6 +171,55 @@ TEST(RegenerativeLimit, ExponentialFiringsInsideTheListKeepTheClock) {
         solveRegenerativeLimit(modelOf(relay(false), {inRelay}), 1e-13, 100000, 100000000);
     const double jump = 1.0 - std::exp(-a * d);
     EXPECT_NEAR(restarted.time[2], (1.0 / c) / (jump / a + jump * d + 1.0 / c), 1e-12);
+}
+
+// Seven states under three clocks (two activities of delay 3.7, one of delay 1),
+// whose embedded chain's slowest modes are complex: the power iteration's
+// changes shrink by about 0.5 and 0.95 in turn. The fractions of time were
+// computed in 50-digit arithmetic from the matrix exponentials of the
+// subordinated chains and their integrals over the delays.
+TEST(RegenerativeLimit, OscillatingChangesDoNotEndTheIterationBeforeItsEstimate) {
+    constexpr auto none = RegenerativeModel::kNoDelay;
+    Process p;
+    p.states = 7;
+    p.delays = {3.7, 3.7, 1.0};
+    p.group = {1, 2, none, 0, 1, 0, 1};
+    p.arcs = {{1, 5, 0.017106288077, false},
+              {2, 1, 0.018186490507, false},
+              {2, 3, 5.2754057117, false},
+              {3, 5, 3.7861513912, false},
+              {4, 3, 1.1008838146, false},
+              {4, 5, 1.4434962963, false},
+              {5, 6, 5.5844947524, false},
+              {6, 1, 0.60761231977, false},
+              {0, 1, 0.625, true},
+              {0, 4, 0.25, true},
+              {0, 6, 0.125, true},
+              {1, 2, 1.0, true},
+              {3, 3, 0.125, true},
+              {3, 4, 0.875, true},
+              {4, 0, 1.0, true},
+              {5, 1, 1.0, true},
+              {6, 0, 0.75, true},
+              {6, 4, 0.125, true},
+              {6, 5, 0.125, true}};
+    const double exact[] = {0.08828697040664382540, 0.2829267396393557218,   0.05299118538463793715,
+                            0.07497090771291250274, 0.003907232677368101142, 0.05341707449186569003,
+                            0.4434998896872162217};
+    for (const double tolerance : {1e-12, 1e-10}) {
+        const RegenerativeLimit l = solveRegenerativeLimit(
+            modelOf(p, {std::vector<double>(7, 0.0)}), tolerance, 100000, 100000000);
+        EXPECT_TRUE(l.converged);
+        // Below 1e-11 the steps' rounding bound (1,000-odd products) is what is left.
+        if (tolerance >= 1e-10) {
+            EXPECT_LE(l.errorEstimate, tolerance);
+        }
+        EXPECT_LE(l.errorEstimate, std::max(tolerance, 1e-11));
+        double error = 0.0;
+        for (std::uint32_t k = 0; k < 7; ++k)
+            error += std::fabs(l.time[k] - exact[k]);
+        EXPECT_LE(error, l.errorEstimate) << tolerance;
+    }
 }
 
 TEST(RegenerativeLimit, RefusesSeveralClosedClasses) {

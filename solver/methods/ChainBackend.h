@@ -36,10 +36,13 @@ public:
 
 // The method the options pick for the whole chain m, held by this process
 // (uniformization, extrapolation, or uniformization probing for the limit first).
+// factorsFit, when given, carries auto's trial factorisation from one chain to a
+// larger one holding it (the windows): false on entry skips the trial as failed,
+// and a failed trial sets it false.
 std::unique_ptr<TransientMethod>
 wholeChainTransient(const RateMatrix& m, std::vector<const std::vector<double>*> integrands,
                     LimitSource* limits, const TransientOptions& options, double lastTime,
-                    double& rate);
+                    double& rate, bool* factorsFit = nullptr);
 
 // The whole chain in this process: uniformization or extrapolation, and the
 // limit by its components.

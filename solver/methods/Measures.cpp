@@ -157,7 +157,7 @@ EliminationBudget autoFactorBudget(const RateMatrix& m, double lastTime) {
 std::unique_ptr<TransientMethod>
 wholeChainTransient(const RateMatrix& m, std::vector<const std::vector<double>*> integrands,
                     LimitSource* limits, const TransientOptions& options, double lastTime,
-                    double& rate) {
+                    double& rate, bool* factorsFit) {
     if (chooseExtrapolation(m, lastTime, options)) {
         if (options.method == TransientChoice::Auto && limits != nullptr &&
             m.states() <= options.probeStates && startsInClosedClass(m)) {
@@ -165,15 +165,18 @@ wholeChainTransient(const RateMatrix& m, std::vector<const std::vector<double>*>
             rate = p->rate();
             return p;
         }
-        auto e = std::make_unique<ExtrapolationSolver>(m, integrands, options);
-        if (options.method != TransientChoice::Auto ||
-            e->factorsFit(autoFactorBudget(m, lastTime))) {
-            rate = 0.0;
-            return e;
+        const bool forced = options.method != TransientChoice::Auto;
+        if (forced || factorsFit == nullptr || *factorsFit) {
+            auto e = std::make_unique<ExtrapolationSolver>(m, integrands, options);
+            if (forced || e->factorsFit(autoFactorBudget(m, lastTime))) {
+                rate = 0.0;
+                return e;
+            }
+            if (factorsFit != nullptr)
+                *factorsFit = false;
         }
         // The factors would fill in far beyond the chain (its transitions reach
         // across its numbering): the choice is made as on a larger chain.
-        e.reset();
         if (uniformizationRate(m) * lastTime > options.iterateAbove) {
             TransientOptions iterative = options;
             iterative.method = TransientChoice::Iterative;

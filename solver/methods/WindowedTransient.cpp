@@ -104,7 +104,10 @@ void WindowedTransient::open(std::uint32_t size) {
     TransientOptions o = options_;
     o.extrapolateStates = std::max(o.extrapolateStates, states);
     double rate = 0.0;
-    inner_ = wholeChainTransient(cut_.matrix, std::move(inner), nullptr, o, lastTime_, rate);
+    // A window whose factors did not fit tells the larger ones: they hold its
+    // states and arcs, and would repeat the trial only to fail it again.
+    inner_ = wholeChainTransient(cut_.matrix, std::move(inner), nullptr, o, lastTime_, rate,
+                                 &factorsFit_);
 }
 
 void WindowedTransient::openWhole() {
@@ -116,7 +119,7 @@ void WindowedTransient::openWhole() {
     TransientOptions o = options_;
     o.windowStates = 0;
     double rate = 0.0;
-    whole_ = wholeChainTransient(m_, integrands_, limits_, o, lastTime_, rate);
+    whole_ = wholeChainTransient(m_, integrands_, limits_, o, lastTime_, rate, &factorsFit_);
 }
 
 void WindowedTransient::advanceTo(double t) {

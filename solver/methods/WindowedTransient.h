@@ -92,6 +92,7 @@ private:
     unsigned dropped_ = 0;
     double lost_ = 0.0;   // the sinks' mass at now()
     std::string givenUp_; // why the windows were given up (for describe)
+    bool factorsFit_ = true; // no window's trial factorisation has failed
 };
 
 } // namespace gensolver

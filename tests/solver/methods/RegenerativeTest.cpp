@@ -266,6 +266,42 @@ TEST(RegenerativeTransient, ValuesAtTimePointsMatchTheirClosedFormWithinTheEstim
     }
 }
 
+// At t = d the clock started at time 0 fires with probability 1: the process is
+// in 0 just before and in 1 from then on. The phase expansions smooth the firing
+// symmetrically about d and converge to neither side (0.47, where the estimate
+// from the expansions alone was 0.04); the estimate must span both. Sums of
+// delays reached by firings alone are such instants too: a clock that restarts
+// itself with probability q fires at 2d with probability q.
+TEST(RegenerativeTransient, AFiringAtTheTimePointItselfIsWithinTheEstimateFromBothSides) {
+    constexpr double d = 2.0, mu = 0.9;
+    const std::vector<double> inOne{0.0, 1.0};
+    const Solution s = solveRegenerative(
+        modelOf(delayThenReturn(d, mu), {inOne}, RewardType::InstantOfTime, {{d, d}}),
+        SolveOptions{});
+    ASSERT_EQ(s.results.size(), 1u);
+    const Result& r = s.results[0];
+    EXPECT_LE(std::fabs(r.value - 0.0), r.bound);
+    EXPECT_LE(std::fabs(r.value - 1.0), r.bound);
+    EXPECT_NE(r.method.find("deterministic firing at the time point"), std::string::npos);
+
+    // 0 restarts its clock (q) or moves to 1 (1 - q), which returns at rate mu.
+    // Just before 2d the process is in 1 with probability (1 - q) e^(-mu d), just
+    // after with (1 - q) e^(-mu d) + q (1 - q).
+    constexpr double q = 0.4;
+    Process restart;
+    restart.states = 2;
+    restart.delays = {d};
+    restart.group = {0, RegenerativeModel::kNoDelay};
+    restart.arcs = {{0, 0, q, true}, {0, 1, 1.0 - q, true}, {1, 0, mu, false}};
+    const Solution t = solveRegenerative(
+        modelOf(restart, {inOne}, RewardType::InstantOfTime, {{2.0 * d, 2.0 * d}}), SolveOptions{});
+    const Result& u = t.results[0];
+    const double before = (1.0 - q) * std::exp(-mu * d);
+    EXPECT_LE(std::fabs(u.value - before), u.bound);
+    EXPECT_LE(std::fabs(u.value - (before + q * (1.0 - q))), u.bound);
+    EXPECT_LT(u.bound, 2.0 * q * (1.0 - q) + 0.05);
+}
+
 TEST(RegenerativeTransient, LargeTimePointsStopAtTheLimitWithinTheBound) {
     // 0 holds for exactly d, then 1 returns to 0 at rate mu: in the long run the
     // process is in 1 a fraction (1/mu) / (d + 1/mu) of the time, for every

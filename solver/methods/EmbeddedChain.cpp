@@ -14,8 +14,7 @@ namespace gensolver {
 
 namespace {
 
-// The unit roundoff of a double.
-constexpr double kUnitRoundoff = 0x1p-53;
+constexpr double kUnit = std::numeric_limits<double>::epsilon() / 2; // unit roundoff
 
 } // namespace
 
@@ -87,13 +86,13 @@ EmbeddedChain::EmbeddedChain(const RegenerativeModel& m, double epsilon, std::ui
                                                          ++into[local_[m.exponential.target[a]]]);
             const double right = static_cast<double>(s.weights.right);
             const double expiry =
-                kUnitRoundoff * 1.01 * (right * static_cast<double>(inflow + 4) + right + 2.0);
-            const double times = expiry + kUnitRoundoff * 1.01 * (right + 2.0);
+                kUnit * 1.01 * (right * static_cast<double>(inflow + 4) + right + 2.0);
+            const double times = expiry + kUnit * 1.01 * (right + 2.0);
             expiryRounding_ = std::max(expiryRounding_, expiry);
             occupancyRounding_ = std::max(occupancyRounding_, s.delay * times);
             stepRounding_ = std::max(stepRounding_, expiry + times);
         } else {
-            occupancyRounding_ = std::max(occupancyRounding_, s.delay * kUnitRoundoff);
+            occupancyRounding_ = std::max(occupancyRounding_, s.delay * kUnit);
         }
         largest = std::max(largest, s.states.size());
     }

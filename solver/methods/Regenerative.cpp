@@ -129,7 +129,6 @@ std::map<double, double> firingAtoms(const RegenerativeModel& m,
     constexpr double kWork = 2e9;
     double work = 0.0;
     std::vector<double> part(n, 0.0);
-    std::vector<std::vector<std::pair<std::uint32_t, double>>> started(m.delays.size());
     EmbeddedStep step;
     while (!fronts.empty()) {
         const double start = fronts.begin()->first;

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <limits>
 #include <string>
 
 namespace gensolver {
@@ -25,13 +26,12 @@ double largest(const std::vector<double>& v) {
     return x;
 }
 
-// The unit roundoff of a double.
-constexpr double kUnitRoundoff = 0x1p-53;
+constexpr double kUnit = std::numeric_limits<double>::epsilon() / 2; // unit roundoff
 
 // Bound on the rounding of a row's mass: the list's uniformization, and the
 // sums and divisions that form the row.
 double rowRounding(const EmbeddedChain& chain) {
-    return chain.stepRounding() + 8.0 * kUnitRoundoff;
+    return chain.stepRounding() + 8.0 * kUnit;
 }
 
 // The embedded chain as a Markov chain over the model's states and one more, the
@@ -239,7 +239,7 @@ void appendRegenerativeAbsorption(const RegenerativeModel& m, const SolveOptions
         if (m.group[i] != RegenerativeModel::kNoDelay)
             holdMax = std::max(holdMax, rows.hold[i]);
     // A row kept within its rounding is scaled to 1 by up to that much more.
-    constexpr double kRowRounding = 8.0 * kUnitRoundoff;
+    constexpr double kRowRounding = 8.0 * kUnit;
     const double eh = chain.occupancyBound() + kRowRounding * holdMax;
     const double eP = chain.expiryBound() + eh * maxExit + kRowRounding + rowRounding(chain);
     std::vector<double> perVisit(n + 1, 0.0);

@@ -163,16 +163,16 @@ std::map<double, double> firingAtoms(const RegenerativeModel& m,
                         a += fired;
                 // The firings that start fresh clocks, at `at`.
                 std::vector<std::pair<std::uint32_t, double>> next;
+                double kept = 0.0;
                 for (std::uint32_t i = 0; i < n; ++i)
                     if (step.fired[i] > 0.0)
                         for (std::uint64_t a = m.deterministic.start[i];
                              a < m.deterministic.start[i + 1]; ++a)
-                            if (m.group[m.deterministic.target[a]] != RegenerativeModel::kNoDelay)
+                            if (m.group[m.deterministic.target[a]] != RegenerativeModel::kNoDelay) {
                                 next.push_back({m.deterministic.target[a],
                                                 step.fired[i] * m.deterministic.value[a]});
-                double kept = 0.0;
-                for (const auto& e : next)
-                    kept += e.second;
+                                kept += next.back().second;
+                            }
                 if (kept > 1e-17) {
                     // Sums of the same delays in another order meet at one instant.
                     auto near = fronts.lower_bound(at - 1e-9 * std::max(1.0, at));
@@ -335,16 +335,16 @@ Solution solveRegenerative(const RegenerativeModel& m, const SolveOptions& optio
                 jump = mass * (*std::max_element(rw.rate.begin(), rw.rate.end()) -
                                *std::min_element(rw.rate.begin(), rw.rate.end()));
             } else {
+                const double firing = maxAbs(firingImpulses(m, p));
                 mass = atoms.at(t.stop) + (t.start > 0.0 ? atoms.at(t.start) : 0.0);
-                jump = mass * maxAbs(firingImpulses(m, p));
+                jump = mass * firing;
                 if (v.type == RewardType::TimeAveragedInterval) {
                     if (t.stop > t.start)
                         jump /= t.stop - t.start;
                     else
                         jump = mass * 2.0 *
                                (maxAbs(rw.rate) + maxAbs(rw.impulseRate) +
-                                maxAbs(firingImpulses(m, p)) /
-                                    *std::min_element(m.delays.begin(), m.delays.end()));
+                                firing / *std::min_element(m.delays.begin(), m.delays.end()));
                 }
             }
             r.bound += jump;

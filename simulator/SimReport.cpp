@@ -131,9 +131,9 @@ void writeTable(std::ostream& out, const SimResult& result, const SimRunInfo& in
     std::vector<std::vector<std::string>> rows;
     for (const Estimate& e : result.estimates) {
         std::string interval = "[";
-        interval.append(printed("%.8g", e.value - e.halfWidth));
+        interval.append(printed("%.8g", e.low));
         interval.append(", ");
-        interval.append(printed("%.8g", e.value + e.halfWidth));
+        interval.append(printed("%.8g", e.high));
         interval.append("]");
         std::string how = method(e);
         if (weighted(e))
@@ -166,10 +166,10 @@ void writeCsv(std::ostream& out, const SimResult& result, const SimRunInfo& info
     for (const Estimate& e : result.estimates)
         out << csvField(e.measure.name) << ',' << static_cast<int>(e.measure.type) << ','
             << timeText(e, true) << ',' << timeText(e, false) << ',' << exact(e.value) << ','
-            << exact(e.halfWidth) << ',' << exact(e.value - e.halfWidth) << ','
-            << exact(e.value + e.halfWidth) << ',' << exact(info.settings->level) << ','
-            << e.samples << ',' << (e.measure.longRun() ? 1 : 0) << ',' << (e.reached ? 1 : 0)
-            << ',' << csvField(method(e)) << ',' << (noSpread(e) ? 1 : 0) << '\n';
+            << exact(e.halfWidth) << ',' << exact(e.low) << ',' << exact(e.high) << ','
+            << exact(info.settings->level) << ',' << e.samples << ','
+            << (e.measure.longRun() ? 1 : 0) << ',' << (e.reached ? 1 : 0) << ','
+            << csvField(method(e)) << ',' << (noSpread(e) ? 1 : 0) << '\n';
 }
 
 void writeJson(std::ostream& out, const SimResult& result, const SimRunInfo& info) {
@@ -192,9 +192,8 @@ void writeJson(std::ostream& out, const SimResult& result, const SimRunInfo& inf
             << ", \"start\": " << (longRun ? "null" : exact(e.measure.start))
             << ", \"stop\": " << (longRun ? "null" : exact(e.measure.stop))
             << ", \"value\": " << exact(e.value) << ", \"half_width\": " << jsonNumber(e.halfWidth)
-            << ", \"interval_low\": " << jsonNumber(e.value - e.halfWidth)
-            << ", \"interval_high\": " << jsonNumber(e.value + e.halfWidth)
-            << ", \"samples\": " << e.samples
+            << ", \"interval_low\": " << jsonNumber(e.low)
+            << ", \"interval_high\": " << jsonNumber(e.high) << ", \"samples\": " << e.samples
             << ", \"steady_state\": " << (longRun ? "true" : "false")
             << ", \"converged\": " << (e.reached ? "true" : "false")
             << ", \"method\": " << jsonString(method(e))

@@ -292,10 +292,16 @@ std::uint64_t runRound(Trajectory& path, StreamSampler& sampler,
     return events;
 }
 
+// The larger distance from the mean to an end of its interval.
+double reach(const Tally& tally, double level) {
+    Tally::Interval range = tally.interval(level);
+    return std::max(tally.mean() - range.low, range.high - tally.mean());
+}
+
 bool reachedWidth(const Tally& tally, double level, double relWidth) {
     if (relWidth <= 0.0)
         return true;
-    double half = tally.halfWidth(level);
+    double half = reach(tally, level);
     return half == 0.0 || half <= relWidth * std::fabs(tally.mean());
 }
 
@@ -317,7 +323,10 @@ void store(const std::vector<Tally>& tallies, const std::vector<std::size_t>& po
     for (std::size_t m = 0; m < tallies.size(); ++m) {
         Estimate& e = estimates[positions[m]];
         e.value = tallies[m].mean();
-        e.halfWidth = tallies[m].halfWidth(settings.level);
+        Tally::Interval range = tallies[m].interval(settings.level);
+        e.low = range.low;
+        e.high = range.high;
+        e.halfWidth = reach(tallies[m], settings.level);
         e.samples = tallies[m].count();
         e.reached = reachedWidth(tallies[m], settings.level, settings.relWidth);
     }
@@ -464,6 +473,8 @@ std::uint64_t estimateByCycles(Trajectory& path, const std::vector<Measure>& mea
         double variance = (rewards[m].variance() + e.value * e.value * lengths.variance()) /
                           (static_cast<double>(n) * length * length);
         e.halfWidth = z * std::sqrt(variance);
+        e.low = e.value - e.halfWidth;
+        e.high = e.value + e.halfWidth;
         e.samples = n;
         e.reached = settings.relWidth <= 0.0 || e.halfWidth == 0.0 ||
                     e.halfWidth <= settings.relWidth * std::fabs(e.value);
@@ -536,7 +547,7 @@ SimResult simulate(PVModel* model, const ActionTable& actions, const SimSettings
         std::string method = replicationMethod(settings);
         if (all[i].longRun())
             method = settings.balanced.empty() ? "batch means" : method + ", regeneration cycles";
-        result.estimates.push_back({all[i], 0.0, 0.0, 0, true, method});
+        result.estimates.push_back({all[i], 0.0, 0.0, 0.0, 0.0, 0, true, method});
         (all[i].longRun() ? longRun : terminating).push_back(all[i]);
         (all[i].longRun() ? longRunAt : terminatingAt).push_back(i);
     }

@@ -45,7 +45,9 @@ struct SimSettings {
 struct Estimate {
     Measure measure;           // what was estimated
     double value = 0.0;        // the sample mean
-    double halfWidth = 0.0;    // of the interval at the run's level
+    double low = 0.0;          // the interval at the run's level, which need not be
+    double high = 0.0;         //   centred on the value (skewed samples)
+    double halfWidth = 0.0;    // the larger distance from the value to an end of the interval
     std::uint64_t samples = 0; // replications or batches
     bool reached = true;       // the relative half-width asked for was reached
     std::string method;        // how it was estimated, as the report names it

@@ -1,5 +1,6 @@
 #include "Tally.h"
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 
@@ -40,8 +41,12 @@ double normalQuantile(double p) {
 
 void Tally::add(double x) {
     ++Count;
+    double n = static_cast<double>(Count);
     double delta = x - Mean;
-    Mean += delta / static_cast<double>(Count);
+    double share = delta / n;
+    Mean += share;
+    // The third moment's update reads the squares before this observation's.
+    Cubes += delta * share * share * (n - 1) * (n - 2) - 3 * share * Squares;
     Squares += delta * (x - Mean);
 }
 
@@ -54,6 +59,45 @@ double Tally::halfWidth(double level) const {
         return std::numeric_limits<double>::infinity();
     double q = studentQuantile(0.5 + level / 2, Count - 1);
     return q * std::sqrt(variance() / static_cast<double>(Count));
+}
+
+double Tally::skewness() const {
+    if (Count < 2 || Squares <= 0.0)
+        return 0.0;
+    double n = static_cast<double>(Count);
+    double spread = Squares / n;
+    return Cubes / n / (spread * std::sqrt(spread));
+}
+
+Tally::Interval Tally::interval(double level) const {
+    constexpr double inf = std::numeric_limits<double>::infinity();
+    if (Count < 2)
+        return {-inf, inf};
+    double n = static_cast<double>(Count);
+    double q = studentQuantile(0.5 + level / 2, Count - 1);
+    double error = std::sqrt(variance() / n);
+    Interval t{Mean - q * error, Mean + q * error};
+    if (!(error > 0.0))
+        return t;
+    // Hall's transformation of the t statistic T = (mean - mu) / error,
+    // g(T) = T + a T^2 / 3 + a^2 T^3 / 27 + a / 6 with a = skewness / sqrt(n),
+    // is nearly standard normal where T is not; it is increasing, and its
+    // inverse g^-1(x) = (3 / a) (cbrt(1 + a (x - a / 6)) - 1) is taken in the
+    // form 3 (x - a / 6) / (c^2 + c + 1), c the cube root, which does not cancel
+    // for small a. The mean then lies in [mean - g^-1(q) error, mean - g^-1(-q) error].
+    double a = skewness() / std::sqrt(n);
+    auto inverse = [a](double x) {
+        double shifted = x - a / 6;
+        double c = std::cbrt(1 + a * shifted);
+        return 3 * shifted / (c * c + c + 1);
+    };
+    double low = Mean - inverse(q) * error, high = Mean - inverse(-q) * error;
+    // Where the transformation would narrow a side (the short tail's, and both
+    // at very large skewness), the t interval's end is kept: neither side is
+    // ever narrower than the plain interval's.
+    if (std::isfinite(low) && std::isfinite(high))
+        t = {std::min(t.low, low), std::max(t.high, high)};
+    return t;
 }
 
 double studentQuantile(double p, std::uint64_t df) {

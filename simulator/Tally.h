@@ -1,6 +1,7 @@
 #pragma once
-// Tally: the mean and variance of independent observations (Welford's update),
-// and the Student-t confidence interval of the mean.
+// Tally: the mean, variance and skewness of independent observations (Welford's
+// update and its third-moment extension), and a confidence interval of the mean
+// that allows for the observations' skewness.
 
 #include <cstdint>
 
@@ -12,14 +13,31 @@ public:
     double mean() const { return Mean; }
     // The sample variance (n - 1 in the denominator); 0 below two observations.
     double variance() const;
-    // Half-width of the interval at confidence `level` (0 < level < 1); infinite
-    // below two observations.
+    // The sample skewness, the third central moment over the variance's 1.5th
+    // power (both with n in the denominator); 0 when every observation is equal.
+    double skewness() const;
+    // Half-width of the Student-t interval at confidence `level` (0 < level < 1);
+    // infinite below two observations.
     double halfWidth(double level) const;
+    // The interval of the mean at confidence `level`: the Student-t interval
+    // widened, on the side of the observations' longer tail, to the interval of
+    // the t statistic after Hall's cubic transformation for skewness. The plain
+    // t interval assumes the mean to be nearly normal; where a few large
+    // observations carry it (rare events, batches that see a handful of them),
+    // the true mean lies above that interval far more often than its level says,
+    // and the transformed statistic corrects most of that one-sided error.
+    // Infinite ends below two observations; the mean itself when all are equal.
+    struct Interval {
+        double low;
+        double high;
+    };
+    Interval interval(double level) const;
 
 private:
     std::uint64_t Count = 0; // observations added
     double Mean = 0.0;       // their mean
     double Squares = 0.0;    // sum of squared deviations from the mean
+    double Cubes = 0.0;      // sum of cubed deviations from the mean
 };
 
 // The quantile of Student's t distribution with `df` degrees of freedom at

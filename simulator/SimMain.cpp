@@ -85,7 +85,9 @@ int runSimulator(int argc, char** argv) {
             SimRunInfo info{name, line.experiment, &line.settings, spent.count()};
             writeSimReport(std::cout, result, info, line.format);
             std::cout.flush();
-            status = result.allReached() && !result.likelihoodWarning() ? 0 : 2;
+            status = result.allReached() && !result.likelihoodWarning() && !result.longRunWarning()
+                         ? 0
+                         : 2;
         } catch (const SimulationError& e) {
             status = refuse(e.what());
         } catch (const WorkerFailure&) {

@@ -142,6 +142,8 @@ void writeTable(std::ostream& out, const SimResult& result, const SimRunInfo& in
             how.append(" (NO SPREAD)");
         if (!e.reached)
             how.append(" (WIDTH NOT REACHED)");
+        if (e.correlated)
+            how.append(" (BATCHES CORRELATED)");
         rows.push_back({e.measure.name, typeName(e.measure.type), timeText(e, true),
                         timeText(e, false), printed("%.10g", e.value), printed("%.3e", e.halfWidth),
                         interval, std::to_string(e.samples), how});
@@ -155,6 +157,22 @@ void writeTable(std::ostream& out, const SimResult& result, const SimRunInfo& in
         out << "WARNING: the likelihood ratios average " << printed("%.6g", result.likelihoodMean)
             << ", not 1 within their interval: the biasing is too strong for the replications "
                "made, and the weighted values may be far off with intervals too narrow\n";
+    if (result.anyCorrelated())
+        out << "WARNING: the batch means of the values marked BATCHES CORRELATED stayed "
+               "correlated at a batch length of "
+            << printed("%.6g", result.batchLength)
+            << ": their interval is likely too narrow; raise --warmup-events (the batches' "
+               "length follows it)\n";
+    if (!result.neverCompleted.empty()) {
+        out << "WARNING: enabled during the long run's batches but never completed:";
+        std::size_t shown = std::min<std::size_t>(result.neverCompleted.size(), 5);
+        for (std::size_t i = 0; i < shown; ++i)
+            out << ' ' << result.neverCompleted[i];
+        if (shown < result.neverCompleted.size())
+            out << " and " << result.neverCompleted.size() - shown << " more";
+        out << "; the long-run values do not show what they do: lengthen the run "
+               "(--warmup-events, --batches)\n";
+    }
     if (!result.allReached())
         out << "WARNING: the relative half-width " << printed("%g", s.relWidth)
             << " was not reached within the budget for the values marked WIDTH NOT REACHED\n";
@@ -182,6 +200,10 @@ void writeJson(std::ostream& out, const SimResult& result, const SimRunInfo& inf
         out << ",\n  \"likelihood_ratio_mean\": " << exact(result.likelihoodMean)
             << ",\n  \"likelihood_ratio_half_width\": " << jsonNumber(result.likelihoodHalfWidth)
             << ",\n  \"likelihood_warning\": " << (result.likelihoodWarning() ? "true" : "false");
+    out << ",\n  \"never_completed\": [";
+    for (std::size_t i = 0; i < result.neverCompleted.size(); ++i)
+        out << (i ? ", " : "") << jsonString(result.neverCompleted[i]);
+    out << "]";
     out << ",\n  \"results\": [";
     for (std::size_t i = 0; i < result.estimates.size(); ++i) {
         const Estimate& e = result.estimates[i];
@@ -197,7 +219,8 @@ void writeJson(std::ostream& out, const SimResult& result, const SimRunInfo& inf
             << ", \"steady_state\": " << (longRun ? "true" : "false")
             << ", \"converged\": " << (e.reached ? "true" : "false")
             << ", \"method\": " << jsonString(method(e))
-            << ", \"no_spread\": " << (noSpread(e) ? "true" : "false");
+            << ", \"no_spread\": " << (noSpread(e) ? "true" : "false")
+            << ", \"batches_correlated\": " << (e.correlated ? "true" : "false");
         if (weighted(e))
             out << ", \"relative_half_width\": "
                 << (e.value != 0.0 ? jsonNumber(e.halfWidth / std::fabs(e.value)) : "null");

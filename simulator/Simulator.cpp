@@ -327,6 +327,13 @@ void store(const std::vector<Tally>& tallies, const std::vector<std::size_t>& po
         e.low = range.low;
         e.high = range.high;
         e.halfWidth = reach(tallies[m], settings.level);
+        // Samples equal but for the rounding of their sums have no spread: an
+        // interval of the rounding's width would read as a precise answer
+        // where the samples saw nothing happen.
+        if (tallies[m].count() >= 2 && tallies[m].equalToRounding()) {
+            e.low = e.high = e.value;
+            e.halfWidth = 0.0;
+        }
         e.samples = tallies[m].count();
         e.reached = reachedWidth(tallies[m], settings.level, settings.relWidth);
     }
@@ -387,11 +394,59 @@ std::uint64_t estimateByReplications(Trajectory& path, const std::vector<Measure
     return events;
 }
 
-// The long-run measures by batch means, into `estimates` at `positions`.
+// The lag-1 autocorrelation of a series, or 0 when it does not vary.
+double lagOneCorrelation(const std::vector<double>& x) {
+    double mean = 0.0;
+    for (double v : x)
+        mean += v;
+    mean /= static_cast<double>(x.size());
+    double squares = 0.0, products = 0.0;
+    for (std::size_t i = 0; i < x.size(); ++i) {
+        squares += (x[i] - mean) * (x[i] - mean);
+        if (i + 1 < x.size())
+            products += (x[i] - mean) * (x[i + 1] - mean);
+    }
+    return squares > 0.0 ? products / squares : 0.0;
+}
+
+// Batch means that follow one another too closely to be taken as independent:
+// the lag-1 autocorrelation above what independent batches exceed in 1 case in
+// 20 (about -1/k + 1.645 / sqrt(k) for k batches). Below MinTestedBatches the
+// test has no power and is not made; means that differ only by the rounding of
+// their sums (a value constant along the path) are not tested either.
+constexpr std::size_t MinTestedBatches = 10;
+bool correlated(const std::vector<double>& means) {
+    if (means.size() < MinTestedBatches)
+        return false;
+    Tally spread;
+    for (double x : means)
+        spread.add(x);
+    if (spread.equalToRounding())
+        return false;
+    double k = static_cast<double>(means.size());
+    return lagOneCorrelation(means) > -1.0 / k + 1.645 / std::sqrt(k);
+}
+
+// The most times a batch's length is doubled: 1024 times the warm-up's.
+constexpr int MaxDoublings = 10;
+// Each batch is made of this many consecutive parts, whose series the
+// correlation test reads: eight times as many values as batches give the test
+// its power, and parts that look independent make batches eight times their
+// length all the more so.
+constexpr std::size_t PartsPerBatch = 8;
+
+// The long-run measures by batch means, into `estimates` at `positions`. The
+// batches start at the warm-up's length, each the mean of PartsPerBatch parts.
+// Whenever the run would stop, the parts' series of every measure is tested
+// for correlation between neighbours; while one is correlated, neighbouring
+// parts are merged in pairs, every length doubles and the run goes on to the
+// count of batches again. A slow part of the model (repairs that last many
+// batches) otherwise makes neighbouring batches alike and their interval far
+// too narrow.
 std::uint64_t estimateByBatches(Trajectory& path, const std::vector<Measure>& measures,
                                 const std::vector<std::size_t>& positions,
                                 const SimSettings& settings, std::vector<Estimate>& estimates,
-                                double& batchLength) {
+                                double& batchLength, std::vector<std::string>& neverCompleted) {
     std::uint64_t before = path.events();
     StreamSampler sampler(settings.seed);
     // Batch means follow the true dynamics: a likelihood ratio over one long
@@ -402,22 +457,62 @@ std::uint64_t estimateByBatches(Trajectory& path, const std::vector<Measure>& me
     NoObserver none;
     path.start(stream, none);
     path.runUntil(std::numeric_limits<double>::infinity(), settings.batchEvents, none);
-    batchLength = path.now() > 0.0 ? path.now() : 1.0;
+    double partLength = (path.now() > 0.0 ? path.now() : 1.0) / PartsPerBatch;
+    path.clearCounts();
+    std::vector<std::vector<double>> parts(measures.size());
     std::vector<Tally> tallies(measures.size());
+    // The batch means of the whole batches among the parts.
+    auto batchMean = [&](std::size_t m, std::size_t batch) {
+        double sum = 0.0;
+        for (std::size_t i = 0; i < PartsPerBatch; ++i)
+            sum += parts[m][batch * PartsPerBatch + i];
+        return sum / PartsPerBatch;
+    };
     BatchObserver observer{measures, std::vector<double>(measures.size(), 0.0)};
     std::uint64_t limit = settings.relWidth > 0.0 ? std::max(settings.maxBatches, settings.batches)
                                                   : settings.batches;
     auto begun = std::chrono::steady_clock::now();
-    for (std::uint64_t b = 0; b < limit; ++b) {
+    int doublings = 0;
+    for (;;) {
         std::fill(observer.sums.begin(), observer.sums.end(), 0.0);
-        path.runUntil(path.now() + batchLength, std::numeric_limits<std::uint64_t>::max(),
-                      observer);
+        path.runUntil(path.now() + partLength, std::numeric_limits<std::uint64_t>::max(), observer);
         for (std::size_t m = 0; m < measures.size(); ++m)
-            tallies[m].add(observer.sums[m] / batchLength);
-        if (b + 1 >= settings.batches && stopNow(tallies, settings, begun))
+            parts[m].push_back(observer.sums[m] / partLength);
+        if (parts[0].size() % PartsPerBatch != 0)
+            continue;
+        std::uint64_t count = parts[0].size() / PartsPerBatch;
+        for (std::size_t m = 0; m < measures.size(); ++m)
+            tallies[m].add(batchMean(m, count - 1));
+        if (count < settings.batches ||
+            (settings.relWidth > 0.0 && count < limit && !stopNow(tallies, settings, begun)))
+            continue;
+        bool late =
+            settings.timeLimit > 0.0 &&
+            std::chrono::duration<double>(std::chrono::steady_clock::now() - begun).count() >=
+                settings.timeLimit;
+        if (doublings == MaxDoublings || late ||
+            std::none_of(parts.begin(), parts.end(), correlated))
             break;
+        // Neighbouring parts merged: the parts' count stays even, the whole
+        // batches among them are counted again, and a half-filled batch is
+        // filled by the parts that follow.
+        ++doublings;
+        partLength *= 2;
+        for (std::size_t m = 0; m < measures.size(); ++m) {
+            std::vector<double>& x = parts[m];
+            for (std::size_t i = 0; i + 1 < x.size(); i += 2)
+                x[i / 2] = (x[i] + x[i + 1]) / 2;
+            x.resize(x.size() / 2);
+            tallies[m] = Tally();
+            for (std::size_t batch = 0; batch < x.size() / PartsPerBatch; ++batch)
+                tallies[m].add(batchMean(m, batch));
+        }
     }
+    batchLength = partLength * PartsPerBatch;
     store(tallies, positions, settings, estimates);
+    for (std::size_t m = 0; m < measures.size(); ++m)
+        estimates[positions[m]].correlated = correlated(parts[m]);
+    neverCompleted = path.neverCompleted();
     return path.events() - before;
 }
 
@@ -484,6 +579,16 @@ std::uint64_t estimateByCycles(Trajectory& path, const std::vector<Measure>& mea
 
 } // namespace
 
+bool SimResult::longRunWarning() const {
+    return !neverCompleted.empty() || std::any_of(estimates.begin(), estimates.end(),
+                                                  [](const Estimate& e) { return e.correlated; });
+}
+
+bool SimResult::anyCorrelated() const {
+    return std::any_of(estimates.begin(), estimates.end(),
+                       [](const Estimate& e) { return e.correlated; });
+}
+
 bool SimResult::allReached() const {
     return std::all_of(estimates.begin(), estimates.end(),
                        [](const Estimate& e) { return e.reached; });
@@ -547,7 +652,7 @@ SimResult simulate(PVModel* model, const ActionTable& actions, const SimSettings
         std::string method = replicationMethod(settings);
         if (all[i].longRun())
             method = settings.balanced.empty() ? "batch means" : method + ", regeneration cycles";
-        result.estimates.push_back({all[i], 0.0, 0.0, 0.0, 0.0, 0, true, method});
+        result.estimates.push_back({all[i], 0.0, 0.0, 0.0, 0.0, 0, true, false, method});
         (all[i].longRun() ? longRun : terminating).push_back(all[i]);
         (all[i].longRun() ? longRunAt : terminatingAt).push_back(i);
     }
@@ -566,7 +671,7 @@ SimResult simulate(PVModel* model, const ActionTable& actions, const SimSettings
             estimateByCycles(path, longRun, longRunAt, settings, result.estimates, ratio);
     else if (!longRun.empty())
         result.events += estimateByBatches(path, longRun, longRunAt, settings, result.estimates,
-                                           result.batchLength);
+                                           result.batchLength, result.neverCompleted);
     if (settings.biased()) {
         result.weighted = true;
         result.likelihoodMean = ratio.mean();

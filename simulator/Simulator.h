@@ -50,6 +50,7 @@ struct Estimate {
     double halfWidth = 0.0;    // the larger distance from the value to an end of the interval
     std::uint64_t samples = 0; // replications or batches
     bool reached = true;       // the relative half-width asked for was reached
+    bool correlated = false;   // batch means still correlated at the longest batches tried
     std::string method;        // how it was estimated, as the report names it
 };
 
@@ -66,6 +67,11 @@ struct SimResult {
     double likelihoodHalfWidth = 0.0;
     bool likelihoodWarning() const; // weighted, and 1 lies outside the likelihood interval
     bool allReached() const;        // every estimate reached the half-width asked for
+    bool anyCorrelated() const;     // some batch means stayed correlated
+    // Timed activities that were enabled during the long run's batches but
+    // never completed: the long-run values cannot show what they do.
+    std::vector<std::string> neverCompleted;
+    bool longRunWarning() const; // batch means correlated, or an activity never completed
 };
 
 // A worker process failed after reporting its fault on standard error.

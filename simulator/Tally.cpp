@@ -41,6 +41,8 @@ double normalQuantile(double p) {
 
 void Tally::add(double x) {
     ++Count;
+    Least = Count == 1 ? x : std::min(Least, x);
+    Largest = Count == 1 ? x : std::max(Largest, x);
     double n = static_cast<double>(Count);
     double delta = x - Mean;
     double share = delta / n;
@@ -59,6 +61,10 @@ double Tally::halfWidth(double level) const {
         return std::numeric_limits<double>::infinity();
     double q = studentQuantile(0.5 + level / 2, Count - 1);
     return q * std::sqrt(variance() / static_cast<double>(Count));
+}
+
+bool Tally::equalToRounding() const {
+    return Largest - Least <= 1e-9 * std::max(std::fabs(Least), std::fabs(Largest));
 }
 
 double Tally::skewness() const {

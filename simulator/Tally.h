@@ -11,6 +11,10 @@ public:
     void add(double x);
     std::uint64_t count() const { return Count; }
     double mean() const { return Mean; }
+    // True when the observations differ by no more than the rounding of sums
+    // that are equal in exact arithmetic (a relative 1e-9): a value constant
+    // along every path, whose interval is the value itself.
+    bool equalToRounding() const;
     // The sample variance (n - 1 in the denominator); 0 below two observations.
     double variance() const;
     // The sample skewness, the third central moment over the variance's 1.5th
@@ -38,6 +42,8 @@ private:
     double Mean = 0.0;       // their mean
     double Squares = 0.0;    // sum of squared deviations from the mean
     double Cubes = 0.0;      // sum of cubed deviations from the mean
+    double Least = 0.0;      // the smallest observation
+    double Largest = 0.0;    // the largest
 };
 
 // The quantile of Student's t distribution with `df` degrees of freedom at

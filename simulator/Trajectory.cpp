@@ -20,7 +20,8 @@ Trajectory::Trajectory(PVModel* model, const ActionTable& actions)
       WatchSlot(actions.numTimed(), -1), LastRate(actions.numTimed(), 0.0),
       IsExponential(actions.numTimed(), 0), InGroup(actions.numTimed(), 0),
       Choice(actions.numInstant() + 1, 0), Rates(static_cast<std::size_t>(model->NumPVs), 0.0),
-      Bias(actions.numTimed(), 1.0) {
+      Bias(actions.numTimed(), 1.0), Enablings(actions.numTimed(), 0),
+      Completions(actions.numTimed(), 0) {
     MarkedList.reserve(actions.numTimed());
     Watched.reserve(actions.numTimed());
     Model->CurrentState(Initial.data());
@@ -310,8 +311,10 @@ void Trajectory::schedule(std::uint32_t i, double rate, double factor) {
     double drawn = rate * factor;
     if (rate == 0.0)
         Pending.set(i, Never);
-    else if (Pending.at(i) == Never || drawn != DrawnRate[i])
+    else if (Pending.at(i) == Never || drawn != DrawnRate[i]) {
+        Enablings[i] += Pending.at(i) == Never;
         Pending.set(i, Now + TheDistribution->Exponential(drawn));
+    }
     ExcessOf[i] = rate - drawn;
     Factor[i] = factor;
     DrawnRate[i] = drawn;
@@ -320,8 +323,10 @@ void Trajectory::schedule(std::uint32_t i, double rate, double factor) {
 
 void Trajectory::scheduleOther(std::uint32_t i) {
     BaseActionClass* action = Actions.timed()[i];
-    if (Pending.at(i) == Never || (action->Reactivation && action->ReactivationFunction()))
+    if (Pending.at(i) == Never || (action->Reactivation && action->ReactivationFunction())) {
+        Enablings[i] += Pending.at(i) == Never;
         Pending.set(i, Now + draw(i));
+    }
 }
 
 void Trajectory::watch(std::uint32_t i) {
@@ -555,4 +560,19 @@ void Trajectory::updateRates() {
         Rates[static_cast<std::size_t>(p)] = node->RateReward;
     }
     RatesValid = true;
+}
+
+void Trajectory::clearCounts() {
+    // An activity pending now counts as enabled from here.
+    for (std::uint32_t i = 0; i < Actions.numTimed(); ++i)
+        Enablings[i] = Pending.at(i) != Never ? 1 : 0;
+    std::fill(Completions.begin(), Completions.end(), 0);
+}
+
+std::vector<std::string> Trajectory::neverCompleted() const {
+    std::vector<std::string> names;
+    for (std::uint32_t i = 0; i < Actions.numTimed(); ++i)
+        if (Enablings[i] > 0 && Completions[i] == 0)
+            names.push_back(Actions.timed()[i]->Name);
+    return names;
 }

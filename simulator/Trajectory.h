@@ -110,6 +110,12 @@ public:
 
     double now() const { return Now; }
     std::uint64_t events() const { return Events; }
+    // Each timed activity's enablings (completion times drawn while none was
+    // pending) and completions are counted from here on.
+    void clearCounts();
+    // The timed activities enabled since clearCounts that never completed, in
+    // the model's order: a run too short to show what they do.
+    std::vector<std::string> neverCompleted() const;
     // The rate reward of every variable in the present marking, evaluated at
     // the first call after a firing.
     const double* rates() {
@@ -222,6 +228,8 @@ private:
     double Now = 0.0;                  // the present time
     std::uint64_t Events = 0;          // timed firings since the trajectory was built
     std::uint64_t SameTime = 0;        // consecutive completions at the present time
+    std::vector<std::uint64_t> Enablings;   // per timed activity, since clearCounts
+    std::vector<std::uint64_t> Completions; // per timed activity, since clearCounts
 };
 
 template <class Observer> void Trajectory::fireAction(std::uint32_t index, Observer& observer) {
@@ -312,6 +320,7 @@ void Trajectory::runUntil(double horizon, std::uint64_t maxEvents, Observer& obs
         Now = when;
         Pending.set(next, Never);
         ++Events;
+        ++Completions[next];
         fireAction(next, observer);
         resolve(observer);
         RatesValid = false;

@@ -298,11 +298,15 @@ double reach(const Tally& tally, double level) {
     return std::max(tally.mean() - range.low, range.high - tally.mean());
 }
 
+// Samples without spread never reach a width: all zero after a hundred
+// replications says nothing about a failure of probability 1e-7, so the run
+// goes on to its budget.
 bool reachedWidth(const Tally& tally, double level, double relWidth) {
     if (relWidth <= 0.0)
         return true;
-    double half = reach(tally, level);
-    return half == 0.0 || half <= relWidth * std::fabs(tally.mean());
+    if (tally.variance() == 0.0 || tally.equalToRounding())
+        return false;
+    return reach(tally, level) <= relWidth * std::fabs(tally.mean());
 }
 
 // The stop rule, asked after a round or a batch: every value within the
@@ -571,8 +575,8 @@ std::uint64_t estimateByCycles(Trajectory& path, const std::vector<Measure>& mea
         e.low = e.value - e.halfWidth;
         e.high = e.value + e.halfWidth;
         e.samples = n;
-        e.reached = settings.relWidth <= 0.0 || e.halfWidth == 0.0 ||
-                    e.halfWidth <= settings.relWidth * std::fabs(e.value);
+        e.reached = settings.relWidth <= 0.0 ||
+                    (e.halfWidth > 0.0 && e.halfWidth <= settings.relWidth * std::fabs(e.value));
     }
     return path.events() - before;
 }

@@ -105,6 +105,21 @@ TEST_F(RareEvent, BiasingNarrowsTheIntervalFarBelowPlainReplications) {
     EXPECT_NEAR(biased.value, exact, 2.0 * biased.halfWidth);
 }
 
+// Asked for a relative width, a run whose replications have all seen nothing
+// goes on to its budget, and what it prints is marked as not reached: a
+// hundred replications without a loss bound nothing about a loss of 2e-7.
+TEST_F(RareEvent, AValueWithoutSpreadNeverReachesTheWidthAskedFor) {
+    SimSettings settings;
+    settings.replications = underValgrind() ? 300 : 3000;
+    settings.relWidth = 0.1;
+    SimResult result = runAll(0, settings);
+    const Estimate& lost = result.estimates.at(0);
+    EXPECT_EQ(lost.halfWidth, 0.0);
+    EXPECT_EQ(lost.samples, settings.replications);
+    EXPECT_FALSE(lost.reached);
+    EXPECT_FALSE(result.allReached());
+}
+
 // The likelihood ratios have mean 1 under any biasing; a biasing so strong
 // that the paths which carry the weight are never drawn shows as a mean far
 // below 1, while the weighted value is far below the exact one.

@@ -96,7 +96,8 @@ TEST_F(BalancedBias, ShortBatchesThatSeeFewOutagesStillBoundTheUnavailabilityFro
     int above = 0, below = 0, spread = 0;
     for (int seed = 1; seed <= seeds; ++seed) {
         settings.seed = static_cast<std::uint64_t>(seed);
-        const Estimate& e = simulate(Model, *Actions, settings).estimates.at(1);
+        SimResult result = simulate(Model, *Actions, settings);
+        const Estimate& e = result.estimates.at(1);
         ASSERT_EQ(e.method, "batch means");
         if (e.halfWidth == 0.0)
             continue; // no outage at all: reported as NO SPREAD

@@ -85,6 +85,8 @@ int runSimulator(int argc, char** argv) {
             SimRunInfo info{name, line.experiment, &line.settings, spent.count()};
             writeSimReport(std::cout, result, info, line.format);
             std::cout.flush();
+            if (line.format != SimFormat::Table)
+                writeSimWarnings(std::cerr, result, info);
             status = result.allReached() && !result.likelihoodWarning() && !result.longRunWarning()
                          ? 0
                          : 2;

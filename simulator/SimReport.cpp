@@ -150,32 +150,7 @@ void writeTable(std::ostream& out, const SimResult& result, const SimRunInfo& in
     }
     rows.insert(rows.begin(), head);
     out << alignedColumns(rows);
-    if (std::any_of(result.estimates.begin(), result.estimates.end(), noSpread))
-        out << "WARNING: every sample of the values marked NO SPREAD was equal; their interval "
-               "of width 0 does not bound outcomes rarer than about one in the samples\n";
-    if (result.likelihoodWarning())
-        out << "WARNING: the likelihood ratios average " << printed("%.6g", result.likelihoodMean)
-            << ", not 1 within their interval: the biasing is too strong for the replications "
-               "made, and the weighted values may be far off with intervals too narrow\n";
-    if (result.anyCorrelated())
-        out << "WARNING: the batch means of the values marked BATCHES CORRELATED stayed "
-               "correlated at a batch length of "
-            << printed("%.6g", result.batchLength)
-            << ": their interval is likely too narrow; raise --warmup-events (the batches' "
-               "length follows it)\n";
-    if (!result.neverCompleted.empty()) {
-        out << "WARNING: enabled during the long run's batches but never completed:";
-        std::size_t shown = std::min<std::size_t>(result.neverCompleted.size(), 5);
-        for (std::size_t i = 0; i < shown; ++i)
-            out << ' ' << result.neverCompleted[i];
-        if (shown < result.neverCompleted.size())
-            out << " and " << result.neverCompleted.size() - shown << " more";
-        out << "; the long-run values do not show what they do: lengthen the run "
-               "(--warmup-events, --batches)\n";
-    }
-    if (!result.allReached())
-        out << "WARNING: the relative half-width " << printed("%g", s.relWidth)
-            << " was not reached within the budget for the values marked WIDTH NOT REACHED\n";
+    writeSimWarnings(out, result, info);
 }
 
 void writeCsv(std::ostream& out, const SimResult& result, const SimRunInfo& info) {
@@ -244,4 +219,34 @@ void writeSimReport(std::ostream& out, const SimResult& result, const SimRunInfo
         writeJson(out, result, info);
         break;
     }
+}
+
+void writeSimWarnings(std::ostream& out, const SimResult& result, const SimRunInfo& info) {
+    const SimSettings& s = *info.settings;
+    if (std::any_of(result.estimates.begin(), result.estimates.end(), noSpread))
+        out << "WARNING: every sample of the values marked NO SPREAD was equal; their interval "
+               "of width 0 does not bound outcomes rarer than about one in the samples\n";
+    if (result.likelihoodWarning())
+        out << "WARNING: the likelihood ratios average " << printed("%.6g", result.likelihoodMean)
+            << ", not 1 within their interval: the biasing is too strong for the replications "
+               "made, and the weighted values may be far off with intervals too narrow\n";
+    if (result.anyCorrelated())
+        out << "WARNING: the batch means of the values marked BATCHES CORRELATED stayed "
+               "correlated at a batch length of "
+            << printed("%.6g", result.batchLength)
+            << ": their interval is likely too narrow; raise --warmup-events (the batches' "
+               "length follows it)\n";
+    if (!result.neverCompleted.empty()) {
+        out << "WARNING: enabled during the long run's batches but never completed:";
+        std::size_t shown = std::min<std::size_t>(result.neverCompleted.size(), 5);
+        for (std::size_t i = 0; i < shown; ++i)
+            out << ' ' << result.neverCompleted[i];
+        if (shown < result.neverCompleted.size())
+            out << " and " << result.neverCompleted.size() - shown << " more";
+        out << "; the long-run values do not show what they do: lengthen the run "
+               "(--warmup-events, --batches)\n";
+    }
+    if (!result.allReached())
+        out << "WARNING: the relative half-width " << printed("%g", s.relWidth)
+            << " was not reached within the budget for the values marked WIDTH NOT REACHED\n";
 }

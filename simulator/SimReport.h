@@ -17,3 +17,9 @@ struct SimRunInfo {
 
 void writeSimReport(std::ostream& out, const SimResult& result, const SimRunInfo& info,
                     SimFormat format);
+
+// The warnings of a run, one line each: values without spread, a likelihood
+// ratio off 1, batches still correlated, activities never completed in the long
+// run, widths not reached. The table ends with them; CSV and JSON, which have
+// no room for them, leave them to standard error.
+void writeSimWarnings(std::ostream& out, const SimResult& result, const SimRunInfo& info);

@@ -583,14 +583,13 @@ std::uint64_t estimateByCycles(Trajectory& path, const std::vector<Measure>& mea
 
 } // namespace
 
-bool SimResult::longRunWarning() const {
-    return !neverCompleted.empty() || std::any_of(estimates.begin(), estimates.end(),
-                                                  [](const Estimate& e) { return e.correlated; });
-}
-
 bool SimResult::anyCorrelated() const {
     return std::any_of(estimates.begin(), estimates.end(),
                        [](const Estimate& e) { return e.correlated; });
+}
+
+bool SimResult::longRunWarning() const {
+    return !neverCompleted.empty() || anyCorrelated();
 }
 
 bool SimResult::allReached() const {

@@ -79,6 +79,20 @@ TEST(SimCommand, UnreachedWidthIsMarkedWithStatusTwo) {
     EXPECT_NE(r.out.find("WARNING"), std::string::npos);
 }
 
+TEST(SimCommand, CsvAndJsonLeaveTheWarningsToStandardError) {
+    for (const char* format : {"csv", "json"}) {
+        RunResult r = simulate(std::string("--replications 4 --rel-width 0.0001 --batches 2 "
+                                           "--max-batches 2 --warmup-events 20 --threads 1 "
+                                           "--format ") +
+                               format);
+        EXPECT_EQ(r.status, 2) << r.err;
+        EXPECT_EQ(r.out.find("WARNING"), std::string::npos) << format;
+        EXPECT_NE(r.err.find("WARNING: the relative half-width 0.0001 was not reached"),
+                  std::string::npos)
+            << format << ": " << r.err;
+    }
+}
+
 TEST(SimCommand, OverridesChangeTheModel) {
     // Without failures both units stay up: exactly 1, marked as seen without spread.
     RunResult r = simulate("-O d:lambda:0 --replications 10 --batches 2 --warmup-events 5 "

@@ -298,15 +298,14 @@ double reach(const Tally& tally, double level) {
     return std::max(tally.mean() - range.low, range.high - tally.mean());
 }
 
-// Samples without spread never reach a width: all zero after a hundred
-// replications says nothing about a failure of probability 1e-7, so the run
-// goes on to its budget.
+// Samples without spread (an interval of width 0) never reach a width: all
+// zero after a hundred replications says nothing about a failure of
+// probability 1e-7, so the run goes on to its budget.
 bool reachedWidth(const Tally& tally, double level, double relWidth) {
     if (relWidth <= 0.0)
         return true;
-    if (tally.variance() == 0.0 || tally.equalToRounding())
-        return false;
-    return reach(tally, level) <= relWidth * std::fabs(tally.mean());
+    double half = reach(tally, level);
+    return half > 0.0 && half <= relWidth * std::fabs(tally.mean());
 }
 
 // The stop rule, asked after a round or a batch: every value within the
@@ -330,14 +329,7 @@ void store(const std::vector<Tally>& tallies, const std::vector<std::size_t>& po
         Tally::Interval range = tallies[m].interval(settings.level);
         e.low = range.low;
         e.high = range.high;
-        e.halfWidth = reach(tallies[m], settings.level);
-        // Samples equal but for the rounding of their sums have no spread: an
-        // interval of the rounding's width would read as a precise answer
-        // where the samples saw nothing happen.
-        if (tallies[m].count() >= 2 && tallies[m].equalToRounding()) {
-            e.low = e.high = e.value;
-            e.halfWidth = 0.0;
-        }
+        e.halfWidth = std::max(e.value - e.low, e.high - e.value);
         e.samples = tallies[m].count();
         e.reached = reachedWidth(tallies[m], settings.level, settings.relWidth);
     }

@@ -83,8 +83,11 @@ Tally::Interval Tally::interval(double level) const {
     double q = studentQuantile(0.5 + level / 2, Count - 1);
     double error = std::sqrt(variance() / n);
     Interval t{Mean - q * error, Mean + q * error};
-    if (!(error > 0.0))
-        return t;
+    // Observations equal but for the rounding of their sums have no spread: an
+    // interval of the rounding's width would read as a precise answer where
+    // the samples saw nothing happen.
+    if (!(error > 0.0) || equalToRounding())
+        return {Mean, Mean};
     // Hall's transformation of the t statistic T = (mean - mu) / error,
     // g(T) = T + a T^2 / 3 + a^2 T^3 / 27 + a / 6 with a = skewness / sqrt(n),
     // is nearly standard normal where T is not; it is increasing, and its

@@ -30,7 +30,8 @@ public:
     // observations carry it (rare events, batches that see a handful of them),
     // the true mean lies above that interval far more often than its level says,
     // and the transformed statistic corrects most of that one-sided error.
-    // Infinite ends below two observations; the mean itself when all are equal.
+    // Infinite ends below two observations; the mean itself when all are equal
+    // (to rounding, see equalToRounding).
     struct Interval {
         double low;
         double high;

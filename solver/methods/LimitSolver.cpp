@@ -344,6 +344,7 @@ EliminationBudget tryBudget() {
     EliminationBudget budget;
     budget.folds = std::uint64_t{1} << 27;
     budget.fill = std::uint64_t{1} << 25;
+    budget.scans = std::uint64_t{1} << 30;
     return budget;
 }
 

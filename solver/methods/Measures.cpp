@@ -149,6 +149,7 @@ EliminationBudget autoFactorBudget(const RateMatrix& m, double lastTime) {
     EliminationBudget budget;
     budget.fill = static_cast<std::uint64_t>(std::clamp(fill, 0x1p16, 0x1p25));
     budget.folds = std::uint64_t{1} << 27;
+    budget.scans = std::uint64_t{1} << 30;
     return budget;
 }
 

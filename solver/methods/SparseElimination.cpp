@@ -107,6 +107,9 @@ void eliminate(const RateMatrix& m, const std::vector<std::uint32_t>& states,
             if (done[i])
                 continue;
             std::vector<Entry>& row = out[i];
+            if (row.size() > budget.scans)
+                throw EliminationOverBudget{};
+            budget.scans -= row.size();
             for (std::size_t p = 0; p < row.size(); ++p) {
                 if (row[p].first != k)
                     continue;
@@ -137,6 +140,9 @@ void eliminate(const RateMatrix& m, const std::vector<std::uint32_t>& states,
                 slack[i] += kTiny;
             leak[i] += f * leak[k];
             std::vector<Entry>& row = out[i];
+            if (2 * row.size() + out[k].size() > budget.scans)
+                throw EliminationOverBudget{};
+            budget.scans -= 2 * row.size() + out[k].size();
             for (std::size_t p = 0; p < row.size(); ++p)
                 position[row[p].first] = static_cast<std::uint32_t>(p);
             for (const Entry& kj : out[k]) {

@@ -30,6 +30,10 @@ namespace gensolver {
 struct EliminationBudget {
     std::uint64_t folds = UINT64_MAX;
     std::uint64_t fill = UINT64_MAX;
+    // Entries passed over to find where a fold lands (the rows of the states
+    // a folded state feeds), which the folds do not count: on a chain whose
+    // rows fill to thousands of entries they outweigh the folds a hundredfold.
+    std::uint64_t scans = UINT64_MAX;
 };
 // Thrown where an elimination would exceed its budget.
 struct EliminationOverBudget {};

@@ -287,6 +287,31 @@ TEST(GaussSeidel, TimesBeforeAClassThatTheSweepsCannotReachAreEliminated) {
     EXPECT_NO_THROW(gensolver::SparseElimination(s, points, at, {UINT64_MAX, 20}));
     EXPECT_THROW(gensolver::SparseElimination(s, points, at, {UINT64_MAX, 19}),
                  gensolver::EliminationOverBudget);
+    // A hub eliminated last, with 2,000 leaves that each go only to it and
+    // back: each leaf folds one rate (a loop back to the hub, dropped), but
+    // finding it in the hub's row passes over the leaves still in that row,
+    // some 2 million entries in all. The scans are counted beside the folds, so
+    // that a budget of folds cannot hide work growing with the square of a
+    // row (on a chain of 1.6 million states, two minutes within a budget meant
+    // for a second or two).
+    const std::uint32_t leaves = 2000;
+    std::vector<Transition> hub;
+    for (std::uint32_t i = 1; i <= leaves; ++i) {
+        hub.push_back({0, i, 1.0});
+        hub.push_back({i, 0, 1.0});
+    }
+    hub.push_back({0, leaves + 1, 1.0});
+    const gensolver::RateMatrix h = gensolver::buildRateMatrix(leaves + 2, hub);
+    std::vector<std::uint32_t> leavesFirst(leaves + 1), hubAt(leaves + 2, UINT32_MAX);
+    for (std::uint32_t k = 0; k < leaves; ++k)
+        leavesFirst[k] = k + 1, hubAt[k + 1] = k;
+    leavesFirst[leaves] = 0;
+    hubAt[0] = leaves;
+    gensolver::EliminationBudget budget{leaves, 0, UINT64_MAX};
+    EXPECT_NO_THROW(gensolver::SparseElimination(h, leavesFirst, hubAt, budget));
+    budget.scans = 1000000;
+    EXPECT_THROW(gensolver::SparseElimination(h, leavesFirst, hubAt, budget),
+                 gensolver::EliminationOverBudget);
 }
 
 TEST(GaussSeidel, TimesBeforeAClassKeepTheirBoundWhereTheEliminationUnderflows) {

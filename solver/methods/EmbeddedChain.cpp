@@ -1,5 +1,6 @@
 #include "methods/EmbeddedChain.h"
 
+#include "methods/CompensatedSum.h"
 #include "methods/Components.h"
 #include "methods/RateMatrix.h"
 #include "methods/Transient.h"
@@ -260,6 +261,189 @@ double sum(const std::vector<double>& v) {
     return s;
 }
 
+// The stationary distribution of the stochastic matrix p (k x k, row-major) by
+// elimination without subtraction: only the off-diagonal entries are read, each
+// diagonal taken as one minus its row's others, so no sum cancels.
+std::vector<double> stationaryWithoutSubtraction(std::vector<double> p, std::uint32_t k) {
+    auto a = [&](std::uint32_t i, std::uint32_t j) -> double& { return p[std::size_t{i} * k + j]; };
+    for (std::uint32_t last = k - 1; last >= 1; --last) {
+        double out = 0.0;
+        for (std::uint32_t j = 0; j < last; ++j)
+            out += a(last, j);
+        for (std::uint32_t i = 0; i < last; ++i) {
+            const double f = a(i, last) / out;
+            if (f == 0.0)
+                continue;
+            for (std::uint32_t j = 0; j < last; ++j)
+                if (j != i)
+                    a(i, j) += f * a(last, j);
+        }
+    }
+    std::vector<double> x(k, 0.0);
+    x[0] = 1.0;
+    double total = 1.0;
+    for (std::uint32_t j = 1; j < k; ++j) {
+        double out = 0.0, in = 0.0;
+        for (std::uint32_t l = 0; l < j; ++l) {
+            out += a(j, l);
+            in += x[l] * a(l, j);
+        }
+        x[j] = in / out;
+        total += x[j];
+    }
+    for (double& v : x)
+        v /= total;
+    return x;
+}
+
+// The largest row sum of |(I - P + 1 x)^-1|, P the chain of p with its
+// diagonals completed, x its stationary distribution: how much a perturbation
+// of P's rows (in the largest row's 1-norm) can move x (in its 1-norm), less
+// one. By LU with partial pivoting; infinite where the matrix is singular to
+// working precision.
+double fundamentalNorm(const std::vector<double>& p, const std::vector<double>& x,
+                       std::uint32_t k) {
+    std::vector<double> b(std::size_t{k} * k);
+    for (std::uint32_t i = 0; i < k; ++i) {
+        double out = 0.0;
+        for (std::uint32_t j = 0; j < k; ++j)
+            if (j != i) {
+                b[std::size_t{i} * k + j] = x[j] - p[std::size_t{i} * k + j];
+                out += p[std::size_t{i} * k + j];
+            }
+        b[std::size_t{i} * k + i] = out + x[i];
+    }
+    // B = L U with rows exchanged as recorded; the rows of B^-1 solve
+    // y B = e_i, that is B^T y^T = e_i.
+    std::vector<std::uint32_t> row(k);
+    for (std::uint32_t i = 0; i < k; ++i)
+        row[i] = i;
+    for (std::uint32_t c = 0; c < k; ++c) {
+        std::uint32_t best = c;
+        for (std::uint32_t r = c + 1; r < k; ++r)
+            if (std::fabs(b[std::size_t{r} * k + c]) > std::fabs(b[std::size_t{best} * k + c]))
+                best = r;
+        if (!(std::fabs(b[std::size_t{best} * k + c]) > 0.0))
+            return std::numeric_limits<double>::infinity();
+        if (best != c) {
+            std::swap_ranges(b.begin() + std::size_t{c} * k, b.begin() + std::size_t{c + 1} * k,
+                             b.begin() + std::size_t{best} * k);
+            std::swap(row[c], row[best]);
+        }
+        const double pivot = b[std::size_t{c} * k + c];
+        for (std::uint32_t r = c + 1; r < k; ++r) {
+            const double f = b[std::size_t{r} * k + c] / pivot;
+            b[std::size_t{r} * k + c] = f;
+            if (f != 0.0)
+                for (std::uint32_t j = c + 1; j < k; ++j)
+                    b[std::size_t{r} * k + j] -= f * b[std::size_t{c} * k + j];
+        }
+    }
+    // B^-1 = U^-1 L^-1 R, R the exchange: column by column of (L U)^-1, then
+    // the row sums of |B^-1| gathered per column's place.
+    std::vector<double> rowSum(k, 0.0), col(k);
+    for (std::uint32_t e = 0; e < k; ++e) {
+        std::fill(col.begin(), col.end(), 0.0);
+        col[e] = 1.0;
+        for (std::uint32_t r = e + 1; r < k; ++r) {
+            double v = 0.0;
+            for (std::uint32_t j = e; j < r; ++j)
+                v += b[std::size_t{r} * k + j] * col[j];
+            col[r] = -v;
+        }
+        for (std::uint32_t r = k; r-- > 0;) {
+            double v = col[r];
+            for (std::uint32_t j = r + 1; j < k; ++j)
+                v -= b[std::size_t{r} * k + j] * col[j];
+            col[r] = v / b[std::size_t{r} * k + r];
+        }
+        // col is column e of (L U)^-1, column row[e] of B^-1.
+        for (std::uint32_t r = 0; r < k; ++r)
+            rowSum[r] += std::fabs(col[r]);
+    }
+    double largestSum = 0.0;
+    for (const double v : rowSum)
+        largestSum = std::max(largestSum, v);
+    return std::isfinite(largestSum) ? largestSum : std::numeric_limits<double>::infinity();
+}
+
+// The regeneration distribution over the class cls by forming the embedded
+// chain (a product from each state of the class) and solving it directly;
+// returns the estimate of the fractions' error in the units of
+// RegenerativeLimit::errorEstimate (firing rates weighed by the shortest
+// delay), or infinity where the chain is too ill-conditioned to say.
+double solveDirectly(const RegenerativeModel& m, EmbeddedChain& chain,
+                     const std::vector<std::uint32_t>& cls, std::vector<double>& nu) {
+    const auto k = static_cast<std::uint32_t>(cls.size());
+    const std::uint32_t n = m.states();
+    std::vector<std::uint32_t> local(n, UINT32_MAX);
+    for (std::uint32_t l = 0; l < k; ++l)
+        local[cls[l]] = l;
+    std::vector<double> p(std::size_t{k} * k, 0.0), hold(k), fired(k);
+    std::vector<double> unit(n, 0.0);
+    EmbeddedStep step;
+    for (std::uint32_t l = 0; l < k; ++l) {
+        unit[cls[l]] = 1.0;
+        chain.apply(unit, step);
+        unit[cls[l]] = 0.0;
+        for (std::uint32_t j = 0; j < n; ++j)
+            if (step.next[j] != 0.0 && local[j] != UINT32_MAX && local[j] != l)
+                p[std::size_t{l} * k + local[j]] = step.next[j];
+        hold[l] = sum(step.sojourn);
+        fired[l] = sum(step.fired);
+    }
+    const std::vector<double> x = stationaryWithoutSubtraction(p, k);
+    // The residual x (I - P), in twice the precision.
+    std::vector<Accumulator> r(k);
+    for (std::uint32_t i = 0; i < k; ++i)
+        for (std::uint32_t j = 0; j < k; ++j)
+            if (j != i && p[std::size_t{i} * k + j] != 0.0) {
+                const double flow = x[i] * p[std::size_t{i} * k + j];
+                r[i].add(flow);
+                r[j].add(-flow);
+            }
+    double residual = 0.0;
+    for (const Accumulator& a : r)
+        residual += std::fabs(a.hi + a.lo);
+    // The rows as formed differ from the exact ones in two ways. The rounding
+    // of the products' sums of nonnegative terms moves each entry by a factor
+    // within 1 +- rho. By the Markov chain tree theorem each stationary
+    // probability is a ratio of sums of products of k - 1 entries, so it moves
+    // by a factor within ((1 + rho) / (1 - rho))^(k - 1), however
+    // ill-conditioned the chain. The truncation of the products takes mass from
+    // each row, moved onto its diagonal: twice that in a row's 1-norm, which the
+    // fundamental matrix turns into a 1-norm error of x, as it does the residual
+    // of the elimination's own rounding.
+    const double rho = chain.stepRounding() + static_cast<double>(k + 4) * kUnit;
+    const double relative =
+        rho < 0.5 / static_cast<double>(k)
+            ? std::expm1(static_cast<double>(k - 1) * (std::log1p(rho) - std::log1p(-rho)))
+            : std::numeric_limits<double>::infinity();
+    const double conditioning = fundamentalNorm(p, x, k) + 1.0;
+    const double moved = (2.0 * chain.stepBound() + residual) * conditioning;
+    // Fractions of time are x S / x h and firing rates x F / x h, S and F the
+    // products' times and firings per state, h their totals. A relative error
+    // of each x_i is at most doubled in them (sums of nonnegative terms over a
+    // sum of nonnegative terms); an error d in x's 1-norm moves the first by at
+    // most 2 d max h / x h, and the second (at most one firing per shortest
+    // delay) by d (max f + max h / shortest) / x h.
+    double cycle = 0.0, longest = 0.0, most = 0.0;
+    for (std::uint32_t l = 0; l < k; ++l) {
+        cycle += x[l] * hold[l];
+        longest = std::max(longest, hold[l]);
+        most = std::max(most, fired[l]);
+    }
+    const double shortest = *std::min_element(m.delays.begin(), m.delays.end());
+    const double gain = std::max(2.0 * longest, shortest * most + longest) / cycle;
+    const double products = (2.0 * chain.occupancyBound() + shortest * chain.expiryBound()) / cycle;
+    nu.assign(n, 0.0);
+    for (std::uint32_t l = 0; l < k; ++l)
+        nu[cls[l]] = x[l];
+    // Twice the sum: the conditioning is that of the rows as formed.
+    const double estimate = 2.0 * (2.0 * relative + gain * moved + products);
+    return std::isfinite(estimate) ? estimate : std::numeric_limits<double>::infinity();
+}
+
 } // namespace
 
 RegenerativeLimit solveRegenerativeLimit(const RegenerativeModel& m, double tolerance,
@@ -291,7 +475,12 @@ RegenerativeLimit solveRegenerativeLimit(const RegenerativeModel& m, double tole
     std::vector<double> changes;
     double floor = 0.0; // what the steps leave, over the gap, once measured
     limit.converged = false;
-    for (std::uint64_t sweep = 1; sweep <= maxSweeps; ++sweep) {
+    // Where the chain is small, forming it costs fewer products than sweeps
+    // that have not converged by now.
+    const std::uint64_t directFrom = cls.size() <= kDirectRegenerationLimit
+                                         ? std::max<std::uint64_t>(1000, cls.size())
+                                         : UINT64_MAX;
+    for (std::uint64_t sweep = 1; sweep <= std::min(maxSweeps, directFrom); ++sweep) {
         chain.apply(nu, step);
         const double total = sum(step.next);
         double change = 0.0;
@@ -350,6 +539,18 @@ RegenerativeLimit solveRegenerativeLimit(const RegenerativeModel& m, double tole
             limit.errorEstimate = 16.0 * (current + std::max(floor, perturbation));
             limit.converged = true;
             break;
+        }
+    }
+    if (!limit.converged && cls.size() <= kDirectRegenerationLimit) {
+        std::vector<double> direct;
+        const double estimate = solveDirectly(m, chain, cls, direct);
+        // The direct solution is an answer with its estimate, whatever the
+        // estimate's size, unless the chain is too ill-conditioned for one.
+        if (estimate < 0.5) {
+            nu = std::move(direct);
+            limit.errorEstimate = estimate;
+            limit.converged = true;
+            limit.direct = true;
         }
     }
     chain.apply(nu, step);

@@ -96,10 +96,17 @@ struct RegenerativeLimit {
     std::vector<double> firingRate; // per state, deterministic firings per unit time
     std::uint32_t classStates = 0;  // states of the closed class reached
     std::uint64_t sweeps = 0;       // power iterations of the embedded chain
+    bool direct = false;            // the embedded chain was formed and solved directly
     std::uint64_t steps = 0;        // uniformization steps over all of them
     double errorEstimate = 0.0;     // estimated 1-norm error of the regeneration distribution
     bool converged = true;
 };
+
+// Classes of up to this many states whose power iterations have not converged
+// after max(1000, states) sweeps are solved directly: their embedded chain is
+// formed, a product per state, and its stationary distribution found by
+// elimination without subtraction.
+constexpr std::uint32_t kDirectRegenerationLimit = 500;
 
 // Throws SolveError when more than one closed class is reachable from state 1 (the
 // probability of ending in each is not computed here), or when a delay's run would

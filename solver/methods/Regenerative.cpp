@@ -273,6 +273,8 @@ Solution solveRegenerative(const RegenerativeModel& m, const SolveOptions& optio
         r.boundProven = false;
         r.method = "regenerative limit, embedded chain, " + std::to_string(limit->sweeps) +
                    " power iterations";
+        if (limit->direct)
+            r.method += ", then formed and solved directly";
         if (!limit->converged)
             r.method += ", NOT CONVERGED";
         r.iterations = limit->sweeps;
@@ -375,6 +377,7 @@ Solution solveRegenerative(const RegenerativeModel& m, const SolveOptions& optio
         std::ostringstream s;
         s << "regenerative limit from state 1: a closed class of " << limit->classStates
           << " state(s); embedded chain by power iteration, " << limit->sweeps << " sweeps, "
+          << (limit->direct ? "then formed over the class and solved directly, " : "")
           << limit->steps << " uniformization steps over the delays' subordinated chains, "
           << "tolerance " << options.limit.tolerance << "; estimated error "
           << limit->errorEstimate;

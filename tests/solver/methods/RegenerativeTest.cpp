@@ -222,6 +222,62 @@ TEST(RegenerativeLimit, OscillatingChangesDoNotEndTheIterationBeforeItsEstimate)
     }
 }
 
+// Six states, two clocks of delay 2: state 1 and state 0 exchange mass at
+// rates 185 and 480 while the clock of state 1 runs, and the rest of the
+// chain is reached at rates down to 2.6e-3. Its embedded chain is nearly
+// decomposable: power iterations did not settle in 100,000 sweeps, and their
+// last iterate was 4e-4 off. After 1,000 the chain is formed and solved
+// directly. The fractions of time were computed in 50-digit arithmetic from
+// the matrix exponentials of the subordinated chains.
+TEST(RegenerativeLimit, EmbeddedChainsThePowerIterationsCannotSettleAreSolvedDirectly) {
+    constexpr auto none = RegenerativeModel::kNoDelay;
+    Process p;
+    p.states = 6;
+    p.delays = {2.0, 2.0};
+    p.group = {none, 1, 0, none, none, 1};
+    p.arcs = {{0, 1, 1.8482459913e+02, false},
+              {1, 0, 4.8005061887e+02, false},
+              {1, 5, 2.5751900322e-03, false},
+              {2, 4, 9.3586508895e+00, false},
+              {2, 5, 1.1118025709e+00, false},
+              {3, 4, 3.3211441040e-01, false},
+              {4, 2, 3.9135739100e-03, false},
+              {4, 3, 4.5252129144e+00, false},
+              {4, 5, 8.5087055272e-03, false},
+              {5, 2, 1.8694645268e-01, false},
+              {1, 1, 0.875, true},
+              {1, 2, 0.125, true},
+              {2, 0, 0.375, true},
+              {2, 1, 0.5, true},
+              {2, 3, 0.125, true},
+              {5, 0, 0.125, true},
+              {5, 3, 0.25, true},
+              {5, 4, 0.625, true}};
+    const double exact[] = {0.055395142602254203646,    0.021327605256867959471,
+                            0.000042582416167357060491, 0.85913950977275927885,
+                            0.063029689842779310066,    0.0010654701091718909011};
+    const RegenerativeLimit l =
+        solveRegenerativeLimit(modelOf(p, {std::vector<double>(6, 0.0)}), 1e-12, 100000, 100000000);
+    EXPECT_TRUE(l.converged);
+    EXPECT_TRUE(l.direct);
+    EXPECT_EQ(l.sweeps, 1000u);
+    double error = 0.0;
+    for (std::uint32_t k = 0; k < 6; ++k)
+        error += std::fabs(l.time[k] - exact[k]);
+    EXPECT_LE(error, l.errorEstimate);
+    EXPECT_LE(l.errorEstimate, 1e-8);
+    // With fewer sweeps allowed than the direct solution waits for, it comes
+    // when they run out.
+    const RegenerativeLimit early =
+        solveRegenerativeLimit(modelOf(p, {std::vector<double>(6, 0.0)}), 1e-12, 50, 100000000);
+    EXPECT_TRUE(early.direct);
+    EXPECT_EQ(early.sweeps, 50u);
+    error = 0.0;
+    for (std::uint32_t k = 0; k < 6; ++k)
+        error += std::fabs(early.time[k] - exact[k]);
+    EXPECT_LE(error, early.errorEstimate);
+}
+
 TEST(RegenerativeLimit, RefusesSeveralClosedClasses) {
     Process p;
     p.states = 3;

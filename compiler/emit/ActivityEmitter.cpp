@@ -80,6 +80,20 @@ void emitPlaceLocals(const EmitContext& c, Writer& w, const CheckedActivity& a,
     const char* cell = writable ? "short" : "const short";
     for (int p : places) {
         const CheckedPlace& pl = c.place(p);
+        if (writable && pl.kind != CheckedPlace::Struct) {
+            // A firing writes through views that refuse a value a short
+            // cannot hold, naming the activity (Name) and the place.
+            if (ownElement(a, p))
+                w << "    const gen_marking::WritableElement " << pl.name << "(" << pl.name
+                  << "_Mark, " << a.index << ", Name, " << quoted(pl.name) << ");\n";
+            else if (pl.kind == CheckedPlace::Scalar)
+                w << "    gen_marking::Marking " << pl.name << "(" << pl.name << "_Mark, Name, "
+                  << quoted(pl.name) << ");\n";
+            else
+                w << "    const gen_marking::WritableCells " << pl.name << "(" << pl.name
+                  << "_Marks.get(), " << pl.name << "_Count, Name, " << quoted(pl.name) << ");\n";
+            continue;
+        }
         if (ownElement(a, p)) {
             w << "    const Element<" << cell << "> " << pl.name << "(" << pl.name << "_Mark);\n";
         } else if (pl.kind == CheckedPlace::Scalar) {

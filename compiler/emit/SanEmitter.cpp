@@ -156,6 +156,7 @@ void emitSanHeader(const EmitContext& c) {
         w << "#include \"actions/BaseGroupClass.h\"\n";
     w << "#include \"actions/EmptyGroup.h\"\n";
     w << "#include \"models/SANModel.h\"\n";
+    w << "#include \"state/Marking.h\"\n";
     w << "#include \"state/Place.h\"\n";
     if (hasArrays(m) || !m.structs.empty())
         w << "#include \"state/StructStateVariable.h\"\n";
@@ -332,9 +333,9 @@ void emitPlaces(const EmitContext& c, Writer& w) {
             w << "0);\n";
             continue;
         }
-        w << "static_cast<short>(\n";
+        w << "gen_marking::initialMarking(" << quoted(p.name) << ", static_cast<double>(\n";
         w.fragment(p.init);
-        w << "    ));\n";
+        w << "    )));\n";
     }
     if (m.places.empty()) {
         w << "    BaseStateVariableClass** places = nullptr;\n";

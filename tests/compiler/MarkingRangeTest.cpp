@@ -1,0 +1,68 @@
+// Firings that write markings, in a model compiled from
+// tests/compiler/models/markings.san: a copy of a marking keeps its value, and
+// a value that a marking (a short) cannot hold ends the run naming the
+// activity and the place, where it used to be stored wrapped around.
+
+#include "support/TestSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace {
+
+using testsupport::joinLines;
+using testsupport::runModel;
+using testsupport::TempDir;
+
+const char* const markings = "tests/gen-lang_markings";
+
+// Experiment 0 counts to 3 and back to 0; each step up sets last[0] to the
+// count before it and prev to last[0] before that, through `auto` copies taken
+// before the writes. As (count, last[0], prev), breadth-first: 1 = (0,0,0),
+// 2 = (1,0,0), 3 = (2,1,0), 4 = (3,2,1), reset to 5 = (0,2,1), then 6 =
+// (1,0,2), whose step up leads back to 3. Copies that followed the markings
+// would make last[0] the new count, or prev the new last[0].
+TEST(MarkingRange, CopiesOfMarkingsKeepTheirValuesAsShortsDid) {
+    TempDir dir;
+    auto r = runModel(markings, dir, "m", 0);
+    ASSERT_EQ(r.result.status, 0) << r.result.err;
+    EXPECT_EQ(
+        r.arm,
+        testsupport::armHeader(6) +
+            joinLines({"1", "2", "1.0000000000e+00", "0", "2", "3", "1.0000000000e+00", "0",
+                       "3", "4", "1.0000000000e+00", "0", "4", "5", "2.0000000000e+00", "0",
+                       "5", "6", "1.0000000000e+00", "0", "6", "3", "1.0000000000e+00", "0"}));
+}
+
+// A counter climbing to 40,000 passes 32,767 (before, it went on at -32,768
+// with 65,536 states); an element bumped past the top or sunk past the bottom
+// of the range, by a plain activity and a family's member; an initial marking
+// out of range. Each run ends with status 1, one line, and no .var file.
+TEST(MarkingRange, AValueAMarkingCannotHoldEndsTheRunNamingActivityAndPlace) {
+    struct Case {
+        int experiment;
+        const char* err;
+    };
+    const Case cases[] = {
+        {1, "activity up: the firing sets the marking of place count to 32768, outside the "
+            "-32768 .. 32767 a marking holds\n"},
+        {2, "activity bump: the firing sets the marking of place last[0] to 32769, outside the "
+            "-32768 .. 32767 a marking holds\n"},
+        {3, "activity sink[0]: the firing sets the marking of place last[0] to -39998, outside "
+            "the -32768 .. 32767 a marking holds\n"},
+        {4, "place count: the initial marking 40000 is outside the -32768 .. 32767 a marking "
+            "holds\n"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.experiment);
+        TempDir dir;
+        auto r = runModel(markings, dir, "m", c.experiment);
+        EXPECT_EQ(r.result.status, 1);
+        EXPECT_EQ(r.result.err, c.err);
+        EXPECT_FALSE(testsupport::fileExists(dir.path() + "m.var"));
+        EXPECT_EQ(r.result.out.find("Generated:"), std::string::npos);
+    }
+}
+
+} // namespace

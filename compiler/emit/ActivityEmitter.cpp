@@ -114,11 +114,12 @@ void emitPlaceLocals(const EmitContext& c, Writer& w, const CheckedActivity& a,
 
 // One member function that returns a value fragment, with the markings it reads.
 void emitValueMethod(const EmitContext& c, Writer& w, const CheckedActivity& a,
-                     const std::string& signature, const CheckedFragment& f, const char* type) {
+                     const std::string& signature, const CheckedFragment& f, const char* type,
+                     const char* check = nullptr) {
     w << signature << " {\n";
     emitPlaceLocals(c, w, a, f.places, false);
     emitDefines(c, w, f.defines);
-    emitValue(w, f, type);
+    emitValue(w, f, type, check);
     w << "}\n\n";
 }
 
@@ -323,7 +324,10 @@ void emitActivityMethods(const EmitContext& c, Writer& w, const CheckedActivity&
     emitLifetime(w, a, q);
     emitEnabled(c, w, a, q);
     if (a.hasRate)
-        emitValueMethod(c, w, a, "double " + q + "Rate()", a.rate, "double");
+        emitValueMethod(c, w, a, "double " + q + "Rate()", a.rate, "double",
+                        a.kind == ActivityKind::Exponential || a.kind == ActivityKind::Erlang
+                            ? "gen_activity::checkedRate"
+                            : nullptr);
     if (a.hasWeight)
         emitValueMethod(c, w, a, "double " + q + "Weight()", a.weight, "double");
     if (a.hasRank)
@@ -331,7 +335,8 @@ void emitActivityMethods(const EmitContext& c, Writer& w, const CheckedActivity&
     if (a.kind == ActivityKind::Erlang)
         emitValueMethod(c, w, a, "double " + q + "ErlangParamM()", a.phases, "double");
     if (a.kind == ActivityKind::Deterministic)
-        emitValueMethod(c, w, a, "double " + q + "Delay()", a.delay, "double");
+        emitValueMethod(c, w, a, "double " + q + "Delay()", a.delay, "double",
+                        "gen_activity::checkedDelay");
     if (a.kind == ActivityKind::Sampled) {
         const SampledKind& k = sampledKind(a.sampled);
         const auto size = static_cast<int>(k.parameters.size());

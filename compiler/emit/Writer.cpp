@@ -63,15 +63,17 @@ void deletedCopy(Writer& w, const std::string& indent, const std::string& cls) {
     w << indent << cls << "& operator=(const " << cls << "&) = delete;\n";
 }
 
-void emitValue(Writer& w, const CheckedFragment& f, const char* type) {
+void emitValue(Writer& w, const CheckedFragment& f, const char* type, const char* check) {
+    const std::string open = check != nullptr ? std::string(check) + "(Name, " : "";
+    const char* close = check != nullptr ? ")" : "";
     if (f.code.block) {
-        w << "    return [&]() -> " << type << " {\n";
+        w << "    return " << open << "[&]() -> " << type << " {\n";
         w.fragment(f.code);
-        w << "    }();\n";
+        w << "    }()" << close << ";\n";
     } else {
-        w << "    return static_cast<" << type << ">(\n";
+        w << "    return " << open << "static_cast<" << type << ">(\n";
         w.fragment(f.code);
-        w << "    );\n";
+        w << "    )" << close << ";\n";
     }
 }
 

@@ -75,7 +75,9 @@ void openClass(Writer& w, const std::string& indent, const std::string& cls,
 void deletedCopy(Writer& w, const std::string& indent, const std::string& cls);
 
 // `return` of a value fragment converted to `type`: a block runs as a lambda.
-void emitValue(Writer& w, const CheckedFragment& f, const char* type);
+// check: a function that takes the activity's Name and the value and returns
+// the value (or ends the run), or null.
+void emitValue(Writer& w, const CheckedFragment& f, const char* type, const char* check = nullptr);
 
 // The named expressions `defines` (in their order, each after those it uses) as
 // local functions of the method being written, after its markings' locals.

@@ -22,6 +22,30 @@ public:
     int Rank() override;      // 1
 };
 
+namespace gen_activity {
+
+// Ends the run (status 1) with one line: activity's rate (or delay) is
+// negative, infinite or not a number. Dropped as a rate of 0 or less is, such a
+// rate would leave a chain without the transitions the model meant; such a
+// delay would be written as one; a simulation refuses both.
+[[noreturn]] void refuseValue(const char* activity, const char* what, double value);
+
+// The rate of a generated exponential or Erlang activity, as the model gives it.
+inline double checkedRate(const char* activity, double rate) {
+    if (!(rate >= 0.0) || rate > 1.7976931348623157e308)
+        refuseValue(activity, "rate", rate);
+    return rate;
+}
+
+// The delay of a generated deterministic activity, as the model gives it.
+inline double checkedDelay(const char* activity, double delay) {
+    if (!(delay >= 0.0) || delay > 1.7976931348623157e308)
+        refuseValue(activity, "delay", delay);
+    return delay;
+}
+
+} // namespace gen_activity
+
 // ExponentialActivity: a generated activity whose delay is exponential at Rate().
 class ExponentialActivity : public GeneratedActivity {
 public:

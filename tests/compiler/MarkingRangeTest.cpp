@@ -1,7 +1,9 @@
 // Firings that write markings, in a model compiled from
 // tests/compiler/models/markings.san: a copy of a marking keeps its value, and
 // a value that a marking (a short) cannot hold ends the run naming the
-// activity and the place, where it used to be stored wrapped around.
+// activity and the place, where it used to be stored wrapped around. A rate
+// that is negative or not a number ends it too, where the transition used to
+// be left out of the chain.
 
 #include "support/TestSupport.h"
 
@@ -38,8 +40,10 @@ TEST(MarkingRange, CopiesOfMarkingsKeepTheirValuesAsShortsDid) {
 // A counter climbing to 40,000 passes 32,767 (before, it went on at -32,768
 // with 65,536 states); an element bumped past the top or sunk past the bottom
 // of the range, by a plain activity and a family's member; an initial marking
-// out of range. Each run ends with status 1, one line, and no .var file.
-TEST(MarkingRange, AValueAMarkingCannotHoldEndsTheRunNamingActivityAndPlace) {
+// out of range; the rate up from count 1 at -1 (before, 4 states of a chain
+// that never leaves 1 upwards) and at 0 / 0. Each run ends with status 1, one
+// line, and no .var file.
+TEST(MarkingRange, AValueAMarkingCannotHoldOrABadRateEndsTheRunNamingIt) {
     struct Case {
         int experiment;
         const char* err;
@@ -53,6 +57,8 @@ TEST(MarkingRange, AValueAMarkingCannotHoldEndsTheRunNamingActivityAndPlace) {
             "the -32768 .. 32767 a marking holds\n"},
         {4, "place count: the initial marking 40000 is outside the -32768 .. 32767 a marking "
             "holds\n"},
+        {5, "activity up has the rate -1; a rate must be finite and not negative\n"},
+        {6, "activity up has the rate nan; a rate must be finite and not negative\n"},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.experiment);

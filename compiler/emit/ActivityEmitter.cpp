@@ -329,7 +329,8 @@ void emitActivityMethods(const EmitContext& c, Writer& w, const CheckedActivity&
                             ? "gen_activity::checkedRate"
                             : nullptr);
     if (a.hasWeight)
-        emitValueMethod(c, w, a, "double " + q + "Weight()", a.weight, "double");
+        emitValueMethod(c, w, a, "double " + q + "Weight()", a.weight, "double",
+                        "gen_activity::checkedWeight");
     if (a.hasRank)
         emitValueMethod(c, w, a, "int " + q + "Rank()", a.rank, "int");
     if (a.kind == ActivityKind::Erlang)

@@ -37,6 +37,14 @@ inline double checkedRate(const char* activity, double rate) {
     return rate;
 }
 
+// The weight of a generated activity, as the model gives it: a negative one
+// would make the shares of the others larger than 1.
+inline double checkedWeight(const char* activity, double weight) {
+    if (!(weight >= 0.0) || weight > 1.7976931348623157e308)
+        refuseValue(activity, "weight", weight);
+    return weight;
+}
+
 // The delay of a generated deterministic activity, as the model gives it.
 inline double checkedDelay(const char* activity, double delay) {
     if (!(delay >= 0.0) || delay > 1.7976931348623157e308)

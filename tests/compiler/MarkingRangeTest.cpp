@@ -41,8 +41,9 @@ TEST(MarkingRange, CopiesOfMarkingsKeepTheirValuesAsShortsDid) {
 // with 65,536 states); an element bumped past the top or sunk past the bottom
 // of the range, by a plain activity and a family's member; an initial marking
 // out of range; the rate up from count 1 at -1 (before, 4 states of a chain
-// that never leaves 1 upwards) and at 0 / 0. Each run ends with status 1, one
-// line, and no .var file.
+// that never leaves 1 upwards) and at 0 / 0; a weight of -1 beside one of 1
+// (a total weight of 0, which the generator divided by). Each run ends with
+// status 1, one line, and no .var file.
 TEST(MarkingRange, AValueAMarkingCannotHoldOrABadRateEndsTheRunNamingIt) {
     struct Case {
         int experiment;
@@ -59,6 +60,7 @@ TEST(MarkingRange, AValueAMarkingCannotHoldOrABadRateEndsTheRunNamingIt) {
             "holds\n"},
         {5, "activity up has the rate -1; a rate must be finite and not negative\n"},
         {6, "activity up has the rate nan; a rate must be finite and not negative\n"},
+        {7, "activity pick has the weight -1; a weight must be finite and not negative\n"},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.experiment);

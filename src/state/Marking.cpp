@@ -19,12 +19,13 @@ namespace {
 
 } // namespace
 
-void outOfRange(const char* activity, const char* place, int index, long long value) {
+void outOfRange(const char* activity, const char* place, int index, double value) {
     std::ostringstream text;
     text << "activity " << (activity != nullptr ? activity : "?")
          << ": the firing sets the marking of place " << place;
     if (index >= 0)
         text << "[" << index << "]";
+    text.precision(17);
     text << " to " << value << ",";
     refuse(text);
 }

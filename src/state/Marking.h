@@ -7,12 +7,14 @@
 // one line naming the activity, the place and the value (status 1).
 
 #include <climits>
+#include <cmath>
+#include <type_traits>
 
 namespace gen_marking {
 
 // Ends the run: activity's firing would set place (element index, or -1 for a
 // place that is not an array element) to value.
-[[noreturn]] void outOfRange(const char* activity, const char* place, int index, long long value);
+[[noreturn]] void outOfRange(const char* activity, const char* place, int index, double value);
 
 // Shared by the views below: the cell, its names, and the checked store.
 class MarkingCell {
@@ -22,10 +24,29 @@ public:
 
 protected:
     short get() const { return *cell_; }
-    short set(long long value) const {
-        if (value < SHRT_MIN || value > SHRT_MAX)
-            outOfRange(activity_, place_, index_, value);
-        *cell_ = static_cast<short>(value);
+    // Stores value as an assignment to a short converts it (a floating value
+    // truncated towards zero), when the result is the value so converted.
+    template <class T> short set(const T& value) const {
+        if constexpr (std::is_floating_point_v<T>) {
+            const double whole = std::trunc(static_cast<double>(value));
+            if (!(whole >= SHRT_MIN && whole <= SHRT_MAX))
+                outOfRange(activity_, place_, index_, static_cast<double>(value));
+            *cell_ = static_cast<short>(whole);
+        } else if constexpr (std::is_same_v<T, bool>) {
+            *cell_ = value ? 1 : 0;
+        } else if constexpr (std::is_integral_v<T> && std::is_unsigned_v<T>) {
+            const unsigned long long whole = value;
+            if (whole > static_cast<unsigned long long>(SHRT_MAX))
+                outOfRange(activity_, place_, index_, static_cast<double>(whole));
+            *cell_ = static_cast<short>(whole);
+        } else if constexpr (std::is_integral_v<T>) {
+            const long long whole = value;
+            if (whole < SHRT_MIN || whole > SHRT_MAX)
+                outOfRange(activity_, place_, index_, static_cast<double>(whole));
+            *cell_ = static_cast<short>(whole);
+        } else {
+            return set(static_cast<double>(value)); // a class that converts to a number
+        }
         return *cell_;
     }
     short* cell_;
@@ -35,8 +56,9 @@ protected:
 };
 
 // A place of the firing activity, named by a local: reads and writes go to the
-// marking. A copy (`auto before = place;`) holds the value at the time of the
-// copy, as a copy of a short did, and writes to it stay in it.
+// marking, each operator computing as it would on a short (p op= v is
+// p = p op v, converted). A copy (`auto before = place;`) holds the value at the
+// time of the copy, as a copy of a short did, and writes to it stay in it.
 class Marking : public MarkingCell {
 public:
     Marking(short* cell, const char* activity, const char* place)
@@ -45,38 +67,47 @@ public:
         : MarkingCell(&own_, other.activity_, other.place_, other.index_), own_(other.get()) {}
 
     operator short() const { return get(); }
-    Marking& operator=(const Marking& other) { return *this = static_cast<long long>(other.get()); }
-    Marking& operator=(long long value) {
+    Marking& operator=(const Marking& other) {
+        set(other.get());
+        return *this;
+    }
+    template <class T> Marking& operator=(const T& value) {
         set(value);
         return *this;
     }
-    Marking& operator++() { return *this = get() + 1LL; }
-    Marking& operator--() { return *this = get() - 1LL; }
+    Marking& operator++() { return *this = get() + 1; }
+    Marking& operator--() { return *this = get() - 1; }
     short operator++(int) {
         const short before = get();
-        set(before + 1LL);
+        set(before + 1);
         return before;
     }
     short operator--(int) {
         const short before = get();
-        set(before - 1LL);
+        set(before - 1);
         return before;
     }
-    Marking& operator+=(long long v) { return *this = get() + v; }
-    Marking& operator-=(long long v) { return *this = get() - v; }
-    Marking& operator*=(long long v) { return *this = get() * v; }
-    Marking& operator/=(long long v) { return *this = get() / v; }
-    Marking& operator%=(long long v) { return *this = get() % v; }
+    template <class T> Marking& operator+=(const T& v) { return *this = get() + v; }
+    template <class T> Marking& operator-=(const T& v) { return *this = get() - v; }
+    template <class T> Marking& operator*=(const T& v) { return *this = get() * v; }
+    template <class T> Marking& operator/=(const T& v) { return *this = get() / v; }
+    template <class T> Marking& operator%=(const T& v) { return *this = get() % v; }
+    template <class T> Marking& operator&=(const T& v) { return *this = get() & v; }
+    template <class T> Marking& operator|=(const T& v) { return *this = get() | v; }
+    template <class T> Marking& operator^=(const T& v) { return *this = get() ^ v; }
+    template <class T> Marking& operator<<=(const T& v) { return *this = get() << v; }
+    template <class T> Marking& operator>>=(const T& v) { return *this = get() >> v; }
 
 private:
     short own_ = 0;
 };
 
 // An element of an array of places, as a[k] gives it: an assignment or an
-// increment writes the marking. The view is read as the value it had when a[k]
-// was evaluated, so that `auto before = a[k];` keeps that value as a short
-// did; such a named copy cannot be written (`before = 3` does not compile), and
-// nor can a reference to the marking be taken.
+// increment writes the marking, computing as on a short. The view is read as
+// the value it had when a[k] was evaluated, so that `auto before = a[k];`
+// keeps that value as a short did; such a named copy cannot be written
+// (`before = 3` does not compile), and nor can a reference to the marking be
+// taken.
 class ElementMarking : public MarkingCell {
 public:
     ElementMarking(short* cell, const char* activity, const char* place, int index)
@@ -84,25 +115,30 @@ public:
     ElementMarking(const ElementMarking&) = delete;
 
     operator short() const { return value_; }
-    short operator=(long long value) && { return set(value); }
     short operator=(const ElementMarking& other) && { return set(other.value_); }
-    short operator++() && { return set(get() + 1LL); }
-    short operator--() && { return set(get() - 1LL); }
+    template <class T> short operator=(const T& value) && { return set(value); }
+    short operator++() && { return set(get() + 1); }
+    short operator--() && { return set(get() - 1); }
     short operator++(int) && {
         const short before = get();
-        set(before + 1LL);
+        set(before + 1);
         return before;
     }
     short operator--(int) && {
         const short before = get();
-        set(before - 1LL);
+        set(before - 1);
         return before;
     }
-    short operator+=(long long v) && { return set(get() + v); }
-    short operator-=(long long v) && { return set(get() - v); }
-    short operator*=(long long v) && { return set(get() * v); }
-    short operator/=(long long v) && { return set(get() / v); }
-    short operator%=(long long v) && { return set(get() % v); }
+    template <class T> short operator+=(const T& v) && { return set(get() + v); }
+    template <class T> short operator-=(const T& v) && { return set(get() - v); }
+    template <class T> short operator*=(const T& v) && { return set(get() * v); }
+    template <class T> short operator/=(const T& v) && { return set(get() / v); }
+    template <class T> short operator%=(const T& v) && { return set(get() % v); }
+    template <class T> short operator&=(const T& v) && { return set(get() & v); }
+    template <class T> short operator|=(const T& v) && { return set(get() | v); }
+    template <class T> short operator^=(const T& v) && { return set(get() ^ v); }
+    template <class T> short operator<<=(const T& v) && { return set(get() << v); }
+    template <class T> short operator>>=(const T& v) && { return set(get() >> v); }
 
 private:
     short value_;

@@ -21,11 +21,14 @@ const char* const markings = "tests/gen-lang_markings";
 
 // Experiment 0 counts to 3 and back to 0; each step up sets last[0] to the
 // count before it and prev to last[0] before that, through `auto` copies taken
-// before the writes. As (count, last[0], prev), breadth-first: 1 = (0,0,0),
-// 2 = (1,0,0), 3 = (2,1,0), 4 = (3,2,1), reset to 5 = (0,2,1), then 6 =
-// (1,0,2), whose step up leads back to 3. Copies that followed the markings
-// would make last[0] the new count, or prev the new last[0].
-TEST(MarkingRange, CopiesOfMarkingsKeepTheirValuesAsShortsDid) {
+// before the writes; the reset halves last[0] (2 * 0.5 = 1) and takes 0.5 from
+// prev (1 - 0.5 = 0.5, truncated to 0). As (count, last[0], prev),
+// breadth-first: 1 = (0,0,0), 2 = (1,0,0), 3 = (2,1,0), 4 = (3,2,1), reset to
+// 5 = (0,1,0), then 6 = (1,0,1), whose step up leads back to 3. Copies that
+// followed the markings would make last[0] the new count, or prev the new
+// last[0]; operators that truncated their operand first (0.5 to 0) would make
+// state 5 (0,0,1).
+TEST(MarkingRange, CopiesAndOperatorsOfMarkingsActAsOnShorts) {
     TempDir dir;
     auto r = runModel(markings, dir, "m", 0);
     ASSERT_EQ(r.result.status, 0) << r.result.err;
@@ -35,6 +38,11 @@ TEST(MarkingRange, CopiesOfMarkingsKeepTheirValuesAsShortsDid) {
             joinLines({"1", "2", "1.0000000000e+00", "0", "2", "3", "1.0000000000e+00", "0",
                        "3", "4", "1.0000000000e+00", "0", "4", "5", "2.0000000000e+00", "0",
                        "5", "6", "1.0000000000e+00", "0", "6", "3", "1.0000000000e+00", "0"}));
+    // Per state: count, last[0] and prev, each as impulse 0 and rate.
+    EXPECT_EQ(r.var, joinLines({"c", "l", "p", "1", "0", "0", "0", "0", "0", "0", "2", "0",
+                                "1", "0", "0", "0", "0", "3", "0", "2", "0", "1", "0", "0",
+                                "4", "0", "3", "0", "2", "0", "1", "5", "0", "0", "0", "1",
+                                "0", "0", "6", "0", "1", "0", "0", "0", "1"}));
 }
 
 // A counter climbing to 40,000 passes 32,767 (before, it went on at -32,768

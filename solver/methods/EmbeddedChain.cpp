@@ -313,11 +313,7 @@ double fundamentalNorm(const std::vector<double>& p, const std::vector<double>& 
             }
         b[std::size_t{i} * k + i] = out + x[i];
     }
-    // B = L U with rows exchanged as recorded; the rows of B^-1 solve
-    // y B = e_i, that is B^T y^T = e_i.
-    std::vector<std::uint32_t> row(k);
-    for (std::uint32_t i = 0; i < k; ++i)
-        row[i] = i;
+    // R B = L U, R the rows' exchanges.
     for (std::uint32_t c = 0; c < k; ++c) {
         std::uint32_t best = c;
         for (std::uint32_t r = c + 1; r < k; ++r)
@@ -328,7 +324,6 @@ double fundamentalNorm(const std::vector<double>& p, const std::vector<double>& 
         if (best != c) {
             std::swap_ranges(b.begin() + std::size_t{c} * k, b.begin() + std::size_t{c + 1} * k,
                              b.begin() + std::size_t{best} * k);
-            std::swap(row[c], row[best]);
         }
         const double pivot = b[std::size_t{c} * k + c];
         for (std::uint32_t r = c + 1; r < k; ++r) {
@@ -339,8 +334,8 @@ double fundamentalNorm(const std::vector<double>& p, const std::vector<double>& 
                     b[std::size_t{r} * k + j] -= f * b[std::size_t{c} * k + j];
         }
     }
-    // B^-1 = U^-1 L^-1 R, R the exchange: column by column of (L U)^-1, then
-    // the row sums of |B^-1| gathered per column's place.
+    // B^-1 = (L U)^-1 R has the columns of (L U)^-1 in another order, and so
+    // the same row sums: they are summed column by column of (L U)^-1.
     std::vector<double> rowSum(k, 0.0), col(k);
     for (std::uint32_t e = 0; e < k; ++e) {
         std::fill(col.begin(), col.end(), 0.0);
@@ -357,7 +352,6 @@ double fundamentalNorm(const std::vector<double>& p, const std::vector<double>& 
                 v -= b[std::size_t{r} * k + j] * col[j];
             col[r] = v / b[std::size_t{r} * k + r];
         }
-        // col is column e of (L U)^-1, column row[e] of B^-1.
         for (std::uint32_t r = 0; r < k; ++r)
             rowSum[r] += std::fabs(col[r]);
     }
@@ -367,30 +361,94 @@ double fundamentalNorm(const std::vector<double>& p, const std::vector<double>& 
     return std::isfinite(largestSum) ? largestSum : std::numeric_limits<double>::infinity();
 }
 
-// The regeneration distribution over the class cls by forming the embedded
-// chain (a product from each state of the class) and solving it directly;
-// returns the estimate of the fractions' error in the units of
+// The states of the closed class of the chain p (k x k, row-major) that state
+// v reaches. While some state that v reaches cannot reach v back, v moves to
+// it: the states reached shrink each time, and end as a closed class.
+std::vector<std::uint32_t> closedClassReached(const std::vector<double>& p, std::uint32_t k,
+                                              std::uint32_t v) {
+    std::vector<char> ahead(k), back(k);
+    std::vector<std::uint32_t> stack;
+    auto reach = [&](std::vector<char>& seen, bool forward) {
+        std::fill(seen.begin(), seen.end(), 0);
+        seen[v] = 1;
+        stack.assign(1, v);
+        while (!stack.empty()) {
+            const std::uint32_t i = stack.back();
+            stack.pop_back();
+            for (std::uint32_t j = 0; j < k; ++j) {
+                const double a = forward ? p[std::size_t{i} * k + j] : p[std::size_t{j} * k + i];
+                if (a != 0.0 && !seen[j]) {
+                    seen[j] = 1;
+                    stack.push_back(j);
+                }
+            }
+        }
+    };
+    for (;;) {
+        reach(ahead, true);
+        reach(back, false);
+        std::uint32_t next = k;
+        for (std::uint32_t j = 0; j < k && next == k; ++j)
+            if (ahead[j] && !back[j])
+                next = j;
+        if (next == k)
+            break;
+        v = next;
+    }
+    std::vector<std::uint32_t> members;
+    for (std::uint32_t j = 0; j < k; ++j)
+        if (ahead[j])
+            members.push_back(j);
+    return members;
+}
+
+// The regeneration distribution over the class cls, into nu, by forming the
+// embedded chain (a product from each state of the class) and solving it
+// directly; iterate is the power iterations' last distribution. Returns the
+// estimate of the fractions' error in the units of
 // RegenerativeLimit::errorEstimate (firing rates weighed by the shortest
-// delay), or infinity where the chain is too ill-conditioned to say.
+// delay), or infinity (or not a number) where the chain is too
+// ill-conditioned to say.
 double solveDirectly(const RegenerativeModel& m, EmbeddedChain& chain,
-                     const std::vector<std::uint32_t>& cls, std::vector<double>& nu) {
-    const auto k = static_cast<std::uint32_t>(cls.size());
+                     const std::vector<std::uint32_t>& cls, const std::vector<double>& iterate,
+                     std::vector<double>& nu) {
+    const auto all = static_cast<std::uint32_t>(cls.size());
     const std::uint32_t n = m.states();
     std::vector<std::uint32_t> local(n, UINT32_MAX);
-    for (std::uint32_t l = 0; l < k; ++l)
+    for (std::uint32_t l = 0; l < all; ++l)
         local[cls[l]] = l;
-    std::vector<double> p(std::size_t{k} * k, 0.0), hold(k), fired(k);
+    std::vector<double> formed(std::size_t{all} * all, 0.0), holdAll(all), firedAll(all);
     std::vector<double> unit(n, 0.0);
     EmbeddedStep step;
-    for (std::uint32_t l = 0; l < k; ++l) {
+    for (std::uint32_t l = 0; l < all; ++l) {
         unit[cls[l]] = 1.0;
         chain.apply(unit, step);
         unit[cls[l]] = 0.0;
         for (std::uint32_t j = 0; j < n; ++j)
             if (step.next[j] != 0.0 && local[j] != UINT32_MAX && local[j] != l)
-                p[std::size_t{l} * k + local[j]] = step.next[j];
-        hold[l] = sum(step.sojourn);
-        fired[l] = sum(step.fired);
+                formed[std::size_t{l} * all + local[j]] = step.next[j];
+        holdAll[l] = sum(step.sojourn);
+        firedAll[l] = sum(step.fired);
+    }
+    // A state of the class that the process only enters while a clock runs is
+    // no regeneration point: the embedded chain never enters it, and its
+    // closed class is the rest. It is solved alone; the others keep 0.
+    std::vector<std::uint32_t> members = closedClassReached(formed, all, 0);
+    const auto k = static_cast<std::uint32_t>(members.size());
+    // The elimination keeps the first state to the end and folds the others
+    // into it, the last first: the iterate's most likely states come first,
+    // so that what folds into the kept state is not a flow too small for a
+    // double (a state entered with probability 1e-322 kept to the end made
+    // the folded flows 0 / 0).
+    std::stable_sort(members.begin(), members.end(), [&](std::uint32_t a, std::uint32_t b) {
+        return iterate[cls[a]] > iterate[cls[b]];
+    });
+    std::vector<double> p(std::size_t{k} * k), hold(k), fired(k);
+    for (std::uint32_t a = 0; a < k; ++a) {
+        for (std::uint32_t b = 0; b < k; ++b)
+            p[std::size_t{a} * k + b] = formed[std::size_t{members[a]} * all + members[b]];
+        hold[a] = holdAll[members[a]];
+        fired[a] = firedAll[members[a]];
     }
     const std::vector<double> x = stationaryWithoutSubtraction(p, k);
     // The residual x (I - P), in twice the precision.
@@ -438,7 +496,7 @@ double solveDirectly(const RegenerativeModel& m, EmbeddedChain& chain,
     const double products = (2.0 * chain.occupancyBound() + shortest * chain.expiryBound()) / cycle;
     nu.assign(n, 0.0);
     for (std::uint32_t l = 0; l < k; ++l)
-        nu[cls[l]] = x[l];
+        nu[cls[members[l]]] = x[l];
     // Twice the sum: the conditioning is that of the rows as formed.
     const double estimate = 2.0 * (2.0 * relative + gain * moved + products);
     return std::isfinite(estimate) ? estimate : std::numeric_limits<double>::infinity();
@@ -543,7 +601,7 @@ RegenerativeLimit solveRegenerativeLimit(const RegenerativeModel& m, double tole
     }
     if (!limit.converged && cls.size() <= kDirectRegenerationLimit) {
         std::vector<double> direct;
-        const double estimate = solveDirectly(m, chain, cls, direct);
+        const double estimate = solveDirectly(m, chain, cls, nu, direct);
         // The direct solution is an answer with its estimate, whatever the
         // estimate's size, unless the chain is too ill-conditioned for one.
         if (estimate < 0.5) {

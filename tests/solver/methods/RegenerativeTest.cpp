@@ -278,6 +278,83 @@ TEST(RegenerativeLimit, EmbeddedChainsThePowerIterationsCannotSettleAreSolvedDir
     EXPECT_LE(error, early.errorEstimate);
 }
 
+// Two classes that the direct solution met only once the power iterations were
+// cut short (20 sweeps allowed), with fractions of time in 50-digit
+// arithmetic as above:
+// - six states under one clock of delay 7, where states 1 and 5 are entered
+//   only while the clock runs: no regeneration point, never entered by the
+//   embedded chain, whose elimination divided 0 by 0 over them;
+// - nine states under three clocks, where states 0 and 1 hold 5e-137 of the
+//   time: their flows into the state the elimination kept to the end fell
+//   below the range of a double, and it divided 0 by 0 again.
+TEST(RegenerativeLimit, DirectSolutionsSkipStatesNoRegenerationEntersAndFoldTinyFlowsFirst) {
+    constexpr auto none = RegenerativeModel::kNoDelay;
+    Process entered;
+    entered.states = 6;
+    entered.delays = {7.0};
+    entered.group = {0, 0, none, none, 0, 0};
+    entered.arcs = {{1, 3, 3.8015273883e-01, false},
+                    {2, 3, 3.0630742079e+00, false},
+                    {2, 4, 1.8986579902e+00, false},
+                    {3, 4, 1.4509459421e-01, false},
+                    {4, 3, 1.4229441952e+00, false},
+                    {5, 0, 1.9249300267e-01, false},
+                    {0, 1, 0.875, true},
+                    {0, 3, 0.125, true},
+                    {1, 2, 1.0, true},
+                    {4, 2, 0.125, true},
+                    {4, 5, 0.875, true},
+                    {5, 2, 1.0, true}};
+    const std::vector<double> enteredExact = {
+        0.000017165760050838871984, 8.6202151829021466627e-6, 4.9123513685630219986e-7,
+        0.90742801407192451619,     0.092524791149143194753,  0.000020917568561691734218};
+    Process tiny;
+    tiny.states = 9;
+    tiny.delays = {2.0, 7.0, 7.0};
+    tiny.group = {2, none, none, 2, 0, 0, none, 2, 1};
+    tiny.arcs = {{0, 1, 6.7123010588e-01, false},
+                 {0, 4, 1.6749552487e-03, false},
+                 {1, 2, 4.6026767508e-01, false},
+                 {1, 4, 1.9162640560e-02, false},
+                 {2, 3, 6.8348967166e-01, false},
+                 {3, 8, 6.0167727833e-01, false},
+                 {5, 2, 4.5124762893e+02, false},
+                 {6, 2, 1.7352824845e+00, false},
+                 {6, 4, 1.6349694720e-01, false},
+                 {6, 7, 8.4826989988e+00, false},
+                 {7, 8, 4.4609032817e+01, false},
+                 {8, 4, 2.0882132099e+02, false},
+                 {0, 0, 0.375, true},
+                 {0, 6, 0.375, true},
+                 {0, 8, 0.25, true},
+                 {3, 4, 1.0, true},
+                 {4, 5, 0.125, true},
+                 {4, 6, 0.125, true},
+                 {4, 7, 0.75, true},
+                 {5, 6, 1.0, true},
+                 {7, 0, 0.375, true},
+                 {7, 3, 0.375, true},
+                 {7, 4, 0.25, true},
+                 {8, 0, 1.0, true}};
+    const std::vector<double> tinyExact = {
+        4.6130512833174738883e-137, 6.4585379779282282883e-137, 0.085775397320074246973,
+        0.095994517575754058926,    0.80368774252558057433,     0.00011131467665980979847,
+        0.0048384711526515736621,   0.0076761627909340849971,   0.0019163939583456513113};
+    for (const auto& [process, exact] :
+         {std::pair{entered, enteredExact}, std::pair{tiny, tinyExact}}) {
+        SCOPED_TRACE(process.states);
+        const RegenerativeLimit l = solveRegenerativeLimit(
+            modelOf(process, {std::vector<double>(process.states, 0.0)}), 1e-12, 20, 100000000);
+        EXPECT_TRUE(l.converged);
+        EXPECT_TRUE(l.direct);
+        double error = 0.0;
+        for (std::uint32_t k = 0; k < process.states; ++k)
+            error += std::fabs(l.time[k] - exact[k]);
+        EXPECT_LE(error, l.errorEstimate);
+        EXPECT_LE(l.errorEstimate, 1e-8);
+    }
+}
+
 TEST(RegenerativeLimit, RefusesSeveralClosedClasses) {
     Process p;
     p.states = 3;

@@ -440,8 +440,13 @@ double solveDirectly(const RegenerativeModel& m, EmbeddedChain& chain,
     // so that what folds into the kept state is not a flow too small for a
     // double (a state entered with probability 1e-322 kept to the end made
     // the folded flows 0 / 0).
-    std::stable_sort(members.begin(), members.end(), [&](std::uint32_t a, std::uint32_t b) {
-        return iterate[cls[a]] > iterate[cls[b]];
+    auto likelihood = [&](std::uint32_t a) {
+        const double v = iterate[cls[a]];
+        return std::isnan(v) ? -1.0 : v; // an order even where the iterate is not a number
+    };
+    std::sort(members.begin(), members.end(), [&](std::uint32_t a, std::uint32_t b) {
+        const double x = likelihood(a), y = likelihood(b);
+        return x != y ? x > y : a < b;
     });
     std::vector<double> p(std::size_t{k} * k), hold(k), fired(k);
     for (std::uint32_t a = 0; a < k; ++a) {

@@ -326,18 +326,16 @@ void emitActivityMethods(const EmitContext& c, Writer& w, const CheckedActivity&
     if (a.hasRate)
         emitValueMethod(c, w, a, "double " + q + "Rate()", a.rate, "double",
                         a.kind == ActivityKind::Exponential || a.kind == ActivityKind::Erlang
-                            ? "gen_activity::checkedRate"
+                            ? "rate"
                             : nullptr);
     if (a.hasWeight)
-        emitValueMethod(c, w, a, "double " + q + "Weight()", a.weight, "double",
-                        "gen_activity::checkedWeight");
+        emitValueMethod(c, w, a, "double " + q + "Weight()", a.weight, "double", "weight");
     if (a.hasRank)
         emitValueMethod(c, w, a, "int " + q + "Rank()", a.rank, "int");
     if (a.kind == ActivityKind::Erlang)
         emitValueMethod(c, w, a, "double " + q + "ErlangParamM()", a.phases, "double");
     if (a.kind == ActivityKind::Deterministic)
-        emitValueMethod(c, w, a, "double " + q + "Delay()", a.delay, "double",
-                        "gen_activity::checkedDelay");
+        emitValueMethod(c, w, a, "double " + q + "Delay()", a.delay, "double", "delay");
     if (a.kind == ActivityKind::Sampled) {
         const SampledKind& k = sampledKind(a.sampled);
         const auto size = static_cast<int>(k.parameters.size());

@@ -64,7 +64,8 @@ void deletedCopy(Writer& w, const std::string& indent, const std::string& cls) {
 }
 
 void emitValue(Writer& w, const CheckedFragment& f, const char* type, const char* check) {
-    const std::string open = check != nullptr ? std::string(check) + "(Name, " : "";
+    const std::string open =
+        check != nullptr ? "gen_activity::checked(Name, " + quoted(check) + ", " : "";
     const char* close = check != nullptr ? ")" : "";
     if (f.code.block) {
         w << "    return " << open << "[&]() -> " << type << " {\n";

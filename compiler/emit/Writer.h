@@ -75,8 +75,8 @@ void openClass(Writer& w, const std::string& indent, const std::string& cls,
 void deletedCopy(Writer& w, const std::string& indent, const std::string& cls);
 
 // `return` of a value fragment converted to `type`: a block runs as a lambda.
-// check: a function that takes the activity's Name and the value and returns
-// the value (or ends the run), or null.
+// check: null, or what the value is ("rate", "weight", "delay"), which
+// gen_activity::checked then refuses when negative or not a number.
 void emitValue(Writer& w, const CheckedFragment& f, const char* type, const char* check = nullptr);
 
 // The named expressions `defines` (in their order, each after those it uses) as

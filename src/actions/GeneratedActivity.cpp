@@ -1,23 +1,21 @@
 #include "actions/GeneratedActivity.h"
 
+#include "base/Errors.h"
+
 #include <cmath>
-#include <cstdlib>
-#include <iostream>
 #include <sstream>
 #include <stdexcept>
 #include <string>
 
 void gen_activity::refuseValue(const char* activity, const char* what, double value) {
-    // One write of the whole line: the simulator's worker processes may report at once.
     std::ostringstream text;
     text << "activity " << (activity != nullptr ? activity : "?") << " has the " << what << " ";
     if (std::isnan(value))
         text << "nan"; // whatever its sign bit
     else
         text << value;
-    text << "; a " << what << " must be finite and not negative\n";
-    std::cerr << text.str() << std::flush;
-    std::exit(1);
+    text << "; a " << what << " must be finite and not negative";
+    endRunWith(text.str());
 }
 
 GeneratedActivity::GeneratedActivity() = default;

@@ -24,32 +24,19 @@ public:
 
 namespace gen_activity {
 
-// Ends the run (status 1) with one line: activity's rate (or delay) is
-// negative, infinite or not a number. Dropped as a rate of 0 or less is, such a
-// rate would leave a chain without the transitions the model meant; such a
-// delay would be written as one; a simulation refuses both.
+// Ends the run (status 1) with one line: activity's `what` is negative,
+// infinite or not a number.
 [[noreturn]] void refuseValue(const char* activity, const char* what, double value);
 
-// The rate of a generated exponential or Erlang activity, as the model gives it.
-inline double checkedRate(const char* activity, double rate) {
-    if (!(rate >= 0.0) || rate > 1.7976931348623157e308)
-        refuseValue(activity, "rate", rate);
-    return rate;
-}
-
-// The weight of a generated activity, as the model gives it: a negative one
-// would make the shares of the others larger than 1.
-inline double checkedWeight(const char* activity, double weight) {
-    if (!(weight >= 0.0) || weight > 1.7976931348623157e308)
-        refuseValue(activity, "weight", weight);
-    return weight;
-}
-
-// The delay of a generated deterministic activity, as the model gives it.
-inline double checkedDelay(const char* activity, double delay) {
-    if (!(delay >= 0.0) || delay > 1.7976931348623157e308)
-        refuseValue(activity, "delay", delay);
-    return delay;
+// A generated activity's rate, weight or delay (`what`), as the model gives it.
+// Dropped as a rate of 0 or less is, a negative rate would leave a chain
+// without the transitions the model meant; a negative weight would make the
+// others' shares exceed 1; such a delay would be written as one; a simulation
+// refuses them all.
+inline double checked(const char* activity, const char* what, double value) {
+    if (!(value >= 0.0) || value > 1.7976931348623157e308)
+        refuseValue(activity, what, value);
+    return value;
 }
 
 } // namespace gen_activity

@@ -27,6 +27,11 @@ void MemoryAllocationError() {
     std::exit(1);
 }
 
+void endRunWith(const std::string& text) {
+    std::cerr << text + "\n" << std::flush;
+    std::exit(1);
+}
+
 void MemoryError() { line("Memory Error"); }
 
 void ErrorEmptyParameter(const char* name) {

@@ -1,7 +1,9 @@
 #pragma once
 // Error reports of the model framework. Each writes a fixed message to standard
-// error; only MemoryAllocationError ends the process (status 1), and
+// error; only MemoryAllocationError and endRunWith end the process (status 1), and
 // InvalidStructType does not return normally either.
+
+#include <string>
 
 [[noreturn]] void MemoryAllocationError();
 void MemoryError();
@@ -19,6 +21,11 @@ namespace SyncError {
 void WrongDistributionType();
 void NoAction();
 } // namespace SyncError
+
+// Writes line and a newline to standard error in one piece (the simulator's
+// worker processes may report at once) and ends the run with status 1; the
+// exit handlers remove the run's unfinished result files.
+[[noreturn]] void endRunWith(const std::string& line);
 
 // Copies a NUL-terminated text into a new array-new buffer; reports through
 // MemoryAllocationError when the copy cannot be allocated.

@@ -1,20 +1,17 @@
 #include "state/Marking.h"
 
+#include "base/Errors.h"
+
 #include <cmath>
-#include <cstdlib>
-#include <iostream>
 #include <sstream>
 
 namespace gen_marking {
 
 namespace {
 
-// One write of the whole line: the simulator's worker processes may report at once.
 [[noreturn]] void refuse(const std::ostringstream& text) {
-    std::cerr << text.str() + " outside the " + std::to_string(SHRT_MIN) + " .. " +
-                     std::to_string(SHRT_MAX) + " a marking holds\n"
-              << std::flush;
-    std::exit(1);
+    endRunWith(text.str() + " outside the " + std::to_string(SHRT_MIN) + " .. " +
+               std::to_string(SHRT_MAX) + " a marking holds");
 }
 
 } // namespace

@@ -51,6 +51,7 @@ void appendAbsorptionResults(const Absorption& a, const Model& model,
                 : "every state reachable from state 1 reaches an absorbing state",
             a.outcome == Absorption::Outcome::NotCertain ? a.refinements : 0);
     probability.longRun = true;
+    refuseUnlessFinite(probability);
     if (a.outcome == Absorption::Outcome::Unreachable)
         probability.method = "no absorbing state reachable from state 1";
     solution.results.push_back(probability);
@@ -75,6 +76,9 @@ void appendAbsorptionResults(const Absorption& a, const Model& model,
     Result time = row("time to absorption", RewardType::IntervalOfTime, mean, bound + margins.time,
                       method, a.refinements);
     time.untilAbsorption = true;
+    // A mean time beyond a double's range (a million-state chain whose
+    // absorption takes some 1e800 hours) leaves no number to print.
+    refuseUnlessFinite(time);
     solution.results.push_back(time);
     every = every || model.untilAbsorption.empty();
     for (std::size_t p = 0; p < model.variables.size(); ++p) {
@@ -84,6 +88,7 @@ void appendAbsorptionResults(const Absorption& a, const Model& model,
         Result r = row(model.variables[p].name, RewardType::IntervalOfTime, value,
                        bound + margins.variable[p], method, a.refinements);
         r.untilAbsorption = true;
+        refuseUnlessFinite(r);
         solution.results.push_back(r);
     }
 }

@@ -121,7 +121,9 @@ void refuseUnlessFinite(const Result& r) {
     std::ostringstream msg;
     msg << "variable " << r.variable << ": its " << (longRun ? "long-run " : "")
         << (std::isfinite(r.value) ? "error bound" : "value");
-    if (!longRun)
+    if (r.untilAbsorption)
+        msg << " until absorption";
+    else if (!longRun)
         msg << " at time " << r.stop;
     msg << " is not finite (the chain's rates or rewards span beyond the range of a double); no "
            "value is printed";

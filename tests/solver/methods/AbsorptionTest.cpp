@@ -351,6 +351,26 @@ TEST(Absorption, RandomChainsMatchADenseSolveWithinTheirBounds) {
     }
 }
 
+TEST(Absorption, AMeanTimeBeyondTheRangeOfADoubleIsRefusedNamingTheRow) {
+    // Units fail one at a time at rate 1 and are repaired at 1e12; the 30th
+    // failure absorbs. The mean time is some 1e348 hours: no double holds it,
+    // and the solve stops rather than print infinity or NaN.
+    std::vector<Chain::Arc> arcs;
+    for (std::uint32_t k = 1; k <= 30; ++k) {
+        arcs.push_back({k, k + 1, 1.0});
+        if (k > 1)
+            arcs.push_back({k, k - 1, 1e12});
+    }
+    try {
+        solveAbsorption(chainOf(31, arcs));
+        ADD_FAILURE() << "no refusal";
+    } catch (const gensolver::SolveError& e) {
+        EXPECT_STREQ(e.what(), "variable time to absorption: its value until absorption is not "
+                               "finite (the chain's rates or rewards span beyond the range of a "
+                               "double); no value is printed");
+    }
+}
+
 TEST(Absorption, UncertainOrImpossibleAbsorptionIsRefusedWithItsProbability) {
     // 1 <-> 2 -> 5 (absorbing), 1 -> 3 <-> 4 (a closed class). From 1 the chain
     // moves to 2 w.p. a/(a+b); from 2 it is absorbed w.p. f/(e+f), else back to 1:

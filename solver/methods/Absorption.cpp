@@ -199,23 +199,20 @@ std::string Absorption::method() const {
 }
 
 Absorption solveAbsorption(const RateMatrix& m) {
-    return solveAbsorption(m, {}, {}, false, AbsorptionBound::Times);
+    return solveAbsorption(m, {}, {}, true, AbsorptionBound::Times);
 }
 
 Absorption solveAbsorption(const RateMatrix& m, const std::vector<char>& absorbing,
-                           EliminationBudget budget, bool minimumDegree, AbsorptionBound boundFor) {
+                           EliminationBudget budget, bool reorder, AbsorptionBound boundFor) {
     const std::uint32_t n = m.states();
     Sets s = findSets(m, absorbing);
-    if (minimumDegree) {
-        const std::vector<std::uint32_t> order = minimumDegreeOrder(m, kMinimumDegreeBudget);
-        if (!order.empty()) {
-            std::size_t k = 0;
-            for (const std::uint32_t j : order)
-                if (s.local[j] != kOutside) {
-                    s.states[k] = j;
-                    s.local[j] = static_cast<std::uint32_t>(k++);
-                }
-        }
+    if (reorder) {
+        std::size_t k = 0;
+        for (const std::uint32_t j : fillReducingOrder(m, budget))
+            if (s.local[j] != kOutside) {
+                s.states[k] = j;
+                s.local[j] = static_cast<std::uint32_t>(k++);
+            }
     }
     Absorption a;
     a.time.assign(n, 0.0);

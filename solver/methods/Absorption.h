@@ -52,7 +52,7 @@ public:
 
 private:
     friend Absorption solveAbsorption(const RateMatrix& m, const std::vector<char>& absorbing,
-                                      EliminationBudget budget, bool minimumDegree,
+                                      EliminationBudget budget, bool reorder,
                                       AbsorptionBound boundFor);
     // Per chain state i in T: the bound |r_i| on the residual of x times an upper
     // bound of the mean time to absorption from i, or the bound on |x_i - x*_i|
@@ -69,12 +69,12 @@ Absorption solveAbsorption(const RateMatrix& m);
 // reaching any of them, as where the rates out of them were removed. The marked
 // states must be a union of closed classes (nothing else is reached through
 // them). Throws EliminationOverBudget where the elimination exceeds budget. With
-// minimumDegree, the states are eliminated in minimum-degree order where it can
-// be had within its own budget (less fill), else in state order. With boundFor
+// reorder, the states are eliminated in fillReducingOrder (EliminationOrder.h),
+// else in state order. With boundFor
 // Probabilities, the mean times are not solved for (longestMean stays 0), and
 // the bound of the probabilities (eachBound) picks the solution given, the
 // times' weights then not bounding accumulated values.
 Absorption solveAbsorption(const RateMatrix& m, const std::vector<char>& absorbing,
-                           EliminationBudget budget, bool minimumDegree, AbsorptionBound boundFor);
+                           EliminationBudget budget, bool reorder, AbsorptionBound boundFor);
 
 } // namespace gensolver

@@ -94,15 +94,10 @@ ExtrapolationSolver::ExtrapolationSolver(const RateMatrix& m,
         augmented_.source.push_back(i);
         augmented_.rate.push_back(0.0);
     }
-    // Eliminated in minimum-degree order: on the stiff model's 5,200 states the
-    // generator's breadth-first order fills the factors to 700,754 entries, this
-    // order to 287,974, and every sub-step's solve runs over all of them.
-    states_ = minimumDegreeOrder(m, kMinimumDegreeBudget);
-    if (states_.empty()) {
-        states_.resize(n);
-        for (std::uint32_t i = 0; i < n; ++i)
-            states_[i] = i;
-    }
+    // Eliminated in a fill-reducing order: on the stiff model's 5,200 states the
+    // generator's breadth-first order fills the factors to 700,754 entries,
+    // minimum degree to 287,974, and every sub-step's solve runs over all of them.
+    states_ = fillReducingOrder(m);
     local_.resize(std::size_t{n} + 1, UINT32_MAX);
     for (std::uint32_t k = 0; k < n; ++k)
         local_[states_[k]] = k;

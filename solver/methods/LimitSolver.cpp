@@ -338,13 +338,24 @@ double classResidual(const RateMatrix& m, const Components& comps, std::uint32_t
 }
 
 // What such an elimination may cost: some seconds and some hundreds of
-// megabytes. In state order, the elimination of the times before failing on a
-// stiff model of a million states ran for more than ten minutes.
-EliminationBudget tryBudget() {
+// megabytes. A closed class's is tried before the sweeps where BiCGSTAB left no
+// answer, which on polling N = 16 solve the class in 2 s: its budget is the
+// smaller. The times before a class are eliminated only once the iterations
+// have missed: on the stiff model at N = 200 (80,800 states) they take 0.5e9 to
+// 1e9 folds and 2e9 to 4e9 scans in nested dissection order, 2.5 s, after 27 s
+// of sweeps; at N = 706 (a million states) 200 s, beyond the budget.
+EliminationBudget classBudget() {
     EliminationBudget budget;
     budget.folds = std::uint64_t{1} << 27;
     budget.fill = std::uint64_t{1} << 25;
     budget.scans = std::uint64_t{1} << 30;
+    return budget;
+}
+
+EliminationBudget transientBudget() {
+    EliminationBudget budget = classBudget();
+    budget.folds = std::uint64_t{1} << 31;
+    budget.scans = std::uint64_t{1} << 33;
     return budget;
 }
 
@@ -368,23 +379,18 @@ bool eliminateClass(const RateMatrix& m, const Components& comps, std::uint32_t 
         if (x[members[k]] > x[r])
             r = members[k];
     try {
-        // In minimum-degree order where it can be had: on a nearly decomposable
-        // class of 50,000 states in blocks of 50 the state order's fill
-        // exceeded the budget.
+        // In a fill-reducing order: on a nearly decomposable class of 50,000
+        // states in blocks of 50 the state order's fill exceeded the budget.
         std::vector<std::uint32_t> states;
         states.reserve(size - 1);
-        std::vector<std::uint32_t> order = minimumDegreeOrder(m, kMinimumDegreeBudget);
-        if (order.empty()) {
-            order.assign(members, members + size);
-            std::sort(order.begin(), order.end());
-        }
+        const std::vector<std::uint32_t> order = fillReducingOrder(m, classBudget());
         for (const std::uint32_t j : order)
             if (comps.component[j] == c && j != r)
                 states.push_back(j);
         std::vector<std::uint32_t> local(m.states(), UINT32_MAX);
         for (std::uint32_t k = 0; k < states.size(); ++k)
             local[states[k]] = k;
-        const SparseElimination lu(m, states, local, tryBudget());
+        const SparseElimination lu(m, states, local, classBudget());
         std::vector<double> time(states.size(), 0.0);
         for (std::uint32_t k = 0; k < states.size(); ++k) {
             const std::uint32_t j = states[k];
@@ -437,7 +443,7 @@ void eliminateTransient(const RateMatrix& m, const Components& comps, const Limi
         for (std::uint32_t j = 0; j < n; ++j)
             closed[j] = comps.bottom[comps.component[j]];
         const Absorption a =
-            solveAbsorption(m, closed, tryBudget(), true, AbsorptionBound::Probabilities);
+            solveAbsorption(m, closed, transientBudget(), true, AbsorptionBound::Probabilities);
         // The classes' probabilities, x . (the rates into each), are sums of
         // terms not negative: low by at most (terms + 1) u of themselves, and
         // as much again for the products and the two parts of x.

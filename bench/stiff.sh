@@ -2,7 +2,7 @@
 # Benchmark of gen-solve's transient methods on stiff chains: one row per model
 # size, time point and method.
 #
-#   bench/stiff.sh [-E "e ..."] [-T "t ..."] [-U steps] [-j jobs] [-k]
+#   bench/stiff.sh [-E "e ..."] [-T "t ..."] [-U steps] [-A] [-j jobs] [-k]
 #
 # Builds a Release tree in build-release/ (gen, gen-stiff, gen-solve and the
 # measuring helper bench/measure.cpp), writes the stiff model models/stiff/stiff.san
@@ -20,6 +20,8 @@
 #             would need
 #
 # and the shipped model (./gen, experiment 1) at t = 24 with auto and uniform.
+# -A adds per experiment the mean time to failure (gen-solve --absorption; the
+# row's t reads "mttf", its steps column is empty).
 # Each row: CPU seconds, peak resident memory, the steps column (uniformization
 # steps or linear solves), the error bound or estimate and the value, for the
 # reliability (the busy hours' row follows with its bound). The load average is
@@ -33,11 +35,13 @@ times="1 100 10000"
 maxUniform=200000
 jobs=2
 keep=0
-while getopts "E:T:U:j:kh" opt; do
+absorption=0
+while getopts "E:T:U:Aj:kh" opt; do
     case $opt in
     E) experiments=$OPTARG ;;
     T) times=$OPTARG ;;
     U) maxUniform=$OPTARG ;;
+    A) absorption=1 ;;
     j) jobs=$OPTARG ;;
     k) keep=1 ;;
     *) usage 26 ;;
@@ -76,6 +80,28 @@ solve() {
                      m, t, l, c, r / 1024, steps, bound, value, busy, method }' "$dir/out.csv"
 }
 
+# mttf <model> <stem>: the time to absorption's row of gen-solve --absorption.
+mttf() {
+    local model=$1 stem=$2
+    printf 'Version:1\nNumPV:2\nName:reliability\nType:0\nNumTimes:1\nStart:1\nStop:1\n' >"$stem.pvtype"
+    printf 'Name:busy_hours\nType:1\nNumTimes:1\nStart:0\nStop:1\n' >>"$stem.pvtype"
+    "$measure" "$dir/m.txt" "$build/gen-solve" "$stem" --absorption --format csv >"$dir/out.csv" \
+        2>"$dir/err.txt" || true
+    read -r status wall cpu rss <"$dir/m.txt"
+    if [ "$status" -ne 0 ] && [ "$status" -ne 2 ]; then
+        printf '%-10s %-7s %-8s %9.2f %9s exit status %s: %s\n' "$model" mttf elim "$cpu" \
+            "$(awk -v r="$rss" 'BEGIN { printf "%.1f", r / 1024 }')" "$status" \
+            "$(head -n 1 "$dir/err.txt")"
+        return
+    fi
+    awk -F, -v m="$model" -v c="$cpu" -v r="$rss" '
+        $1 == "time to absorption" { value = $5; bound = $6
+                  method = $11; for (i = 12; i <= NF; i++) method = method "," $i
+                  gsub(/"/, "", method) }
+        END { printf "%-10s %-7s %-8s %9.2f %9.1f %10s  %-10.2e %-20.16g %-10s %s\n",
+                     m, "mttf", "elim", c, r / 1024, "", bound, value, "", method }' "$dir/out.csv"
+}
+
 # uniform <model> <t> <stem>: uniformization when it needs at most -U steps.
 uniform() {
     local model=$1 t=$2 stem=$3
@@ -107,6 +133,7 @@ for e in $experiments; do
         [ "$states" -gt 20000 ] || solve "stiff$states" "$t" iter "$stem" --transient iterative
         uniform "stiff$states" "$t" "$stem"
     done
+    [ "$absorption" -eq 0 ] || mttf "stiff$states" "$stem"
     rm -f "$stem".*
 done
 

@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <random>
 #include <vector>
 
 namespace {
@@ -115,9 +116,9 @@ std::vector<Transition> layeredGrid(std::uint32_t side, std::uint32_t offset = 0
 }
 
 TEST(EliminationOrder, NestedDissectionCutsTheFillOfGridsBeyondMinimumDegreesReach) {
-    // 9,800 states: row by row the factors hold 2.7 million entries, in
-    // nested dissection order 0.57 million.
-    const std::uint32_t side = 70, n = 2 * side * side;
+    // 5,000 states: row by row the factors hold 980,394 entries, in nested
+    // dissection order 255,186.
+    const std::uint32_t side = 50, n = 2 * side * side;
     const std::vector<Transition> grid = layeredGrid(side);
     const gensolver::RateMatrix m = gensolver::buildRateMatrix(n, grid);
     const std::vector<std::uint32_t> order = gensolver::nestedDissectionOrder(m);
@@ -198,6 +199,29 @@ TEST(EliminationOrder, NestedDissectionPlacesPiecesStrayStatesAndHubs) {
     for (std::uint32_t leaf = 1; leaf <= 600; ++leaf)
         leavesAfter += at(hub + leaf) > at(hub) ? 1 : 0;
     EXPECT_LE(leavesAfter, 1u);
+
+    // Random chains of 300 to 3,000 states, some in several pieces, with
+    // self-loops, rates of 0 and repeated arcs: every state placed once.
+    std::mt19937 rng(11);
+    for (int trial = 0; trial < 40; ++trial) {
+        const std::uint32_t size = 300 + rng() % 2701;
+        const std::uint32_t pieces = 1 + rng() % 3;
+        std::vector<Transition> arcs;
+        for (std::uint32_t k = 0; k < size * 3; ++k) {
+            const std::uint32_t from = rng() % size;
+            // Mostly near neighbours within a piece, sometimes anywhere in it.
+            const std::uint32_t piece = from % pieces;
+            std::uint32_t to = rng() % 4 == 0 ? rng() % size : from + pieces * (1 + rng() % 3);
+            to = to - to % pieces + piece;
+            if (to >= size)
+                continue;
+            arcs.push_back({from, to, rng() % 10 == 0 ? 0.0 : 1.0 + rng() % 5});
+        }
+        SCOPED_TRACE(trial);
+        const std::vector<std::uint32_t> dissected =
+            gensolver::nestedDissectionOrder(gensolver::buildRateMatrix(size, arcs));
+        ASSERT_TRUE(isPermutation(dissected, size));
+    }
 }
 
 } // namespace

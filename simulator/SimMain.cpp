@@ -8,6 +8,7 @@
 #include "study/BaseStudyClass.h"
 
 #include <chrono>
+#include <cmath>
 #include <iostream>
 #include <new>
 
@@ -81,6 +82,14 @@ int runSimulator(int argc, char** argv) {
         auto begun = std::chrono::steady_clock::now();
         try {
             SimResult result = simulate(model, actions, line.settings);
+            // A reward that gave a value that is not finite (a class written
+            // by hand; the language's rewards refuse such values as they are
+            // computed) leaves a mean that is no answer.
+            for (const Estimate& e : result.estimates)
+                if (!std::isfinite(e.value))
+                    throw SimulationError("variable " + e.measure.name +
+                                          ": its simulated value is not finite (a reward gave "
+                                          "values that are not finite); no value is printed");
             std::chrono::duration<double> spent = std::chrono::steady_clock::now() - begun;
             SimRunInfo info{name, line.experiment, &line.settings, spent.count()};
             writeSimReport(std::cout, result, info, line.format);

@@ -289,7 +289,7 @@ Writer watcherSource(const EmitContext& c, Writer& h, const std::string& cls,
     Writer w = c.open(cls + ".cpp");
     c.header(w, what);
     w << "\n#include \"" << cls << ".h\"\n\n#include \"GlobalVariables.h\"\n#include \"" << c.san
-      << ".h\"\n\n";
+      << ".h\"\n#include \"pv/GeneratedReward.h\"\n\n";
     w << cls << "::" << cls << "() {\n";
     w << "    NumModelRefs = 1;\n";
     w << "    ModelRefs = new BaseModelClass**[1];\n";
@@ -309,7 +309,8 @@ void emitWorker(const EmitContext& c, std::size_t k) {
     w << "double " << cls << "::Reward_Function() {\n";
     emitWorkerLocals(c, w, r.rate.places);
     emitDefines(c, w, r.rate.defines);
-    emitValue(w, r.rate, "double");
+    emitWrappedValue(w, r.rate, "double",
+                     "gen_reward::finite(" + quoted(r.name) + ", \"rate reward\", \"\", ");
     w << "}\n";
     c.save(cls + ".cpp", w);
 }
@@ -339,7 +340,9 @@ void emitImpulse(const EmitContext& c, std::size_t k, std::size_t j) {
     }
     emitWorkerLocals(c, w, imp.value.places);
     emitDefines(c, w, imp.value.defines);
-    emitValue(w, imp.value, "double");
+    emitWrappedValue(w, imp.value, "double",
+                     "gen_reward::finite(" + quoted(r.name) + ", \"impulse\", " +
+                         quoted(c.activity(imp.activity).name) + ", ");
     w << "}\n\n";
     w << "void " << cls << "::Accumulate(double now, double) {\n";
     w << "    if (now < StartTime || now > StopTime)\n        return;\n";

@@ -64,9 +64,13 @@ void deletedCopy(Writer& w, const std::string& indent, const std::string& cls) {
 }
 
 void emitValue(Writer& w, const CheckedFragment& f, const char* type, const char* check) {
-    const std::string open =
-        check != nullptr ? "gen_activity::checked(Name, " + quoted(check) + ", " : "";
-    const char* close = check != nullptr ? ")" : "";
+    emitWrappedValue(w, f, type,
+                     check != nullptr ? "gen_activity::checked(Name, " + quoted(check) + ", " : "");
+}
+
+void emitWrappedValue(Writer& w, const CheckedFragment& f, const char* type,
+                      const std::string& open) {
+    const char* close = open.empty() ? "" : ")";
     if (f.code.block) {
         w << "    return " << open << "[&]() -> " << type << " {\n";
         w.fragment(f.code);

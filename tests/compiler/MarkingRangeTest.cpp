@@ -3,7 +3,8 @@
 // a value that a marking (a short) cannot hold ends the run naming the
 // activity and the place, where it used to be stored wrapped around. A rate
 // that is negative or not a number ends it too, where the transition used to
-// be left out of the chain.
+// be left out of the chain, and so does a reward that is not finite, which
+// used to be written into the .var file and made simulated intervals NaN.
 
 #include "support/TestSupport.h"
 
@@ -78,6 +79,33 @@ TEST(MarkingRange, AValueAMarkingCannotHoldOrABadRateEndsTheRunNamingIt) {
         EXPECT_EQ(r.result.err, c.err);
         EXPECT_FALSE(testsupport::fileExists(dir.path() + "m.var"));
         EXPECT_EQ(r.result.out.find("Generated:"), std::string::npos);
+    }
+}
+
+// tests/compiler/models/badrewards.san: a rate reward of 1 / 0 and an impulse
+// of 0 * (1 / 0). gen wrote "inf" and "-nan" into the .var and .imp files with
+// status 0, and the simulator printed "-nan" intervals with status 0. Both now
+// end with status 1 and the line; gen leaves no .var. Experiment 0 runs.
+TEST(MarkingRange, ARewardThatIsNotFiniteEndsTheRunAndTheSimulationNamingIt) {
+    const char* const model = "tests/gen-lang_badrewards";
+    const std::string lines[] = {
+        "",
+        "reward available has the rate reward inf; a reward must be finite\n",
+        "reward repairs has the impulse nan on activity fix; a reward must be finite\n",
+    };
+    for (int e = 0; e < 3; ++e) {
+        SCOPED_TRACE(e);
+        TempDir dir;
+        auto r = runModel(model, dir, "b", e);
+        EXPECT_EQ(r.result.status, e == 0 ? 0 : 1);
+        EXPECT_EQ(r.result.err, lines[e]);
+        EXPECT_EQ(testsupport::fileExists(dir.path() + "b.var"), e == 0);
+        const auto sim = testsupport::run(testsupport::binary(std::string(model) + "-sim") + " -B" +
+                                              std::to_string(e) + " --replications 4 --threads 1",
+                                          dir.path());
+        EXPECT_EQ(sim.status, e == 0 ? 0 : 1) << sim.err;
+        EXPECT_EQ(sim.err, lines[e]);
+        EXPECT_EQ(sim.out.find("nan"), std::string::npos) << sim.out;
     }
 }
 

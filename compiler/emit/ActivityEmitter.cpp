@@ -113,13 +113,18 @@ void emitPlaceLocals(const EmitContext& c, Writer& w, const CheckedActivity& a,
 }
 
 // One member function that returns a value fragment, with the markings it reads.
+// check: as for emitValue; open: the call the value passes through instead
+// (emitWrappedValue), where not empty.
 void emitValueMethod(const EmitContext& c, Writer& w, const CheckedActivity& a,
                      const std::string& signature, const CheckedFragment& f, const char* type,
-                     const char* check = nullptr) {
+                     const char* check = nullptr, const std::string& open = "") {
     w << signature << " {\n";
     emitPlaceLocals(c, w, a, f.places, false);
     emitDefines(c, w, f.defines);
-    emitValue(w, f, type, check);
+    if (open.empty())
+        emitValue(w, f, type, check);
+    else
+        emitWrappedValue(w, f, type, open);
     w << "}\n\n";
 }
 
@@ -333,7 +338,8 @@ void emitActivityMethods(const EmitContext& c, Writer& w, const CheckedActivity&
     if (a.hasRank)
         emitValueMethod(c, w, a, "int " + q + "Rank()", a.rank, "int");
     if (a.kind == ActivityKind::Erlang)
-        emitValueMethod(c, w, a, "double " + q + "ErlangParamM()", a.phases, "double");
+        emitValueMethod(c, w, a, "double " + q + "ErlangParamM()", a.phases, "double", nullptr,
+                        "gen_activity::phases(Name, ");
     if (a.kind == ActivityKind::Deterministic)
         emitValueMethod(c, w, a, "double " + q + "Delay()", a.delay, "double", "delay");
     if (a.kind == ActivityKind::Sampled) {

@@ -18,6 +18,17 @@ void gen_activity::refuseValue(const char* activity, const char* what, double va
     endRunWith(text.str());
 }
 
+void gen_activity::refusePhases(const char* activity, double value) {
+    std::ostringstream text;
+    text << "activity " << (activity != nullptr ? activity : "?") << " has the phases ";
+    if (std::isnan(value))
+        text << "nan";
+    else
+        text << value;
+    text << "; the phases must be a whole number up to 32767 (one below 1 counts as 1)";
+    endRunWith(text.str());
+}
+
 GeneratedActivity::GeneratedActivity() = default;
 
 GeneratedActivity::~GeneratedActivity() = default;

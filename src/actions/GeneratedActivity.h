@@ -6,6 +6,7 @@
 #include "actions/Activity.h"
 #include "distributions/UserDistributions.h"
 
+#include <cmath>
 #include <vector>
 
 // GeneratedActivity: an activity of weight 1 and rank 1 unless the generated
@@ -37,6 +38,20 @@ inline double checked(const char* activity, const char* what, double value) {
     if (!(value >= 0.0) || value > 1.7976931348623157e308)
         refuseValue(activity, what, value);
     return value;
+}
+
+// Ends the run (status 1) with one line: an Erlang activity's number of phases
+// is not a whole number up to 32767.
+[[noreturn]] void refusePhases(const char* activity, double value);
+
+// A generated Erlang activity's number of phases, as the model gives it: a
+// whole number, where one below 1 counts as 1. A fraction would be rounded up
+// by the chain's phase counter and down by a simulation; beyond 32767 the
+// counter, a marking, would wrap around and the activity never fire.
+inline double phases(const char* activity, double value) {
+    if (!(value >= -1.7976931348623157e308 && value <= 32767.0) || value != std::floor(value))
+        refusePhases(activity, value);
+    return value < 1.0 ? 1.0 : value;
 }
 
 } // namespace gen_activity

@@ -3,8 +3,9 @@
 // a value that a marking (a short) cannot hold ends the run naming the
 // activity and the place, where it used to be stored wrapped around. A rate
 // that is negative or not a number ends it too, where the transition used to
-// be left out of the chain, and so does a reward that is not finite, which
-// used to be written into the .var file and made simulated intervals NaN.
+// be left out of the chain, and so do a reward that is not finite, which used
+// to be written into the .var file and made simulated intervals NaN, and an
+// Erlang activity's phases that are not a whole number up to 32767.
 
 #include "support/TestSupport.h"
 
@@ -82,28 +83,42 @@ TEST(MarkingRange, AValueAMarkingCannotHoldOrABadRateEndsTheRunNamingIt) {
     }
 }
 
-// tests/compiler/models/badrewards.san: a rate reward of 1 / 0 and an impulse
-// of 0 * (1 / 0). gen wrote "inf" and "-nan" into the .var and .imp files with
-// status 0, and the simulator printed "-nan" intervals with status 0. Both now
-// end with status 1 and the line; gen leaves no .var. Experiment 0 runs.
-TEST(MarkingRange, ARewardThatIsNotFiniteEndsTheRunAndTheSimulationNamingIt) {
-    const char* const model = "tests/gen-lang_badrewards";
+// tests/compiler/models/badvalues.san: a rate reward of 1 / 0 and an impulse
+// of 0 * (1 / 0), where gen wrote "inf" and "-nan" into the .var and .imp files
+// with status 0 and the simulator printed "-nan" intervals with status 0; an
+// Erlang repair of 2.5 phases (3 in gen, 2 in the simulator) and of 40000
+// (the phase counter wrapped around: 65,536 states, the repair never done).
+// Each now ends with status 1 and its line, gen leaving no .var; 0 phases
+// still count as 1.
+TEST(MarkingRange, RewardsThatAreNotFiniteOrPhasesThatAreNotWholeEndTheRunNamingThem) {
+    const char* const model = "tests/gen-lang_badvalues";
     const std::string lines[] = {
         "",
         "reward available has the rate reward inf; a reward must be finite\n",
         "reward repairs has the impulse nan on activity fix; a reward must be finite\n",
+        "activity fix has the phases 2.5; the phases must be a whole number up to 32767 (one "
+        "below 1 counts as 1)\n",
+        "activity fix has the phases 40000; the phases must be a whole number up to 32767 (one "
+        "below 1 counts as 1)\n",
+        "",
     };
-    for (int e = 0; e < 3; ++e) {
+    for (int e = 0; e < 6; ++e) {
         SCOPED_TRACE(e);
+        const bool runs = lines[e].empty();
         TempDir dir;
         auto r = runModel(model, dir, "b", e);
-        EXPECT_EQ(r.result.status, e == 0 ? 0 : 1);
+        EXPECT_EQ(r.result.status, runs ? 0 : 1);
         EXPECT_EQ(r.result.err, lines[e]);
-        EXPECT_EQ(testsupport::fileExists(dir.path() + "b.var"), e == 0);
+        EXPECT_EQ(testsupport::fileExists(dir.path() + "b.var"), runs);
+        if (runs) { // up; down in each phase of the repair
+            EXPECT_NE(r.result.out.find(e == 0 ? "Generated: 3 states" : "Generated: 2 states"),
+                      std::string::npos)
+                << r.result.out;
+        }
         const auto sim = testsupport::run(testsupport::binary(std::string(model) + "-sim") + " -B" +
-                                              std::to_string(e) + " --replications 4 --threads 1",
+                                              std::to_string(e) + " --replications 200 --threads 1",
                                           dir.path());
-        EXPECT_EQ(sim.status, e == 0 ? 0 : 1) << sim.err;
+        EXPECT_EQ(sim.status, runs ? 0 : 1) << sim.err;
         EXPECT_EQ(sim.err, lines[e]);
         EXPECT_EQ(sim.out.find("nan"), std::string::npos) << sim.out;
     }

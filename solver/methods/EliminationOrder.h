@@ -34,10 +34,11 @@ std::vector<std::uint32_t> nestedDissectionOrder(const RateMatrix& m,
 constexpr std::uint64_t kMinimumDegreeBudget = 400000000;
 
 // The order the eliminations use: minimum degree where it can be had within
-// kMinimumDegreeBudget, else nested dissection within budget, else state order. On the stiff
-// model's 5,200 states minimum degree leaves 287,774 entries in the factors and nested dissection
-// 252,304; from 20,400 states on minimum degree runs out of its budget, where state order filled
-// 80,800 states' factors to 1.3 GB in 37 s and nested dissection to 6.7 million entries in 2.5 s.
+// kMinimumDegreeBudget, else nested dissection within budget, else state order.
+// On the stiff model's 5,200 states minimum degree leaves 287,774 entries in the
+// factors and nested dissection 252,304; at 80,800 states minimum degree runs out
+// of its budget, where the state order filled the factors to 1.3 GB in 25 s and
+// nested dissection to 6.8 million entries in 2.6 s.
 std::vector<std::uint32_t> fillReducingOrder(const RateMatrix& m,
                                              const EliminationBudget& budget = {});
 

@@ -112,19 +112,21 @@ void emitPlaceLocals(const EmitContext& c, Writer& w, const CheckedActivity& a,
     }
 }
 
-// One member function that returns a value fragment, with the markings it reads.
-// check: as for emitValue; open: the call the value passes through instead
-// (emitWrappedValue), where not empty.
+// The call that refuses an activity's rate, weight or delay (`what`) when it
+// is negative or not a number.
+std::string checkedCall(const char* what) {
+    return "gen_activity::checked(Name, " + quoted(what) + ", ";
+}
+
+// One member function that returns a value fragment, with the markings it
+// reads; open as for emitValue.
 void emitValueMethod(const EmitContext& c, Writer& w, const CheckedActivity& a,
                      const std::string& signature, const CheckedFragment& f, const char* type,
-                     const char* check = nullptr, const std::string& open = "") {
+                     const std::string& open = "") {
     w << signature << " {\n";
     emitPlaceLocals(c, w, a, f.places, false);
     emitDefines(c, w, f.defines);
-    if (open.empty())
-        emitValue(w, f, type, check);
-    else
-        emitWrappedValue(w, f, type, open);
+    emitValue(w, f, type, open);
     w << "}\n\n";
 }
 
@@ -331,17 +333,19 @@ void emitActivityMethods(const EmitContext& c, Writer& w, const CheckedActivity&
     if (a.hasRate)
         emitValueMethod(c, w, a, "double " + q + "Rate()", a.rate, "double",
                         a.kind == ActivityKind::Exponential || a.kind == ActivityKind::Erlang
-                            ? "rate"
-                            : nullptr);
+                            ? checkedCall("rate")
+                            : "");
     if (a.hasWeight)
-        emitValueMethod(c, w, a, "double " + q + "Weight()", a.weight, "double", "weight");
+        emitValueMethod(c, w, a, "double " + q + "Weight()", a.weight, "double",
+                        checkedCall("weight"));
     if (a.hasRank)
         emitValueMethod(c, w, a, "int " + q + "Rank()", a.rank, "int");
     if (a.kind == ActivityKind::Erlang)
-        emitValueMethod(c, w, a, "double " + q + "ErlangParamM()", a.phases, "double", nullptr,
+        emitValueMethod(c, w, a, "double " + q + "ErlangParamM()", a.phases, "double",
                         "gen_activity::phases(Name, ");
     if (a.kind == ActivityKind::Deterministic)
-        emitValueMethod(c, w, a, "double " + q + "Delay()", a.delay, "double", "delay");
+        emitValueMethod(c, w, a, "double " + q + "Delay()", a.delay, "double",
+                        checkedCall("delay"));
     if (a.kind == ActivityKind::Sampled) {
         const SampledKind& k = sampledKind(a.sampled);
         const auto size = static_cast<int>(k.parameters.size());

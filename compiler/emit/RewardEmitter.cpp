@@ -309,8 +309,8 @@ void emitWorker(const EmitContext& c, std::size_t k) {
     w << "double " << cls << "::Reward_Function() {\n";
     emitWorkerLocals(c, w, r.rate.places);
     emitDefines(c, w, r.rate.defines);
-    emitWrappedValue(w, r.rate, "double",
-                     "gen_reward::finite(" + quoted(r.name) + ", \"rate reward\", \"\", ");
+    emitValue(w, r.rate, "double",
+              "gen_reward::finite(" + quoted(r.name) + ", \"rate reward\", \"\", ");
     w << "}\n";
     c.save(cls + ".cpp", w);
 }
@@ -340,9 +340,9 @@ void emitImpulse(const EmitContext& c, std::size_t k, std::size_t j) {
     }
     emitWorkerLocals(c, w, imp.value.places);
     emitDefines(c, w, imp.value.defines);
-    emitWrappedValue(w, imp.value, "double",
-                     "gen_reward::finite(" + quoted(r.name) + ", \"impulse\", " +
-                         quoted(c.activity(imp.activity).name) + ", ");
+    emitValue(w, imp.value, "double",
+              "gen_reward::finite(" + quoted(r.name) + ", \"impulse\", " +
+                  quoted(c.activity(imp.activity).name) + ", ");
     w << "}\n\n";
     w << "void " << cls << "::Accumulate(double now, double) {\n";
     w << "    if (now < StartTime || now > StopTime)\n        return;\n";

@@ -63,13 +63,7 @@ void deletedCopy(Writer& w, const std::string& indent, const std::string& cls) {
     w << indent << cls << "& operator=(const " << cls << "&) = delete;\n";
 }
 
-void emitValue(Writer& w, const CheckedFragment& f, const char* type, const char* check) {
-    emitWrappedValue(w, f, type,
-                     check != nullptr ? "gen_activity::checked(Name, " + quoted(check) + ", " : "");
-}
-
-void emitWrappedValue(Writer& w, const CheckedFragment& f, const char* type,
-                      const std::string& open) {
+void emitValue(Writer& w, const CheckedFragment& f, const char* type, const std::string& open) {
     const char* close = open.empty() ? "" : ")";
     if (f.code.block) {
         w << "    return " << open << "[&]() -> " << type << " {\n";

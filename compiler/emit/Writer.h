@@ -75,14 +75,10 @@ void openClass(Writer& w, const std::string& indent, const std::string& cls,
 void deletedCopy(Writer& w, const std::string& indent, const std::string& cls);
 
 // `return` of a value fragment converted to `type`: a block runs as a lambda.
-// check: null, or what the value is ("rate", "weight", "delay"), which
-// gen_activity::checked then refuses when negative or not a number.
-void emitValue(Writer& w, const CheckedFragment& f, const char* type, const char* check = nullptr);
-// The same passed through the call that `open` begins (e.g.
-// "gen_reward::finite(\"up\", \"rate reward\", \"\", "), closed after the value;
-// none where open is empty.
-void emitWrappedValue(Writer& w, const CheckedFragment& f, const char* type,
-                      const std::string& open);
+// open: empty, or the call the value passes through, closed after it (e.g.
+// "gen_activity::checked(Name, \"rate\", ", which refuses a rate that is
+// negative or not a number).
+void emitValue(Writer& w, const CheckedFragment& f, const char* type, const std::string& open = "");
 
 // The named expressions `defines` (in their order, each after those it uses) as
 // local functions of the method being written, after its markings' locals.

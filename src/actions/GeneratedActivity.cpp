@@ -8,25 +8,14 @@
 #include <string>
 
 void gen_activity::refuseValue(const char* activity, const char* what, double value) {
-    std::ostringstream text;
-    text << "activity " << (activity != nullptr ? activity : "?") << " has the " << what << " ";
-    if (std::isnan(value))
-        text << "nan"; // whatever its sign bit
-    else
-        text << value;
-    text << "; a " << what << " must be finite and not negative";
-    endRunWith(text.str());
+    endRunWith("activity " + std::string(activity != nullptr ? activity : "?") + " has the " +
+               what + " " + valueText(value) + "; a " + what + " must be finite and not negative");
 }
 
 void gen_activity::refusePhases(const char* activity, double value) {
-    std::ostringstream text;
-    text << "activity " << (activity != nullptr ? activity : "?") << " has the phases ";
-    if (std::isnan(value))
-        text << "nan";
-    else
-        text << value;
-    text << "; the phases must be a whole number up to 32767 (one below 1 counts as 1)";
-    endRunWith(text.str());
+    endRunWith("activity " + std::string(activity != nullptr ? activity : "?") +
+               " has the phases " + valueText(value) +
+               "; the phases must be a whole number up to 32767 (one below 1 counts as 1)");
 }
 
 GeneratedActivity::GeneratedActivity() = default;

@@ -1,10 +1,12 @@
 #include "base/Errors.h"
 #include "base/Assert.h"
 
+#include <cmath>
 #include <cstdlib>
 #include <cstring>
 #include <iostream>
 #include <new>
+#include <sstream>
 
 namespace {
 
@@ -30,6 +32,14 @@ void MemoryAllocationError() {
 void endRunWith(const std::string& text) {
     std::cerr << text + "\n" << std::flush;
     std::exit(1);
+}
+
+std::string valueText(double value) {
+    if (std::isnan(value))
+        return "nan";
+    std::ostringstream text;
+    text << value;
+    return text.str();
 }
 
 void MemoryError() { line("Memory Error"); }

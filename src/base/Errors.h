@@ -26,6 +26,9 @@ void NoAction();
 // worker processes may report at once) and ends the run with status 1; the
 // exit handlers remove the run's unfinished result files.
 [[noreturn]] void endRunWith(const std::string& line);
+// A value as those lines print it: "nan" whatever its sign bit, else as a
+// stream writes a double.
+std::string valueText(double value);
 
 // Copies a NUL-terminated text into a new array-new buffer; reports through
 // MemoryAllocationError when the copy cannot be allocated.

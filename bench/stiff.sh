@@ -21,7 +21,10 @@
 #
 # and the shipped model (./gen, experiment 1) at t = 24 with auto and uniform.
 # -A adds per experiment the mean time to failure (gen-solve --absorption; the
-# row's t reads "mttf", its steps column is empty).
+# row's t reads "mttf", its steps column is empty) and the long-run reliability
+# (a steady-state variable, beside the busy hours over [0, 0], which need no
+# solve; t reads "inf", the steps column holds the sweeps and iterations of the
+# limit's solve).
 # Each row: CPU seconds, peak resident memory, the steps column (uniformization
 # steps or linear solves), the error bound or estimate and the value, for the
 # reliability (the busy hours' row follows with its bound). The load average is
@@ -102,6 +105,14 @@ mttf() {
                      m, "mttf", "elim", c, r / 1024, "", bound, value, "", method }' "$dir/out.csv"
 }
 
+# longrun <model> <stem>: the long-run reliability (a steady-state variable).
+longrun() {
+    local model=$1 stem=$2
+    printf 'Version:1\nNumPV:2\nName:reliability\nType:3\nNumTimes:1\nStart:0\nStop:0\n' >"$stem.pvtype"
+    printf 'Name:busy_hours\nType:1\nNumTimes:1\nStart:0\nStop:0\n' >>"$stem.pvtype"
+    solve "$model" inf limit "$stem"
+}
+
 # uniform <model> <t> <stem>: uniformization when it needs at most -U steps.
 uniform() {
     local model=$1 t=$2 stem=$3
@@ -133,7 +144,10 @@ for e in $experiments; do
         [ "$states" -gt 20000 ] || solve "stiff$states" "$t" iter "$stem" --transient iterative
         uniform "stiff$states" "$t" "$stem"
     done
-    [ "$absorption" -eq 0 ] || mttf "stiff$states" "$stem"
+    if [ "$absorption" -eq 1 ]; then
+        mttf "stiff$states" "$stem"
+        longrun "stiff$states" "$stem"
+    fi
     rm -f "$stem".*
 done
 

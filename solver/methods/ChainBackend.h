@@ -32,6 +32,9 @@ public:
     // Per state, 1 when no closed class holds it, or null when not known
     // (LimitSource::transientStates).
     virtual const std::vector<char>* transientStates() { return nullptr; }
+    // True when this process holds the whole chain, so that vectors over its
+    // states (rewards) are whole too.
+    virtual bool holdsWholeChain() const { return false; }
 };
 
 // The method the options pick for the whole chain m, held by this process
@@ -60,6 +63,7 @@ public:
     double max(double local) override { return local; }
     // Found on first request and kept.
     const std::vector<char>* transientStates() override;
+    bool holdsWholeChain() const override { return true; }
 
 private:
     const RateMatrix& m_;

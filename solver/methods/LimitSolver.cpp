@@ -524,17 +524,74 @@ TransientResidual transientResidual(const RateMatrix& m, const Components& comps
     return t;
 }
 
+// Per component, 1 for the closed classes state 1 can reach, by the
+// transitions alone: the components come in topological order, so a
+// component is reachable when it holds state 1 or a transition into it comes
+// from a reachable one.
+std::vector<char> reachableClasses(const Components& comps, const RateMatrix& m) {
+    std::vector<char> reachable(comps.count(), 0);
+    reachable[comps.component[0]] = 1;
+    for (std::uint32_t c = 0; c < comps.count(); ++c) {
+        for (std::uint32_t k = comps.first[c]; k < comps.first[c + 1] && !reachable[c]; ++k) {
+            const std::uint32_t j = comps.order[k];
+            for (std::uint64_t e = m.start[j]; e < m.start[std::size_t{j} + 1]; ++e)
+                if (m.rate[e] > 0.0 && reachable[comps.component[m.source[e]]]) {
+                    reachable[c] = 1;
+                    break;
+                }
+        }
+    }
+    for (std::uint32_t c = 0; c < comps.count(); ++c)
+        reachable[c] = reachable[c] && comps.bottom[c];
+    return reachable;
+}
+
+// The largest, over the rewards, of how far apart their values on the
+// classes (each class's distribution in x, summing to 1) can lie, relative to
+// the reward's largest magnitude over all states: the span of the values
+// widened by each value's rounding bound.
+double valueSpread(const Components& comps, const std::vector<char>& classes,
+                   const std::vector<double>& x,
+                   const std::vector<const std::vector<double>*>& rewards) {
+    double worst = 0.0;
+    for (const std::vector<double>* reward : rewards) {
+        double largest = 0.0;
+        for (const double r : *reward)
+            largest = std::max(largest, std::fabs(r));
+        if (largest == 0.0)
+            continue;
+        double low = std::numeric_limits<double>::infinity();
+        double high = -low;
+        for (std::uint32_t c = 0; c < comps.count(); ++c) {
+            if (!classes[c])
+                continue;
+            Accumulator value;
+            for (std::uint32_t k = comps.first[c]; k < comps.first[c + 1]; ++k) {
+                const std::uint32_t j = comps.order[k];
+                value.addProduct(x[j], 0.0, (*reward)[j]);
+            }
+            low = std::min(low, value.value() - value.error());
+            high = std::max(high, value.value() + value.error());
+        }
+        worst = std::max(worst, (high - low) / largest);
+    }
+    return worst;
+}
+
 } // namespace
 
 std::string Limit::method() const {
     if (power)
         return "power iteration, " + std::to_string(sweeps) + " steps" +
                (converged ? "" : ", NOT CONVERGED");
+    const char* reach = reachNotNeeded ? ", the probabilities of reaching the closed classes not "
+                                         "needed (the same values on each)"
+                                       : "";
     if (!iterative && !krylov)
         return std::string("direct elimination") +
                (transientEliminated ? ", then the times before a closed class by sparse elimination"
                                     : "") +
-               (converged ? "" : ", NOT CONVERGED");
+               reach + (converged ? "" : ", NOT CONVERGED");
     std::string text;
     if (sweepsGivenUp > 0)
         text = "Gauss-Seidel, " + std::to_string(sweepsGivenUp) + " sweeps (" +
@@ -568,7 +625,7 @@ std::string Limit::method() const {
         text += ", then sparse elimination of the class";
     if (transientEliminated)
         text += ", then the times before a closed class by sparse elimination";
-    return text + (converged ? "" : ", NOT CONVERGED");
+    return text + reach + (converged ? "" : ", NOT CONVERGED");
 }
 
 Limit solveLimit(const RateMatrix& m, const LimitOptions& options) {
@@ -753,9 +810,48 @@ Limit solveLimit(const RateMatrix& m, const LimitOptions& options) {
     std::vector<double> pi(n, 0.0);
     const std::uint32_t startComponent = comps.component[0];
     std::vector<double> reach(comps.count(), 0.0);
+    // Closed classes solved before the times spent ahead of them.
+    std::vector<char> solvedAhead;
     if (comps.bottom[startComponent]) {
         reach[startComponent] = 1.0;
     } else {
+        if (options.rewardsAsked != nullptr) {
+            solvedAhead = reachableClasses(comps, m);
+            std::uint32_t reachable = 0;
+            for (std::uint32_t c = 0; c < comps.count(); ++c)
+                if (solvedAhead[c]) {
+                    solveComponent(c, true, pi);
+                    ++reachable;
+                }
+            const double spread = valueSpread(comps, solvedAhead, pi, *options.rewardsAsked);
+            if (spread <= options.tolerance) {
+                // Every class reached gets the same weight; the values' error is
+                // that of the classes' own distributions plus how far the
+                // classes' values differ, and the weights' rounding.
+                const double weight = 1.0 / reachable;
+                for (std::uint32_t c = 0; c < comps.count(); ++c) {
+                    if (!solvedAhead[c])
+                        continue;
+                    limit.residual = std::max(limit.residual, classResidual(m, comps, c, pi));
+                    for (std::uint32_t k = comps.first[c]; k < comps.first[c + 1]; ++k)
+                        pi[comps.order[k]] *= weight;
+                }
+                limit.classesReached = reachable;
+                limit.reachNotNeeded = true;
+                limit.errorEstimate +=
+                    spread + (reachable + 2.0) * std::numeric_limits<double>::epsilon();
+                limit.distribution = std::move(pi);
+                return limit;
+            }
+        }
+        // The classes' solves are merged with the transient phase's below,
+        // which sets its own estimate and convergence.
+        const double classEstimate = limit.errorEstimate;
+        const bool classConverged = limit.converged;
+        const bool classAccepted = limit.accepted;
+        limit.errorEstimate = 0.0;
+        limit.converged = true;
+        limit.accepted = false;
         // Expected time spent in each transient state before a closed class is
         // entered, component by component in topological order.
         std::vector<double> z(n, 0.0);
@@ -808,14 +904,25 @@ Limit solveLimit(const RateMatrix& m, const LimitOptions& options) {
             eliminateTransient(m, comps, options, limit, reach);
         if (outOfRange && !limit.transientEliminated)
             std::rethrow_exception(outOfRange);
+        limit.errorEstimate = std::max(limit.errorEstimate, classEstimate);
+        limit.converged = limit.converged && classConverged;
+        limit.accepted = limit.accepted || classAccepted;
     }
     double reached = 0.0;
     for (std::uint32_t c = 0; c < comps.count(); ++c) {
-        if (!comps.bottom[c] || reach[c] <= 0.0)
+        const bool ahead = !solvedAhead.empty() && solvedAhead[c];
+        if (!comps.bottom[c] || reach[c] <= 0.0) {
+            // A class solved ahead that the times before it leave unreached
+            // (their products underflowed) keeps no mass, as unsolved ones.
+            if (ahead)
+                for (std::uint32_t k = comps.first[c]; k < comps.first[c + 1]; ++k)
+                    pi[comps.order[k]] = 0.0;
             continue;
+        }
         ++limit.classesReached;
         reached += reach[c];
-        solveComponent(c, true, pi);
+        if (!ahead)
+            solveComponent(c, true, pi);
         limit.residual = std::max(limit.residual, classResidual(m, comps, c, pi));
         for (std::uint32_t k = comps.first[c]; k < comps.first[c + 1]; ++k)
             pi[comps.order[k]] *= reach[c];

@@ -58,6 +58,18 @@ struct LimitOptions {
     // than maxSweeps leaves, keeping the better answer. Without it the sweeps
     // of a periodic chain run to maxSweeps only to be marked NOT CONVERGED.
     bool stopWhenHopeless = false;
+    // The rewards (per state, over the whole chain) whose long-run values are
+    // all this limit is asked for, or null. From a transient state 1, the
+    // closed classes it can reach are then solved first; where every one of
+    // these rewards has the same value on each of them (within tolerance of
+    // its largest magnitude), the probabilities of reaching the classes cannot
+    // change the values, and the times before a class are not solved. On a
+    // reliability model whose failed states absorb, those times are the
+    // slowest part of the solve, and on stiff ones they may not converge at
+    // all. The distribution then weighs the classes reached equally: it gives
+    // these rewards their values, but it is not the chain's limit, and must
+    // not serve steady-state detection.
+    const std::vector<const std::vector<double>*>* rewardsAsked = nullptr;
 };
 
 // How the limit was reached; printed with every value that uses it.
@@ -85,6 +97,10 @@ struct Limit {
     // A closed class's distribution came from its sparse elimination, where
     // the iterative methods missed their bound.
     bool classEliminated = false;
+    // The rewards asked have the same value on every closed class reached, so
+    // the probabilities of reaching them were not solved
+    // (LimitOptions::rewardsAsked): the distribution weighs the classes equally.
+    bool reachNotNeeded = false;
     bool iterative = false;             // some part was solved by Gauss-Seidel
     bool krylov = false;                // some part was solved by BiCGSTAB
     bool multigrid = false;             // ... preconditioned by aggregation multigrid

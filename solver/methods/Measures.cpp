@@ -29,6 +29,18 @@ public:
             limit_ = chain_.limit(options_);
         return *limit_;
     }
+    // The limit for the long-run values of these rewards alone, once no
+    // transient solve needs it: where they cannot tell the closed classes
+    // apart, the probabilities of reaching them are not solved
+    // (LimitOptions::rewardsAsked), which a distributed chain does not offer.
+    const Limit& limitForValues(const std::vector<const std::vector<double>*>& rewards) {
+        if (!limit_ && chain_.holdsWholeChain()) {
+            LimitOptions options = options_;
+            options.rewardsAsked = &rewards;
+            limit_ = chain_.limit(options);
+        }
+        return limit();
+    }
     bool computed() const { return limit_.has_value(); }
     const std::vector<char>* transientStates() override { return chain_.transientStates(); }
 
@@ -326,9 +338,23 @@ Solution solve(const Model& model, const SolveOptions& options, ChainBackend& ch
         }
     }
 
+    // The rewards whose long-run values are printed: all the limit is asked
+    // for from here on.
+    std::vector<const std::vector<double>*> longRunRewards;
+    for (std::size_t p = 0; p < nv; ++p) {
+        const RewardType type = model.variables[p].type;
+        if (untilAbsorptionOnly(p))
+            continue;
+        if (type == RewardType::SteadyState ||
+            (options.longRun && type == RewardType::TimeAveragedInterval))
+            longRunRewards.push_back(earning[p]);
+        else if (options.longRun && type == RewardType::InstantOfTime)
+            longRunRewards.push_back(&model.rewards[p].rate);
+    }
+
     // Values from the limiting distribution carry the limit solver's error estimate.
     auto limitResult = [&](Result& r, const std::vector<double>& reward) {
-        const Limit& l = limits.limit();
+        const Limit& l = limits.limitForValues(longRunRewards);
         r.longRun = true;
         const BoundedDot d = dot(l.distribution, reward);
         r.value = d.value;

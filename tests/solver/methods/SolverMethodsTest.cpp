@@ -193,6 +193,108 @@ TEST(SolverMethods, LimitWithTwoAbsorbingClassesWeighsEachByItsReachProbability)
     EXPECT_LT(late[0].iterations, 100000u);
 }
 
+// A ring of 40 transient states that leaks, at rate `leak`, from its odd states
+// into the closed class {41, 42} (41 -> 42 at 1, 42 -> 41 at 3: 3/4 and 1/4)
+// and from its even ones into the absorbing state 43. "same" earns 2 and 6 on
+// the class (3 on average) and 3 on 43, so its long-run value is 3 whichever
+// class is reached; "split" earns 1 on the class and 0 on 43.
+Chain leakingRing(std::vector<gensolver::Transition>& ts, double leak = 1e-3) {
+    Chain c;
+    c.states = 43;
+    for (std::uint32_t i = 1; i <= 40; ++i) {
+        c.arcs.push_back({i, i % 40 + 1, 1.0});
+        c.arcs.push_back({i, i % 2 == 1 ? 41u : 43u, leak});
+    }
+    c.arcs.push_back({41, 42, 1.0});
+    c.arcs.push_back({42, 41, 3.0});
+    for (const Chain::Arc& a : c.arcs)
+        ts.push_back({a.from - 1, a.to - 1, a.rate});
+    std::vector<double> same(43, 5.0), split(43, 0.5);
+    same[40] = 2.0;
+    same[41] = 6.0;
+    same[42] = 3.0;
+    split[40] = split[41] = 1.0;
+    split[42] = 0.0;
+    c.variables.push_back({"same", 0, {{1.0, 1.0}}, same, {}});
+    c.variables.push_back({"split", 3, {{0.0, 0.0}}, split, {}});
+    return c;
+}
+
+TEST(SolverMethods, LongRunValuesEqualOnEveryClassReachedNeedNotTheProbabilitiesOfReachingThem) {
+    std::vector<gensolver::Transition> ts;
+    Chain c = leakingRing(ts);
+    const std::vector<long double> limit = solvertest::foldedLimit(43, ts, 40, {{40, 41}, {42}});
+    const long double splitExact = limit[40] + limit[41];
+    // The sweeps of the ring's times are allowed 20 sweeps, far too few. With
+    // "split" asked too the probabilities count, and are solved; without it
+    // they are not needed, and the value is exact and said to be so.
+    SolveOptions hopeless;
+    hopeless.longRun = true;
+    hopeless.limit.denseLimit = 1;
+    hopeless.limit.maxSweeps = 20;
+    for (const bool withSplit : {true, false}) {
+        SCOPED_TRACE(withSplit ? "with split" : "same alone");
+        Chain asked = c;
+        if (!withSplit)
+            asked.variables.pop_back();
+        for (const SolveOptions& options : {SolveOptions{hopeless}, SolveOptions{}}) {
+            SolveOptions o = options;
+            o.longRun = true;
+            const std::vector<Result> results = solveChain(asked, o);
+            ASSERT_EQ(results.size(), withSplit ? 3u : 2u);
+            const Result& same = results[1];
+            ASSERT_TRUE(same.longRun);
+            const bool skipped = same.method.find("not needed") != std::string::npos;
+            EXPECT_EQ(skipped, !withSplit) << same.method;
+            if (skipped) {
+                EXPECT_TRUE(same.converged) << same.method;
+                EXPECT_NEAR(same.value, 3.0, 1e-15);
+                EXPECT_LE(same.bound, 1e-13);
+            } else if (same.converged) {
+                expectClose(same.value, 3.0L, 1e-10, same);
+                expectClose(results[2].value, splitExact, 1e-10, results[2]);
+            }
+        }
+    }
+    // A leak below the normal range of a double: the times before absorption
+    // (about 1e320) are beyond a double, but every absorbing state is a
+    // failure earning 0, so the long-run reliability is 0 exactly.
+    Chain slow;
+    slow.states = 4;
+    slow.arcs = {{1, 2, 1.0}, {2, 1, 1.0}, {1, 3, 1e-320}, {2, 4, 1e-320}};
+    slow.variables.push_back({"reliability", 3, {{0.0, 0.0}}, {1.0, 1.0, 0.0, 0.0}, {}});
+    const std::vector<Result> failed = solveChain(slow);
+    ASSERT_EQ(failed.size(), 1u);
+    EXPECT_EQ(failed[0].value, 0.0) << failed[0].method;
+    EXPECT_TRUE(failed[0].converged) << failed[0].method;
+    EXPECT_LE(failed[0].bound, 1e-15);
+    // Steady-state detection never uses a limit that skipped the probabilities:
+    // accumulated over [0, T] "split" earns the limit's rate per unit of time
+    // once settled (T = 1e4 and 2e4, detected by uniformization), while "same"
+    // alone asks for its long-run value. The leak is faster here: over a slow
+    // absorption into two classes the iterates' roundings split the mass
+    // between them by more than detection's threshold.
+    std::vector<gensolver::Transition> fastArcs;
+    Chain late = leakingRing(fastArcs, 0.5);
+    const std::vector<long double> fast =
+        solvertest::foldedLimit(43, fastArcs, 40, {{40, 41}, {42}});
+    late.variables[0].times = {{1e4, 1e4}};
+    late.variables[1].type = 1;
+    late.variables[1].times = {{0.0, 1e4}, {0.0, 2e4}};
+    SolveOptions uniformization;
+    uniformization.longRun = true;
+    uniformization.transient.method = gensolver::TransientChoice::Uniformization;
+    const std::vector<Result> settled = solveChain(late, uniformization);
+    ASSERT_EQ(settled.size(), 4u);
+    EXPECT_TRUE(settled[2].steadyState) << settled[2].method;
+    const double perUnit = (settled[3].value - settled[2].value) / 1e4;
+    EXPECT_NEAR(perUnit, static_cast<double>(fast[40] + fast[41]),
+                (settled[2].bound + settled[3].bound) / 1e4 + 1e-15);
+    // The long-run row reuses the whole limit that detection solved.
+    EXPECT_EQ(settled[1].method.find("not needed"), std::string::npos) << settled[1].method;
+    EXPECT_NEAR(settled[1].value, 3.0, settled[1].bound);
+}
+
 // Births at up, deaths at down, states 0 .. n-1 (files: 1 .. n), reward k in
 // level k; mean gets the long-run mean level from the product form: pi_k is
 // proportional to (up / down)^k, taken relative to the largest term (the last

@@ -815,98 +815,106 @@ Limit solveLimit(const RateMatrix& m, const LimitOptions& options) {
     if (comps.bottom[startComponent]) {
         reach[startComponent] = 1.0;
     } else {
-        if (options.rewardsAsked != nullptr) {
-            solvedAhead = reachableClasses(comps, m);
-            std::uint32_t reachable = 0;
-            for (std::uint32_t c = 0; c < comps.count(); ++c)
-                if (solvedAhead[c]) {
-                    solveComponent(c, true, pi);
-                    ++reachable;
+        // The closed classes state 1 can reach by its transitions: where there
+        // is one, it is reached with probability 1, and the times before it
+        // need no solve.
+        const std::vector<char> reachable = reachableClasses(comps, m);
+        const auto classes =
+            static_cast<std::uint32_t>(std::count(reachable.begin(), reachable.end(), 1));
+        if (classes == 1) {
+            reach[static_cast<std::uint32_t>(std::find(reachable.begin(), reachable.end(), 1) -
+                                             reachable.begin())] = 1.0;
+        } else {
+            if (options.rewardsAsked != nullptr) {
+                solvedAhead = reachable;
+                for (std::uint32_t c = 0; c < comps.count(); ++c)
+                    if (solvedAhead[c])
+                        solveComponent(c, true, pi);
+                const double spread = valueSpread(comps, solvedAhead, pi, *options.rewardsAsked);
+                if (spread <= options.tolerance) {
+                    // Every class reached gets the same weight; the values' error is
+                    // that of the classes' own distributions plus how far the
+                    // classes' values differ, and the weights' rounding.
+                    const double weight = 1.0 / classes;
+                    for (std::uint32_t c = 0; c < comps.count(); ++c) {
+                        if (!solvedAhead[c])
+                            continue;
+                        limit.residual = std::max(limit.residual, classResidual(m, comps, c, pi));
+                        for (std::uint32_t k = comps.first[c]; k < comps.first[c + 1]; ++k)
+                            pi[comps.order[k]] *= weight;
+                    }
+                    limit.classesReached = classes;
+                    limit.reachNotNeeded = true;
+                    limit.errorEstimate +=
+                        spread + (classes + 2.0) * std::numeric_limits<double>::epsilon();
+                    limit.distribution = std::move(pi);
+                    return limit;
                 }
-            const double spread = valueSpread(comps, solvedAhead, pi, *options.rewardsAsked);
-            if (spread <= options.tolerance) {
-                // Every class reached gets the same weight; the values' error is
-                // that of the classes' own distributions plus how far the
-                // classes' values differ, and the weights' rounding.
-                const double weight = 1.0 / reachable;
-                for (std::uint32_t c = 0; c < comps.count(); ++c) {
-                    if (!solvedAhead[c])
-                        continue;
-                    limit.residual = std::max(limit.residual, classResidual(m, comps, c, pi));
-                    for (std::uint32_t k = comps.first[c]; k < comps.first[c + 1]; ++k)
-                        pi[comps.order[k]] *= weight;
-                }
-                limit.classesReached = reachable;
-                limit.reachNotNeeded = true;
-                limit.errorEstimate +=
-                    spread + (reachable + 2.0) * std::numeric_limits<double>::epsilon();
-                limit.distribution = std::move(pi);
-                return limit;
             }
-        }
-        // The classes' solves are merged with the transient phase's below,
-        // which sets its own estimate and convergence.
-        const double classEstimate = limit.errorEstimate;
-        const bool classConverged = limit.converged;
-        const bool classAccepted = limit.accepted;
-        limit.errorEstimate = 0.0;
-        limit.converged = true;
-        limit.accepted = false;
-        // Expected time spent in each transient state before a closed class is
-        // entered, component by component in topological order.
-        std::vector<double> z(n, 0.0);
-        for (std::uint32_t c = 0; c < comps.count(); ++c) {
-            if (comps.bottom[c])
-                continue;
-            bool entered = false;
-            for (std::uint32_t k = comps.first[c]; k < comps.first[c + 1] && !entered; ++k) {
-                const std::uint32_t j = comps.order[k];
-                if (j == 0)
-                    entered = true;
-                for (std::uint64_t e = m.start[j]; e < m.start[std::size_t{j} + 1]; ++e)
-                    if (z[m.source[e]] != 0.0)
+            // The classes' solves are merged with the transient phase's below,
+            // which sets its own estimate and convergence.
+            const double classEstimate = limit.errorEstimate;
+            const bool classConverged = limit.converged;
+            const bool classAccepted = limit.accepted;
+            limit.errorEstimate = 0.0;
+            limit.converged = true;
+            limit.accepted = false;
+            // Expected time spent in each transient state before a closed class is
+            // entered, component by component in topological order.
+            std::vector<double> z(n, 0.0);
+            for (std::uint32_t c = 0; c < comps.count(); ++c) {
+                if (comps.bottom[c])
+                    continue;
+                bool entered = false;
+                for (std::uint32_t k = comps.first[c]; k < comps.first[c + 1] && !entered; ++k) {
+                    const std::uint32_t j = comps.order[k];
+                    if (j == 0)
                         entered = true;
+                    for (std::uint64_t e = m.start[j]; e < m.start[std::size_t{j} + 1]; ++e)
+                        if (z[m.source[e]] != 0.0)
+                            entered = true;
+                }
+                if (entered)
+                    solveComponent(c, false, z);
             }
-            if (entered)
-                solveComponent(c, false, z);
-        }
-        for (std::uint32_t j = 0; j < n; ++j) {
-            const std::uint32_t c = comps.component[j];
-            if (!comps.bottom[c])
-                continue;
-            for (std::uint64_t e = m.start[j]; e < m.start[std::size_t{j} + 1]; ++e)
-                reach[c] += z[m.source[e]] * m.rate[e];
-        }
-        // The iterations' estimates of the times are relative to their total,
-        // which a few states of long times can dwarf, while the states of
-        // short times carry the flow to the classes. Where any transient
-        // component was solved iteratively, the residual decides: its bound on
-        // the probabilities of reaching the classes where that is within the
-        // tolerance (proven), else the residual relative to the moves made,
-        // taken as an estimate where it exceeds the iterations' own (a residual
-        // at the rounding level of many moves proves little, but says the
-        // times are as good as doubles hold them).
-        if (openIterative) {
-            const TransientResidual t = transientResidual(m, comps, z);
-            const double asked = std::max(options.tolerance, options.acceptable);
-            if (t.bound <= asked) {
-                limit.errorEstimate = t.bound;
-                limit.converged = true;
-                limit.accepted = t.bound > options.tolerance;
-            } else if (t.bound > limit.errorEstimate * t.visits) {
-                limit.errorEstimate = t.bound / t.visits;
-                limit.converged = limit.converged && limit.errorEstimate <= asked;
-                limit.accepted =
-                    limit.accepted || (limit.converged && limit.errorEstimate > options.tolerance);
+            for (std::uint32_t j = 0; j < n; ++j) {
+                const std::uint32_t c = comps.component[j];
+                if (!comps.bottom[c])
+                    continue;
+                for (std::uint64_t e = m.start[j]; e < m.start[std::size_t{j} + 1]; ++e)
+                    reach[c] += z[m.source[e]] * m.rate[e];
             }
+            // The iterations' estimates of the times are relative to their total,
+            // which a few states of long times can dwarf, while the states of
+            // short times carry the flow to the classes. Where any transient
+            // component was solved iteratively, the residual decides: its bound on
+            // the probabilities of reaching the classes where that is within the
+            // tolerance (proven), else the residual relative to the moves made,
+            // taken as an estimate where it exceeds the iterations' own (a residual
+            // at the rounding level of many moves proves little, but says the
+            // times are as good as doubles hold them).
+            if (openIterative) {
+                const TransientResidual t = transientResidual(m, comps, z);
+                const double asked = std::max(options.tolerance, options.acceptable);
+                if (t.bound <= asked) {
+                    limit.errorEstimate = t.bound;
+                    limit.converged = true;
+                    limit.accepted = t.bound > options.tolerance;
+                } else if (t.bound > limit.errorEstimate * t.visits) {
+                    limit.errorEstimate = t.bound / t.visits;
+                    limit.converged = limit.converged && limit.errorEstimate <= asked;
+                    limit.accepted = limit.accepted ||
+                                     (limit.converged && limit.errorEstimate > options.tolerance);
+                }
+            }
+            if (!limit.converged)
+                eliminateTransient(m, comps, options, limit, reach);
+            if (outOfRange && !limit.transientEliminated)
+                std::rethrow_exception(outOfRange);
+            limit.errorEstimate = std::max(limit.errorEstimate, classEstimate);
+            limit.converged = limit.converged && classConverged;
+            limit.accepted = limit.accepted || classAccepted;
         }
-        if (!limit.converged)
-            eliminateTransient(m, comps, options, limit, reach);
-        if (outOfRange && !limit.transientEliminated)
-            std::rethrow_exception(outOfRange);
-        limit.errorEstimate = std::max(limit.errorEstimate, classEstimate);
-        limit.converged = limit.converged && classConverged;
-        limit.accepted = limit.accepted || classAccepted;
     }
     double reached = 0.0;
     for (std::uint32_t c = 0; c < comps.count(); ++c) {

@@ -258,7 +258,8 @@ TEST(SolverMethods, LongRunValuesEqualOnEveryClassReachedNeedNotTheProbabilities
     }
     // A leak below the normal range of a double: the times before absorption
     // (about 1e320) are beyond a double, but every absorbing state is a
-    // failure earning 0, so the long-run reliability is 0 exactly.
+    // failure earning 0, so the long-run reliability is 0 exactly, with no
+    // need to solve them.
     Chain slow;
     slow.states = 4;
     slow.arcs = {{1, 2, 1.0}, {2, 1, 1.0}, {1, 3, 1e-320}, {2, 4, 1e-320}};
@@ -268,6 +269,16 @@ TEST(SolverMethods, LongRunValuesEqualOnEveryClassReachedNeedNotTheProbabilities
     EXPECT_EQ(failed[0].value, 0.0) << failed[0].method;
     EXPECT_TRUE(failed[0].converged) << failed[0].method;
     EXPECT_LE(failed[0].bound, 1e-15);
+    // With one closed class to reach it is reached with probability 1, for
+    // steady-state detection too: no variable's values need to agree.
+    slow.arcs.back().to = 3;
+    slow.variables[0].rate = {1.0, 0.5, 7.0, 0.0};
+    const std::vector<Result> one = solveChain(slow);
+    ASSERT_EQ(one.size(), 1u);
+    EXPECT_EQ(one[0].value, 7.0) << one[0].method;
+    EXPECT_TRUE(one[0].converged) << one[0].method;
+    EXPECT_LE(one[0].bound, 1e-15);
+    EXPECT_EQ(one[0].method, "limit, direct elimination");
     // Steady-state detection never uses a limit that skipped the probabilities:
     // accumulated over [0, T] "split" earns the limit's rate per unit of time
     // once settled (T = 1e4 and 2e4, detected by uniformization), while "same"

@@ -10,6 +10,7 @@
 #include "methods/UniformizedSteps.h"
 
 #include <cstdint>
+#include <limits>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -160,16 +161,22 @@ private:
     // v_ = v_ P, and acc += w v_ (the new v_) when acc is not null.
     void step(double w, double* acc);
     double dot(const std::vector<double>& a, std::size_t r) const;
-    // When v_ lies within epsilon / 16 of the computed limit (1-norm): that distance
-    // plus the limit's own error estimate. Otherwise, or when the limit is not (yet)
+    // When v_ lies within epsilon / 16 of the computed limit (1-norm), or within
+    // `within` where that is larger and the distance has stopped shrinking (it
+    // has not halved over the last kStalledChecks checks): that distance plus the
+    // limit's own error estimate. Otherwise, or when the limit is not (yet)
     // usable, a negative value.
-    double distanceToLimit(std::uint64_t k, std::uint64_t remaining);
+    double distanceToLimit(std::uint64_t k, std::uint64_t remaining, double within = 0.0);
 
     std::unique_ptr<UniformizedSteps> owned_; // the steps when built from a matrix, else null
     UniformizedSteps& chain_;                 // the steps taken (owned_ or not owned)
     std::vector<const std::vector<double>*> integrands_;
     LimitSource* limits_;
     const Limit* limit_ = nullptr;
+    // The distance to the limit at the last time it halved, and the checks since.
+    static constexpr std::uint32_t kStalledChecks = 64;
+    double halvedDistance_ = std::numeric_limits<double>::infinity();
+    std::uint32_t checksSinceHalved_ = 0;
     TransientOptions options_;
     double q_ = 0.0;     // uniformization rate
     double total_ = 1.0; // sum of v_'s entries, divided out by the next step

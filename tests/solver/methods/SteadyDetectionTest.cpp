@@ -3,8 +3,10 @@
 // absorbed only slowly never pays for the limit (its mean times to absorption),
 // and gives the same bits as without detection; a chain that drains into a
 // closed class quickly still detects, at that class's closed-form distribution,
-// unless its limit was kept short of its target.
+// unless its limit was kept short of its target; one that drains slowly into
+// several classes detects once the distance stalls at the iterates' roundings.
 
+#include "SolverTestSupport.h"
 #include "methods/LimitSolver.h"
 #include "methods/Transient.h"
 
@@ -109,6 +111,41 @@ TEST(SteadyDetectionTest, ALimitKeptShortOfItsTargetIsNotUsed) {
     EXPECT_EQ(limits.requests, 1);
     EXPECT_EQ(detecting.distribution(), plain.distribution());
     EXPECT_EQ(detecting.distributionBound(), plain.distributionBound());
+}
+
+TEST(SteadyDetectionTest, SlowDrainIntoSeveralClassesDetectsOnceTheDistanceStalls) {
+    // A ring of 40 transient states leaks at 1e-3, from its even states into the
+    // class {40, 41} and from its odd ones into the absorbing state 42. Over the
+    // 1e5 steps of the drain the iterates' roundings split the mass between the
+    // classes by more than a sixteenth of the bound asked, and the distance to
+    // the limit stalls above it; the remaining 5e5 steps would add far more
+    // rounding than that distance, so the iterate is taken as settled.
+    std::vector<gensolver::Transition> ts;
+    for (std::uint32_t i = 0; i < 40; ++i) {
+        ts.push_back({i, (i + 1) % 40, 1.0});
+        ts.push_back({i, i % 2 == 0 ? 40u : 42u, 1e-3});
+    }
+    ts.push_back({40, 41, 1.0});
+    ts.push_back({41, 40, 3.0});
+    const RateMatrix m = gensolver::buildRateMatrix(43, ts);
+    std::vector<double> inClass(43, 0.0);
+    inClass[40] = inClass[41] = 1.0;
+    std::vector<char> transient(43, 0);
+    std::fill(transient.begin(), transient.begin() + 40, 1);
+    CountingLimit limits(m, transient);
+    TransientSolver detecting(m, {&inClass}, &limits, uniformization());
+    TransientSolver plain(m, {&inClass}, nullptr, uniformization());
+    detecting.advanceTo(2e5);
+    plain.advanceTo(2e5);
+    ASSERT_TRUE(detecting.steadyStateDetected());
+    EXPECT_LT(detecting.steps(), plain.steps() / 4);
+    EXPECT_LT(detecting.distributionBound(), plain.distributionBound());
+    const std::vector<long double> exact = solvertest::foldedLimit(43, ts, 40, {{40, 41}, {42}});
+    const double reached = static_cast<double>(exact[40] + exact[41]);
+    const double value = detecting.distribution()[40] + detecting.distribution()[41];
+    EXPECT_NEAR(value, reached, detecting.distributionBound());
+    EXPECT_NEAR(value, plain.distribution()[40] + plain.distribution()[41],
+                detecting.distributionBound() + plain.distributionBound());
 }
 
 } // namespace

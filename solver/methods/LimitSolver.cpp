@@ -546,44 +546,55 @@ std::vector<char> reachableClasses(const Components& comps, const RateMatrix& m)
     return reachable;
 }
 
-// The largest, over the rewards, of how far apart their values on the
-// classes (each class's distribution in x, summing to 1) can lie, relative to
-// the reward's largest magnitude over all states: the span of the values
-// widened by each value's rounding bound.
-double valueSpread(const Components& comps, const std::vector<char>& classes,
-                   const std::vector<double>& x,
-                   const std::vector<const std::vector<double>*>& rewards) {
-    double worst = 0.0;
-    for (const std::vector<double>* reward : rewards) {
-        double largest = 0.0;
-        for (const double r : *reward)
-            largest = std::max(largest, std::fabs(r));
-        if (largest == 0.0)
-            continue;
-        double low = std::numeric_limits<double>::infinity();
-        double high = -low;
+// A reward's values on a set of closed classes (each class's distribution in
+// x, summing to 1): the lowest and highest, each widened by its rounding
+// bound, and the reward's largest magnitude over all states.
+struct ValueRange {
+    double low = std::numeric_limits<double>::infinity();
+    double high = -std::numeric_limits<double>::infinity();
+    double largest = 0.0;
+};
+
+std::vector<ValueRange> classValueRanges(const Components& comps, const std::vector<char>& classes,
+                                         const std::vector<double>& x,
+                                         const std::vector<const std::vector<double>*>& rewards) {
+    std::vector<ValueRange> ranges(rewards.size());
+    for (std::size_t i = 0; i < rewards.size(); ++i) {
+        const std::vector<double>& reward = *rewards[i];
+        ValueRange& range = ranges[i];
+        for (const double r : reward)
+            range.largest = std::max(range.largest, std::fabs(r));
         for (std::uint32_t c = 0; c < comps.count(); ++c) {
             if (!classes[c])
                 continue;
             Accumulator value;
             for (std::uint32_t k = comps.first[c]; k < comps.first[c + 1]; ++k) {
                 const std::uint32_t j = comps.order[k];
-                value.addProduct(x[j], 0.0, (*reward)[j]);
+                value.addProduct(x[j], 0.0, reward[j]);
             }
-            low = std::min(low, value.value() - value.error());
-            high = std::max(high, value.value() + value.error());
+            range.low = std::min(range.low, value.value() - value.error());
+            range.high = std::max(range.high, value.value() + value.error());
         }
-        worst = std::max(worst, (high - low) / largest);
     }
+    return ranges;
+}
+
+// The largest, over the rewards, of how far apart their values on the classes
+// can lie, relative to the reward's largest magnitude.
+double valueSpread(const std::vector<ValueRange>& ranges) {
+    double worst = 0.0;
+    for (const ValueRange& range : ranges)
+        if (range.largest > 0.0)
+            worst = std::max(worst, (range.high - range.low) / range.largest);
     return worst;
 }
 
 } // namespace
 
-std::string Limit::method() const {
+std::string Limit::method(bool settled) const {
     if (power)
         return "power iteration, " + std::to_string(sweeps) + " steps" +
-               (converged ? "" : ", NOT CONVERGED");
+               (settled ? "" : ", NOT CONVERGED");
     const char* reach = reachNotNeeded ? ", the probabilities of reaching the closed classes not "
                                          "needed (the same values on each)"
                                        : "";
@@ -591,7 +602,7 @@ std::string Limit::method() const {
         return std::string("direct elimination") +
                (transientEliminated ? ", then the times before a closed class by sparse elimination"
                                     : "") +
-               reach + (converged ? "" : ", NOT CONVERGED");
+               reach + (settled ? "" : ", NOT CONVERGED");
     std::string text;
     if (sweepsGivenUp > 0)
         text = "Gauss-Seidel, " + std::to_string(sweepsGivenUp) + " sweeps (" +
@@ -625,7 +636,7 @@ std::string Limit::method() const {
         text += ", then sparse elimination of the class";
     if (transientEliminated)
         text += ", then the times before a closed class by sparse elimination";
-    return text + reach + (converged ? "" : ", NOT CONVERGED");
+    return text + reach + (settled ? "" : ", NOT CONVERGED");
 }
 
 Limit solveLimit(const RateMatrix& m, const LimitOptions& options) {
@@ -647,7 +658,7 @@ Limit solveLimit(const RateMatrix& m, const LimitOptions& options) {
         limit.converged = limit.converged && r.converged;
         limit.errorEstimate = std::max(limit.errorEstimate, r.change);
     };
-    auto solveComponent = [&](std::uint32_t c, bool closed, std::vector<double>& x) {
+    auto solveComponentAnyway = [&](std::uint32_t c, bool closed, std::vector<double>& x) {
         const std::uint32_t size = comps.size(c);
         if (size == 1 && closed) {
             x[comps.order[comps.first[c]]] = 1.0;
@@ -807,11 +818,35 @@ Limit solveLimit(const RateMatrix& m, const LimitOptions& options) {
         }
     };
 
+    // A closed class solved by iterations is no closer than the roundings of its
+    // entries, each a sum over the rates into its state, and of their
+    // normalisation: the iterations' estimates, from their changes, do not see
+    // those, which the probabilities of reaching the classes used to hide
+    // where they were solved.
+    auto solveComponent = [&](std::uint32_t c, bool closed, std::vector<double>& x) {
+        solveComponentAnyway(c, closed, x);
+        if (!closed || comps.size(c) <= options.denseLimit)
+            return;
+        std::uint64_t into = 0;
+        for (std::uint32_t k = comps.first[c]; k < comps.first[c + 1]; ++k) {
+            const std::uint32_t j = comps.order[k];
+            into = std::max<std::uint64_t>(into, m.start[std::size_t{j} + 1] - m.start[j]);
+        }
+        limit.errorEstimate =
+            std::max(limit.errorEstimate,
+                     (static_cast<double>(into) + 4.0) * std::numeric_limits<double>::epsilon());
+    };
+
     std::vector<double> pi(n, 0.0);
     const std::uint32_t startComponent = comps.component[0];
     std::vector<double> reach(comps.count(), 0.0);
-    // Closed classes solved before the times spent ahead of them.
+    // Closed classes solved before the times spent ahead of them, the values
+    // of the rewards asked on them, and the error estimates of the classes'
+    // distributions and of the probabilities of reaching them.
     std::vector<char> solvedAhead;
+    std::vector<ValueRange> ranges;
+    double classError = 0.0;
+    double reachError = 0.0;
     if (comps.bottom[startComponent]) {
         reach[startComponent] = 1.0;
     } else {
@@ -830,7 +865,8 @@ Limit solveLimit(const RateMatrix& m, const LimitOptions& options) {
                 for (std::uint32_t c = 0; c < comps.count(); ++c)
                     if (solvedAhead[c])
                         solveComponent(c, true, pi);
-                const double spread = valueSpread(comps, solvedAhead, pi, *options.rewardsAsked);
+                ranges = classValueRanges(comps, solvedAhead, pi, *options.rewardsAsked);
+                const double spread = valueSpread(ranges);
                 if (spread <= options.tolerance) {
                     // Every class reached gets the same weight; the values' error is
                     // that of the classes' own distributions plus how far the
@@ -911,6 +947,8 @@ Limit solveLimit(const RateMatrix& m, const LimitOptions& options) {
                 eliminateTransient(m, comps, options, limit, reach);
             if (outOfRange && !limit.transientEliminated)
                 std::rethrow_exception(outOfRange);
+            classError = classEstimate;
+            reachError = limit.errorEstimate;
             limit.errorEstimate = std::max(limit.errorEstimate, classEstimate);
             limit.converged = limit.converged && classConverged;
             limit.accepted = limit.accepted || classAccepted;
@@ -936,6 +974,26 @@ Limit solveLimit(const RateMatrix& m, const LimitOptions& options) {
             pi[comps.order[k]] *= reach[c];
     }
     limit.errorEstimate += std::fabs(1.0 - reached);
+    if (!ranges.empty()) {
+        // The value is sum_c p'_c v'_c against sum_c p_c v_c: the classes'
+        // errors weighed by p', plus sum_c (p'_c - p_c) v_c, which is the
+        // probabilities' surplus (sum p' - 1) times the middle m of the values
+        // plus at most half their 1-norm error times the values' span (the
+        // terms (p'_c - p_c) (v_c - m)). The span and the middle are those of
+        // the computed values, widened by the classes' errors.
+        // The surplus counts the rounding of the sum of the probabilities too.
+        const double surplus =
+            std::fabs(1.0 - reached) +
+            (limit.classesReached + 1.0) * std::numeric_limits<double>::epsilon();
+        const double probabilities = reachError + surplus;
+        for (const ValueRange& range : ranges) {
+            const double own = classError * range.largest;
+            const double span = range.high - range.low + 2.0 * own;
+            const double middle = 0.5 * (range.high + range.low);
+            limit.rewardErrors.push_back(reached * own + surplus * std::fabs(middle) +
+                                         0.5 * probabilities * span);
+        }
+    }
     limit.distribution = std::move(pi);
     return limit;
 }

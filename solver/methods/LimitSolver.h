@@ -101,6 +101,14 @@ struct Limit {
     // the probabilities of reaching them were not solved
     // (LimitOptions::rewardsAsked): the distribution weighs the classes equally.
     bool reachNotNeeded = false;
+    // Where LimitOptions::rewardsAsked was given and the probabilities of
+    // reaching the classes were solved: per reward asked, in its order, an
+    // estimate of the error of its long-run value (the distribution times the
+    // reward) from the classes' own errors, how far the probabilities of
+    // reaching them may be off, and how far apart the reward's values on the
+    // classes lie: a reward that is the same on every class reached is not
+    // touched by the probabilities' error. Empty otherwise.
+    std::vector<double> rewardErrors;
     bool iterative = false;             // some part was solved by Gauss-Seidel
     bool krylov = false;                // some part was solved by BiCGSTAB
     bool multigrid = false;             // ... preconditioned by aggregation multigrid
@@ -136,7 +144,10 @@ struct Limit {
     Refusal krylovRefused = Refusal::None;
     // e.g. "BiCGSTAB+ILU(0), 23 iterations" or "BiCGSTAB+aggregation multigrid, 9
     // iterations"
-    std::string method() const;
+    std::string method() const { return method(converged); }
+    // The same, marked NOT CONVERGED only where settled is false (a value whose
+    // own error is within the bound asked though the limit's is not).
+    std::string method(bool settled) const;
 };
 
 Limit solveLimit(const RateMatrix& m, const LimitOptions& options);

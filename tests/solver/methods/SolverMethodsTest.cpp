@@ -279,6 +279,45 @@ TEST(SolverMethods, LongRunValuesEqualOnEveryClassReachedNeedNotTheProbabilities
     EXPECT_TRUE(one[0].converged) << one[0].method;
     EXPECT_LE(one[0].bound, 1e-15);
     EXPECT_EQ(one[0].method, "limit, direct elimination");
+    // A grid of 1,600 transient states leaking at 1e-6 into two absorbing
+    // states: the probabilities of reaching them come out with an estimate
+    // near 7e-13, above the 1e-13 asked. The long-run reliability, 0 on both,
+    // does not depend on them and stands; the chance of ending in the first
+    // does, and is marked.
+    Chain grid;
+    constexpr std::uint32_t side = 40;
+    grid.states = side * side + 2;
+    std::mt19937 random(3);
+    std::uniform_real_distribution<double> exponent(-1.0, 1.0);
+    auto gridRate = [&] { return std::pow(10.0, exponent(random)); };
+    for (std::uint32_t x = 0; x < side; ++x)
+        for (std::uint32_t y = 0; y < side; ++y) {
+            const std::uint32_t i = x * side + y + 1;
+            if (x + 1 < side) {
+                grid.arcs.push_back({i, i + side, gridRate()});
+                grid.arcs.push_back({i + side, i, gridRate()});
+            }
+            if (y + 1 < side) {
+                grid.arcs.push_back({i, i + 1, gridRate()});
+                grid.arcs.push_back({i + 1, i, gridRate()});
+            }
+            grid.arcs.push_back({i, side * side + 1 + (x + y) % 2, 1e-6});
+        }
+    std::vector<double> up(grid.states, 1.0), first(grid.states, 0.0);
+    up[side * side] = up[side * side + 1] = 0.0;
+    first[side * side] = 1.0;
+    grid.variables.push_back({"reliability", 3, {{0.0, 0.0}}, up, {}});
+    grid.variables.push_back({"first", 3, {{0.0, 0.0}}, first, {}});
+    SolveOptions tight;
+    tight.limit.tolerance = 1e-13;
+    const std::vector<Result> mixed = solveChain(grid, tight);
+    ASSERT_EQ(mixed.size(), 2u);
+    EXPECT_EQ(mixed[0].value, 0.0);
+    EXPECT_TRUE(mixed[0].converged) << mixed[0].method;
+    EXPECT_LE(mixed[0].bound, 1e-15);
+    EXPECT_EQ(mixed[0].method.find("NOT CONVERGED"), std::string::npos) << mixed[0].method;
+    EXPECT_GT(mixed[1].bound, 1e-13) << mixed[1].method;
+    EXPECT_FALSE(mixed[1].converged);
     // Steady-state detection never uses a limit that skipped the probabilities:
     // accumulated over [0, T] "split" earns the limit's rate per unit of time
     // once settled (T = 1e4 and 2e4, detected by uniformization), while "same"

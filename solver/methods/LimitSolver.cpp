@@ -881,8 +881,18 @@ Limit solveLimit(const RateMatrix& m, const LimitOptions& options) {
                     }
                     limit.classesReached = classes;
                     limit.reachNotNeeded = true;
-                    limit.errorEstimate +=
-                        spread + (classes + 2.0) * std::numeric_limits<double>::epsilon();
+                    const double eps = std::numeric_limits<double>::epsilon();
+                    // Per reward: the true value and the weighed one both lie
+                    // within the values' range widened by the classes' error,
+                    // the weights' sum off 1 by their roundings.
+                    for (const ValueRange& range : ranges) {
+                        const double own = limit.errorEstimate * range.largest;
+                        limit.rewardErrors.push_back(
+                            range.high - range.low + 2.0 * own +
+                            (classes + 2.0) * eps *
+                                std::max(std::fabs(range.low), std::fabs(range.high)));
+                    }
+                    limit.errorEstimate += spread + (classes + 2.0) * eps;
                     limit.distribution = std::move(pi);
                     return limit;
                 }

@@ -101,13 +101,14 @@ struct Limit {
     // the probabilities of reaching them were not solved
     // (LimitOptions::rewardsAsked): the distribution weighs the classes equally.
     bool reachNotNeeded = false;
-    // Where LimitOptions::rewardsAsked was given and the probabilities of
-    // reaching the classes were solved: per reward asked, in its order, an
-    // estimate of the error of its long-run value (the distribution times the
-    // reward) from the classes' own errors, how far the probabilities of
-    // reaching them may be off, and how far apart the reward's values on the
-    // classes lie: a reward that is the same on every class reached is not
-    // touched by the probabilities' error. Empty otherwise.
+    // Where LimitOptions::rewardsAsked was given and several closed classes
+    // are reached: per reward asked, in its order, an estimate of the error of
+    // its long-run value (the distribution times the reward) from the classes'
+    // own errors, how far the probabilities of reaching them may be off (or,
+    // where they were not needed, the weights' roundings), and how far apart
+    // the reward's values on the classes lie: a reward that is the same on
+    // every class reached is not touched by the probabilities' error. Empty
+    // otherwise.
     std::vector<double> rewardErrors;
     bool iterative = false;             // some part was solved by Gauss-Seidel
     bool krylov = false;                // some part was solved by BiCGSTAB

@@ -23,8 +23,8 @@ struct SweepResult {
     // expected: the further sweeps the last check expected (0 when the changes
     // did not shrink). With options.stopWhenHopeless, also set when two checks
     // in a row, from sweep 1,024 on, expect more than the sweeps left of
-    // options.maxSweeps; on an extrapolated component below options.switchFrom,
-    // more than a hundred times as many.
+    // options.maxSweeps; on an extrapolated closed component below
+    // options.switchFrom, more than a hundred times as many.
     bool gaveUp = false;
     std::uint64_t expected = 0;
 };
@@ -66,8 +66,9 @@ Wavefront findWavefront(const RateMatrix& m, const Components& comps, std::uint3
 // in a row expect more than the sweeps left of options.maxSweeps (expected 0
 // where the changes did not shrink); an extrapolated one below switchFrom when,
 // from sweep 1,024 on, two checks in a row expect more than a hundred times the
-// sweeps left. With options.stopWhenHopeless, any component stops when, from
-// sweep 1,024 on, two checks in a row expect more than the sweeps left.
+// sweeps left (an open one: more than the sweeps left). With options.stopWhenHopeless, any component stops when, from
+// sweep 1,024 on, two checks in a row expect more than the sweeps left; so does
+// an open one (the times before a closed class) where it would stop at all.
 SweepResult gaussSeidel(const RateMatrix& m, const Components& comps, std::uint32_t c, bool closed,
                         const LimitOptions& options, std::vector<double>& x);
 

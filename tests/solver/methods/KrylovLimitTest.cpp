@@ -306,6 +306,45 @@ TEST(KrylovLimit, SweepsThatCannotSettleStopOnceHopeless) {
     EXPECT_LE(distanceFromBackwardCycle(limit, big), limit.errorEstimate + 1e-14);
 }
 
+TEST(KrylovLimit, SweepsOfTheTimesBeforeAClassStopOnceHopeless) {
+    // A path of 600 transient states, a step either way at rate 1, leaves at
+    // its ends into two absorbing states: its times settle under the sweeps
+    // only after some 1e5 sweeps and more. Where the iterates are extrapolated
+    // (here from 512 states), a closed class's sweeps run on until they expect
+    // a hundred times the sweeps they have left; the times before a class
+    // stop from the 1,024th sweep on once they expect more than they have
+    // left, since BiCGSTAB and the elimination of the times follow.
+    const std::uint32_t n = 600;
+    std::vector<Transition> ts;
+    for (std::uint32_t i = 0; i + 1 < n; ++i) {
+        ts.push_back({i, i + 1, 1.0});
+        ts.push_back({i + 1, i, 1.0});
+    }
+    ts.push_back({0, n, 1.0});
+    ts.push_back({n - 1, n + 1, 1.0});
+    const gensolver::RateMatrix m = gensolver::buildRateMatrix(n + 2, ts);
+    const gensolver::Components comps = gensolver::findComponents(m);
+    const std::uint32_t path = comps.component[0];
+    ASSERT_FALSE(comps.bottom[path]);
+    gensolver::LimitOptions options;
+    options.extrapolateFrom = 512;
+    options.maxSweeps = 20000;
+    std::vector<double> z(n + 2, 0.0);
+    const gensolver::SweepResult r = gensolver::gaussSeidel(m, comps, path, false, options, z);
+    EXPECT_TRUE(r.gaveUp);
+    EXPECT_GE(r.sweeps, 1024u);
+    EXPECT_LT(r.sweeps, 1100u);
+    EXPECT_GT(r.expected, options.maxSweeps);
+    EXPECT_LT(r.expected, 100 * options.maxSweeps); // the margin a closed class keeps
+    // The limit then comes from BiCGSTAB: from state 0, the near end is
+    // reached with probability 600/601 (the walk's ruin probability).
+    const gensolver::Limit limit = gensolver::solveLimit(m, options);
+    EXPECT_TRUE(limit.converged) << limit.method();
+    EXPECT_LT(limit.sweepsGivenUp, 1100u) << limit.method();
+    EXPECT_NEAR(limit.distribution[n], 600.0 / 601.0, limit.errorEstimate + 1e-15);
+    EXPECT_NEAR(limit.distribution[n + 1], 1.0 / 601.0, limit.errorEstimate + 1e-15);
+}
+
 TEST(KrylovLimit, ANearlyDecomposableClassTheIterationsCannotBoundIsEliminated) {
     // 12 blocks of 25 states, a ring and chords in each, joined to the next
     // block and to one at random by rates some 1e-7 of the rest. Every pair of

@@ -431,6 +431,50 @@ constexpr int MaxDoublings = 10;
 // length all the more so.
 constexpr std::size_t PartsPerBatch = 8;
 
+// The long-run measures of a model whose long run ended in a marking that
+// enables no activity (by time endedAt), into `estimates` at `positions`. Its
+// long-run values are then that marking's rate rewards, and which marking a
+// run ends in is chance: one run's batch means would all repeat one outcome,
+// an interval of width 0 around it (a unit that fails for good in one of two
+// ways, a quarter of the time in the first, gave 0 or 1 with no spread). They
+// are estimated by replications that each run to their end instead, every one
+// giving the rewards of the marking it ends in. A replication that has not
+// ended after as many firings as the longest batches allow leaves no estimate:
+// where some paths end and others run on, neither method stands.
+std::uint64_t estimateByEnds(Trajectory& path, const std::vector<Measure>& measures,
+                             const std::vector<std::size_t>& positions, const SimSettings& settings,
+                             std::vector<Estimate>& estimates, double endedAt) {
+    std::uint64_t before = path.events();
+    StreamSampler sampler(settings.seed);
+    // Streams neither the replications, the batches nor the cycles use.
+    constexpr std::uint64_t FirstStream = std::uint64_t{3} << 62;
+    const std::uint64_t maxEvents = settings.batchEvents << MaxDoublings;
+    std::vector<Tally> tallies(measures.size());
+    NoObserver none;
+    for (std::uint64_t r = 0; r < settings.replications; ++r) {
+        path.start(sampler.stream(FirstStream + r), none);
+        path.runUntil(std::numeric_limits<double>::infinity(), maxEvents, none);
+        if (!path.ended()) {
+            char at[32];
+            std::snprintf(at, sizeof at, "%g", endedAt);
+            throw SimulationError(
+                std::string("the long run came, by time ") + at +
+                ", to a marking that enables no activity, but a run to the end had not ended "
+                "after " +
+                std::to_string(maxEvents) +
+                " timed firings: where some paths end and others run on, the long-run values "
+                "cannot be estimated by simulation (gen-solve gives them)");
+        }
+        const double* rates = path.rates();
+        for (std::size_t m = 0; m < measures.size(); ++m)
+            tallies[m].add(rates[measures[m].node]);
+    }
+    store(tallies, positions, settings, estimates);
+    for (const std::size_t at : positions)
+        estimates[at].method = "replications to each path's end";
+    return path.events() - before;
+}
+
 // The long-run measures by batch means, into `estimates` at `positions`. The
 // batches start at the warm-up's length, each the mean of PartsPerBatch parts.
 // Whenever the run would stop, the parts' series of every measure is tested
@@ -453,6 +497,11 @@ std::uint64_t estimateByBatches(Trajectory& path, const std::vector<Measure>& me
     NoObserver none;
     path.start(stream, none);
     path.runUntil(std::numeric_limits<double>::infinity(), settings.batchEvents, none);
+    if (path.ended()) {
+        batchLength = 0.0;
+        return path.events() - before +
+               estimateByEnds(path, measures, positions, settings, estimates, path.now());
+    }
     double partLength = (path.now() > 0.0 ? path.now() : 1.0) / PartsPerBatch;
     path.clearCounts();
     std::vector<std::vector<double>> parts(measures.size());
@@ -472,6 +521,12 @@ std::uint64_t estimateByBatches(Trajectory& path, const std::vector<Measure>& me
     for (;;) {
         std::fill(observer.sums.begin(), observer.sums.end(), 0.0);
         path.runUntil(path.now() + partLength, std::numeric_limits<std::uint64_t>::max(), observer);
+        if (path.ended()) {
+            batchLength = 0.0;
+            const double endedAt = path.now();
+            return path.events() - before +
+                   estimateByEnds(path, measures, positions, settings, estimates, endedAt);
+        }
         for (std::size_t m = 0; m < measures.size(); ++m)
             parts[m].push_back(observer.sums[m] / partLength);
         if (parts[0].size() % PartsPerBatch != 0)

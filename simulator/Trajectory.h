@@ -123,6 +123,8 @@ public:
             updateRates();
         return Rates.data();
     }
+    // True when the marking enables no activity: the path has ended there.
+    bool ended() const { return Pending.empty(); }
 
 private:
     static constexpr double Never = std::numeric_limits<double>::infinity();

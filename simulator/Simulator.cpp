@@ -441,10 +441,9 @@ constexpr std::size_t PartsPerBatch = 8;
 // giving the rewards of the marking it ends in. A replication that has not
 // ended after as many firings as the longest batches allow leaves no estimate:
 // where some paths end and others run on, neither method stands.
-std::uint64_t estimateByEnds(Trajectory& path, const std::vector<Measure>& measures,
-                             const std::vector<std::size_t>& positions, const SimSettings& settings,
-                             std::vector<Estimate>& estimates, double endedAt) {
-    std::uint64_t before = path.events();
+void estimateByEnds(Trajectory& path, const std::vector<Measure>& measures,
+                    const std::vector<std::size_t>& positions, const SimSettings& settings,
+                    std::vector<Estimate>& estimates, double endedAt) {
     StreamSampler sampler(settings.seed);
     // Streams neither the replications, the batches nor the cycles use.
     constexpr std::uint64_t FirstStream = std::uint64_t{3} << 62;
@@ -472,7 +471,6 @@ std::uint64_t estimateByEnds(Trajectory& path, const std::vector<Measure>& measu
     store(tallies, positions, settings, estimates);
     for (const std::size_t at : positions)
         estimates[at].method = "replications to each path's end";
-    return path.events() - before;
 }
 
 // The long-run measures by batch means, into `estimates` at `positions`. The
@@ -499,8 +497,8 @@ std::uint64_t estimateByBatches(Trajectory& path, const std::vector<Measure>& me
     path.runUntil(std::numeric_limits<double>::infinity(), settings.batchEvents, none);
     if (path.ended()) {
         batchLength = 0.0;
-        return path.events() - before +
-               estimateByEnds(path, measures, positions, settings, estimates, path.now());
+        estimateByEnds(path, measures, positions, settings, estimates, path.now());
+        return path.events() - before;
     }
     double partLength = (path.now() > 0.0 ? path.now() : 1.0) / PartsPerBatch;
     path.clearCounts();
@@ -523,9 +521,8 @@ std::uint64_t estimateByBatches(Trajectory& path, const std::vector<Measure>& me
         path.runUntil(path.now() + partLength, std::numeric_limits<std::uint64_t>::max(), observer);
         if (path.ended()) {
             batchLength = 0.0;
-            const double endedAt = path.now();
-            return path.events() - before +
-                   estimateByEnds(path, measures, positions, settings, estimates, endedAt);
+            estimateByEnds(path, measures, positions, settings, estimates, path.now());
+            return path.events() - before;
         }
         for (std::size_t m = 0; m < measures.size(); ++m)
             parts[m].push_back(observer.sums[m] / partLength);

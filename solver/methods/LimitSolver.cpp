@@ -589,6 +589,40 @@ double valueSpread(const std::vector<ValueRange>& ranges) {
     return worst;
 }
 
+// Where the rewards asked have the same value on every closed class reached
+// (count of them, marked in classes, each solved in x to sum 1, the rewards'
+// values on them in ranges, at most spread apart relative to their largest
+// magnitudes), the probabilities of reaching the classes cannot change the
+// values: every class gets the same weight. The values' error is that of the
+// classes' own distributions, plus how far their values lie apart, plus the
+// weights' roundings.
+void weighClassesEqually(const RateMatrix& m, const Components& comps,
+                         const std::vector<char>& classes, std::uint32_t count,
+                         const std::vector<ValueRange>& ranges, double spread,
+                         std::vector<double>& x, Limit& limit) {
+    const double weight = 1.0 / count;
+    for (std::uint32_t c = 0; c < comps.count(); ++c) {
+        if (!classes[c])
+            continue;
+        limit.residual = std::max(limit.residual, classResidual(m, comps, c, x));
+        for (std::uint32_t k = comps.first[c]; k < comps.first[c + 1]; ++k)
+            x[comps.order[k]] *= weight;
+    }
+    limit.classesReached = count;
+    limit.reachNotNeeded = true;
+    const double eps = std::numeric_limits<double>::epsilon();
+    // Per reward: the true value and the weighed one both lie within the
+    // values' range widened by the classes' error, the weights' sum off 1 by
+    // their roundings.
+    for (const ValueRange& range : ranges) {
+        const double own = limit.errorEstimate * range.largest;
+        limit.rewardErrors.push_back(range.high - range.low + 2.0 * own +
+                                     (count + 2.0) * eps *
+                                         std::max(std::fabs(range.low), std::fabs(range.high)));
+    }
+    limit.errorEstimate += spread + (count + 2.0) * eps;
+}
+
 } // namespace
 
 std::string Limit::method(bool settled) const {
@@ -868,31 +902,7 @@ Limit solveLimit(const RateMatrix& m, const LimitOptions& options) {
                 ranges = classValueRanges(comps, solvedAhead, pi, *options.rewardsAsked);
                 const double spread = valueSpread(ranges);
                 if (spread <= options.tolerance) {
-                    // Every class reached gets the same weight; the values' error is
-                    // that of the classes' own distributions plus how far the
-                    // classes' values differ, and the weights' rounding.
-                    const double weight = 1.0 / classes;
-                    for (std::uint32_t c = 0; c < comps.count(); ++c) {
-                        if (!solvedAhead[c])
-                            continue;
-                        limit.residual = std::max(limit.residual, classResidual(m, comps, c, pi));
-                        for (std::uint32_t k = comps.first[c]; k < comps.first[c + 1]; ++k)
-                            pi[comps.order[k]] *= weight;
-                    }
-                    limit.classesReached = classes;
-                    limit.reachNotNeeded = true;
-                    const double eps = std::numeric_limits<double>::epsilon();
-                    // Per reward: the true value and the weighed one both lie
-                    // within the values' range widened by the classes' error,
-                    // the weights' sum off 1 by their roundings.
-                    for (const ValueRange& range : ranges) {
-                        const double own = limit.errorEstimate * range.largest;
-                        limit.rewardErrors.push_back(
-                            range.high - range.low + 2.0 * own +
-                            (classes + 2.0) * eps *
-                                std::max(std::fabs(range.low), std::fabs(range.high)));
-                    }
-                    limit.errorEstimate += spread + (classes + 2.0) * eps;
+                    weighClassesEqually(m, comps, solvedAhead, classes, ranges, spread, pi, limit);
                     limit.distribution = std::move(pi);
                     return limit;
                 }

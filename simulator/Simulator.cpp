@@ -450,7 +450,13 @@ void estimateByEnds(Trajectory& path, const std::vector<Measure>& measures,
     const std::uint64_t maxEvents = settings.batchEvents << MaxDoublings;
     std::vector<Tally> tallies(measures.size());
     NoObserver none;
+    const auto begun = std::chrono::steady_clock::now();
     for (std::uint64_t r = 0; r < settings.replications; ++r) {
+        // The stop rule between rounds, as the replications take it.
+        if (r > 0 && settings.round > 0 && r % settings.round == 0 &&
+            (settings.relWidth > 0.0 || settings.timeLimit > 0.0) &&
+            stopNow(tallies, settings, begun))
+            break;
         path.start(sampler.stream(FirstStream + r), none);
         path.runUntil(std::numeric_limits<double>::infinity(), maxEvents, none);
         if (!path.ended()) {

@@ -37,6 +37,16 @@ TEST(PathsThatEnd, LongRunValuesComeFromReplicationsToEachEnd) {
             EXPECT_LT(inA.halfWidth, 0.03);
             EXPECT_EQ(result.batchLength, 0.0);
         }
+        // With a relative half-width asked, the runs to each end stop once it
+        // is reached, checked every round of replications.
+        settings.relWidth = 0.1;
+        settings.replications = 100000;
+        const SimResult early = simulate(model, actions, settings);
+        const Estimate& inA = early.estimates[0];
+        EXPECT_TRUE(inA.reached);
+        EXPECT_LE(inA.halfWidth, 0.1 * inA.value);
+        EXPECT_LT(inA.samples, 100000u);
+        EXPECT_EQ(inA.samples % 100, 0u);
     }
     DestructStudy();
 }

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <ostream>
 
 namespace gensolver {
@@ -17,8 +19,16 @@ std::string timeText(const Result& r, bool start) {
     return formattedText("%.6g", start ? r.start : r.stop);
 }
 
-std::string boundText(const Result& r) {
-    return (r.boundProven ? "<= " : "~ ") + formattedText("%.2e", r.bound);
+// The bound beside a value printed to 15 digits: the value's own bound plus
+// what the printing rounded off, so that the printed value and bound still
+// hold the answer where the bound is below the 15th digit (a value of 1/3 with
+// a bound of 1e-16 printed as 0.333333333333333).
+std::string boundText(const Result& r, const std::string& printedValue) {
+    double bound = r.bound;
+    const double printed = std::strtod(printedValue.c_str(), nullptr);
+    if (std::isfinite(printed) && std::isfinite(r.value))
+        bound += std::fabs(printed - r.value);
+    return (r.boundProven ? "<= " : "~ ") + formattedText("%.2e", bound);
 }
 
 } // namespace
@@ -71,12 +81,13 @@ const std::vector<std::string>& resultTableHead() {
 }
 
 std::vector<std::string> resultTableCells(const Result& r) {
+    const std::string value = formattedText("%.15g", r.value);
     return {r.variable,
             rewardTypeName(r.type),
             timeText(r, true),
             timeText(r, false),
-            formattedText("%.15g", r.value),
-            boundText(r),
+            value,
+            boundText(r, value),
             std::to_string(r.iterations),
             r.method};
 }

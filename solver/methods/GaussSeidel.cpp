@@ -404,7 +404,9 @@ SweepResult gaussSeidel(const RateMatrix& m, const Components& comps, std::uint3
     // 72,000 sweeps (10 s) before them.
     constexpr std::uint64_t kHopelessFrom = 1024;
     constexpr double kHopelessMargin = 100.0;
-    const bool mayStop = options.stopWhenHopeless || !closed;
+    // Sweeps asked to run to the end (switchSweeps 0, --gauss-seidel) are not
+    // stopped so.
+    const bool mayStop = options.stopWhenHopeless || (!closed && options.switchSweeps > 0);
     double moreBefore = 0.0; // the sweeps expected at the check before
     // The iterates are extrapolated after sweep kExtrapolateFrom and every
     // kExtrapolateEvery sweeps from there, from the kKept iterates up to it.

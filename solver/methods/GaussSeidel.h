@@ -66,9 +66,9 @@ Wavefront findWavefront(const RateMatrix& m, const Components& comps, std::uint3
 // in a row expect more than the sweeps left of options.maxSweeps (expected 0
 // where the changes did not shrink); an extrapolated one below switchFrom when,
 // from sweep 1,024 on, two checks in a row expect more than a hundred times the
-// sweeps left (an open one: more than the sweeps left). With options.stopWhenHopeless, any component stops when, from
-// sweep 1,024 on, two checks in a row expect more than the sweeps left; so does
-// an open one (the times before a closed class) where it would stop at all.
+// sweeps left (an open one: more than the sweeps left). With options.stopWhenHopeless, any
+// component stops when, from sweep 1,024 on, two checks in a row expect more than the sweeps left;
+// so does an open one (the times before a closed class) with switchSweeps set.
 SweepResult gaussSeidel(const RateMatrix& m, const Components& comps, std::uint32_t c, bool closed,
                         const LimitOptions& options, std::vector<double>& x);
 

@@ -336,6 +336,13 @@ TEST(KrylovLimit, SweepsOfTheTimesBeforeAClassStopOnceHopeless) {
     EXPECT_LT(r.sweeps, 1100u);
     EXPECT_GT(r.expected, options.maxSweeps);
     EXPECT_LT(r.expected, 100 * options.maxSweeps); // the margin a closed class keeps
+    // Asked to sweep to the end (--gauss-seidel), they do.
+    gensolver::LimitOptions toTheEnd = options;
+    toTheEnd.switchSweeps = 0;
+    std::fill(z.begin(), z.end(), 0.0);
+    const gensolver::SweepResult swept = gensolver::gaussSeidel(m, comps, path, false, toTheEnd, z);
+    EXPECT_FALSE(swept.gaveUp);
+    EXPECT_EQ(swept.sweeps, toTheEnd.maxSweeps);
     // The limit then comes from BiCGSTAB: from state 0, the near end is
     // reached with probability 600/601 (the walk's ruin probability).
     const gensolver::Limit limit = gensolver::solveLimit(m, options);

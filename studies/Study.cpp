@@ -2,7 +2,7 @@
 
 #include "ChildProcess.h"
 #include "WorkFolder.h"
-#include "read/ModelReader.h"
+#include "tool/SolveRun.h"
 
 #include <algorithm>
 #include <atomic>
@@ -69,8 +69,7 @@ ExperimentOutcome runExperiment(const std::string& executable, const WorkFolder&
                                       : end.error;
     } else {
         try {
-            outcome.solution =
-                gensolver::solve(gensolver::readModel(folder.prefix() + stem), solve);
+            outcome.solution = gensolver::solveRun(folder.prefix() + stem, solve);
             outcome.notice = outcome.solution.absorptionNotice;
         } catch (const std::bad_alloc&) {
             outcome.failed = true;

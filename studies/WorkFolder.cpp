@@ -40,7 +40,8 @@ WorkFolder::~WorkFolder() {
 void WorkFolder::removeRunFiles(const std::string& stem) const {
     if (keep_)
         return;
-    for (const char* ext : {".arm", ".var", ".pvtype", ".imp", ".det", ".out", ".err"})
+    for (const char* ext :
+         {".arm", ".var", ".pvtype", ".imp", ".abs", ".det", ".dac", ".dip", ".out", ".err"})
         std::remove((prefix_ + stem + ext).c_str());
 }
 

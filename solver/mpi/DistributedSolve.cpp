@@ -12,6 +12,7 @@
 #include "read/InputError.h"
 #include "read/ModelReader.h"
 #include "read/PvTypeReader.h"
+#include "read/RegenerativeReader.h"
 #include "read/VarReader.h"
 
 #include <sys/stat.h>
@@ -289,7 +290,7 @@ void slice(std::vector<double>& v, std::uint32_t first, std::uint32_t last) {
 } // namespace
 
 std::string distributedRefusal(const std::string& stem, const SolveOptions& options) {
-    if (exists(stem + ".det"))
+    if (hasDeterministicDelays(stem))
         return stem + ".det: the model has deterministic activities; their solver runs on one "
                       "process (run gen-solve without mpirun)";
     if (options.absorption || exists(stem + ".abs"))

@@ -12,8 +12,8 @@ std::vector<DelayGroup> readDet(const std::string& path, std::uint32_t states) {
     if (!in.next(line))
         in.fail("the file is empty");
     std::uint64_t count = 0;
-    if (!parseUnsigned(line, count) || count == 0)
-        in.fail("line 1 must hold the number of delay groups (1 or more), found " + quote(line));
+    if (!parseUnsigned(line, count))
+        in.fail("line 1 must hold the number of delay groups, found " + quote(line));
     std::vector<DelayGroup> groups;
     for (std::uint64_t g = 1; g <= count; ++g) {
         if (!in.next(line))

@@ -4,6 +4,7 @@
 #include "read/ImpReader.h"
 #include "read/InputError.h"
 #include "read/PvTypeReader.h"
+#include "read/RegenerativeReader.h"
 #include "read/RowsToMatrix.h"
 #include "read/VarReader.h"
 
@@ -19,7 +20,7 @@ bool exists(const std::string& path) {
 }
 
 void refuseDeterministic(const std::string& stem) {
-    if (exists(stem + ".det"))
+    if (hasDeterministicDelays(stem))
         throw InputError(stem + ".det",
                          "the model has deterministic activities (this file lists where they "
                          "are enabled); its chain is not a Markov chain and needs a different "

@@ -204,7 +204,19 @@ void readRows(const std::string& path, RegenerativeModel& m,
 
 bool hasDeterministicDelays(const std::string& stem) {
     struct stat info {};
-    return ::stat((stem + ".det").c_str(), &info) == 0;
+    if (::stat((stem + ".det").c_str(), &info) != 0)
+        return false;
+    // Only a file that is the one line "0" (blank lines aside) says there are
+    // none; anything else goes to readDet, which names its fault.
+    LineReader in(stem + ".det", 1 << 12);
+    std::string_view line;
+    std::uint64_t count = 0;
+    if (!in.next(line) || !parseUnsigned(line, count) || count != 0)
+        return true;
+    while (in.next(line))
+        if (!trim(line).empty())
+            return true;
+    return false;
 }
 
 RegenerativeModel readRegenerativeModel(const std::string& stem) {
@@ -234,6 +246,9 @@ RegenerativeModel readRegenerativeModel(const std::string& stem) {
         std::vector<double>().swap(r.impulse);
     const std::string detPath = stem + ".det";
     const std::vector<DelayGroup> groups = readDet(detPath, states);
+    if (groups.empty()) // hasDeterministicDelays sends such a run to the Markov chain's reader
+        throw InputError(detPath, "lists no deterministic delay: the run's chain is a Markov "
+                                  "chain, which the Markov chain's solver solves");
     for (const DelayGroup& g : groups)
         m.delays.push_back(g.delay);
     m.group = groupsOfStates(detPath, groups, states);

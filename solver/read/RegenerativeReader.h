@@ -11,7 +11,9 @@
 
 namespace gensolver {
 
-// True when the run wrote a .det file: its model has deterministic delays.
+// True when the run wrote a .det file that is not just the "0" of a run in which
+// no deterministic activity was enabled: its chain has deterministic delays. A
+// .det of no delay groups leaves a Markov chain, solved as one.
 bool hasDeterministicDelays(const std::string& stem);
 
 // Throws InputError naming the file, line or state at fault.

@@ -3,12 +3,10 @@
 // share the chain's states (see mpi/MpiRun.h).
 
 #include "methods/Parallel.h"
-#include "methods/Regenerative.h"
 #include "read/InputError.h"
-#include "read/ModelReader.h"
-#include "read/RegenerativeReader.h"
 #include "tool/CommandLine.h"
 #include "tool/Output.h"
+#include "tool/SolveRun.h"
 
 #ifdef GEN_HAVE_MPI
 #include "mpi/MpiRun.h"
@@ -31,15 +29,7 @@ int main(int argc, char** argv) {
             return 0;
         }
         setSharedThreads(cl.threads);
-        if (cl.binaryRows && hasDeterministicDelays(cl.stem))
-            throw InputError(cl.stem + ".det", "the model has deterministic activities, whose "
-                                               "rows only the text files hold; gen-solve "
-                                               "without --binary-rows reads them");
-        const Solution solution =
-            hasDeterministicDelays(cl.stem)
-                ? solveRegenerative(readRegenerativeModel(cl.stem), cl.solve)
-                : solve(cl.binaryRows ? readModelFromParts(cl.stem) : readModel(cl.stem), cl.solve);
-        return printSolution(cl, solution);
+        return printSolution(cl, solveRun(cl.stem, cl.solve, cl.binaryRows));
     } catch (const std::invalid_argument& e) {
         std::cerr << "gen-solve: " << e.what() << " (gen-solve --help for the usage)\n";
     } catch (const InputError& e) {

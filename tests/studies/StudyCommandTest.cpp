@@ -230,6 +230,36 @@ TEST(StudyCommand, RefusalsNameTheFaultAndPrintNoResult) {
     }
 }
 
+// The watchdog model (tests/solver/models/watchdog.san): experiment 0 never enables
+// its deterministic restart, experiment 1 does. Each is solved as gen-solve solves
+// it, the first as a Markov chain and the second as a regenerative process, with
+// the long-run availabilities of the closed forms (3/4, and the alternating
+// renewal's 1 / (1 + 0.5)); the files the second run adds are removed with the rest.
+TEST(StudyCommand, ARunWithDeterministicActivitiesIsSolvedAsGenSolveSolvesIt) {
+    namespace fs = std::filesystem;
+    TempDir dir;
+    const std::string work = dir.path() + "work";
+    const auto result =
+        run(study("--format csv --work " + work + " " + binary("tests/gen-det_watchdog")));
+    ASSERT_EQ(result.status, 0) << result.err;
+    const std::vector<std::string> rows = lines(result.out);
+    ASSERT_EQ(rows.size(), 5u) << result.out;
+    const struct {
+        std::size_t row;
+        double value;
+        const char* method;
+    } limits[] = {{2, 0.75, "\"limit, "}, {4, 1.0 / 1.5, "\"regenerative limit, "}};
+    for (const auto& l : limits) {
+        SCOPED_TRACE(rows[l.row]);
+        const std::vector<std::string> f = fields(rows[l.row]); // the method's comma splits it
+        ASSERT_GE(f.size(), 17u);
+        EXPECT_EQ(f[6], "longRun");
+        EXPECT_NEAR(std::stod(f[10]), l.value, 1e-12);
+        EXPECT_NE(rows[l.row].find(l.method), std::string::npos);
+    }
+    EXPECT_TRUE(fs::is_empty(work));
+}
+
 TEST(StudyCommand, TheWorkFolderKeepsTheRunsFilesOnlyWhenAsked) {
     namespace fs = std::filesystem;
     TempDir dir;

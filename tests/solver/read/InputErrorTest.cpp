@@ -188,7 +188,7 @@ TEST(InputErrors, TheCommandReportsOneLineAndStatusOne) {
         {"unwritable plot", "-P" + dir.path() + " -Nok --plot " + dir.path() + "no/such/p.svg",
          "gen-solve: " + dir.path() + "no/such/p.svg: cannot open for writing"},
     };
-    write(stem + "d.det", "0\n");
+    write(stem + "d.det", "-1\n"); // "0" alone is a run without deterministic delays
     write(stem + "d.arm", kArm);
     write(stem + "d.var", kVar);
     write(stem + "d.pvtype", kPvType);

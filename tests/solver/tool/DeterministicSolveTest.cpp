@@ -215,6 +215,8 @@ TEST(DeterministicSolve, RefusesWhatTheMethodCannotHandleInOneLine) {
          "has the deterministic activities rebuild and inspect"},
         {"dac without a listed state", &Files::dac, "3\nrebuild\n",
          "state 2 is listed in .det but has no activity here"},
+        {"det of no groups, then a group", &Files::det, "0\n5.0\n2\n0\n",
+         "text after the last delay group"},
         {"two closed classes", &Files::arm, "1\n3\n\n1\n2\n1.0\n3\n1.0\n0\n2\n2\n-1.0\n0\n3\n0\n",
          "closed classes are reachable"},
     };
@@ -229,6 +231,32 @@ TEST(DeterministicSolve, RefusesWhatTheMethodCannotHandleInOneLine) {
         EXPECT_EQ(std::count(err.begin(), err.end(), '\n'), 1) << c.name << ": " << err;
         EXPECT_NE(err.find(c.message), std::string::npos) << c.name << ": " << err;
     }
+}
+
+// The watchdog model (tests/solver/models/watchdog.san): a unit failing at rate
+// l = 1, repaired at rate mu = 3 in experiment 0, where its deterministic restart
+// is never enabled, and restarted after exactly D = 0.5 in experiment 1. The first
+// run's .det lists no delay, and its chain is solved as a Markov chain: the
+// availability at t is mu/(l+mu) + l/(l+mu) e^(-(l+mu) t), 3/4 in the long run. The
+// second's long-run availability is the alternating renewal's (1/l) / (1/l + D).
+TEST(DeterministicSolve, ARunThatNeverEnablesItsDeterministicActivityIsAMarkovChain) {
+    TempDir dir;
+    const std::string stem = generate(dir, "tests/gen-det_watchdog", 0);
+    EXPECT_EQ(testsupport::readFile(stem + ".det"), "0\n");
+    const auto rows = solveCsv(stem, "--steady");
+    const double at2 = 0.75 + 0.25 * std::exp(-8.0);
+    const Row& transient = rows.at("availability@2");
+    EXPECT_LE(std::fabs(transient.value - at2), transient.bound + 1e-15);
+    EXPECT_EQ(transient.method, "uniformization");
+    const Row& limit = rows.at("longRun@0");
+    EXPECT_NEAR(limit.value, 0.75, 1e-14);
+    EXPECT_EQ(limit.method.rfind("\"limit, ", 0), 0u) << limit.method;
+
+    TempDir other;
+    const auto restarted = solveCsv(generate(other, "tests/gen-det_watchdog", 1));
+    const Row& renewal = restarted.at("longRun@0");
+    EXPECT_NEAR(renewal.value, 1.0 / 1.5, 1e-12);
+    EXPECT_NE(renewal.method.find("regenerative limit"), std::string::npos) << renewal.method;
 }
 
 // Impulses of deterministic firings (the .dip file) on the cycle model

@@ -112,6 +112,8 @@ std::string relativeHalfWidth(const Estimate& e) {
 std::string timeText(const Estimate& e, bool start) {
     if (e.measure.longRun())
         return "inf";
+    if (e.measure.untilAbsorption && !start)
+        return "absorption";
     return printed("%.6g", start ? e.measure.start : e.measure.stop);
 }
 
@@ -186,8 +188,9 @@ void writeJson(std::ostream& out, const SimResult& result, const SimRunInfo& inf
         out << (i ? ",\n" : "\n") << "    {\"variable\": " << jsonString(e.measure.name)
             << ", \"type\": " << static_cast<int>(e.measure.type)
             << ", \"long_run\": " << (longRun ? "true" : "false")
-            << ", \"start\": " << (longRun ? "null" : exact(e.measure.start))
-            << ", \"stop\": " << (longRun ? "null" : exact(e.measure.stop))
+            << ", \"start\": " << (longRun ? "null" : exact(e.measure.start)) << ", \"stop\": "
+            << (longRun || e.measure.untilAbsorption ? "null" : exact(e.measure.stop))
+            << (e.measure.untilAbsorption ? ", \"until_absorption\": true" : "")
             << ", \"value\": " << exact(e.value) << ", \"half_width\": " << jsonNumber(e.halfWidth)
             << ", \"interval_low\": " << jsonNumber(e.low)
             << ", \"interval_high\": " << jsonNumber(e.high) << ", \"samples\": " << e.samples

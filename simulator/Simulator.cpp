@@ -28,6 +28,9 @@ constexpr int WorkerUnreported = 3;
 constexpr std::uint64_t ProbeEvents = 2000;
 // Timed firings after which a regeneration cycle is taken as never ending.
 constexpr std::uint64_t MaxCycleEvents = 100000000;
+// The most times a batch's length is doubled: 1024 times the warm-up's. A run
+// to a path's end (or to absorption) may take as many firings as the longest batches.
+constexpr int MaxDoublings = 10;
 
 // Gathers one replication's values: instants when the path passes their time,
 // interval rewards as the rate over the overlapping span plus the impulses
@@ -68,6 +71,9 @@ struct ReplicationObserver {
                 }
                 continue;
             }
+            // A value until absorption takes nothing from the absorbed marking.
+            if (measure.untilAbsorption && path.ended())
+                continue;
             double overlap = std::min(to, measure.stop) - std::max(from, measure.start);
             if (overlap > 0.0)
                 values[m] += path.rates()[measure.node] * overlap;
@@ -120,12 +126,37 @@ struct NoObserver {
 
 // One replication's values of the terminating measures, followed by its
 // likelihood ratio (1 without biasing).
+// An infinite horizon (values until absorption) runs each path until it is
+// absorbed; one not absorbed after `maxEvents` timed firings ends the run: where
+// a path may never be absorbed, the values until absorption are infinite or not
+// defined, and no number of replications estimates them.
 void replicate(Trajectory& path, StreamSampler& sampler, const std::vector<Measure>& measures,
-               double horizon, std::uint64_t index, double* values) {
+               double horizon, std::uint64_t maxEvents, std::uint64_t index, double* values) {
     std::fill(values, values + measures.size(), 0.0);
     ReplicationObserver observer(measures, values);
     path.start(sampler.stream(index), observer);
-    path.runUntil(horizon, std::numeric_limits<std::uint64_t>::max(), observer);
+    const bool toAbsorption = std::isinf(horizon);
+    path.runUntil(horizon, toAbsorption ? maxEvents : std::numeric_limits<std::uint64_t>::max(),
+                  observer);
+    if (toAbsorption && !path.ended()) {
+        char at[32];
+        std::snprintf(at, sizeof at, "%g", path.now());
+        throw SimulationError(
+            "replication " + std::to_string(index + 1) + " had not been absorbed after " +
+            std::to_string(maxEvents) + " timed firings (1024 times --warmup-events; time " + at +
+            "): values until absorption are estimated only where every path is absorbed "
+            "(gen-solve gives the probability of absorption)");
+    }
+    if (toAbsorption) {
+        // The absorbed marking holds on: the intervals and time points beyond
+        // the absorption see it, as a path run to their horizon would.
+        double last = 0.0;
+        for (const Measure& m : measures)
+            if (!m.untilAbsorption)
+                last = std::max(last, m.stop);
+        if (last > path.now())
+            observer.span(path.now(), last, path);
+    }
     observer.finish(path.rates());
     // Importance sampling: the value times the likelihood ratio of the whole
     // path has the true mean (the ratio at the horizon is a martingale's end).
@@ -161,14 +192,15 @@ bool writeAll(int fd, const void* data, std::size_t size) {
 // measures.size() + 1, the last the likelihood ratio), over `threads` worker processes: worker w
 // runs the replications w, w + workers, ... of the round. Returns the timed firings made.
 std::uint64_t runRound(Trajectory& path, StreamSampler& sampler,
-                       const std::vector<Measure>& measures, double horizon, std::uint64_t first,
-                       std::uint64_t count, unsigned threads, std::vector<double>& values) {
+                       const std::vector<Measure>& measures, double horizon,
+                       std::uint64_t maxEvents, std::uint64_t first, std::uint64_t count,
+                       unsigned threads, std::vector<double>& values) {
     std::size_t width = measures.size() + 1;
     std::uint64_t workers = std::min<std::uint64_t>(threads, count);
     if (workers <= 1) {
         std::uint64_t before = path.events();
         for (std::uint64_t i = 0; i < count; ++i)
-            replicate(path, sampler, measures, horizon, first + i, &values[i * width]);
+            replicate(path, sampler, measures, horizon, maxEvents, first + i, &values[i * width]);
         return path.events() - before;
     }
     std::cout.flush();
@@ -200,7 +232,7 @@ std::uint64_t runRound(Trajectory& path, StreamSampler& sampler,
                 rows.reserve(((count - w + workers - 1) / workers) * width);
                 std::vector<double> row(width);
                 for (std::uint64_t i = w; i < count; i += workers) {
-                    replicate(path, sampler, measures, horizon, first + i, row.data());
+                    replicate(path, sampler, measures, horizon, maxEvents, first + i, row.data());
                     rows.insert(rows.end(), row.begin(), row.end());
                 }
                 std::uint64_t made = path.events() - before;
@@ -376,7 +408,8 @@ std::uint64_t estimateByReplications(Trajectory& path, const std::vector<Measure
         std::uint64_t count = std::min(round, settings.replications - done);
         std::size_t width = measures.size() + 1;
         values.assign(count * width, 0.0);
-        events += runRound(path, sampler, measures, horizon, done, count, settings.threads, values);
+        events += runRound(path, sampler, measures, horizon, settings.batchEvents << MaxDoublings,
+                           done, count, settings.threads, values);
         for (std::uint64_t i = 0; i < count; ++i) {
             for (std::size_t m = 0; m < measures.size(); ++m)
                 tallies[m].add(values[i * width + m]);
@@ -423,8 +456,6 @@ bool correlated(const std::vector<double>& means) {
     return lagOneCorrelation(means) > -1.0 / k + 1.645 / std::sqrt(k);
 }
 
-// The most times a batch's length is doubled: 1024 times the warm-up's.
-constexpr int MaxDoublings = 10;
 // Each batch is made of this many consecutive parts, whose series the
 // correlation test reads: eight times as many values as batches give the test
 // its power, and parts that look independent make batches eight times their
@@ -665,7 +696,7 @@ std::string settingsProblem(const SimSettings& settings, PVModel* model) {
     if (settings.threads < 1)
         return "at least 1 worker is needed";
     for (const Measure& m : listMeasures(model)) {
-        if (m.longRun())
+        if (m.longRun() || m.untilAbsorption)
             continue;
         if (!std::isfinite(m.start) || !std::isfinite(m.stop) || m.start < 0.0 || m.stop < m.start)
             return "variable " + m.name + " has the time interval [" + std::to_string(m.start) +
@@ -705,6 +736,8 @@ SimResult simulate(PVModel* model, const ActionTable& actions, const SimSettings
         std::string method = replicationMethod(settings);
         if (all[i].longRun())
             method = settings.balanced.empty() ? "batch means" : method + ", regeneration cycles";
+        if (all[i].untilAbsorption)
+            method += ", each to absorption";
         result.estimates.push_back({all[i], 0.0, 0.0, 0.0, 0.0, 0, true, false, method});
         (all[i].longRun() ? longRun : terminating).push_back(all[i]);
         (all[i].longRun() ? longRunAt : terminatingAt).push_back(i);

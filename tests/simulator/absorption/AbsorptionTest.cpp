@@ -1,7 +1,8 @@
 // Values until absorption by simulation (absorption.san): each replication runs
 // until its path is absorbed, against the closed forms of the wear-out chain;
 // an interval and a time point beyond the absorption see the absorbed marking;
-// a model whose paths are never absorbed is refused, on one worker and on two.
+// a model whose paths are never absorbed is refused, on one worker and on two,
+// and so is biasing.
 
 #include "SimReport.h"
 #include "Simulator.h"
@@ -68,6 +69,27 @@ TEST(UntilAbsorption, ReplicationsRunEachPathToItsAbsorption) {
             EXPECT_NE(csv.str().find("\nlifetime,1,0,absorption,"), std::string::npos) << csv.str();
         }
     }
+    DestructStudy();
+}
+
+// Biased replications would weigh paths of unbounded length: refused.
+TEST(UntilAbsorption, BiasingIsRefused) {
+    BaseStudyClass* study = GenerateStudy();
+    study->SetGVs(0);
+    PVModel* model = study->GetPVModel(false);
+    SimSettings biased;
+    biased.bias = {{"fail", 2.0}};
+    SimSettings balanced;
+    balanced.balanced = {"fail"};
+    for (const SimSettings& settings : {biased, balanced})
+        EXPECT_EQ(settingsProblem(settings, model)
+                      .rfind("variable lifetime is reported until "
+                             "absorption, which --bias and --balanced "
+                             "do not serve",
+                             0),
+                  0u)
+            << settingsProblem(settings, model);
+    EXPECT_EQ(settingsProblem(SimSettings{}, model), "");
     DestructStudy();
 }
 

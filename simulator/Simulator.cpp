@@ -3,6 +3,7 @@
 #include "StreamSampler.h"
 #include "Tally.h"
 #include "Trajectory.h"
+#include "base/Errors.h"
 #include "distributions/UserDistributions.h"
 
 #include <algorithm>
@@ -23,6 +24,21 @@ namespace {
 // and a failure it could not report (its pipe broke).
 constexpr int WorkerReported = 1;
 constexpr int WorkerUnreported = 3;
+// Leads a worker's report of a line with which the model framework ends the run
+// (a marking out of range, a negative rate): the parent ends the run with that
+// line as it stands, as a run on one worker does.
+constexpr char FrameworkLine = '\x01';
+
+// The pipe of this worker process to its parent (-1 in the parent).
+int reportPipe = -1;
+
+bool writeAll(int fd, const void* data, std::size_t size);
+
+// endRunWith in a worker: the line goes to the parent in place of the rows.
+void reportRunEnd(const std::string& line) {
+    const std::string text = FrameworkLine + line;
+    ::_exit(writeAll(reportPipe, text.data(), text.size()) ? WorkerReported : WorkerUnreported);
+}
 
 // Timed firings of the trial of the model's declared dependencies.
 constexpr std::uint64_t ProbeEvents = 2000;
@@ -223,6 +239,8 @@ std::uint64_t runRound(Trajectory& path, StreamSampler& sampler,
         }
         if (child == 0) {
             ::close(fds[0]);
+            reportPipe = fds[1];
+            setRunEndHandler(&reportRunEnd);
             int status = 0;
             try {
                 std::uint64_t before = path.events();
@@ -315,6 +333,8 @@ std::uint64_t runRound(Trajectory& path, StreamSampler& sampler,
         else if (!WIFEXITED(status) || WEXITSTATUS(status) != 0)
             failed = true;
     }
+    if (!fault.empty() && fault.front() == FrameworkLine)
+        endRunWith(fault.substr(1));
     if (!fault.empty())
         throw SimulationError(fault);
     if (failed) {

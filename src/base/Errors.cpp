@@ -29,7 +29,17 @@ void MemoryAllocationError() {
     std::exit(1);
 }
 
+namespace {
+RunEndHandler runEndHandler = nullptr;
+} // namespace
+
+void setRunEndHandler(RunEndHandler handler) {
+    runEndHandler = handler;
+}
+
 void endRunWith(const std::string& text) {
+    if (runEndHandler != nullptr)
+        runEndHandler(text);
     std::cerr << text + "\n" << std::flush;
     std::exit(1);
 }

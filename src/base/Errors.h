@@ -26,6 +26,12 @@ void NoAction();
 // worker processes may report at once) and ends the run with status 1; the
 // exit handlers remove the run's unfinished result files.
 [[noreturn]] void endRunWith(const std::string& line);
+// Makes endRunWith call `handler` with the line first (null: none). A handler
+// that returns leaves the line to be written and the run ended as above. The
+// simulator's worker processes use it to send the line to the process that
+// started them, which reports it once for all of them.
+using RunEndHandler = void (*)(const std::string& line);
+void setRunEndHandler(RunEndHandler handler);
 // A value as those lines print it: "nan" whatever its sign bit, else as a
 // stream writes a double.
 std::string valueText(double value);

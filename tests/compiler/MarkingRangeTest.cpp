@@ -124,4 +124,32 @@ TEST(MarkingRange, RewardsThatAreNotFiniteOrPhasesThatAreNotWholeEndTheRunNaming
     }
 }
 
+// Such lines from the simulator on several workers: each worker that met one
+// used to print it and end, and the run added "Error: a worker process of the
+// simulation failed"; the line is now printed once, as on one worker.
+TEST(MarkingRange, TheSimulatorPrintsTheLineOnceWhateverTheWorkers) {
+    const struct {
+        const char* model;
+        int experiment;
+        const char* err;
+    } cases[] = {
+        {markings, 5, "activity up has the rate -1; a rate must be finite and not negative\n"},
+        {"tests/gen-lang_badvalues", 1,
+         "reward available has the rate reward inf; a reward must be finite\n"},
+    };
+    for (const auto& c : cases) {
+        for (const char* workers : {"2", "3"}) {
+            SCOPED_TRACE(std::string(c.model) + " " + std::to_string(c.experiment) + " " + workers);
+            TempDir dir;
+            const auto sim = testsupport::run(testsupport::binary(std::string(c.model) + "-sim") +
+                                                  " -B" + std::to_string(c.experiment) +
+                                                  " --replications 200 --threads " + workers,
+                                              dir.path());
+            EXPECT_EQ(sim.status, 1);
+            EXPECT_EQ(sim.err, c.err);
+            EXPECT_EQ(sim.out, "");
+        }
+    }
+}
+
 } // namespace

@@ -141,11 +141,11 @@ struct NoObserver {
 };
 
 // One replication's values of the terminating measures, followed by its
-// likelihood ratio (1 without biasing).
-// An infinite horizon (values until absorption) runs each path until it is
-// absorbed; one not absorbed after `maxEvents` timed firings ends the run: where
-// a path may never be absorbed, the values until absorption are infinite or not
-// defined, and no number of replications estimates them.
+// likelihood ratio (1 without biasing). An infinite horizon (values until
+// absorption) runs each path until it is absorbed; one not absorbed after
+// `maxEvents` timed firings ends the run: where a path may never be absorbed,
+// the values until absorption are infinite or not defined, and no number of
+// replications estimates them.
 void replicate(Trajectory& path, StreamSampler& sampler, const std::vector<Measure>& measures,
                double horizon, std::uint64_t maxEvents, std::uint64_t index, double* values) {
     std::fill(values, values + measures.size(), 0.0);
@@ -154,16 +154,17 @@ void replicate(Trajectory& path, StreamSampler& sampler, const std::vector<Measu
     const bool toAbsorption = std::isinf(horizon);
     path.runUntil(horizon, toAbsorption ? maxEvents : std::numeric_limits<std::uint64_t>::max(),
                   observer);
-    if (toAbsorption && !path.ended()) {
-        char at[32];
-        std::snprintf(at, sizeof at, "%g", path.now());
-        throw SimulationError(
-            "replication " + std::to_string(index + 1) + " had not been absorbed after " +
-            std::to_string(maxEvents) + " timed firings (1024 times --warmup-events; time " + at +
-            "): values until absorption are estimated only where every path is absorbed "
-            "(gen-solve gives the probability of absorption)");
-    }
     if (toAbsorption) {
+        if (!path.ended()) {
+            char at[32];
+            std::snprintf(at, sizeof at, "%g", path.now());
+            throw SimulationError(
+                "replication " + std::to_string(index + 1) + " had not been absorbed after " +
+                std::to_string(maxEvents) + " timed firings (1024 times --warmup-events; time " +
+                at +
+                "): values until absorption are estimated only where every path is absorbed "
+                "(gen-solve gives the probability of absorption)");
+        }
         // The absorbed marking holds on: the intervals and time points beyond
         // the absorption see it, as a path run to their horizon would.
         double last = 0.0;

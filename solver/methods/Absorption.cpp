@@ -2,14 +2,21 @@
 
 #include "methods/CompensatedSum.h"
 
+#include "methods/Bicgstab.h"
 #include "methods/Components.h"
 #include "methods/EliminationOrder.h"
+#include "methods/IluPreconditioner.h"
+#include "methods/Parallel.h"
 #include "methods/SparseElimination.h"
+#include "methods/SparseSystem.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <limits>
+#include <memory>
+#include <stdexcept>
+#include <utility>
 
 namespace gensolver {
 
@@ -77,6 +84,149 @@ Sets findSets(const RateMatrix& m, const std::vector<char>& absorbing) {
     return s;
 }
 
+// Solves x A = b (left) or A m = c (right) over T, A = -Q_TT, in T's local
+// numbering.
+class SetSolver {
+public:
+    SetSolver() = default;
+    SetSolver(const SetSolver&) = delete;
+    SetSolver& operator=(const SetSolver&) = delete;
+    virtual ~SetSolver() = default;
+    // The first solve, of a right-hand side not negative; error receives per
+    // entry a bound on its distance from the exact solution, infinity where
+    // the method has none of its own (the residual then bounds it).
+    virtual void first(bool left, std::vector<double>& v, std::vector<double>& error) const = 0;
+    // A correction's solve, for iterative refinement: v is overwritten by an
+    // approximate solution.
+    virtual void correct(bool left, std::vector<double>& v) const = 0;
+    // Per state, how far the factors' rates may lie from A's (see
+    // SparseElimination::slack); empty where the solves use A itself.
+    virtual const std::vector<double>& slack() const = 0;
+    // Whether first()'s error bounds can be finite (the elimination's, from its
+    // roundings).
+    virtual bool roundingBounds() const = 0;
+};
+
+class EliminationSolver : public SetSolver {
+public:
+    EliminationSolver(const RateMatrix& m, const Sets& s, EliminationBudget budget)
+        : lu_(m, s.states, s.local, budget) {}
+    void first(bool left, std::vector<double>& v, std::vector<double>& error) const override {
+        const std::size_t n = v.size();
+        std::vector<std::uint32_t> counts(n, 0);
+        std::vector<double> absolute;
+        left ? lu_.solveLeft(v, counts, absolute) : lu_.solveRight(v, counts, absolute);
+        error.resize(n);
+        for (std::size_t k = 0; k < n; ++k) {
+            const double e = lu_.relativeErrorBesideSlack(counts[k]);
+            // Below the normal range, the relative part is taken of x^ + absolute,
+            // which bounds x, and over 1 - e, where it is taken of x.
+            error[k] = std::isinf(e)        ? e
+                       : absolute[k] == 0.0 ? v[k] * e
+                                            : ((v[k] + absolute[k]) * e / (1.0 - e) + absolute[k]) *
+                                                  (1.0 + 4.0 * kUnit);
+        }
+    }
+    void correct(bool left, std::vector<double>& v) const override {
+        left ? lu_.solveLeft(v) : lu_.solveRight(v);
+    }
+    const std::vector<double>& slack() const override { return lu_.slack(); }
+    bool roundingBounds() const override { return true; }
+    std::uint64_t entries() const { return lu_.entries(); }
+
+private:
+    SparseElimination lu_;
+};
+
+// BiCGSTAB preconditioned by ILU(0) on B = A^T (a SparseSystem over T): x A = b
+// is B x^T = b^T, A m = c the transposed system. Nothing bounds its solutions
+// but their residuals, which the refinement computes exactly; so each solve
+// only has to shrink its residual well. Needs no memory beyond the rates and
+// the preconditioner, where the elimination's fill grows with the chain's
+// dimensions.
+class IterativeSolver : public SetSolver {
+public:
+    IterativeSolver(const RateMatrix& m, const Sets& s) : pool_(sharedPool()) {
+        const std::uint32_t n = static_cast<std::uint32_t>(s.states.size());
+        system_.member = s.states;
+        system_.diagonal.resize(n);
+        system_.b.assign(n, 0.0);
+        system_.start.assign(std::size_t{n} + 1, 0);
+        std::vector<std::pair<std::uint32_t, double>> row;
+        for (std::uint32_t k = 0; k < n; ++k) {
+            const std::uint32_t j = s.states[k];
+            system_.diagonal[k] = m.exitRate[j];
+            row.clear();
+            for (std::uint64_t e = m.start[j]; e < m.start[std::size_t{j} + 1]; ++e)
+                if (s.local[m.source[e]] != kOutside)
+                    row.emplace_back(s.local[m.source[e]], m.rate[e]);
+            // The preconditioner needs each row's columns ascending and distinct.
+            std::sort(row.begin(), row.end());
+            for (const auto& [col, r] : row) {
+                if (!system_.column.empty() && system_.start[k] < system_.column.size() &&
+                    system_.column.back() == col) {
+                    system_.rate.back() += r;
+                } else {
+                    system_.column.push_back(col);
+                    system_.rate.push_back(r);
+                }
+            }
+            system_.start[std::size_t{k} + 1] = system_.column.size();
+        }
+        ilu_ = std::make_unique<IluPreconditioner>(pool_, system_);
+    }
+    bool ok() const { return ilu_->ok(); }
+    std::uint64_t iterations() const { return iterations_; }
+    bool converged() const { return converged_; }
+
+    void first(bool left, std::vector<double>& v, std::vector<double>& error) const override {
+        solve(left, v, kFirstTarget);
+        error.assign(v.size(), std::numeric_limits<double>::infinity());
+    }
+    void correct(bool left, std::vector<double>& v) const override {
+        solve(left, v, kCorrectionTarget);
+    }
+    const std::vector<double>& slack() const override { return none_; }
+    bool roundingBounds() const override { return false; }
+
+private:
+    // Residuals relative to the right-hand side's largest entry that end a
+    // solve: the first solve's is what the refinement would otherwise have to
+    // make up; a correction's is its gain per refinement.
+    static constexpr double kFirstTarget = 1e-13;
+    static constexpr double kCorrectionTarget = 1e-8;
+    static constexpr std::uint64_t kMaxIterations = 5000;
+    // The solve for x starts from state 1's spike: on a ring of four buffers of
+    // 15 places each, its residual first fell after 33 iterations and met its
+    // target after 66.
+    static constexpr std::uint64_t kPatience = 200;
+
+    void solve(bool left, std::vector<double>& v, double target) const {
+        const std::vector<double> rhs = v;
+        double largest = 0.0;
+        for (const double r : rhs)
+            largest = std::max(largest, std::fabs(r));
+        v.assign(rhs.size(), 0.0);
+        if (largest == 0.0)
+            return;
+        left ? ilu_->apply(pool_, rhs, v) : ilu_->applyTransposed(pool_, rhs, v);
+        const std::vector<double> none;
+        KrylovProblem problem{&system_, ilu_.get(),       !left, &rhs,
+                              &none,    target * largest, true,  kMaxIterations};
+        problem.patience = kPatience;
+        const KrylovResult r = bicgstab(pool_, problem, v);
+        iterations_ += r.iterations;
+        converged_ = converged_ && r.converged;
+    }
+
+    Parallel& pool_;
+    SparseSystem system_;
+    std::unique_ptr<IluPreconditioner> ilu_;
+    std::vector<double> none_;
+    mutable std::uint64_t iterations_ = 0;
+    mutable bool converged_ = true;
+};
+
 // A solution over T kept in double-double (hi + lo), refined until its residual
 // stops shrinking; residualBound holds per state a bound on |residual|. first is
 // the solve before any refinement, and firstError per state a bound on its error
@@ -120,28 +270,15 @@ void residual(const RateMatrix& m, const Sets& s, const Refined& v, bool left,
 
 // Solves, then refines while the weighted residual sum(bound * weight) at least
 // halves (weight empty: the largest bound).
-Refined refine(const RateMatrix& m, const Sets& s, const SparseElimination& lu, bool left,
+Refined refine(const RateMatrix& m, const Sets& s, const SetSolver& solver, bool left,
                const std::vector<double>& weight) {
     const std::size_t n = s.states.size();
     Refined v;
     v.hi.assign(n, left ? 0.0 : 1.0);
     if (left)
         v.hi[s.local[0]] = 1.0;
-    std::vector<std::uint32_t> counts(n, 0);
-    std::vector<double> absolute;
-    left ? lu.solveLeft(v.hi, counts, absolute) : lu.solveRight(v.hi, counts, absolute);
+    solver.first(left, v.hi, v.firstError);
     v.first = v.hi;
-    v.firstError.resize(n);
-    for (std::size_t k = 0; k < n; ++k) {
-        const double e = lu.relativeErrorBesideSlack(counts[k]);
-        // Below the normal range, the relative part is taken of x^ + absolute,
-        // which bounds x, and over 1 - e, where it is taken of x.
-        v.firstError[k] =
-            std::isinf(e) ? e
-            : absolute[k] == 0.0
-                ? v.first[k] * e
-                : ((v.first[k] + absolute[k]) * e / (1.0 - e) + absolute[k]) * (1.0 + 4.0 * kUnit);
-    }
     v.lo.assign(n, 0.0);
     v.residualBound.assign(n, 0.0);
     std::vector<double> r(n);
@@ -155,7 +292,7 @@ Refined refine(const RateMatrix& m, const Sets& s, const SparseElimination& lu, 
         if (measure == 0.0 || !(measure < previous / 2) || v.steps == kMaxRefinements)
             break;
         previous = measure;
-        left ? lu.solveLeft(r) : lu.solveRight(r);
+        solver.correct(left, r);
         for (std::size_t k = 0; k < n; ++k) {
             const double sum = v.hi[k] + r[k];
             const double b = sum - v.hi[k];
@@ -166,6 +303,40 @@ Refined refine(const RateMatrix& m, const Sets& s, const SparseElimination& lu, 
         ++v.steps;
     }
     return v;
+}
+
+// What the elimination may cost before the iterative solves are tried instead
+// (within the caller's budget): 2^24 entries of fill (about 200 MB) and 2^30
+// rates folded (some seconds). A chain whose states are the points of a grid
+// of several dimensions fills far beyond that: a ring of four buffers of 15
+// places each (50,625 states) ran for over ten minutes and 2 GB, where the
+// iterative solves take seconds.
+EliminationBudget absorptionBudget(const EliminationBudget& caller) {
+    EliminationBudget b;
+    b.fill = std::min<std::uint64_t>(caller.fill, std::uint64_t{1} << 24);
+    b.folds = std::min<std::uint64_t>(caller.folds, std::uint64_t{1} << 30);
+    b.scans = std::min<std::uint64_t>(caller.scans, std::uint64_t{1} << 32);
+    return b;
+}
+
+// The relative bound the iterative solves must reach for their values to be
+// given: what the elimination gives on the chains it can factor, and what the
+// solver asks of every other value by default.
+constexpr double kIterativeAccepted = 1e-12;
+
+bool accepted(const Absorption& a, AbsorptionBound boundFor) {
+    if (!(a.eachBound <= kIterativeAccepted))
+        return false;
+    if (boundFor == AbsorptionBound::Probabilities)
+        return true;
+    if (a.outcome == Absorption::Outcome::NotCertain && !(a.probabilityBound <= kIterativeAccepted))
+        return false;
+    // The mean time to absorption from state 1, and through it the bounds
+    // of every value until absorption (they share the weights).
+    std::vector<double> ones(a.time.size(), 1.0);
+    double bound = 0.0;
+    const double time = a.accumulated(ones, bound);
+    return bound <= kIterativeAccepted * time;
 }
 
 } // namespace
@@ -192,28 +363,24 @@ double Absorption::accumulated(const std::vector<double>& w, double& bound) cons
 }
 
 std::string Absorption::method() const {
+    if (iterative)
+        return "BiCGSTAB+ILU(0), " + std::to_string(iterations) + " iterations, " +
+               std::to_string(refinements) + " refinement" + (refinements == 1 ? "" : "s");
     if (byRounding)
         return "sparse elimination, bound from its rounding";
     return "sparse elimination, " + std::to_string(refinements) + " refinement" +
            (refinements == 1 ? "" : "s");
 }
 
-Absorption solveAbsorption(const RateMatrix& m) {
-    return solveAbsorption(m, {}, {}, true, AbsorptionBound::Times);
+Absorption solveAbsorption(const RateMatrix& m, AbsorptionMethod method) {
+    return solveAbsorption(m, {}, {}, true, AbsorptionBound::Times, method);
 }
 
 Absorption solveAbsorption(const RateMatrix& m, const std::vector<char>& absorbing,
-                           EliminationBudget budget, bool reorder, AbsorptionBound boundFor) {
+                           EliminationBudget budget, bool reorder, AbsorptionBound boundFor,
+                           AbsorptionMethod method) {
     const std::uint32_t n = m.states();
-    Sets s = findSets(m, absorbing);
-    if (reorder) {
-        std::size_t k = 0;
-        for (const std::uint32_t j : fillReducingOrder(m, budget))
-            if (s.local[j] != kOutside) {
-                s.states[k] = j;
-                s.local[j] = static_cast<std::uint32_t>(k++);
-            }
-    }
+    const Sets s = findSets(m, absorbing);
     Absorption a;
     a.time.assign(n, 0.0);
     a.timeLow.assign(n, 0.0);
@@ -229,148 +396,197 @@ Absorption solveAbsorption(const RateMatrix& m, const std::vector<char>& absorbi
     a.probability = 1.0;
     if (s.states.empty())
         return a; // state 1 is absorbing
-    const SparseElimination lu(m, s.states, s.local, budget);
-    a.factorSize = lu.entries();
-    double totalSlack = 0.0;
-    for (const double a : lu.slack())
-        totalSlack += a;
-    totalSlack *= 1.0 + static_cast<double>(s.states.size()) * kUnit;
-    std::vector<double> upper;
-    if (boundFor == AbsorptionBound::Times) {
-        // Mean times to absorption m from every state of T, with an upper bound:
-        // for s = 1 - A m, m* = m + A^{-1} s <= m + max|s| m*, so m* <= m / (1 -
-        // max|s|).
-        const Refined mean = refine(m, s, lu, false, {});
-        // Mean times or residuals that overflowed (intermediate values of the
-        // solve beyond the range of a double, on chains whose mean times near it)
-        // leave no finite bound.
-        double delta = 0.0;
-        for (std::size_t k = 0; k < mean.hi.size(); ++k) {
-            const double b = mean.residualBound[k];
-            if (!std::isfinite(b) || !std::isfinite(mean.hi[k]) || !std::isfinite(mean.lo[k]))
-                delta = std::numeric_limits<double>::infinity();
-            else
-                delta = std::max(delta, b);
-        }
-        // The first solve's rounding counts give a second upper bound, which holds
-        // however ill-conditioned the chain (a mean time of 1e23 behind rates of
-        // 1e4, where the residual can no longer be summed finely enough); the
-        // smaller one is kept.
-        // Where the elimination went below the normal range, that second bound
-        // is of the mean times of A + E (see below): m - m'' = A^{-1} E m'', so
-        // they move by at most 2 S M'' M, M <= M'' / (1 - 2 S M''), with S the
-        // slack summed and M'' the largest of them.
-        double largest = 0.0;
-        for (std::size_t k = 0; k < mean.first.size(); ++k)
-            largest = std::max(largest, mean.first[k] + mean.firstError[k]);
-        const double slack = totalSlack * 2.0 * largest * (1.0 + 4.0 * kUnit);
-        const double shift =
-            totalSlack == 0.0 ? 0.0
-            : slack < 0.5     ? largest * slack / (1.0 - slack) * (1.0 + 4.0 * kUnit) + kTinyProduct
+
+    // The solution and its bounds from one method's solves (s: T in the
+    // method's numbering).
+    auto solveBy = [&](const Sets& s, const SetSolver& solver, Absorption a) {
+        double totalSlack = 0.0;
+        for (const double a : solver.slack())
+            totalSlack += a;
+        totalSlack *= 1.0 + static_cast<double>(s.states.size()) * kUnit;
+        std::vector<double> upper;
+        if (boundFor == AbsorptionBound::Times) {
+            // Mean times to absorption m from every state of T, with an upper bound:
+            // for s = 1 - A m, m* = m + A^{-1} s <= m + max|s| m*, so m* <= m / (1 -
+            // max|s|).
+            const Refined mean = refine(m, s, solver, false, {});
+            // Mean times or residuals that overflowed (intermediate values of the
+            // solve beyond the range of a double, on chains whose mean times near it)
+            // leave no finite bound.
+            double delta = 0.0;
+            for (std::size_t k = 0; k < mean.hi.size(); ++k) {
+                const double b = mean.residualBound[k];
+                if (!std::isfinite(b) || !std::isfinite(mean.hi[k]) || !std::isfinite(mean.lo[k]))
+                    delta = std::numeric_limits<double>::infinity();
+                else
+                    delta = std::max(delta, b);
+            }
+            // The first solve's rounding counts give a second upper bound, which holds
+            // however ill-conditioned the chain (a mean time of 1e23 behind rates of
+            // 1e4, where the residual can no longer be summed finely enough); the
+            // smaller one is kept.
+            // Where the elimination went below the normal range, that second bound
+            // is of the mean times of A + E (see below): m - m'' = A^{-1} E m'', so
+            // they move by at most 2 S M'' M, M <= M'' / (1 - 2 S M''), with S the
+            // slack summed and M'' the largest of them.
+            double largest = 0.0;
+            for (std::size_t k = 0; k < mean.first.size(); ++k)
+                largest = std::max(largest, mean.first[k] + mean.firstError[k]);
+            const double slack = totalSlack * 2.0 * largest * (1.0 + 4.0 * kUnit);
+            const double shift =
+                totalSlack == 0.0 ? 0.0
+                : slack < 0.5 ? largest * slack / (1.0 - slack) * (1.0 + 4.0 * kUnit) + kTinyProduct
                               : std::numeric_limits<double>::infinity();
-        upper.resize(s.states.size());
-        for (std::size_t k = 0; k < upper.size(); ++k) {
-            upper[k] = delta < 1.0 ? (mean.hi[k] + std::fabs(mean.lo[k])) / (1.0 - delta) *
-                                         (1.0 + 4.0 * kUnit)
-                                   : std::numeric_limits<double>::infinity();
-            upper[k] = std::min(upper[k],
-                                (mean.first[k] + mean.firstError[k] + shift) * (1.0 + 2.0 * kUnit));
-            a.longestMean = std::max(a.longestMean, upper[k]);
+            upper.resize(s.states.size());
+            for (std::size_t k = 0; k < upper.size(); ++k) {
+                upper[k] = delta < 1.0 ? (mean.hi[k] + std::fabs(mean.lo[k])) / (1.0 - delta) *
+                                             (1.0 + 4.0 * kUnit)
+                                       : std::numeric_limits<double>::infinity();
+                upper[k] = std::min(upper[k], (mean.first[k] + mean.firstError[k] + shift) *
+                                                  (1.0 + 2.0 * kUnit));
+                a.longestMean = std::max(a.longestMean, upper[k]);
+            }
         }
-    }
-    const Refined x = refine(m, s, lu, true, upper);
-    // Where the elimination went below the normal range, its factors are those
-    // of A + E (see SparseElimination::slack), and the first solve's bounds
-    // those of x'' = x(A + E): x - x'' = x'' E A^{-1}. The probabilities move by
-    // at most sum_k x''_k |E_k| (h = A^{-1} R <= 1: x'' E h for the rates, the
-    // exit rates with them), and x . w by that times the longest mean time and
-    // max|w|; each is taken twice over for the roundings that act on E
-    // afterwards.
-    double perturbation = 0.0;
-    for (std::size_t k = 0; k < s.states.size(); ++k)
-        if (lu.slack()[k] > 0.0)
-            perturbation +=
-                (x.first[k] + x.firstError[k]) * 4.0 * lu.slack()[k] * (1.0 + 4.0 * kUnit) +
-                kTinyProduct;
-    if (perturbation > 0.0 && boundFor == AbsorptionBound::Times)
-        a.perturbed_ = perturbation * a.longestMean * (1.0 + 2.0 * kUnit) + kTinyProduct;
-    if (boundFor == AbsorptionBound::Times) {
-        // x's error is bounded either by its residual, weighted by the mean times,
-        // or by the first solve's rounding counts: the sum of the per-state bounds
-        // decides.
-        double residualWeight = 0.0;
-        double roundingWeight = 0.0;
-        for (std::size_t k = 0; k < s.states.size(); ++k) {
-            // A residual of exactly 0 adds nothing, even where the mean times have
-            // no finite upper bound.
-            residualWeight += x.residualBound[k] > 0.0 ? x.residualBound[k] * upper[k] : 0.0;
-            roundingWeight += x.firstError[k];
+        const Refined x = refine(m, s, solver, true, upper);
+        // Where the elimination went below the normal range, its factors are those
+        // of A + E (see SparseElimination::slack), and the first solve's bounds
+        // those of x'' = x(A + E): x - x'' = x'' E A^{-1}. The probabilities move by
+        // at most sum_k x''_k |E_k| (h = A^{-1} R <= 1: x'' E h for the rates, the
+        // exit rates with them), and x . w by that times the longest mean time and
+        // max|w|; each is taken twice over for the roundings that act on E
+        // afterwards.
+        double perturbation = 0.0;
+        const std::vector<double>& slack = solver.slack();
+        for (std::size_t k = 0; k < slack.size(); ++k)
+            if (slack[k] > 0.0)
+                perturbation +=
+                    (x.first[k] + x.firstError[k]) * 4.0 * slack[k] * (1.0 + 4.0 * kUnit) +
+                    kTinyProduct;
+        if (perturbation > 0.0 && boundFor == AbsorptionBound::Times)
+            a.perturbed_ = perturbation * a.longestMean * (1.0 + 2.0 * kUnit) + kTinyProduct;
+        if (boundFor == AbsorptionBound::Times) {
+            // x's error is bounded either by its residual, weighted by the mean times,
+            // or by the first solve's rounding counts: the sum of the per-state bounds
+            // decides.
+            double residualWeight = 0.0;
+            double roundingWeight = 0.0;
+            for (std::size_t k = 0; k < s.states.size(); ++k) {
+                // A residual of exactly 0 adds nothing, even where the mean times have
+                // no finite upper bound.
+                residualWeight += x.residualBound[k] > 0.0 ? x.residualBound[k] * upper[k] : 0.0;
+                roundingWeight += x.firstError[k];
+            }
+            a.byRounding =
+                solver.roundingBounds() && roundingWeight + a.perturbed_ < residualWeight;
+            if (!a.byRounding)
+                a.perturbed_ = 0.0;
+        } else {
+            // The probabilities' bounds themselves decide: the residual's sum, or the
+            // rounding bounds times the rates into the absorbing states. On a chain
+            // whose times are 1e140 the residual, summed in double-double, is still
+            // 1e120 where the roundings bound the probabilities to 1e-12.
+            double residualSum = 0.0;
+            for (const double r : x.residualBound)
+                residualSum += r;
+            double rounding = 0.0;
+            for (std::uint32_t j = 0; j < n; ++j) {
+                if (!s.absorbing[j])
+                    continue;
+                for (std::uint64_t e = m.start[j]; e < m.start[std::size_t{j} + 1]; ++e)
+                    if (s.local[m.source[e]] != kOutside)
+                        rounding += x.firstError[s.local[m.source[e]]] * m.rate[e];
+            }
+            a.byRounding = solver.roundingBounds() && !(residualSum <= rounding + perturbation);
         }
-        a.byRounding = roundingWeight + a.perturbed_ < residualWeight;
-        if (!a.byRounding)
-            a.perturbed_ = 0.0;
-    } else {
-        // The probabilities' bounds themselves decide: the residual's sum, or the
-        // rounding bounds times the rates into the absorbing states. On a chain
-        // whose times are 1e140 the residual, summed in double-double, is still
-        // 1e120 where the roundings bound the probabilities to 1e-12.
+        a.refinements = a.byRounding ? 0 : x.steps;
         double residualSum = 0.0;
-        for (const double r : x.residualBound)
-            residualSum += r;
-        double rounding = 0.0;
+        for (std::size_t k = 0; k < s.states.size(); ++k) {
+            const std::uint32_t j = s.states[k];
+            if (a.byRounding) {
+                a.time[j] = x.first[k];
+                a.weight_[j] = x.firstError[k];
+            } else {
+                a.time[j] = x.hi[k];
+                a.timeLow[j] = x.lo[k];
+                a.weight_[j] = x.residualBound[k] > 0.0 && !upper.empty()
+                                   ? x.residualBound[k] * upper[k]
+                                   : 0.0;
+            }
+            residualSum += x.residualBound[k];
+        }
+        // The probability of absorption is x . (rates into absorbing states); its
+        // error is at most |r| A^{-1} h with h <= 1 the absorption probabilities.
+        // So is the sum of the errors of the probabilities of absorption into
+        // each absorbing state, each x . (rates into it).
+        Accumulator p;
+        // With the roundings' bound, the error is at most the sum of x's bounds
+        // times the rates into absorbing states.
+        double b = 0.0;
+        std::uint64_t terms = 0;
         for (std::uint32_t j = 0; j < n; ++j) {
             if (!s.absorbing[j])
                 continue;
-            for (std::uint64_t e = m.start[j]; e < m.start[std::size_t{j} + 1]; ++e)
-                if (s.local[m.source[e]] != kOutside)
-                    rounding += x.firstError[s.local[m.source[e]]] * m.rate[e];
+            for (std::uint64_t e = m.start[j]; e < m.start[std::size_t{j} + 1]; ++e) {
+                const std::uint32_t i = m.source[e];
+                if (s.local[i] == kOutside)
+                    continue;
+                p.addProduct(a.time[i], a.timeLow[i], m.rate[e]);
+                b += a.weight_[i] * m.rate[e];
+                ++terms;
+            }
         }
-        a.byRounding = !(residualSum <= rounding + perturbation);
-    }
-    a.refinements = a.byRounding ? 0 : x.steps;
-    double residualSum = 0.0;
-    for (std::size_t k = 0; k < s.states.size(); ++k) {
-        const std::uint32_t j = s.states[k];
-        if (a.byRounding) {
-            a.time[j] = x.first[k];
-            a.weight_[j] = x.firstError[k];
-        } else {
-            a.time[j] = x.hi[k];
-            a.timeLow[j] = x.lo[k];
-            a.weight_[j] =
-                x.residualBound[k] > 0.0 && !upper.empty() ? x.residualBound[k] * upper[k] : 0.0;
+        // A sum of k terms that are not negative is low by at most (k + 1) u of itself.
+        a.eachBound = (a.byRounding ? b * (1.0 + (terms + 4.0) * kUnit) + perturbation
+                                    : residualSum * (1.0 + (n + 4.0) * kUnit));
+        if (!s.certain) {
+            a.probability = p.value();
+            a.probabilityBound = a.eachBound + p.error();
         }
-        residualSum += x.residualBound[k];
-    }
-    // The probability of absorption is x . (rates into absorbing states); its
-    // error is at most |r| A^{-1} h with h <= 1 the absorption probabilities.
-    // So is the sum of the errors of the probabilities of absorption into
-    // each absorbing state, each x . (rates into it).
-    Accumulator p;
-    // With the roundings' bound, the error is at most the sum of x's bounds
-    // times the rates into absorbing states.
-    double b = 0.0;
-    std::uint64_t terms = 0;
-    for (std::uint32_t j = 0; j < n; ++j) {
-        if (!s.absorbing[j])
-            continue;
-        for (std::uint64_t e = m.start[j]; e < m.start[std::size_t{j} + 1]; ++e) {
-            const std::uint32_t i = m.source[e];
-            if (s.local[i] == kOutside)
-                continue;
-            p.addProduct(a.time[i], a.timeLow[i], m.rate[e]);
-            b += a.weight_[i] * m.rate[e];
-            ++terms;
+        return a;
+    };
+    // T in the elimination's order (the fill-reducing one within budget, with
+    // reorder).
+    auto eliminate = [&](EliminationBudget budget) {
+        Sets e = s;
+        if (reorder) {
+            std::size_t k = 0;
+            for (const std::uint32_t j : fillReducingOrder(m, budget))
+                if (e.local[j] != kOutside) {
+                    e.states[k] = j;
+                    e.local[j] = static_cast<std::uint32_t>(k++);
+                }
+        }
+        const EliminationSolver lu(m, e, budget);
+        Absorption out = a;
+        out.factorSize = lu.entries();
+        return solveBy(e, lu, std::move(out));
+    };
+    if (method == AbsorptionMethod::Elimination)
+        return eliminate(budget);
+    if (method == AbsorptionMethod::Auto) {
+        try {
+            return eliminate(absorptionBudget(budget));
+        } catch (const EliminationOverBudget&) {
+            // Too much fill: the iterative solves come next.
         }
     }
-    // A sum of k terms that are not negative is low by at most (k + 1) u of itself.
-    a.eachBound = (a.byRounding ? b * (1.0 + (terms + 4.0) * kUnit) + perturbation
-                                : residualSum * (1.0 + (n + 4.0) * kUnit));
-    if (!s.certain) {
-        a.probability = p.value();
-        a.probabilityBound = a.eachBound + p.error();
+    {
+        const IterativeSolver iterative(m, s);
+        if (iterative.ok()) {
+            Absorption out = a;
+            out.iterative = true;
+            out = solveBy(s, iterative, std::move(out));
+            out.iterations = iterative.iterations();
+            if (method == AbsorptionMethod::Iterative || accepted(out, boundFor))
+                return out;
+        } else if (method == AbsorptionMethod::Iterative) {
+            throw std::runtime_error("values until absorption: the incomplete factorisation of "
+                                     "the transient states' rates broke down");
+        }
     }
-    return a;
+    // The iterative solves missed what the elimination reaches: it is run
+    // after all, within the caller's budget.
+    return eliminate(budget);
 }
 
 } // namespace gensolver

@@ -19,6 +19,13 @@ namespace gensolver {
 // from them), or only the probabilities of reaching the absorbing states.
 enum class AbsorptionBound { Times, Probabilities };
 
+// How the times are solved for: by sparse elimination, whose fill grows with
+// the chain's dimensions; by BiCGSTAB with ILU(0), whose bounds rest on the
+// residual alone; or (Auto) by the elimination within a budget, else by
+// BiCGSTAB where it reaches a relative bound of 1e-12, else by the elimination
+// within the caller's budget after all.
+enum class AbsorptionMethod { Auto, Elimination, Iterative };
+
 class Absorption {
 public:
     enum class Outcome {
@@ -32,6 +39,8 @@ public:
     std::uint32_t transient = 0;   // states in T
     std::uint64_t factorSize = 0;  // entries of the elimination's factors
     std::uint32_t refinements = 0; // refinement steps of the solve for x
+    bool iterative = false;        // solved by BiCGSTAB, not by elimination
+    std::uint64_t iterations = 0;  // BiCGSTAB iterations over all solves, when iterative
     // The bounds come from the rounding errors of the elimination's first solve
     // (tighter there than the residual's), which is then the solution given.
     bool byRounding = false;
@@ -53,7 +62,7 @@ public:
 private:
     friend Absorption solveAbsorption(const RateMatrix& m, const std::vector<char>& absorbing,
                                       EliminationBudget budget, bool reorder,
-                                      AbsorptionBound boundFor);
+                                      AbsorptionBound boundFor, AbsorptionMethod method);
     // Per chain state i in T: the bound |r_i| on the residual of x times an upper
     // bound of the mean time to absorption from i, or the bound on |x_i - x*_i|
     // from the roundings; their sum bounds |x - x*| . |w| for |w| <= 1.
@@ -63,7 +72,7 @@ private:
     double perturbed_ = 0.0;
 };
 
-Absorption solveAbsorption(const RateMatrix& m);
+Absorption solveAbsorption(const RateMatrix& m, AbsorptionMethod method = AbsorptionMethod::Auto);
 // The same with the states marked in absorbing (one per chain state) taken as
 // absorbing whatever their rates: the time spent in each other state before
 // reaching any of them, as where the rates out of them were removed. The marked
@@ -73,8 +82,12 @@ Absorption solveAbsorption(const RateMatrix& m);
 // else in state order. With boundFor
 // Probabilities, the mean times are not solved for (longestMean stays 0), and
 // the bound of the probabilities (eachBound) picks the solution given, the
-// times' weights then not bounding accumulated values.
+// times' weights then not bounding accumulated values. method Auto takes the
+// iterative solves where the elimination would exceed the smaller of budget
+// and its own (and throws only where the last resort, the elimination within
+// budget, exceeds it).
 Absorption solveAbsorption(const RateMatrix& m, const std::vector<char>& absorbing,
-                           EliminationBudget budget, bool reorder, AbsorptionBound boundFor);
+                           EliminationBudget budget, bool reorder, AbsorptionBound boundFor,
+                           AbsorptionMethod method = AbsorptionMethod::Elimination);
 
 } // namespace gensolver

@@ -2,6 +2,7 @@
 
 #include "methods/Absorption.h"
 
+#include <cmath>
 #include <cstdio>
 #include <string>
 
@@ -27,14 +28,27 @@ Result row(const std::string& name, RewardType type, double value, double bound,
     return r;
 }
 
+// Refuses a row without a finite value or bound. Where the iterative solves
+// left the bound infinite, the chain is too stiff for them, not beyond a
+// double's range: the message says what may bound it instead.
+void refuseUnlessBounded(const Absorption& a, const Result& r) {
+    if (a.iterative && std::isfinite(r.value) && !std::isfinite(r.bound))
+        throw SolveError("variable " + r.variable +
+                         ": its error bound until absorption is not finite: the iterative solves "
+                         "found none on this chain (the elimination, --absorption-method "
+                         "elimination, may); no value is printed");
+    refuseUnlessFinite(r);
+}
+
 } // namespace
 
 void appendAbsorptionResults(const Model& model,
                              const std::vector<const std::vector<double>*>& earning,
-                             Solution& solution, bool every) {
+                             Solution& solution, bool every, AbsorptionMethod method) {
     AbsorptionMargins none;
     none.variable.assign(model.variables.size(), 0.0);
-    appendAbsorptionResults(solveAbsorption(model.matrix), model, earning, none, solution, every);
+    appendAbsorptionResults(solveAbsorption(model.matrix, method), model, earning, none, solution,
+                            every);
 }
 
 void appendAbsorptionResults(const Absorption& a, const Model& model,
@@ -51,7 +65,7 @@ void appendAbsorptionResults(const Absorption& a, const Model& model,
                 : "every state reachable from state 1 reaches an absorbing state",
             a.outcome == Absorption::Outcome::NotCertain ? a.refinements : 0);
     probability.longRun = true;
-    refuseUnlessFinite(probability);
+    refuseUnlessBounded(a, probability);
     if (a.outcome == Absorption::Outcome::Unreachable)
         probability.method = "no absorbing state reachable from state 1";
     solution.results.push_back(probability);
@@ -78,7 +92,7 @@ void appendAbsorptionResults(const Absorption& a, const Model& model,
     time.untilAbsorption = true;
     // A mean time beyond a double's range (a million-state chain whose
     // absorption takes some 1e800 hours) leaves no number to print.
-    refuseUnlessFinite(time);
+    refuseUnlessBounded(a, time);
     solution.results.push_back(time);
     every = every || model.untilAbsorption.empty();
     for (std::size_t p = 0; p < model.variables.size(); ++p) {
@@ -88,7 +102,7 @@ void appendAbsorptionResults(const Absorption& a, const Model& model,
         Result r = row(model.variables[p].name, RewardType::IntervalOfTime, value,
                        bound + margins.variable[p], method, a.refinements);
         r.untilAbsorption = true;
-        refuseUnlessFinite(r);
+        refuseUnlessBounded(a, r);
         solution.results.push_back(r);
     }
 }

@@ -24,10 +24,11 @@ struct AbsorptionMargins {
 // reward plus the rate of its impulses). The rewards are those of every variable
 // when `every` is set or the model names none until absorption, else those of the
 // named ones. Adds a notice to solution when the mean time and the rewards are not
-// finite or absorption cannot happen.
+// finite or absorption cannot happen. method: how the times are solved.
 void appendAbsorptionResults(const Model& model,
                              const std::vector<const std::vector<double>*>& earning,
-                             Solution& solution, bool every = true);
+                             Solution& solution, bool every = true,
+                             AbsorptionMethod method = AbsorptionMethod::Auto);
 
 // The same rows from the absorption `a` already solved on model.matrix, with the
 // margins added.

@@ -132,7 +132,8 @@ public:
         // shadow . r for the next iteration, summed in the pass that updates r.
         double carried = 0.0;
         bool haveCarried = false;
-        while (result.iterations < problem_.maxIterations && result.iterations - bestAt < 30) {
+        while (result.iterations < problem_.maxIterations &&
+               result.iterations - bestAt < problem_.patience) {
             ++result.iterations;
             const double rhoNext =
                 haveCarried ? carried : dot(pool_, *problem_.system, shadow_, r_);

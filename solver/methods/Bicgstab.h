@@ -28,6 +28,11 @@ struct KrylovProblem {
     double relativeTarget = 0.0;
     bool absolute = false; // the target is on max_i |r_i| instead (weights unused)
     std::uint64_t maxIterations = 0;
+    // Iterations without a smaller residual after which the method counts as
+    // stagnated. A right-hand side that is one state's spike needs more: the
+    // residual does not shrink while the Krylov space is still spreading over
+    // the chain, one transition per iteration.
+    std::uint64_t patience = 30;
 };
 
 struct KrylovResult {
@@ -38,7 +43,7 @@ struct KrylovResult {
 };
 
 // Improves x (the start) until the target is met, the iteration stagnates (no
-// smaller residual in 30 iterations), breaks down, or maxIterations pass (x is
+// smaller residual in `patience` iterations), breaks down, or maxIterations pass (x is
 // then the iterate of the smallest residual the recurrence saw). The method is
 // restarted from the residual recomputed from x (in long double for B x = rhs)
 // while that halves, at most eight times.

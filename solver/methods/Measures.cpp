@@ -489,7 +489,7 @@ Solution solve(const Model& model, const SolveOptions& options, ChainBackend& ch
         sol.limitSummary = s.str();
     }
     if (options.absorption || !model.untilAbsorption.empty())
-        appendAbsorptionResults(model, earning, sol, options.absorption);
+        appendAbsorptionResults(model, earning, sol, options.absorption, options.absorptionMethod);
     return sol;
 }
 

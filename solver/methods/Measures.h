@@ -2,6 +2,7 @@
 // The measures: the value of every performance variable at every time point, and
 // how each value was obtained.
 
+#include "methods/Absorption.h"
 #include "methods/LimitSolver.h"
 #include "methods/Model.h"
 #include "methods/Transient.h"
@@ -17,6 +18,7 @@ struct SolveOptions {
     LimitOptions limit;
     bool longRun = false;    // also give the long-run value of every variable of type 0 and 2
     bool absorption = false; // also give the mean time and every reward until absorption
+    AbsorptionMethod absorptionMethod = AbsorptionMethod::Auto; // how those are solved
 };
 
 struct Result {

@@ -215,7 +215,7 @@ void appendRegenerativeAbsorption(const RegenerativeModel& m, const SolveOptions
     embedded.variables = m.variables;
     embedded.untilAbsorption = m.untilAbsorption;
     embedded.matrix = buildRateMatrix(n + 1, rows.arcs);
-    const Absorption a = solveAbsorption(embedded.matrix);
+    const Absorption a = solveAbsorption(embedded.matrix, options.absorptionMethod);
 
     // The rows computed, P~, h~ and R~, err from the exact P, h and R by at most
     // eP, eh and eR per row (1-norms of the truncations). With x~ the expected

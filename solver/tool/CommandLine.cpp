@@ -22,6 +22,10 @@ const char* usage() {
            "  --absorption             also print the probability of absorption from state 1,\n"
            "                           the mean time to absorption and every variable's\n"
            "                           reward until absorption\n"
+           "  --absorption-method auto|elimination|iterative\n"
+           "                           how values until absorption are solved (default auto:\n"
+           "                           sparse elimination, BiCGSTAB+ILU(0) where its fill\n"
+           "                           would pass 2^24 entries)\n"
            "  --max-steps N            uniformization (or extrapolation) steps allowed per\n"
            "                           interval (default 1e8)\n"
            "  --transient auto|uniformization|extrapolation|iterative\n"
@@ -123,6 +127,17 @@ CommandLine parseCommandLine(const std::vector<std::string>& args) {
             cl.solve.longRun = true;
         } else if (a == "--absorption") {
             cl.solve.absorption = true;
+        } else if (is("--absorption-method")) {
+            const std::string t = value("--absorption-method");
+            if (t == "auto")
+                cl.solve.absorptionMethod = AbsorptionMethod::Auto;
+            else if (t == "elimination")
+                cl.solve.absorptionMethod = AbsorptionMethod::Elimination;
+            else if (t == "iterative")
+                cl.solve.absorptionMethod = AbsorptionMethod::Iterative;
+            else
+                throw std::invalid_argument("unknown absorption method " + quote(t) +
+                                            " (auto, elimination or iterative)");
         } else if (is("--max-steps")) {
             cl.solve.transient.maxSteps = count("--max-steps");
         } else if (is("--transient")) {

@@ -52,6 +52,12 @@ TEST(SolveCommandLine, AcceptedForms) {
               TransientChoice::Uniformization);
     EXPECT_EQ(parseCommandLine({"s", "--transient=extrapolation"}).solve.transient.method,
               TransientChoice::Extrapolation);
+    using gensolver::AbsorptionMethod;
+    EXPECT_EQ(parseCommandLine({"s"}).solve.absorptionMethod, AbsorptionMethod::Auto);
+    EXPECT_EQ(parseCommandLine({"s", "--absorption-method", "iterative"}).solve.absorptionMethod,
+              AbsorptionMethod::Iterative);
+    EXPECT_EQ(parseCommandLine({"s", "--absorption-method=elimination"}).solve.absorptionMethod,
+              AbsorptionMethod::Elimination);
     EXPECT_EQ(parseCommandLine({"s"}).solve.transient.windowStates, 4096u);
     EXPECT_EQ(parseCommandLine({"s", "--window", "0"}).solve.transient.windowStates, 0u);
     EXPECT_EQ(parseCommandLine({"s", "--window=20000"}).solve.transient.windowStates, 20000u);
@@ -82,6 +88,7 @@ TEST(SolveCommandLine, Refusals) {
         {"s", "--threads", "0"},
         {"s", "--threads", "two"},
         {"s", "--transient", "implicit"},
+        {"s", "--absorption-method", "dense"},
         {"s", "--bogus"},
         {"s", "--log-time"}, // plot options need --plot
         {"s", "--complement", "--log-value"},

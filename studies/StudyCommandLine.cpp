@@ -26,7 +26,8 @@ const char* studyUsage() {
            "  --complement             the plot shows 1 - value (unreliability, say)\n"
            "Solver options, as gen-solve reads them: --format table|csv|json, --epsilon E,\n"
            "  --steady, --absorption, --max-steps N, --max-sweeps N, --dense-limit N,\n"
-           "  --window N, --transient METHOD, --bicgstab, --multigrid\n"
+           "  --window N, --transient METHOD, --absorption-method METHOD, --bicgstab,\n"
+           "  --multigrid\n"
            "  -h, --help               this text\n"
            "Exit status: 0 success, 1 error or a failed experiment (named on standard error,\n"
            "its rows marked FAILED), 2 results printed but an iterative solve missed its\n"
@@ -89,7 +90,8 @@ StudyCommandLine parseStudyCommandLine(const std::vector<std::string>& args) {
         } else if (a == "--complement") {
             cl.complement = true;
         } else if (is("--format") || is("--epsilon") || is("--max-steps") || is("--max-sweeps") ||
-                   is("--dense-limit") || is("--window") || is("--transient")) {
+                   is("--dense-limit") || is("--window") || is("--transient") ||
+                   is("--absorption-method")) {
             solverArgs.push_back(a);
             if (a.find('=') == std::string::npos) {
                 if (i + 1 >= args.size())

@@ -194,6 +194,15 @@ TEST(StudyCommand, TheSolversMethodOptionsReachEverySolve) {
     EXPECT_EQ(fields(forcedRows[1]).back(), "uniformization") << forcedRows[1];
 }
 
+TEST(StudyCommand, TheAbsorptionMethodReachesEverySolve) {
+    const auto forced =
+        run(study("--format csv -e 0 --absorption --absorption-method iterative " + binary("gen")));
+    ASSERT_EQ(forced.status, 0) << forced.err;
+    EXPECT_NE(forced.out.find(",time to absorption,"), std::string::npos) << forced.out;
+    EXPECT_NE(forced.out.find("BiCGSTAB+ILU(0), "), std::string::npos) << forced.out;
+    EXPECT_EQ(forced.out.find("sparse elimination"), std::string::npos) << forced.out;
+}
+
 TEST(StudyCommand, RefusalsNameTheFaultAndPrintNoResult) {
     const std::string gen = binary("gen");
     const std::vector<std::pair<std::string, std::string>> cases = {
@@ -215,6 +224,9 @@ TEST(StudyCommand, RefusalsNameTheFaultAndPrintNoResult) {
         {"--transient fast " + gen,
          "gen-study: unknown transient method \"fast\" (auto, uniformization, extrapolation or "
          "iterative) (gen-study --help for the usage)\n"},
+        {"--absorption-method dense " + gen,
+         "gen-study: unknown absorption method \"dense\" (auto, elimination or iterative) "
+         "(gen-study --help for the usage)\n"},
         {"-P/tmp/ " + gen, "gen-study: unknown option \"-P/tmp/\" (gen-study --help for the "
                            "usage)\n"},
         {gen + " " + gen, "gen-study: more than one model executable given: \"" + gen +

@@ -163,8 +163,7 @@ public:
             // The preconditioner needs each row's columns ascending and distinct.
             std::sort(row.begin(), row.end());
             for (const auto& [col, r] : row) {
-                if (!system_.column.empty() && system_.start[k] < system_.column.size() &&
-                    system_.column.back() == col) {
+                if (system_.start[k] < system_.column.size() && system_.column.back() == col) {
                     system_.rate.back() += r;
                 } else {
                     system_.column.push_back(col);
@@ -177,7 +176,6 @@ public:
     }
     bool ok() const { return ilu_->ok(); }
     std::uint64_t iterations() const { return iterations_; }
-    bool converged() const { return converged_; }
 
     void first(bool left, std::vector<double>& v, std::vector<double>& error) const override {
         solve(left, v, kFirstTarget);
@@ -216,7 +214,6 @@ private:
         problem.patience = kPatience;
         const KrylovResult r = bicgstab(pool_, problem, v);
         iterations_ += r.iterations;
-        converged_ = converged_ && r.converged;
     }
 
     Parallel& pool_;
@@ -224,7 +221,6 @@ private:
     std::unique_ptr<IluPreconditioner> ilu_;
     std::vector<double> none_;
     mutable std::uint64_t iterations_ = 0;
-    mutable bool converged_ = true;
 };
 
 // A solution over T kept in double-double (hi + lo), refined until its residual

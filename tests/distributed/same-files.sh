@@ -14,7 +14,12 @@ export OMPI_ALLOW_RUN_AS_ROOT=1 OMPI_ALLOW_RUN_AS_ROOT_CONFIRM=1
 # In a sanitizer build, the leak check would report the MPI library's own blocks.
 export ASAN_OPTIONS=${ASAN_OPTIONS:+$ASAN_OPTIONS:}detect_leaks=0
 scratch=$(mktemp -d)
-trap 'rm -rf "$scratch"' EXIT
+# Open MPI's session folders go under a base of this run's own: under the one
+# in /tmp that every run shares, two runs that ctest starts side by side can
+# remove it under each other ("mkdir ... No such file or directory").
+sessions=$(mktemp -d)
+export OMPI_MCA_orte_tmpdir_base=$sessions
+trap 'rm -rf "$scratch" "$sessions"' EXIT
 
 # run <folder> <launcher...>: the executable in <folder>, files there, output in <folder>.out.
 run() {

@@ -78,10 +78,16 @@ Values parse(const std::string& csv) {
 // Open MPI keeps blocks until the process ends, which a sanitizer build's leak
 // check would report as leaks of gen-solve: the check is off for the processes
 // mpirun starts. A run that hangs ends after two minutes with status 124.
+// mpirun's session folders go under a base of this test process's own: under
+// the one in /tmp that every mpirun shares, two tests that ctest runs side by
+// side can remove it under each other.
 std::string mpirun(int processes) {
+    static const testsupport::TempDir sessions;
     return std::string("OMPI_ALLOW_RUN_AS_ROOT=1 OMPI_ALLOW_RUN_AS_ROOT_CONFIRM=1 "
-                       "ASAN_OPTIONS=${ASAN_OPTIONS:+$ASAN_OPTIONS:}detect_leaks=0 timeout 120 ") +
-           GEN_MPIRUN + " --oversubscribe -np " + std::to_string(processes) + " ";
+                       "ASAN_OPTIONS=${ASAN_OPTIONS:+$ASAN_OPTIONS:}detect_leaks=0 "
+                       "OMPI_MCA_orte_tmpdir_base=") +
+           sessions.path() + " timeout 120 " + GEN_MPIRUN + " --oversubscribe -np " +
+           std::to_string(processes) + " ";
 }
 
 const std::string kOptions = " --format csv --steady --transient uniformization ";

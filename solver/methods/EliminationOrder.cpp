@@ -347,4 +347,85 @@ std::vector<std::uint32_t> fillReducingOrder(const RateMatrix& m, const Eliminat
     return order;
 }
 
+EliminationCost symmetricEliminationCost(const RateMatrix& m,
+                                         const std::vector<std::uint32_t>& states,
+                                         const std::vector<std::uint32_t>& local,
+                                         const EliminationBudget& cap) {
+    const auto n = static_cast<std::uint32_t>(states.size());
+    constexpr std::uint32_t kNone = UINT32_MAX;
+    // Each position's neighbours at earlier positions (the symmetric lower
+    // triangle), sorted and without repeats.
+    std::vector<std::uint64_t> start(std::size_t{n} + 1, 0);
+    auto eachTransition = [&](auto&& f) {
+        for (std::uint32_t p = 0; p < n; ++p) {
+            const std::uint32_t j = states[p];
+            for (std::uint64_t e = m.start[j]; e < m.start[std::size_t{j} + 1]; ++e) {
+                const std::uint32_t q = local[m.source[e]];
+                if (q != kNone && q != p && m.rate[e] > 0.0)
+                    f(std::max(p, q), std::min(p, q));
+            }
+        }
+    };
+    eachTransition([&](std::uint32_t later, std::uint32_t) { ++start[std::size_t{later} + 1]; });
+    for (std::uint32_t p = 0; p < n; ++p)
+        start[p + 1] += start[p];
+    std::vector<std::uint32_t> earlier(start[n]);
+    {
+        std::vector<std::uint64_t> at(start.begin(), start.end() - 1);
+        eachTransition([&](std::uint32_t later, std::uint32_t q) { earlier[at[later]++] = q; });
+    }
+    std::uint64_t edges = 0;
+    for (std::uint32_t p = 0; p < n; ++p) {
+        const std::uint64_t from = start[p], to = start[p + 1];
+        std::sort(earlier.begin() + static_cast<std::ptrdiff_t>(from),
+                  earlier.begin() + static_cast<std::ptrdiff_t>(to));
+        start[p] = edges;
+        for (std::uint64_t e = from; e < to; ++e)
+            if (e == from || earlier[e] != earlier[e - 1])
+                earlier[edges++] = earlier[e];
+    }
+    start[n] = edges;
+
+    // The elimination tree: a position's parent is the first later position
+    // its column of the factor reaches (ancestors compressed as they are met).
+    std::vector<std::uint32_t> parent(n, kNone), ancestor(n, kNone);
+    for (std::uint32_t p = 0; p < n; ++p)
+        for (std::uint64_t e = start[p]; e < start[p + 1]; ++e) {
+            std::uint32_t r = earlier[e];
+            while (ancestor[r] != kNone && ancestor[r] != p) {
+                const std::uint32_t next = ancestor[r];
+                ancestor[r] = p;
+                r = next;
+            }
+            if (ancestor[r] == kNone) {
+                ancestor[r] = p;
+                parent[r] = p;
+            }
+        }
+    // Row p of the factor holds the positions on the tree's paths from its
+    // earlier neighbours up to p; each one found adds to its column's count.
+    std::vector<std::uint32_t>& mark = ancestor;
+    std::fill(mark.begin(), mark.end(), kNone);
+    std::vector<std::uint32_t> count(n, 0);
+    EliminationCost cost;
+    for (std::uint32_t p = 0; p < n; ++p) {
+        mark[p] = p;
+        for (std::uint64_t e = start[p]; e < start[p + 1]; ++e)
+            for (std::uint32_t r = earlier[e]; mark[r] != p; r = parent[r]) {
+                mark[r] = p;
+                // (c + 1)^2 - c^2 more folds for r's column, and one entry: room
+                // for two rates, fill but where a transition already holds one
+                // (counted off below).
+                cost.folds += 2.0 * count[r] + 1.0;
+                ++count[r];
+                cost.fill += 2.0;
+            }
+        cost.fill -= static_cast<double>(start[p + 1] - start[p]);
+        if (cost.fill > static_cast<double>(cap.fill) ||
+            cost.folds > static_cast<double>(cap.folds))
+            break;
+    }
+    return cost;
+}
+
 } // namespace gensolver

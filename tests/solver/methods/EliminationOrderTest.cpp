@@ -224,4 +224,76 @@ TEST(EliminationOrder, NestedDissectionPlacesPiecesStrayStatesAndHubs) {
     }
 }
 
+// Whether SparseElimination of the states in `order` stays
+// within `budget`.
+bool fits(const gensolver::RateMatrix& m, const std::vector<std::uint32_t>& order,
+          const std::vector<std::uint32_t>& local, gensolver::EliminationBudget budget) {
+    try {
+        gensolver::SparseElimination(m, order, local, budget);
+        return true;
+    } catch (const gensolver::EliminationOverBudget&) {
+        return false;
+    }
+}
+
+TEST(EliminationOrder, TheSymmetricCountBoundsTheEliminationsFillAndFolds) {
+    // Random chains of 50 to 800 states that all leave to a sink outside the
+    // set, in minimum degree, state and random orders, with rates both ways or
+    // one way, self-loops, rates of 0 and repeated arcs: the elimination fits
+    // in the count's fill and folds; with every rate both ways its folds are
+    // the count's exactly (one fold less runs over). A cap stops the count
+    // past it.
+    std::mt19937 rng(5);
+    for (int trial = 0; trial < 60; ++trial) {
+        SCOPED_TRACE(trial);
+        const std::uint32_t n = 50 + rng() % 751;
+        const bool bothWays = trial % 3 == 0;
+        std::vector<Transition> ts;
+        for (std::uint32_t k = 0; k < 2 * n; ++k) {
+            const std::uint32_t from = rng() % n;
+            const std::uint32_t to = rng() % 5 == 0 ? rng() % n : (from + 1 + rng() % 4) % n;
+            const double rate = !bothWays && rng() % 10 == 0 ? 0.0 : 1.0 + rng() % 5;
+            ts.push_back({from, to, rate});
+            if (bothWays && from != to)
+                ts.push_back({to, from, 2.0});
+        }
+        for (std::uint32_t i = 0; i < n; ++i)
+            ts.push_back({i, n, 0.5});
+        const gensolver::RateMatrix m = gensolver::buildRateMatrix(n + 1, ts);
+        std::vector<std::uint32_t> order;
+        if (trial % 2 == 0) {
+            for (const std::uint32_t j : gensolver::minimumDegreeOrder(m, 1u << 30))
+                if (j != n)
+                    order.push_back(j);
+        } else {
+            for (std::uint32_t i = 0; i < n; ++i)
+                order.push_back(i);
+            if (trial % 4 == 1)
+                std::shuffle(order.begin(), order.end(), rng);
+        }
+        ASSERT_EQ(order.size(), n);
+        std::vector<std::uint32_t> local(n + 1, UINT32_MAX);
+        for (std::uint32_t k = 0; k < n; ++k)
+            local[order[k]] = k;
+        const gensolver::EliminationCost cost =
+            gensolver::symmetricEliminationCost(m, order, local);
+        ASSERT_GE(cost.fill, 0.0);
+        gensolver::EliminationBudget budget;
+        budget.fill = static_cast<std::uint64_t>(cost.fill);
+        budget.folds = static_cast<std::uint64_t>(cost.folds);
+        EXPECT_TRUE(fits(m, order, local, budget)) << cost.fill << " " << cost.folds;
+        if (bothWays && cost.folds >= 1.0) {
+            budget = {};
+            budget.folds = static_cast<std::uint64_t>(cost.folds) - 1;
+            EXPECT_FALSE(fits(m, order, local, budget)) << cost.folds;
+        }
+        gensolver::EliminationBudget cap;
+        cap.folds = static_cast<std::uint64_t>(cost.folds / 3);
+        const gensolver::EliminationCost capped =
+            gensolver::symmetricEliminationCost(m, order, local, cap);
+        EXPECT_GT(capped.folds, static_cast<double>(cap.folds));
+        EXPECT_LE(capped.folds, cost.folds);
+    }
+}
+
 } // namespace

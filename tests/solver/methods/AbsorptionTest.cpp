@@ -455,6 +455,48 @@ TEST(Absorption, WhereTheEliminationWouldFillBeyondItsBudgetTheIterativeSolvesAn
     }
 }
 
+TEST(Absorption, UnitsFailingWithoutRepairAreEliminatedInTheirOwnOrderWithoutFill) {
+    // Ten units failing independently, never repaired, a state per set of
+    // failed units (numbered by its bits: every failure leads to a higher
+    // number), absorbed when all have failed. In the state order nothing fills
+    // in, so the factors hold exactly the transitions between the 1,023
+    // transient states, and the mean time to absorption is that of the last
+    // failure: the integral of 1 - prod(1 - e^(-l_i t)), by inclusion and
+    // exclusion over the sets of units.
+    const std::uint32_t units = 10, n = 1u << units;
+    std::vector<double> rate(units);
+    for (std::uint32_t i = 0; i < units; ++i)
+        rate[i] = 1.0 + 0.37 * i;
+    std::vector<gensolver::Transition> ts;
+    std::uint64_t between = 0;
+    for (std::uint32_t s = 0; s + 1 < n; ++s)
+        for (std::uint32_t i = 0; i < units; ++i)
+            if ((s >> i & 1u) == 0) {
+                ts.push_back({s, s | (1u << i), rate[i]});
+                between += (s | (1u << i)) + 1 < n ? 1 : 0;
+            }
+    long double exact = 0.0L;
+    for (std::uint32_t set = 1; set < n; ++set) {
+        long double sum = 0.0L;
+        for (std::uint32_t i = 0; i < units; ++i)
+            if (set >> i & 1u)
+                sum += rate[i];
+        exact += (__builtin_popcount(set) % 2 == 1 ? 1.0L : -1.0L) / sum;
+    }
+    const gensolver::RateMatrix m = gensolver::buildRateMatrix(n, ts);
+    for (const auto method :
+         {gensolver::AbsorptionMethod::Auto, gensolver::AbsorptionMethod::Elimination}) {
+        const gensolver::Absorption a = gensolver::solveAbsorption(m, method);
+        EXPECT_FALSE(a.iterative) << a.method();
+        EXPECT_EQ(a.factorSize, between);
+        double bound = 0.0;
+        const double time = meanTime(a, bound);
+        EXPECT_LE(std::fabs(time - static_cast<double>(exact)), bound + 4e-16L * std::fabs(exact))
+            << time;
+        EXPECT_LE(bound, 1e-12 * time);
+    }
+}
+
 TEST(Absorption, IterativeSolvesThatMissTheirBoundGiveWayToTheElimination) {
     // A stiff cube: drift away from the absorbing corner at 10 against 0.1
     // towards it along two axes, a mean time of some 5e23. Forced, the

@@ -315,20 +315,18 @@ EliminationBudget absorptionBudget(const EliminationBudget& caller) {
     return b;
 }
 
-// What the elimination in the state order may cost before the fill-reducing
-// order is formed instead (within the caller's budget): as many entries of fill
-// as T has transitions, and a few times that in folds and scans.
+// stateOrderBudget (EliminationOrder.h) for T, within the caller's budget.
 EliminationBudget stateOrderBudget(const RateMatrix& m, const Sets& s,
                                    const EliminationBudget& caller) {
     std::uint64_t transitions = 0;
     for (const std::uint32_t j : s.states)
         for (std::uint64_t e = m.start[j]; e < m.start[std::size_t{j} + 1]; ++e)
             transitions += s.local[m.source[e]] != kOutside ? 1 : 0;
-    const std::uint64_t size = transitions + s.states.size();
+    const EliminationBudget own = gensolver::stateOrderBudget(transitions, s.states.size());
     EliminationBudget b;
-    b.fill = std::min(caller.fill, transitions);
-    b.folds = std::min(caller.folds, 4 * size);
-    b.scans = std::min(caller.scans, 16 * size);
+    b.fill = std::min(caller.fill, own.fill);
+    b.folds = std::min(caller.folds, own.folds);
+    b.scans = std::min(caller.scans, own.scans);
     return b;
 }
 
@@ -603,8 +601,7 @@ Absorption solveAbsorption(const RateMatrix& m, const std::vector<char>& absorbi
     };
     if (reorder && method != AbsorptionMethod::Iterative) {
         // The state order first, where it fills in no more than the set's own
-        // transitions: a chain whose rates run forwards in its numbering (units
-        // failing without repair, numbered breadth-first from all up) fills
+        // transitions: a chain whose rates run forwards in its numbering fills
         // nothing there, where finding the fill-reducing order took 1.6 s at
         // 16,384 states. Giving up costs at most that little budget.
         try {

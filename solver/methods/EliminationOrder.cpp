@@ -347,6 +347,14 @@ std::vector<std::uint32_t> fillReducingOrder(const RateMatrix& m, const Eliminat
     return order;
 }
 
+EliminationBudget stateOrderBudget(std::uint64_t transitions, std::uint64_t states) {
+    EliminationBudget b;
+    b.fill = transitions;
+    b.folds = 4 * (transitions + states);
+    b.scans = 16 * (transitions + states);
+    return b;
+}
+
 EliminationCost symmetricEliminationCost(const RateMatrix& m,
                                          const std::vector<std::uint32_t>& states,
                                          const std::vector<std::uint32_t>& local,

@@ -42,6 +42,15 @@ constexpr std::uint64_t kMinimumDegreeBudget = 400000000;
 std::vector<std::uint32_t> fillReducingOrder(const RateMatrix& m,
                                              const EliminationBudget& budget = {});
 
+// What the elimination of a set of `states` states with `transitions`
+// transitions between them may cost in the state order before a fill-reducing
+// order is formed instead: as many entries of fill as there are transitions,
+// four times transitions plus states in folds and sixteen times in scans. A
+// chain whose rates run forwards in its numbering (units failing without
+// repair, numbered breadth-first from all up) fills nothing in its own order,
+// where forming the fill-reducing order takes seconds on large ones.
+EliminationBudget stateOrderBudget(std::uint64_t transitions, std::uint64_t states);
+
 // What SparseElimination of a set of states in a given order will cost at
 // most, found without folding a rate: the elimination of the set's transitions
 // taken both ways. Each state eliminated there joins all its neighbours left

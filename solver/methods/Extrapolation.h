@@ -51,6 +51,8 @@ public:
     bool factorsFit(EliminationBudget budget);
 
 private:
+    // Whether one trial factorisation in the order set stays within budget.
+    bool fitsIn(EliminationBudget budget);
     // The factorisation of (1/g) I - Q, from the cache or made.
     const SparseElimination& factor(double g);
     // Tries a step of length h from the current solution; on success (estimated

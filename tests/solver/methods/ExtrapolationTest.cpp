@@ -136,6 +136,53 @@ TEST(Extrapolation, StiffChainsMatchTheExponentialWithoutStepsGrowingWithRateTim
     }
 }
 
+TEST(Extrapolation, UnitsFailingWithoutRepairAreFactoredInTheirOwnOrderWithoutFill) {
+    // Eight units failing independently at 1e-3 to 10, never repaired, a state
+    // per set of failed units (numbered by its bits, so every failure leads to
+    // a higher number). The factors fill nothing in that order, which is
+    // taken; the probability that all have failed by t, and its integral,
+    // against their closed forms: prod(1 - e^(-l_i t)) and its integral by
+    // inclusion and exclusion over the sets of units.
+    const std::uint32_t units = 8, n = 1u << units;
+    std::vector<double> rate(units);
+    for (std::uint32_t i = 0; i < units; ++i)
+        rate[i] = std::pow(10.0, -3.0 + 4.0 * i / (units - 1));
+    std::vector<Transition> ts;
+    for (std::uint32_t s = 0; s + 1 < n; ++s)
+        for (std::uint32_t i = 0; i < units; ++i)
+            if ((s >> i & 1u) == 0)
+                ts.push_back({s, s | (1u << i), rate[i]});
+    std::vector<double> allFailed(n, 0.0);
+    allFailed[n - 1] = 1.0;
+    const RateMatrix m = gensolver::buildRateMatrix(n, ts);
+    ExtrapolationSolver s(m, {&allFailed}, {});
+    gensolver::EliminationBudget none;
+    none.fill = 0;
+    EXPECT_TRUE(s.factorsFit(none));
+    for (const double t : {1.0, 100.0, 1e4}) {
+        SCOPED_TRACE("t = " + std::to_string(t));
+        s.advanceTo(t);
+        long double value = 1.0L, integral = t;
+        for (std::uint32_t i = 0; i < units; ++i)
+            value *= 1.0L - std::exp(-static_cast<long double>(rate[i]) * t);
+        // int_0^t prod(1 - e^(-l u)) du = t + sum over nonempty sets S of
+        // (-1)^|S| (1 - e^(-L_S t)) / L_S, L_S the rates of S added.
+        for (std::uint32_t set = 1; set < n; ++set) {
+            long double sum = 0.0L;
+            for (std::uint32_t i = 0; i < units; ++i)
+                if (set >> i & 1u)
+                    sum += rate[i];
+            integral += (__builtin_popcount(set) % 2 == 1 ? -1.0L : 1.0L) *
+                        (1.0L - std::exp(-sum * t)) / sum;
+        }
+        const double valueError = std::fabs(s.distribution()[n - 1] - static_cast<double>(value));
+        const double integralError = std::fabs(s.integral(0) - static_cast<double>(integral));
+        EXPECT_LE(valueError, s.distributionBound() + 1e-13);
+        EXPECT_LE(integralError, s.integralBound() + 1e-13 * t);
+        EXPECT_LE(valueError, 1e-8);
+    }
+}
+
 TEST(Extrapolation, FastRepairAndRareFailureKeepTheFailureProbabilityRelativelyAccurate) {
     // Two states that swap at 1e3 and 1e4 and fail at 1e-6 from the second: the
     // probability of having failed by t is small, and its closed form (the poles

@@ -156,21 +156,16 @@ public:
         for (std::uint32_t k = 0; k < n; ++k) {
             const std::uint32_t j = s.states[k];
             system_.diagonal[k] = m.exitRate[j];
-            row.clear();
             for (std::uint64_t e = m.start[j]; e < m.start[std::size_t{j} + 1]; ++e)
-                if (s.local[m.source[e]] != kOutside)
-                    row.emplace_back(s.local[m.source[e]], m.rate[e]);
-            // The preconditioner needs each row's columns ascending and distinct.
-            std::sort(row.begin(), row.end());
-            for (const auto& [col, r] : row) {
-                if (system_.start[k] < system_.column.size() && system_.column.back() == col) {
-                    system_.rate.back() += r;
-                } else {
-                    system_.column.push_back(col);
-                    system_.rate.push_back(r);
+                if (s.local[m.source[e]] != kOutside) {
+                    system_.column.push_back(s.local[m.source[e]]);
+                    system_.rate.push_back(m.rate[e]);
                 }
-            }
-            system_.start[std::size_t{k} + 1] = system_.column.size();
+            const std::uint64_t end =
+                sortRow(system_.start[k], system_.column.size(), system_.column, system_.rate, row);
+            system_.column.resize(end);
+            system_.rate.resize(end);
+            system_.start[std::size_t{k} + 1] = end;
         }
         ilu_ = std::make_unique<IluPreconditioner>(pool_, system_);
     }

@@ -64,6 +64,24 @@ bool minimumDegree(std::vector<std::vector<std::uint32_t>>& adjacent, std::uint6
     return true;
 }
 
+// Sorts each row index[start[v] .. start[v + 1]) and drops its repeats, the
+// rows compacted in place (start moved with them).
+void sortRows(std::vector<std::uint64_t>& start, std::vector<std::uint32_t>& index) {
+    const std::size_t n = start.size() - 1;
+    std::uint64_t kept = 0;
+    for (std::size_t v = 0; v < n; ++v) {
+        const std::uint64_t from = start[v], to = start[v + 1];
+        std::sort(index.begin() + static_cast<std::ptrdiff_t>(from),
+                  index.begin() + static_cast<std::ptrdiff_t>(to));
+        start[v] = kept;
+        for (std::uint64_t e = from; e < to; ++e)
+            if (e == from || index[e] != index[e - 1])
+                index[kept++] = index[e];
+    }
+    start[n] = kept;
+    index.resize(kept);
+}
+
 // The chain's transitions taken both ways, without self-loops, rates of 0 or
 // repeats: the neighbours of v are index[start[v] .. start[v + 1]), sorted.
 struct Graph {
@@ -89,19 +107,7 @@ struct Graph {
                     index[at[m.source[e]]++] = j;
                     index[at[j]++] = m.source[e];
                 }
-        // Sorted and without repeats, compacted in place.
-        std::uint64_t kept = 0;
-        for (std::uint32_t v = 0; v < n; ++v) {
-            const std::uint64_t from = start[v], to = start[v + 1];
-            std::sort(index.begin() + static_cast<std::ptrdiff_t>(from),
-                      index.begin() + static_cast<std::ptrdiff_t>(to));
-            start[v] = kept;
-            for (std::uint64_t e = from; e < to; ++e)
-                if (e == from || index[e] != index[e - 1])
-                    index[kept++] = index[e];
-        }
-        start[n] = kept;
-        index.resize(kept);
+        sortRows(start, index);
     }
 };
 
@@ -382,17 +388,7 @@ EliminationCost symmetricEliminationCost(const RateMatrix& m,
         std::vector<std::uint64_t> at(start.begin(), start.end() - 1);
         eachTransition([&](std::uint32_t later, std::uint32_t q) { earlier[at[later]++] = q; });
     }
-    std::uint64_t edges = 0;
-    for (std::uint32_t p = 0; p < n; ++p) {
-        const std::uint64_t from = start[p], to = start[p + 1];
-        std::sort(earlier.begin() + static_cast<std::ptrdiff_t>(from),
-                  earlier.begin() + static_cast<std::ptrdiff_t>(to));
-        start[p] = edges;
-        for (std::uint64_t e = from; e < to; ++e)
-            if (e == from || earlier[e] != earlier[e - 1])
-                earlier[edges++] = earlier[e];
-    }
-    start[n] = edges;
+    sortRows(start, earlier);
 
     // The elimination tree: a position's parent is the first later position
     // its column of the factor reaches (ancestors compressed as they are met).

@@ -63,28 +63,34 @@ SparseSystem::SparseSystem(const RateMatrix& m, const Components& comps, std::ui
                 b[k] += x[i] * m.rate[e];
             }
         }
-        // The preconditioner needs each row's columns ascending and distinct (the
-        // files give them so; a matrix built from a list may not).
-        if (!ascending) {
-            row.clear();
-            for (std::uint64_t e = start[k]; e < at; ++e)
-                row.emplace_back(column[e], rate[e]);
-            std::sort(row.begin(), row.end());
-            at = start[k];
-            for (const auto& [col, r] : row) {
-                if (at > start[k] && column[at - 1] == col) {
-                    rate[at - 1] += r;
-                } else {
-                    column[at] = col;
-                    rate[at] = r;
-                    ++at;
-                }
-            }
-        }
+        // The files give each row's columns ascending and distinct; a matrix
+        // built from a list may not.
+        if (!ascending)
+            at = sortRow(start[k], at, column, rate, row);
     }
     start[size] = at;
     column.resize(at);
     rate.resize(at);
+}
+
+std::uint64_t sortRow(std::uint64_t from, std::uint64_t to, std::vector<std::uint32_t>& column,
+                      std::vector<double>& rate,
+                      std::vector<std::pair<std::uint32_t, double>>& scratch) {
+    scratch.clear();
+    for (std::uint64_t e = from; e < to; ++e)
+        scratch.emplace_back(column[e], rate[e]);
+    std::sort(scratch.begin(), scratch.end());
+    std::uint64_t at = from;
+    for (const auto& [col, r] : scratch) {
+        if (at > from && column[at - 1] == col) {
+            rate[at - 1] += r;
+        } else {
+            column[at] = col;
+            rate[at] = r;
+            ++at;
+        }
+    }
+    return at;
 }
 
 void SparseSystem::packedProduct(Parallel& pool, const std::uint64_t* rows,

@@ -13,6 +13,7 @@
 #include "methods/RateMatrix.h"
 
 #include <cstdint>
+#include <utility>
 #include <vector>
 
 namespace gensolver {
@@ -114,6 +115,14 @@ private:
     void packedProduct(Parallel& pool, const std::uint64_t* rows, const std::uint32_t* words,
                        const std::vector<double>& x, std::vector<double>& y) const;
 };
+
+// Sorts the entries [from, to) of column and rate by column and adds those of
+// the same column into one (the preconditioner needs each row's columns
+// ascending and distinct; a matrix built from a list may give them otherwise).
+// Returns the row's new end. scratch is working space.
+std::uint64_t sortRow(std::uint64_t from, std::uint64_t to, std::vector<std::uint32_t>& column,
+                      std::vector<double>& rate,
+                      std::vector<std::pair<std::uint32_t, double>>& scratch);
 
 // Whether each of the n values is 0 or of a size that float holds in its normal
 // range.

@@ -14,6 +14,7 @@
 #include <memory>
 #include <optional>
 #include <sstream>
+#include <utility>
 
 namespace gensolver {
 
@@ -249,6 +250,15 @@ Solution solve(const Model& model, const SolveOptions& options, ChainBackend& ch
         return d;
     };
     auto maxAbs = [&chain](const std::vector<double>& v) { return chain.max(localMaxAbs(v)); };
+    // The least and the largest entry of a per-state vector over the whole chain.
+    auto range = [&chain](const std::vector<double>& v) {
+        double low = -std::numeric_limits<double>::infinity(), high = low;
+        for (const double x : v) {
+            low = std::max(low, -x);
+            high = std::max(high, x);
+        }
+        return std::make_pair(-chain.max(low), chain.max(high));
+    };
     const std::size_t nv = model.variables.size();
 
     // What accumulated measures integrate: the rate reward plus the rate at which
@@ -386,7 +396,27 @@ Solution solve(const Model& model, const SolveOptions& options, ChainBackend& ch
         // Without the .imp file, impulses are the first-entry ones of .var: the
         // values that earn them say so.
         const bool firstEntry = !model.exactImpulses && model.rewards[p].hasImpulses;
+        // The true value is the reward weighed by a distribution (or, over an
+        // interval, such values integrated), so it lies within the reward's
+        // range: a value computed beyond it, by the roundings of a probability
+        // near 0 or 1 or the truncations, is moved to its end, which only
+        // brings it nearer (a reliability of 1.0000000000000002 or -5e-27
+        // prints as 1 or 0, within the same bound).
+        const std::pair<double, double> rateRange = range(model.rewards[p].rate);
+        const std::pair<double, double> earningRange = range(*earning[p]);
+        constexpr double kInfinity = std::numeric_limits<double>::infinity();
+        auto within = [](double value, double low, double high) {
+            return low <= high ? std::clamp(value, low, high) : value;
+        };
         auto add = [&](Result& r) {
+            if (r.type == RewardType::InstantOfTime)
+                r.value = within(r.value, rateRange.first, rateRange.second);
+            else if (r.type == RewardType::IntervalOfTime)
+                // Integrated over the interval: only the sign is known exactly.
+                r.value = within(r.value, earningRange.first >= 0.0 ? 0.0 : -kInfinity,
+                                 earningRange.second <= 0.0 ? 0.0 : kInfinity);
+            else
+                r.value = within(r.value, earningRange.first, earningRange.second);
             refuseUnlessFinite(r);
             if (firstEntry && r.type != RewardType::InstantOfTime) {
                 r.method += ", first-entry impulses";

@@ -295,7 +295,16 @@ Solution solveRegenerative(const RegenerativeModel& m, const SolveOptions& optio
         if (untilAbsorptionOnly(p))
             continue;
         const Variable& v = m.variables[p];
+        // A value at a time point weighs a distribution with the rate reward: one
+        // extrapolated beyond the reward's range is moved to its end, nearer the
+        // true value.
+        const std::vector<double>& rate = m.rewards[p].rate;
         auto add = [&](Result& r) {
+            if (r.type == RewardType::InstantOfTime && !rate.empty()) {
+                const auto [low, high] = std::minmax_element(rate.begin(), rate.end());
+                if (*low <= *high)
+                    r.value = std::clamp(r.value, *low, *high);
+            }
             refuseUnlessFinite(r);
             markImpulses(m, p, r, sol);
             sol.results.push_back(r);

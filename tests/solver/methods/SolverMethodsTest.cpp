@@ -449,4 +449,48 @@ TEST(SolverMethods, LargeTimesSettleAtTheLimitWithoutTakingEveryStep) {
     EXPECT_FALSE(ok[0].steadyState);
 }
 
+TEST(SolverMethods, ValuesStayWithinTheRangeOfTheirRewards) {
+    // Ten units failing without repair at 1e-4 to 1e-2, the system up until
+    // the last one fails: at t = 1e6 its reliability is about 4e-44, which the
+    // implicit steps' roundings gave as -4.5e-27 (within its bound). A value
+    // weighs a distribution, so it lies within its reward's range: 0 to 1 for
+    // the reliability, its average and its long-run value, 0 to t for the
+    // time up until t.
+    const std::uint32_t units = 10, n = 1u << units;
+    std::vector<double> rate(units);
+    for (std::uint32_t i = 0; i < units; ++i)
+        rate[i] = std::pow(10.0, -4.0 + 2.0 * i / (units - 1));
+    Chain c;
+    c.states = n;
+    for (std::uint32_t s = 0; s + 1 < n; ++s)
+        for (std::uint32_t i = 0; i < units; ++i)
+            if ((s >> i & 1u) == 0)
+                c.arcs.push_back({s + 1, (s | (1u << i)) + 1, rate[i]});
+    const double t = 1e6;
+    std::vector<double> up(n, 1.0);
+    up[n - 1] = 0.0;
+    long double failedByT = 1.0L;
+    for (const double l : rate)
+        failedByT *= 1.0L - std::exp(-static_cast<long double>(l) * t);
+    c.variables.push_back({"reliability", 0, {{t, t}}, up, {}});
+    std::vector<Result> results = solveChain(c);
+    c.variables = {{"uptime", 1, {{0.0, t}}, up, {}},
+                   {"availability", 2, {{0.0, t}}, up, {}},
+                   {"longrun", 3, {{0.0, 0.0}}, up, {}}};
+    for (const Result& r : solveChain(c))
+        results.push_back(r);
+    ASSERT_EQ(results.size(), 4u);
+    const long double exact[] = {1.0L - failedByT, -1.0L, -1.0L, 0.0L};
+    const double high[] = {1.0, t, 1.0, 1.0};
+    for (std::size_t k = 0; k < results.size(); ++k) {
+        const Result& r = results[k];
+        SCOPED_TRACE(r.variable + ": " + r.method);
+        EXPECT_GE(r.value, 0.0);
+        EXPECT_LE(r.value, high[k]);
+        if (exact[k] >= 0.0L) {
+            EXPECT_LE(std::fabs(r.value - static_cast<double>(exact[k])), r.bound + 1e-300);
+        }
+    }
+}
+
 } // namespace

@@ -2,6 +2,7 @@
 
 #include "methods/Absorption.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <string>
@@ -40,6 +41,21 @@ void refuseUnlessBounded(const Absorption& a, const Result& r) {
     refuseUnlessFinite(r);
 }
 
+// The sign of a value until absorption, where every state's earning rate has
+// that sign: a value computed beyond it is moved to 0, nearer the true one.
+double withSignOf(const std::vector<double>& earning, double value) {
+    bool negative = false, positive = false;
+    for (const double e : earning) {
+        negative = negative || e < 0.0;
+        positive = positive || e > 0.0;
+    }
+    if (!negative && value < 0.0)
+        return 0.0;
+    if (!positive && value > 0.0)
+        return 0.0;
+    return value;
+}
+
 } // namespace
 
 void appendAbsorptionResults(const Model& model,
@@ -65,6 +81,8 @@ void appendAbsorptionResults(const Absorption& a, const Model& model,
                 : "every state reachable from state 1 reaches an absorbing state",
             a.outcome == Absorption::Outcome::NotCertain ? a.refinements : 0);
     probability.longRun = true;
+    if (std::isfinite(probability.value))
+        probability.value = std::clamp(probability.value, 0.0, 1.0);
     refuseUnlessBounded(a, probability);
     if (a.outcome == Absorption::Outcome::Unreachable)
         probability.method = "no absorbing state reachable from state 1";
@@ -87,8 +105,8 @@ void appendAbsorptionResults(const Absorption& a, const Model& model,
     std::vector<double> one(model.matrix.states(), 1.0);
     double bound = 0.0;
     const double mean = a.accumulated(one, bound);
-    Result time = row("time to absorption", RewardType::IntervalOfTime, mean, bound + margins.time,
-                      method, a.refinements);
+    Result time = row("time to absorption", RewardType::IntervalOfTime, withSignOf(one, mean),
+                      bound + margins.time, method, a.refinements);
     time.untilAbsorption = true;
     // A mean time beyond a double's range (a million-state chain whose
     // absorption takes some 1e800 hours) leaves no number to print.
@@ -99,8 +117,9 @@ void appendAbsorptionResults(const Absorption& a, const Model& model,
         if (!every && !model.untilAbsorption[p])
             continue;
         const double value = a.accumulated(*earning[p], bound);
-        Result r = row(model.variables[p].name, RewardType::IntervalOfTime, value,
-                       bound + margins.variable[p], method, a.refinements);
+        Result r =
+            row(model.variables[p].name, RewardType::IntervalOfTime, withSignOf(*earning[p], value),
+                bound + margins.variable[p], method, a.refinements);
         r.untilAbsorption = true;
         refuseUnlessBounded(a, r);
         solution.results.push_back(r);

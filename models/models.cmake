@@ -9,6 +9,7 @@ gen_add_model(tandem FILE models/tandem/tandem.san)
 gen_add_model(diskarray FILE models/diskarray/diskarray.san)
 gen_add_model(stiff FILE models/stiff/stiff.san)
 gen_add_model(ring FILE models/ring/ring.san)
+gen_add_model(units FILE models/units/units.san)
 
 # Twins of the hand-written examples while both exist.
 gen_add_model(polling_file FILE models/polling/polling.san)

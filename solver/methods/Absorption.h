@@ -78,8 +78,9 @@ Absorption solveAbsorption(const RateMatrix& m, AbsorptionMethod method = Absorp
 // reaching any of them, as where the rates out of them were removed. The marked
 // states must be a union of closed classes (nothing else is reached through
 // them). Throws EliminationOverBudget where the elimination exceeds budget. With
-// reorder, the states are eliminated in fillReducingOrder (EliminationOrder.h),
-// else in state order. With boundFor
+// reorder, the states are eliminated in the state order where that fills in
+// little (within stateOrderBudget, EliminationOrder.h), else in
+// fillReducingOrder; without, in the state order. With boundFor
 // Probabilities, the mean times are not solved for (longestMean stays 0), and
 // the bound of the probabilities (eachBound) picks the solution given, the
 // times' weights then not bounding accumulated values. method Auto takes the

@@ -6,7 +6,9 @@
 
 #include <cmath>
 #include <cstring>
+#include <exception>
 #include <string_view>
+#include <thread>
 #include <vector>
 
 #include <sys/stat.h>
@@ -97,13 +99,16 @@ private:
             std::to_string(states) + " is incomplete or missing (truncated)");
 }
 
-// Walks every row, calling entry(from, to, rate) for each transition (numbered from
-// 0). With ParseRates false the rate lines are only skipped and entry gets 0.
+// Walks the rows of states first to last (from 1), calling entry(from, to, rate)
+// for each transition (numbered from 0); after the last state's row, checks that
+// nothing but blank lines follows. With ParseRates false the rate lines are only
+// skipped and entry gets 0.
 template <bool ParseRates, class Entry>
-void walkRows(LineReader& in, std::uint32_t states, Entry&& entry) {
+void walkRows(LineReader& in, std::uint32_t states, std::uint32_t first, std::uint32_t last,
+              Entry&& entry) {
     std::string_view line;
     RecentRates recent;
-    for (std::uint64_t i = 1; i <= states; ++i) {
+    for (std::uint64_t i = first; i <= last; ++i) {
         std::uint64_t number = 0;
         if (!in.nextDigits(number)) {
             if (!in.next(line))
@@ -158,10 +163,163 @@ void walkRows(LineReader& in, std::uint32_t states, Entry&& entry) {
             entry(static_cast<std::uint32_t>(i - 1), static_cast<std::uint32_t>(to - 1), rate);
         }
     }
+    if (last != states)
+        return;
     while (in.next(line))
         if (!trim(line).empty())
             in.fail("text after the row of the last state " + std::to_string(states) + ": " +
                     quote(line));
+}
+
+// Where the second of two parts starts: the row of state `row`, at byte
+// `offset`, after `lines` lines of the file.
+struct Cut {
+    std::uint64_t offset = 0;
+    std::uint32_t row = 0;
+    std::uint64_t lines = 0;
+};
+
+// A guess at a cut near the middle of the file: the line after the first line
+// "0" (a row's end) past the middle, read as the next row's number. Only a guess,
+// since a rate written "0" by hand looks the same: the first part's walk
+// confirms it by ending the row before exactly there.
+bool guessCut(const std::string& path, std::uint64_t size, std::uint32_t states, Cut& cut) {
+    LineReader in(path, 1 << 16);
+    in.seek(size / 2, 0);
+    in.skip(); // the rest of the line the middle falls in
+    std::string_view line;
+    for (int k = 0; k < 4096 && in.next(line); ++k) {
+        if (trim(line) != "0")
+            continue;
+        const std::uint64_t at = in.offset();
+        std::uint64_t row = 0;
+        if (!in.next(line) || !parseUnsigned(line, row) || row < 2 || row > states)
+            return false;
+        cut.offset = at;
+        cut.row = static_cast<std::uint32_t>(row);
+        return true;
+    }
+    return false;
+}
+
+// The rows read in two parts side by side, cut at `cut`: a thread of its own
+// counts, then fills, each part. The matrix is the one a single walk builds:
+// in each state's entries the second part's transitions follow the first's.
+// Where the cut is not confirmed (the first part does not end there, or the
+// second part's walk fails), the first part's walk reads on through the rest,
+// as a single walk does, and reports any fault at its line.
+RateMatrix readInTwo(LineReader& in, const std::string& path, std::uint32_t states,
+                     std::vector<Rewards>& rewards, const std::function<void()>& beside, Cut cut) {
+    RateMatrix m;
+    m.start.assign(std::size_t{states} + 1, 0);
+    // Per state, the second part's transitions into it.
+    std::vector<std::uint32_t> second(states, 0);
+    bool confirmed = false;
+    countBeside(beside, [&] {
+        bool walked = false;
+        std::thread other([&] {
+            try {
+                LineReader rest(path);
+                rest.seek(cut.offset, 0);
+                bool overflow = false;
+                walkRows<false>(rest, states, cut.row, states,
+                                [&](std::uint32_t from, std::uint32_t to, double) {
+                                    if (from != to && ++second[to] == 0)
+                                        overflow = true;
+                                });
+                walked = !overflow;
+            } catch (...) {
+                // The first part's walk reads on and meets the fault itself.
+            }
+        });
+        auto count = [&](std::uint32_t from, std::uint32_t to, double) {
+            if (from != to)
+                ++m.start[std::size_t{to} + 1];
+        };
+        try {
+            walkRows<false>(in, states, 1, cut.row - 1, count);
+        } catch (...) {
+            other.join();
+            throw;
+        }
+        other.join();
+        confirmed = walked && in.offset() == cut.offset;
+        if (confirmed)
+            cut.lines = in.line();
+        else
+            walkRows<false>(in, states, cut.row, states, count);
+    });
+    in.rewind();
+    readHeader(in);
+    if (!confirmed) {
+        std::vector<std::uint32_t>().swap(second);
+        fillMatrix(path, m, rewards,
+                   [&](auto&& entry) { walkRows<true>(in, states, 1, states, entry); });
+        return m;
+    }
+
+    // Each part's share of each state's entries: [next, end), next advancing as
+    // the part fills it. m.start becomes the row starts.
+    struct Span {
+        std::uint64_t next, end;
+    };
+    std::vector<Span> firstSpans(states), secondSpans(states);
+    std::uint64_t total = 0;
+    for (std::uint32_t j = 0; j < states; ++j) {
+        const std::uint64_t a = m.start[std::size_t{j} + 1], b = second[j];
+        m.start[j] = total;
+        firstSpans[j] = {total, total + a};
+        secondSpans[j] = {total + a, total + a + b};
+        total += a + b;
+    }
+    m.start[states] = total;
+    std::vector<std::uint32_t>().swap(second);
+    allocateEntries(m, total);
+    m.exitRate.assign(states, 0.0);
+    const std::vector<Rewards*> impulsive = impulsiveRewards(rewards, states);
+    // The parts' sources are apart, so their exit and impulse rates are too.
+    auto filler = [&](std::vector<Span>& spans) {
+        return [&](std::uint32_t from, std::uint32_t to, double rate) {
+            for (Rewards* r : impulsive)
+                r->impulseRate[from] += rate * r->impulse[to];
+            if (from == to)
+                return;
+            Span& span = spans[to];
+            if (span.next == span.end)
+                throw InputError(path, "the file changed while it was read");
+            m.source[span.next] = from;
+            m.rate[span.next] = rate;
+            ++span.next;
+            m.exitRate[from] += rate;
+        };
+    };
+    std::exception_ptr secondError;
+    std::thread other([&] {
+        try {
+            LineReader rest(path);
+            rest.seek(cut.offset, cut.lines);
+            walkRows<true>(rest, states, cut.row, states, filler(secondSpans));
+        } catch (...) {
+            secondError = std::current_exception();
+        }
+    });
+    try {
+        // A fault of the first part comes first in the file.
+        walkRows<true>(in, states, 1, cut.row - 1, filler(firstSpans));
+        if (in.offset() != cut.offset)
+            throw InputError(path, "the file changed while it was read");
+    } catch (...) {
+        other.join();
+        throw;
+    }
+    other.join();
+    if (secondError)
+        std::rethrow_exception(secondError);
+    for (std::uint32_t j = 0; j < states; ++j)
+        if (firstSpans[j].next != firstSpans[j].end || secondSpans[j].next != secondSpans[j].end)
+            throw InputError(path, "the file changed while it was read");
+    finishMatrix(path, m, impulsive);
+    return m;
 }
 
 } // namespace
@@ -172,7 +330,7 @@ std::uint32_t readArmStateCount(const std::string& path) {
 }
 
 RateMatrix readArm(const std::string& path, std::uint32_t states, std::vector<Rewards>& rewards,
-                   const std::function<void()>& beside) {
+                   const std::function<void()>& beside, std::uint64_t twoPartsFrom) {
     LineReader in(path);
     if (readHeader(in) != states)
         in.fail("the state count changed while the file was read");
@@ -190,14 +348,19 @@ RateMatrix readArm(const std::string& path, std::uint32_t states, std::vector<Re
                 " bytes cannot hold the rows of its " + std::to_string(states) +
                 " states (truncated)");
     }
+    Cut cut;
+    if (sharedPool().threads() >= 2 && info.st_size > 0 &&
+        static_cast<std::uint64_t>(info.st_size) >= twoPartsFrom &&
+        guessCut(path, static_cast<std::uint64_t>(info.st_size), states, cut))
+        return readInTwo(in, path, states, rewards, beside, cut);
     return rowsToMatrix(path, states, rewards, beside, [&](bool fill, auto&& entry) {
         if (!fill) {
-            walkRows<false>(in, states, entry);
+            walkRows<false>(in, states, 1, states, entry);
             return;
         }
         in.rewind();
         readHeader(in);
-        walkRows<true>(in, states, entry);
+        walkRows<true>(in, states, 1, states, entry);
     });
 }
 
@@ -205,9 +368,10 @@ void walkArm(const std::string& path, std::uint32_t states, ArmEntry entry, void
     LineReader in(path);
     if (readHeader(in) != states)
         in.fail("the state count changed while the file was read");
-    walkRows<true>(in, states, [entry, context](std::uint32_t from, std::uint32_t to, double rate) {
-        entry(context, from, to, rate);
-    });
+    walkRows<true>(in, states, 1, states,
+                   [entry, context](std::uint32_t from, std::uint32_t to, double rate) {
+                       entry(context, from, to, rate);
+                   });
 }
 
 } // namespace gensolver

@@ -24,8 +24,13 @@ std::uint32_t readArmStateCount(const std::string& path);
 // `beside`, when given, runs while the first pass counts (on a second thread
 // where the solver may use one, else before it) and may fill `rewards`, which
 // only the second pass reads; its exception is the one reported when both fail.
+// A file of `twoPartsFrom` bytes or more is read by two threads where the solver
+// may use two, each walking about half of the rows: the same matrix, the same
+// faults reported at the same lines.
+constexpr std::uint64_t kArmTwoPartsFrom = std::uint64_t{32} << 20;
 RateMatrix readArm(const std::string& path, std::uint32_t states, std::vector<Rewards>& rewards,
-                   const std::function<void()>& beside = {});
+                   const std::function<void()>& beside = {},
+                   std::uint64_t twoPartsFrom = kArmTwoPartsFrom);
 
 // Walks every row of the file, checked as readArm checks it, calling
 // entry(context, from, to, rate) for each transition (states numbered from 0).

@@ -41,6 +41,7 @@ bool LineReader::refill() {
         return false;
     if (begin_ > 0) {
         std::memmove(buffer_.get(), buffer_.get() + begin_, end_ - begin_);
+        base_ += begin_;
         end_ -= begin_;
         begin_ = 0;
     }
@@ -102,6 +103,7 @@ bool LineReader::skip() {
             return true;
         }
         const bool hadBytes = begin_ != end_;
+        base_ += end_;
         begin_ = end_ = 0;
         if (!refill()) {
             if (hadBytes)
@@ -114,9 +116,17 @@ bool LineReader::skip() {
 void LineReader::rewind() {
     if (::lseek(fd_, 0, SEEK_SET) < 0)
         throw InputError(path_, std::string("cannot rewind: ") + std::strerror(errno));
+    seek(0, 0);
+}
+
+void LineReader::seek(std::uint64_t offset, std::uint64_t lines) {
+    if (::lseek(fd_, static_cast<off_t>(offset), SEEK_SET) < 0)
+        throw InputError(path_, "cannot go to byte " + std::to_string(offset) + ": " +
+                                    std::strerror(errno));
+    base_ = offset;
     begin_ = end_ = 0;
     atEnd_ = false;
-    line_ = 0;
+    line_ = lines;
 }
 
 namespace {

@@ -47,6 +47,11 @@ public:
     }
     // Starts again at the first line.
     void rewind();
+    // Goes on reading at byte `offset` of the file, as line `lines` + 1 (for the
+    // messages' line numbers).
+    void seek(std::uint64_t offset, std::uint64_t lines);
+    // The byte of the file where the next line starts.
+    std::uint64_t offset() const { return base_ + begin_; }
 
     // Number of the line last returned or skipped (1 for the first line).
     std::uint64_t line() const { return line_; }
@@ -62,6 +67,7 @@ private:
     int fd_ = -1;                    // owned file descriptor
     std::unique_ptr<char[]> buffer_; // owned read buffer, not zeroed
     std::size_t size_;               // its size in bytes
+    std::uint64_t base_ = 0;         // the file's byte held at the buffer's start
     std::size_t begin_ = 0;          // first unread byte
     std::size_t end_ = 0;            // one past the last byte read
     bool atEnd_ = false;             // read(2) reported the end of the file

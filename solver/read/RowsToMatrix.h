@@ -22,49 +22,55 @@
 
 namespace gensolver {
 
-// walk(fill, entry) calls entry(from, to, rate) for every transition, numbered
-// from 0 (with fill false the rate may be 0). `path` names the input in messages.
-// beside (when not empty) runs during the counting walk, on a second thread where
-// the solver may use one, and may fill `rewards`; where both fail, its exception
-// is the one thrown, as it would be were it run first.
-template <class Walk>
-RateMatrix rowsToMatrix(const std::string& path, std::uint32_t states,
-                        std::vector<Rewards>& rewards, const std::function<void()>& beside,
-                        Walk&& walk) {
-    RateMatrix m;
-    m.start.assign(std::size_t{states} + 1, 0);
-    auto count = [&] {
-        walk(false, [&](std::uint32_t from, std::uint32_t to, double) {
-            if (from != to)
-                ++m.start[std::size_t{to} + 1];
-        });
-    };
-    if (!beside) {
-        count();
-    } else if (sharedPool().threads() < 2) {
-        beside();
-        count();
-    } else {
-        std::exception_ptr besideError;
-        std::thread other([&] {
-            try {
-                beside();
-            } catch (...) {
-                besideError = std::current_exception();
-            }
-        });
-        try {
-            count();
-        } catch (...) {
-            other.join();
-            if (besideError)
-                std::rethrow_exception(besideError);
-            throw;
+// Sizes the matrix's entries for `total` transitions. The fill writes all over
+// these arrays: their pages are touched here first, on all threads, so that the
+// system clears them side by side and not one by one under the fill's writes.
+inline void allocateEntries(RateMatrix& m, std::uint64_t total) {
+    m.source.resize(total);
+    m.rate.resize(total);
+    sharedPool().forEach(total, [&](std::uint64_t begin, std::uint64_t end) {
+        std::fill(m.source.begin() + static_cast<std::ptrdiff_t>(begin),
+                  m.source.begin() + static_cast<std::ptrdiff_t>(end), 0u);
+        std::fill(m.rate.begin() + static_cast<std::ptrdiff_t>(begin),
+                  m.rate.begin() + static_cast<std::ptrdiff_t>(end), 0.0);
+    });
+}
+
+// The rewards whose impulse rates the fill derives, with those rates sized.
+inline std::vector<Rewards*> impulsiveRewards(std::vector<Rewards>& rewards, std::uint32_t states) {
+    std::vector<Rewards*> impulsive;
+    for (Rewards& r : rewards)
+        if (r.hasImpulses) {
+            r.impulseRate.assign(states, 0.0);
+            impulsive.push_back(&r);
         }
-        other.join();
-        if (besideError)
-            std::rethrow_exception(besideError);
+    return impulsive;
+}
+
+// After the fill: refuses rates (or the impulses they earn) that add up beyond
+// the range of a double, and releases the impulses, now in the impulse rates.
+inline void finishMatrix(const std::string& path, const RateMatrix& m,
+                         const std::vector<Rewards*>& impulsive) {
+    for (std::uint32_t i = 0; i < m.states(); ++i) {
+        bool finite = std::isfinite(m.exitRate[i]);
+        for (const Rewards* r : impulsive)
+            finite = finite && std::isfinite(r->impulseRate[i]);
+        if (!finite)
+            throw InputError(path, "the rates out of state " + std::to_string(i + 1) +
+                                       " (or the impulses they earn) add up beyond the range "
+                                       "of a double");
     }
+    for (Rewards* r : impulsive)
+        std::vector<double>().swap(r->impulse);
+}
+
+// The second walk: with m.start[j + 1] holding the count of transitions into
+// state j, fills the matrix from walk(entry), which calls entry(from, to, rate)
+// for every transition in the order the counts were taken.
+template <class Walk>
+void fillMatrix(const std::string& path, RateMatrix& m, std::vector<Rewards>& rewards,
+                Walk&& walk) {
+    const std::uint32_t states = static_cast<std::uint32_t>(m.start.size() - 1);
     // start[j + 1] becomes the first entry of state j; the fill advances it as a
     // cursor, leaving it at the end of state j, which is the start of state j + 1.
     std::uint64_t total = 0;
@@ -73,25 +79,9 @@ RateMatrix rowsToMatrix(const std::string& path, std::uint32_t states,
         m.start[std::size_t{j} + 1] = total;
         total += c;
     }
-    m.source.resize(total);
-    m.rate.resize(total);
-    // The fill writes all over these arrays: their pages are touched here first,
-    // on all threads, so that the system clears them side by side and not one
-    // by one under the fill's writes.
-    sharedPool().forEach(total, [&](std::uint64_t begin, std::uint64_t end) {
-        std::fill(m.source.begin() + static_cast<std::ptrdiff_t>(begin),
-                  m.source.begin() + static_cast<std::ptrdiff_t>(end), 0u);
-        std::fill(m.rate.begin() + static_cast<std::ptrdiff_t>(begin),
-                  m.rate.begin() + static_cast<std::ptrdiff_t>(end), 0.0);
-    });
+    allocateEntries(m, total);
     m.exitRate.assign(states, 0.0);
-
-    std::vector<Rewards*> impulsive;
-    for (Rewards& r : rewards)
-        if (r.hasImpulses) {
-            r.impulseRate.assign(states, 0.0);
-            impulsive.push_back(&r);
-        }
+    const std::vector<Rewards*> impulsive = impulsiveRewards(rewards, states);
     auto fill = [&](std::uint32_t from, std::uint32_t to, double rate) {
         for (Rewards* r : impulsive)
             r->impulseRate[from] += rate * r->impulse[to];
@@ -109,23 +99,67 @@ RateMatrix rowsToMatrix(const std::string& path, std::uint32_t states,
     // source, the matrix by target): a second thread, where the solver may use
     // one, does them while the walk decodes the file.
     if (sharedPool().threads() >= 2)
-        WalkBeside::run([&](auto&& entry) { walk(true, entry); }, fill);
+        WalkBeside::run(walk, fill);
     else
-        walk(true, fill);
+        walk(fill);
     if (m.start[states] != total)
         throw InputError(path, "the file changed while it was read");
-    // Finite rates can still add up beyond the range of a double.
-    for (std::uint32_t i = 0; i < states; ++i) {
-        bool finite = std::isfinite(m.exitRate[i]);
-        for (const Rewards* r : impulsive)
-            finite = finite && std::isfinite(r->impulseRate[i]);
-        if (!finite)
-            throw InputError(path, "the rates out of state " + std::to_string(i + 1) +
-                                       " (or the impulses they earn) add up beyond the range "
-                                       "of a double");
+    finishMatrix(path, m, impulsive);
+}
+
+// Runs count() with beside() (when given) on a second thread where the solver
+// may use one, else beside() first; where both fail, beside's exception is the
+// one thrown, as it would be were it run first.
+template <class Count> void countBeside(const std::function<void()>& beside, Count&& count) {
+    if (!beside) {
+        count();
+        return;
     }
-    for (Rewards* r : impulsive)
-        std::vector<double>().swap(r->impulse);
+    if (sharedPool().threads() < 2) {
+        beside();
+        count();
+        return;
+    }
+    std::exception_ptr besideError;
+    std::thread other([&] {
+        try {
+            beside();
+        } catch (...) {
+            besideError = std::current_exception();
+        }
+    });
+    try {
+        count();
+    } catch (...) {
+        other.join();
+        if (besideError)
+            std::rethrow_exception(besideError);
+        throw;
+    }
+    other.join();
+    if (besideError)
+        std::rethrow_exception(besideError);
+}
+
+// walk(fill, entry) calls entry(from, to, rate) for every transition, numbered
+// from 0 (with fill false the rate may be 0). `path` names the input in messages.
+// beside (when not empty) runs during the counting walk, on a second thread where
+// the solver may use one, and may fill `rewards`; where both fail, its exception
+// is the one thrown, as it would be were it run first.
+template <class Walk>
+RateMatrix rowsToMatrix(const std::string& path, std::uint32_t states,
+                        std::vector<Rewards>& rewards, const std::function<void()>& beside,
+                        Walk&& walk) {
+    RateMatrix m;
+    m.start.assign(std::size_t{states} + 1, 0);
+    auto count = [&] {
+        walk(false, [&](std::uint32_t from, std::uint32_t to, double) {
+            if (from != to)
+                ++m.start[std::size_t{to} + 1];
+        });
+    };
+    countBeside(beside, count);
+    fillMatrix(path, m, rewards, [&](auto&& entry) { walk(true, entry); });
     return m;
 }
 

@@ -6,9 +6,13 @@
 // the one part of a binary row form (.rows.0), read as gen-solve --binary-rows
 // reads them. A refusal must be an InputError (or a
 // SolveError for a time point out of reach); an accepted chain must give finite
-// values with finite bounds.
+// values with finite bounds. The text .arm is also read in two parts, as a large
+// file is, which must give what a single walk gives: the same matrix or the same
+// fault, in the same words.
 
 #include "methods/Measures.h"
+#include "methods/Parallel.h"
+#include "read/ArmReader.h"
 #include "read/InputError.h"
 #include "read/ModelReader.h"
 
@@ -18,8 +22,10 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <limits>
 #include <string>
 #include <unistd.h>
+#include <vector>
 
 namespace {
 
@@ -43,6 +49,32 @@ void write(const std::string& path, const std::string& text) {
     std::ofstream(path, std::ios::binary | std::ios::trunc) << text;
 }
 
+#ifndef GEN_FUZZ_ROW_PARTS
+// The fault a read of the .arm meets ("" when none), and the matrix it builds.
+std::string readArm(std::uint64_t twoPartsFrom, gensolver::RateMatrix& m) {
+    try {
+        const std::uint32_t states = gensolver::readArmStateCount(scratch + ".arm");
+        std::vector<gensolver::Rewards> rewards;
+        m = gensolver::readArm(scratch + ".arm", states, rewards, {}, twoPartsFrom);
+        return "";
+    } catch (const gensolver::InputError& e) {
+        return e.what();
+    }
+}
+
+// The .arm read in two parts against a single walk.
+void compareTwoParts() {
+    gensolver::RateMatrix one, two;
+    const std::string single = readArm(std::numeric_limits<std::uint64_t>::max(), one);
+    const std::string parts = readArm(0, two);
+    if (single != parts)
+        std::abort();
+    if (single.empty() && (one.start != two.start || one.source != two.source ||
+                           one.rate != two.rate || one.exitRate != two.exitRate))
+        std::abort();
+}
+#endif
+
 } // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
@@ -55,6 +87,8 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
     if (made == nullptr)
         std::abort();
     scratch = std::string(made) + "/m";
+    // Two threads, so that the .arm can be read in two parts.
+    gensolver::setSharedThreads(2);
     std::atexit([] {
         for (const char* ext : kExtensions)
             std::remove((scratch + ext).c_str());
@@ -78,6 +112,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
     for (int p = 0; p < kFiles; ++p)
         write(scratch + kExtensions[p], parts[p]);
+#ifndef GEN_FUZZ_ROW_PARTS
+    compareTwoParts();
+#endif
     try {
         const gensolver::Model model = read();
         gensolver::SolveOptions options;

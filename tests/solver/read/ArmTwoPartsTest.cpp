@@ -113,31 +113,21 @@ TEST(ArmTwoParts, ReportEachFaultWithTheLineOneWalkGives) {
     std::string arm = "1\n" + std::to_string(states) + "\n\n";
     for (std::uint32_t s = 1; s <= states; ++s)
         arm += std::to_string(s) + "\n" + std::to_string(1 + s % states) + "\n2.5e-1\n0\n";
+    // Text after the last row, and a target beyond the count in the second part.
+    std::vector<std::string> faults = {
+        arm + "7\n", replacedAt(arm, arm.size() / 2 + 40, "\n2.5e-1", "\n2.5e-1\n4001\n1")};
     // Faults in the first part, just after the middle (in the second part) and at
     // the end.
     for (const std::size_t at : {arm.size() / 4, arm.size() / 2 + 40, arm.size() - 40}) {
         const std::size_t row = arm.find("\n0\n", at) + 3; // a row's first line
-        const std::string faults[] = {
-            replacedAt(arm, row, "2.5e-1", "-2.5e-1"),
-            replacedAt(arm, row, "2.5e-1", "quarter"),
-            replacedAt(arm, row, "2.5e-1", "inf"),
-            arm.substr(0, arm.find("2.5e-1", row)),
-            arm.substr(0, row),
-            arm.substr(0, row) + "1\n" + arm.substr(row),
-            arm.substr(0, row) + arm.substr(arm.find("\n0\n", row) + 3),
-        };
-        for (const std::string& text : faults) {
-            testsupport::TempDir dir;
-            const std::string path = dir.path() + "c.arm";
-            std::ofstream(path, std::ios::binary) << text;
-            const std::string one = fault(path, states, kNeverTwo);
-            EXPECT_NE(one, "");
-            EXPECT_EQ(fault(path, states, kAlwaysTwo), one);
-        }
+        faults.insert(faults.end(), {replacedAt(arm, row, "2.5e-1", "-2.5e-1"),
+                                     replacedAt(arm, row, "2.5e-1", "quarter"),
+                                     replacedAt(arm, row, "2.5e-1", "inf"),
+                                     arm.substr(0, arm.find("2.5e-1", row)), arm.substr(0, row),
+                                     arm.substr(0, row) + "1\n" + arm.substr(row),
+                                     arm.substr(0, row) + arm.substr(arm.find("\n0\n", row) + 3)});
     }
-    // Text after the last row, and a target beyond the count in the second part.
-    for (const std::string& text :
-         {arm + "7\n", replacedAt(arm, arm.size() / 2 + 40, "\n2.5e-1", "\n2.5e-1\n4001\n1")}) {
+    for (const std::string& text : faults) {
         testsupport::TempDir dir;
         const std::string path = dir.path() + "c.arm";
         std::ofstream(path, std::ios::binary) << text;

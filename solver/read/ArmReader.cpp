@@ -280,17 +280,8 @@ RateMatrix readInTwo(LineReader& in, const std::string& path, std::uint32_t stat
     // The parts' sources are apart, so their exit and impulse rates are too.
     auto filler = [&](std::vector<Span>& spans) {
         return [&](std::uint32_t from, std::uint32_t to, double rate) {
-            for (Rewards* r : impulsive)
-                r->impulseRate[from] += rate * r->impulse[to];
-            if (from == to)
-                return;
             Span& span = spans[to];
-            if (span.next == span.end)
-                throw InputError(path, "the file changed while it was read");
-            m.source[span.next] = from;
-            m.rate[span.next] = rate;
-            ++span.next;
-            m.exitRate[from] += rate;
+            placeTransition(path, m, impulsive, from, to, rate, span.next, span.end);
         };
     };
     std::exception_ptr secondError;

@@ -47,6 +47,25 @@ inline std::vector<Rewards*> impulsiveRewards(std::vector<Rewards>& rewards, std
     return impulsive;
 }
 
+// Adds the transition from -> to to the impulse rates and, unless it is a
+// self-loop, stores it at entry `at` of the matrix (advancing it) and adds it to
+// the exit rate. An entry at `end` lies beyond what the count gave the state:
+// the file changed between the walks.
+inline void placeTransition(const std::string& path, RateMatrix& m,
+                            const std::vector<Rewards*>& impulsive, std::uint32_t from,
+                            std::uint32_t to, double rate, std::uint64_t& at, std::uint64_t end) {
+    for (Rewards* r : impulsive)
+        r->impulseRate[from] += rate * r->impulse[to];
+    if (from == to)
+        return;
+    if (at >= end)
+        throw InputError(path, "the file changed while it was read");
+    m.source[at] = from;
+    m.rate[at] = rate;
+    ++at;
+    m.exitRate[from] += rate;
+}
+
 // After the fill: refuses rates (or the impulses they earn) that add up beyond
 // the range of a double, and releases the impulses, now in the impulse rates.
 inline void finishMatrix(const std::string& path, const RateMatrix& m,
@@ -83,17 +102,7 @@ void fillMatrix(const std::string& path, RateMatrix& m, std::vector<Rewards>& re
     m.exitRate.assign(states, 0.0);
     const std::vector<Rewards*> impulsive = impulsiveRewards(rewards, states);
     auto fill = [&](std::uint32_t from, std::uint32_t to, double rate) {
-        for (Rewards* r : impulsive)
-            r->impulseRate[from] += rate * r->impulse[to];
-        if (from == to)
-            return;
-        std::uint64_t& at = m.start[std::size_t{to} + 1];
-        if (at >= total)
-            throw InputError(path, "the file changed while it was read");
-        m.source[at] = from;
-        m.rate[at] = rate;
-        ++at;
-        m.exitRate[from] += rate;
+        placeTransition(path, m, impulsive, from, to, rate, m.start[std::size_t{to} + 1], total);
     };
     // The fill's writes land all over the arrays (the file lists transitions by
     // source, the matrix by target): a second thread, where the solver may use

@@ -114,8 +114,6 @@ bool LineReader::skip() {
 }
 
 void LineReader::rewind() {
-    if (::lseek(fd_, 0, SEEK_SET) < 0)
-        throw InputError(path_, std::string("cannot rewind: ") + std::strerror(errno));
     seek(0, 0);
 }
 
